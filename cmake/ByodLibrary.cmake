@@ -1,0 +1,21 @@
+# libbyod.so: the modules' objects, exporting the names of libbyod.map and no others.
+
+set(BYOD_EXPORTS ${PROJECT_SOURCE_DIR}/cmake/libbyod.map)
+get_property(modules GLOBAL PROPERTY BYOD_MODULES)
+set(objects)
+foreach(module IN LISTS modules)
+  list(APPEND objects $<TARGET_OBJECTS:${module}>)
+endforeach()
+
+add_library(byod SHARED ${objects})
+add_library(byod::byod ALIAS byod)
+set_target_properties(byod PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+  LINK_DEPENDS ${BYOD_EXPORTS} LINKER_LANGUAGE CXX)
+target_include_directories(byod PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/byod>)
+target_link_libraries(byod PRIVATE lauth)
+target_link_options(byod PRIVATE
+  -Wl,--version-script=${BYOD_EXPORTS} -Wl,--gc-sections
+  $<$<NOT:$<BOOL:${BYOD_SANITIZE}>>:-Wl,-z,defs>)

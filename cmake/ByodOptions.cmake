@@ -1,0 +1,28 @@
+# What a builder may choose, and the settings that every target shares.
+
+option(BYOD_BUILD_TESTS "Build the tests" ON)
+option(BYOD_WARNINGS_AS_ERRORS "Treat every warning as an error" ON)
+set(BYOD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as in -fsanitize=")
+option(BYOD_COVERAGE "Instrument for line and branch coverage" OFF)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Kind of build" FORCE)
+endif()
+
+if(BYOD_SANITIZE)
+  add_compile_options(-fsanitize=${BYOD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${BYOD_SANITIZE})
+endif()
+
+if(BYOD_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()

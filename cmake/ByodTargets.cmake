@@ -1,0 +1,38 @@
+# One function for each kind of target.
+
+# byod_warnings(target): the warnings that every piece of our own code is clean of.
+function(byod_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  if(BYOD_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# byod_strict_warnings(target): what the shipped libraries are held to besides.
+function(byod_strict_warnings target)
+  byod_warnings(${target})
+  target_compile_options(${target} PRIVATE -Wconversion -Wshadow)
+endfunction()
+
+# byod_module(name SOURCES...): one folder of the library. Its objects are linked into libbyod.so,
+# and by tests that look at what the library does not export.
+function(byod_module name)
+  add_library(byod_${name} OBJECT ${ARGN})
+  target_include_directories(byod_${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
+  target_compile_options(byod_${name} PRIVATE
+    -fvisibility=hidden -ffunction-sections -fdata-sections
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fvisibility-inlines-hidden>)
+  byod_strict_warnings(byod_${name})
+  set_property(GLOBAL APPEND PROPERTY BYOD_MODULES byod_${name})
+endfunction()
+
+# byod_test(name SOURCES... [LIBS libraries]): one test program under CTest.
+function(byod_test name)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
+  byod_warnings(${name})
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+endfunction()
