@@ -1,0 +1,144 @@
+#include "support/failing_allocator.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+// The allocator underneath. Under a sanitizer that is the sanitizer's own, which it also offers
+// under names of its own for programs that take the usual ones.
+extern "C" {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define UNDERNEATH(name) __interceptor_##name
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define UNDERNEATH(name) __interceptor_##name
+#endif
+#endif
+#ifndef UNDERNEATH
+#define UNDERNEATH(name) __libc_##name
+#define UNDERNEATH_IS_LIBC 1
+#endif
+void* UNDERNEATH(malloc)(size_t size);
+void* UNDERNEATH(calloc)(size_t count, size_t size);
+void* UNDERNEATH(realloc)(void* old, size_t size);
+#ifdef UNDERNEATH_IS_LIBC
+void* __libc_memalign(size_t alignment, size_t size);
+#else
+int __interceptor_posix_memalign(void** out, size_t alignment, size_t size);
+#endif
+}
+
+namespace {
+
+// initial-exec, so that reaching them never allocates.
+__attribute__((tls_model("initial-exec"))) thread_local uint32_t* counter = nullptr;
+__attribute__((tls_model("initial-exec"))) thread_local uint32_t failing = 0;
+
+bool Fails() {
+  if (counter == nullptr || ++*counter != failing) return false;
+  errno = ENOMEM;
+  return true;
+}
+
+void* AllocateAligned(size_t alignment, size_t size) {
+#ifdef UNDERNEATH_IS_LIBC
+  return __libc_memalign(alignment, size);
+#else
+  void* memory = nullptr;
+  return __interceptor_posix_memalign(&memory, alignment, size) == 0 ? memory : nullptr;
+#endif
+}
+
+}  // namespace
+
+extern "C" {
+
+void* malloc(size_t size) {
+  return Fails() ? nullptr : UNDERNEATH(malloc)(size);
+}
+
+void* calloc(size_t count, size_t size) {
+  return Fails() ? nullptr : UNDERNEATH(calloc)(count, size);
+}
+
+void* realloc(void* old, size_t size) {
+  return Fails() ? nullptr : UNDERNEATH(realloc)(old, size);
+}
+
+void* aligned_alloc(size_t alignment, size_t size) {
+  return Fails() ? nullptr : AllocateAligned(alignment, size);
+}
+
+int posix_memalign(void** out, size_t alignment, size_t size) {
+  void* memory = Fails() ? nullptr : AllocateAligned(alignment, size);
+  if (memory == nullptr) return ENOMEM;
+  *out = memory;
+  return 0;
+}
+
+}  // extern "C"
+
+// Replaced, because a sanitizer's operator new does not come by malloc.
+void* operator new(size_t size) {
+  if (void* memory = malloc(size != 0 ? size : 1)) return memory;
+  throw std::bad_alloc();
+}
+
+void* operator new[](size_t size) {
+  return operator new(size);
+}
+
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return malloc(size != 0 ? size : 1);
+}
+
+void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
+  return operator new(size, tag);
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
+
+namespace support {
+
+FailingAllocation::FailingAllocation(uint32_t nth) : nth_(nth) {
+  failing = nth;
+  counter = &count_;
+}
+
+FailingAllocation::~FailingAllocation() {
+  Disarm();
+}
+
+void FailingAllocation::Disarm() {
+  if (!armed_) return;
+  armed_ = false;
+  counter = nullptr;
+}
+
+uint32_t FailingAllocation::Count() const {
+  return count_;
+}
+
+bool FailingAllocation::Failed() const {
+  return nth_ != 0 && count_ >= nth_;
+}
+
+}  // namespace support
