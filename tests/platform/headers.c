@@ -1,5 +1,6 @@
 /* Compiles every header of the support library as C99, each of them first. */
 #include "lauth_avl.h"
+#include "lauth_debug.h"
 #include "lauth_hash.h"
 #include "lauth_text.h"
 
