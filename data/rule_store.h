@@ -1,0 +1,41 @@
+// The one rule store of the process, as the rule tables see it.
+#ifndef BYOD_DATA_RULE_STORE_H
+#define BYOD_DATA_RULE_STORE_H
+
+#include "byod_data.h"
+#include "data/ranked_list.h"
+#include "lauth_hash.h"
+
+namespace byod::data {
+
+struct RuleStore {
+  ByodDhcpOptionTable dhcp = {};
+  ByodUserAgentTable user_agent = {};
+  ByodMacTable mac = {};
+  uint32_t custom_limit = BYOD_NO_RULE_LIMIT;
+
+  // Over the lists of the tables above.
+  RankedList dhcp_list{&dhcp.list};
+  RankedList user_agent_list{&user_agent.list};
+  RankedList match_list{&user_agent.match_list};
+};
+
+extern RuleStore store;
+
+/// Whether one more rule of this origin would be a custom rule too many.
+bool LimitReached(uint32_t origin);
+
+/// Counts a rule of this origin in or out; every table record begins with the same two counts.
+template <typename Table>
+void Count(Table& table, uint32_t origin, int change) {
+  table.rule_count += static_cast<uint32_t>(change);
+  if (origin == BYOD_RULE_CUSTOM) table.custom_count += static_cast<uint32_t>(change);
+}
+
+inline HASH_Table* HashOf(void* handle) {
+  return static_cast<HASH_Table*>(handle);
+}
+
+}  // namespace byod::data
+
+#endif  // BYOD_DATA_RULE_STORE_H

@@ -1,0 +1,102 @@
+// What the two tables of rules keyed by text do alike, on top of rule_table.h. A table states:
+//
+//   kText                  the member that holds the key
+//   Table(), List()        the table's record, and its list in byte order of keys
+//   Reserve()              room in every further index; false without memory
+//   Index(rule), Unindex(rule)  into and out of every further index
+#ifndef BYOD_DATA_TEXT_RULE_TABLE_H
+#define BYOD_DATA_TEXT_RULE_TABLE_H
+
+#include <cstddef>
+#include <cstring>
+
+#include "data/fold_case.h"
+#include "data/rule_store.h"
+#include "data/rule_table.h"
+
+namespace byod::data {
+
+/// The rule in which a link is the list link.
+template <typename T>
+typename T::Rule* RuleOfListLink(ByodLink* link) {
+  if (link == nullptr) return nullptr;
+  return reinterpret_cast<typename T::Rule*>(reinterpret_cast<char*>(link) -
+                                             offsetof(typename T::Rule, list_link));
+}
+
+template <typename T>
+const char* TextOf(const typename T::Rule& rule) {
+  return rule.*T::kText;
+}
+
+template <typename T>
+void SetText(typename T::Rule& rule, const char* text) {
+  CopyText(rule.*T::kText, text);
+}
+
+template <typename T>
+typename T::Rule* FindText(const char* text) {
+  if (T::Table().hash == nullptr) return nullptr;
+  const auto differs = [](const void* rule, const void* key) -> int {
+    return !EqualWithoutCase(TextOf<T>(*static_cast<const typename T::Rule*>(rule)),
+                             static_cast<const char*>(key));
+  };
+  return static_cast<typename T::Rule*>(HASH_Find(HashOf(T::Table().hash), text, differs));
+}
+
+/// The byte order of keys, for searches in the list.
+template <typename T>
+auto ByText(const char* text) {
+  return [text](ByodLink& link) { return std::strcmp(text, TextOf<T>(*RuleOfListLink<T>(&link))); };
+}
+
+/// Puts a rule into a list whose room is reserved. A rule for which the search finds no place, as
+/// the count reaches past the list's end, is left out.
+template <typename Compare>
+void InsertInOrder(RankedList& list, const ByodLink* head, uint32_t count, Compare compare,
+                   ByodLink& link) {
+  if (head == nullptr) return list.InsertFirst(link);
+  const RankedList::Place place = list.Search(count, compare);
+  if (place.link != nullptr) list.InsertAt(place, link);
+}
+
+/// Nothing is changed on failure; equal keys are not refused.
+template <typename T>
+uint32_t AddText(typename T::Rule* rule) {
+  if (LimitReached(rule->origin)) return BYOD_ERR_RULE_LIMIT;
+  auto& table = T::Table();
+  if (table.hash == nullptr || !T::List().Reserve() || !T::Reserve()) return BYOD_ERR_FAILED;
+
+  HASH_Table* const hash = HashOf(table.hash);
+  const char* const text = TextOf<T>(*rule);
+  LinkAt(reinterpret_cast<ByodLink*&>(hash->buckets[hash->hash(text)]), rule->hash_link);
+  InsertInOrder(T::List(), table.list, table.rule_count, ByText<T>(text), rule->list_link);
+  T::Index(*rule);
+  Count(table, rule->origin, 1);
+  return 0;
+}
+
+template <typename T>
+void EraseText(typename T::Rule* rule) {
+  if (rule == nullptr) return;
+  Unlink(rule->hash_link);
+  T::List().Remove(rule->list_link, ByText<T>(TextOf<T>(*rule)));
+  T::Unindex(*rule);
+  Count(T::Table(), rule->origin, -1);
+  FreeRule(rule);
+}
+
+template <typename T>
+typename T::Rule* NextText(const char* text) {
+  ByodLink* const head = T::Table().list;
+  if (head == nullptr) return nullptr;
+  const auto by_text = ByText<T>(text);
+  if (by_text(*head) < 0) return RuleOfListLink<T>(head);
+  const RankedList::Place place = T::List().Search(T::Table().rule_count, by_text);
+  if (place.link == nullptr) return nullptr;
+  return RuleOfListLink<T>(place.comparison < 0 ? place.link : place.link->next);
+}
+
+}  // namespace byod::data
+
+#endif  // BYOD_DATA_TEXT_RULE_TABLE_H

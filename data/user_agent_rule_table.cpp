@@ -1,0 +1,103 @@
+// The User-Agent rules: by keyword, in byte order of keywords, and longest keyword first.
+#include "data/text_rule_table.h"
+#include "data/user_agent_lookup.h"
+
+namespace byod::data {
+namespace {
+
+/// Longest first: a longer keyword belongs before a shorter one.
+auto ByLength(const ByodUserAgentRule& rule) {
+  return [length = std::strlen(rule.keyword)](const ByodLink& link) {
+    const size_t other = std::strlen(RuleOfMatchLink(&link)->keyword);
+    return (length < other) - (length > other);
+  };
+}
+
+struct UserAgentTable {
+  using Rule = ByodUserAgentRule;
+  using Key = const char*;
+  using Record = ByodTextRuleShowRec;
+
+  static constexpr auto kText = &Rule::keyword;
+  static ByodUserAgentTable& Table() { return store.user_agent; }
+  static RankedList& List() { return store.user_agent_list; }
+
+  static void SetKey(Rule& rule, Key keyword) { SetText<UserAgentTable>(rule, keyword); }
+  static Rule* Find(Key keyword) { return BYOD_data_FindUserAgentRule(keyword); }
+  static Rule* FindSame(Key keyword) { return Find(keyword); }
+  static uint32_t Add(Rule* rule) { return BYOD_AddUserAgentRule(rule); }
+  static void Erase(Rule* rule) { BYOD_DeleteUserAgent(rule); }
+
+  static bool Reserve() { return store.match_list.Reserve(); }
+  static void Index(Rule& rule) {
+    InsertInOrder(store.match_list, store.user_agent.match_list, store.user_agent.rule_count,
+                  ByLength(rule), rule.match_link);
+  }
+  static void Unindex(Rule& rule) { store.match_list.Remove(rule.match_link, ByLength(rule)); }
+};
+
+}  // namespace
+}  // namespace byod::data
+
+using byod::data::UserAgentTable;
+
+ByodUserAgentRule* BYOD_data_AllocUserAgentRule() {
+  return byod::data::AllocRule<ByodUserAgentRule>();
+}
+
+void BYOD_data_FreeUserAgentRule(ByodUserAgentRule* rule) {
+  byod::data::FreeRule(rule);
+}
+
+ByodUserAgentRule* BYOD_data_FindUserAgentRule(const char* keyword) {
+  return byod::data::FindText<UserAgentTable>(keyword);
+}
+
+uint32_t BYOD_AddUserAgentRule(ByodUserAgentRule* rule) {
+  return byod::data::AddText<UserAgentTable>(rule);
+}
+
+ByodUserAgentRule* BYOD_data_FindOrNewUserAgentRule(const char* keyword, uint32_t origin,
+                                                    uint16_t* created, uint32_t* err) {
+  return byod::data::FindOrNew<UserAgentTable>(keyword, origin, created, err);
+}
+
+void BYOD_data_AddFileAgentRule(const char* keyword, const ByodDeviceInfo* info) {
+  byod::data::AddPredefined<UserAgentTable>(keyword, info);
+}
+
+uint32_t BYOD_data_UpdateUserAgentRule(const ByodTextRuleShowRec* record, ByodUserAgentRule* rule) {
+  return byod::data::Update<UserAgentTable>(record, rule);
+}
+
+void BYOD_data_DelUserAgentRule(const char* keyword) {
+  byod::data::Delete<UserAgentTable>(keyword);
+}
+
+void BYOD_data_DelDeviceInfoFromAgentRule(uint32_t mode, uint16_t remove, const char* keyword) {
+  byod::data::DeletePart<UserAgentTable>(mode, remove, keyword);
+}
+
+void BYOD_DeleteUserAgent(ByodUserAgentRule* rule) {
+  byod::data::EraseText<UserAgentTable>(rule);
+}
+
+ByodUserAgentRule* BYOD_data_GetNextUserAgentRule(const char* keyword) {
+  return byod::data::NextText<UserAgentTable>(keyword);
+}
+
+ByodUserAgentRule* BYOD_data_GetNextUARule(const char* keyword) {
+  if (keyword[0] != '\0') {
+    if (const ByodUserAgentRule* const rule = BYOD_data_FindUserAgentRule(keyword)) {
+      return byod::data::RuleOfListLink<UserAgentTable>(rule->list_link.next);
+    }
+  }
+  return BYOD_data_GetNextUserAgentRule(keyword);
+}
+
+ByodUserAgentRule* byod_data_SearchUserAgentRuleList(uint32_t count, const char* name, int* cmp) {
+  const auto place =
+      byod::data::store.user_agent_list.Search(count, byod::data::ByText<UserAgentTable>(name));
+  if (place.link != nullptr) *cmp = place.comparison;
+  return byod::data::RuleOfListLink<UserAgentTable>(place.link);
+}
