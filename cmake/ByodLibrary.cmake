@@ -16,6 +16,7 @@ target_include_directories(byod PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/byod>)
 target_link_libraries(byod PRIVATE lauth)
-target_link_options(byod PRIVATE
-  -Wl,--version-script=${BYOD_EXPORTS} -Wl,--gc-sections
-  $<$<NOT:$<BOOL:${BYOD_SANITIZE}>>:-Wl,-z,defs>)
+target_link_options(byod PRIVATE -Wl,--version-script=${BYOD_EXPORTS} -Wl,--gc-sections)
+if(NOT BYOD_SANITIZE) # whose runtime is in the program
+  target_link_options(byod PRIVATE -Wl,-z,defs)
+endif()

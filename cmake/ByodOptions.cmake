@@ -2,6 +2,9 @@
 
 option(BYOD_BUILD_TESTS "Build the tests" ON)
 option(BYOD_WARNINGS_AS_ERRORS "Treat every warning as an error" ON)
+set(BYOD_TRANSPORT unix CACHE STRING "How front ends reach the daemon: unix or device")
+set_property(CACHE BYOD_TRANSPORT PROPERTY STRINGS unix device)
+set(BYOD_LAUTHD_SOCKET /run/lauthd/lauthd.sock CACHE STRING "The daemon's Unix socket")
 set(BYOD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as in -fsanitize=")
 option(BYOD_COVERAGE "Instrument for line and branch coverage" OFF)
 
