@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building, testing and running need. Does nothing, and needs no
+# rights, when all of them are there.
+set -euo pipefail
+
+packages=(
+  # building
+  g++ clang-19 clang-tidy-19 clang-format-19 cmake ninja-build pkg-config
+  # the platform library and the programs
+  libboost-dev libsqlite3-dev libasio-dev libcli11-dev nlohmann-json3-dev libcsv-dev libutfcpp-dev
+  libsystemd-dev
+  # the registry of MAC prefixes
+  ieee-data
+  # testing
+  libgtest-dev libgmock-dev libclang-rt-19-dev binutils python3
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
+  [ "$status" = 'install ok installed' ] || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo "setup: these packages are missing; install them as root: ${missing[*]}" >&2
+  exit 1
+fi
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -q
+apt-get install -y -q --no-install-recommends "${missing[@]}"
