@@ -3,6 +3,8 @@
 #include "lauth_debug.h"
 #include "lauth_hash.h"
 #include "lauth_text.h"
+#include "lauth_tlv.h"
+#include "lauth_tlv_stream.h"
 
 /* An array of negative size where a layout is not as promised. */
 typedef char NodeIsThreeWords[sizeof(AVL_Node) == 3 * sizeof(void*) ? 1 : -1];

@@ -1,0 +1,127 @@
+#include "tlv_pool.h"
+
+#include <array>
+#include <atomic>
+#include <new>
+#include <type_traits>
+
+namespace lauth::tlv {
+namespace {
+
+// Handle: the generation in the upper half, the slot's index + 1 in the lower, which is never 0.
+constexpr uint32_t kMostSlots = 0xFFFF;
+constexpr uint32_t kBlock = 64;
+
+// Slots are taken in turn, so that a handle comes back late, and this many before any comes again.
+constexpr uint32_t kSlotsInTurn = kBlock;
+
+// Memory that unused slots may keep for the next message.
+constexpr size_t kMostSpare = size_t{1} << 20;
+
+uint32_t HandleOf(const Slot& slot) {
+  return uint32_t{slot.generation} << 16 | (slot.index + 1);
+}
+
+// Slots stay where they are once they are made, so looking one up takes no lock.
+class Pool {
+ public:
+  Slot* Find(uint32_t handle) {
+    const uint32_t index = (handle & 0xFFFF) - 1;
+    if (index >= kMostSlots) return nullptr;
+    Slot* block = blocks_[index / kBlock].load(std::memory_order_acquire);
+    return block != nullptr ? &block[index % kBlock] : nullptr;
+  }
+
+  Slot* Take() {
+    const std::lock_guard guard(lock_);
+    if (oldest_free_ == nullptr || made_ < kSlotsInTurn) {
+      if (Slot* slot = Make()) return slot;
+    }
+    Slot* slot = oldest_free_;
+    if (slot == nullptr) return nullptr;
+    oldest_free_ = slot->next_free;
+    slot->next_free = nullptr;
+    spare_ -= slot->message.Footprint();
+    return slot;
+  }
+
+  void GiveBack(Slot* slot) {
+    const size_t footprint = slot->message.Footprint();
+    std::unique_lock guard(lock_);
+    if (spare_ + footprint > kMostSpare) {
+      guard.unlock();
+      slot->message.Release();
+      guard.lock();
+    } else {
+      spare_ += footprint;
+    }
+    (oldest_free_ != nullptr ? newest_free_->next_free : oldest_free_) = slot;
+    newest_free_ = slot;
+  }
+
+ private:
+  Slot* Make() {
+    if (made_ == kMostSlots) return nullptr;
+    std::atomic<Slot*>& block = blocks_[made_ / kBlock];
+    if (block.load(std::memory_order_relaxed) == nullptr) {
+      Slot* fresh = made_ == 0 ? first_block_.data() : new (std::nothrow) Slot[kBlock];
+      if (fresh == nullptr) return nullptr;
+      for (uint32_t i = 0; i < kBlock; ++i)
+        fresh[i].index = made_ + i;
+      block.store(fresh, std::memory_order_release);
+    }
+    return &block.load(std::memory_order_relaxed)[made_++ % kBlock];
+  }
+
+  std::array<std::atomic<Slot*>, kMostSlots / kBlock + 1> blocks_{};
+  std::array<Slot, kBlock> first_block_{};
+  std::mutex lock_;  // over what follows
+  uint32_t made_ = 0;
+  Slot* oldest_free_ = nullptr;
+  Slot* newest_free_ = nullptr;
+  size_t spare_ = 0;
+};
+
+static_assert(std::is_trivially_destructible_v<Pool>, "messages are usable until the very end");
+
+constinit Pool pool;
+
+}  // namespace
+
+NewMessage::NewMessage() : slot_(pool.Take()) {}
+
+NewMessage::~NewMessage() {
+  if (slot_ != nullptr) pool.GiveBack(slot_);
+}
+
+uint32_t NewMessage::FirstSerial() const {
+  // Above 0, and with at least half of all numbers to come.
+  return (HandleOf(*slot_) * 2654435761u >> 1) | 1;
+}
+
+uint32_t NewMessage::Publish() {
+  Slot* slot = slot_;
+  slot_ = nullptr;
+  const std::lock_guard guard(slot->lock);
+  slot->live = true;
+  return HandleOf(*slot);
+}
+
+OpenMessage::OpenMessage(uint32_t handle) : slot_(pool.Find(handle)) {
+  if (slot_ == nullptr) return;
+  slot_->lock.lock();
+  if (slot_->live && HandleOf(*slot_) == handle) return;
+  slot_->lock.unlock();
+  slot_ = nullptr;
+}
+
+void OpenMessage::Destroy() {
+  Slot* slot = slot_;
+  slot_ = nullptr;
+  slot->live = false;
+  ++slot->generation;
+  slot->lock.unlock();
+  pool.GiveBack(slot);
+}
+
+}  // namespace lauth::tlv
