@@ -2,12 +2,16 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "byod_cfgmsg.h"
 #include "byod_data.h"
+#include "byod_lauthservice.h"
 #include "byod_order.h"
+#include "byod_tlv.h"
 #include "lauth_avl.h"
 #include "lauth_debug.h"
 #include "lauth_hash.h"
 #include "lauth_text.h"
+#include "lauth_tlv.h"
 #include "mac.h"
 
 int main(void) {

@@ -1,0 +1,66 @@
+// Requests that ask for something: the order, a count, a rule.
+#include "cfgmsg/request.h"
+
+using byod::cfgmsg::Address;
+using byod::cfgmsg::MakeRequest;
+using byod::cfgmsg::MakeRequestOf;
+using byod::cfgmsg::Number;
+using byod::cfgmsg::Request;
+using byod::cfgmsg::Text;
+
+uint32_t BYOD_cfgmsg_GetOrder(ByodOrder* order) {
+  const Request request = MakeRequestOf(BYOD_OP_GET, BYOD_MSG_ORDER);
+  if (!request.Ready()) return request.status;
+  const byod::tlv::Message reply(Byod_SendAndGetReply(request.message.get()));
+  if (!reply) return BYOD_ERR_FAILED;
+  if (const uint32_t refusal = BYOD_tlv_GetErrorCode(reply.get())) return refusal;
+  return BYOD_tlv_GetOrder(reply.get(), order->slots);
+}
+
+// Lenient on purpose: no reply is a success, and a reply without a count counts 0.
+uint32_t BYOD_cfgmsg_GetRulesCountByType(uint32_t kind, uint32_t* count) {
+  const uint32_t code = kind == 0   ? BYOD_MSG_DHCPOPT_COUNT
+                        : kind == 1 ? BYOD_MSG_UA_COUNT
+                                    : BYOD_MSG_MAC_COUNT;
+  const Request request = MakeRequestOf(BYOD_OP_GET, code);
+  if (!request.Ready()) return request.status;
+  const byod::tlv::Message reply(Byod_SendAndGetReply(request.message.get()));
+  if (!reply) return 0;
+  *count = 0;
+  BYOD_tlv_GetUINTValueByType(reply.get(), BYOD_TLV_COUNT, count);
+  return 0;
+}
+
+ByodMacRule* BYOD_cfgmsg_GetMacRule(const uint8_t* mac, uint32_t operation, uint32_t selector) {
+  const Request request =
+      MakeRequest(Number(BYOD_TLV_OPTYPE, operation), Number(BYOD_TLV_QUERYARG, selector),
+                  Number(BYOD_TLV_MSGTYPE, BYOD_MSG_MACRULE), Address(BYOD_TLV_MAC, mac));
+  return request.Ready() ? Byod_SendAndGetMacRule(request.message.get()) : nullptr;
+}
+
+ByodMacRule* BYOD_cfgmsg_GetMacRuleNetconf(const uint8_t* mac, const uint8_t* mask,
+                                           uint32_t operation, uint32_t code, uint32_t selector,
+                                           uint32_t selector2) {
+  const Request request = MakeRequestOf(
+      operation, code, Number(BYOD_TLV_QUERYARG, selector), Number(BYOD_TLV_QUERYARG2, selector2),
+      Address(BYOD_TLV_MAC, mac), Address(BYOD_TLV_MACMASK, mask));
+  return request.Ready() ? Byod_SendAndGetMacRule(request.message.get()) : nullptr;
+}
+
+ByodUserAgentRule* BYOD_cfgmsg_GetUserAgentRule(const char* keyword, uint32_t operation,
+                                                uint32_t selector, uint32_t selector2) {
+  const Request request =
+      MakeRequest(Number(BYOD_TLV_OPTYPE, operation), Number(BYOD_TLV_QUERYARG, selector),
+                  Number(BYOD_TLV_QUERYARG2, selector2), Number(BYOD_TLV_MSGTYPE, BYOD_MSG_UARULE),
+                  Text(BYOD_TLV_USERAGENT, keyword));
+  return request.Ready() ? Byod_SendAndGetUserAgentRule(request.message.get()) : nullptr;
+}
+
+// Unlike the User-Agent query, this one has no second selector.
+ByodDhcpOptionRule* BYOD_cfgmsg_GetDhcpOptionRule(const char* text, uint32_t operation,
+                                                  uint32_t selector) {
+  const Request request =
+      MakeRequest(Number(BYOD_TLV_OPTYPE, operation), Number(BYOD_TLV_QUERYARG, selector),
+                  Number(BYOD_TLV_MSGTYPE, BYOD_MSG_DHCPOPTRULE), Text(BYOD_TLV_DHCPOPT, text));
+  return request.Ready() ? Byod_SendAndGetDhcpOptionRule(request.message.get()) : nullptr;
+}
