@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "byod_cfgmsg.h"
+#include "data/bounded_copy.h"
 
 namespace byod::cfgmsg {
 namespace {
@@ -36,7 +37,7 @@ Endpoint UnixEndpoint() {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   if (std::strlen(path) < sizeof address.sun_path) {
-    std::strcpy(address.sun_path, path);
+    CopyText(address.sun_path, path);
     std::memcpy(&endpoint.address, &address, sizeof address);
     endpoint.length = sizeof address;
   }

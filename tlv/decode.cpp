@@ -107,10 +107,11 @@ uint32_t BYOD_tlv_GetMacDevicetAttr(uint32_t msg, uint32_t* kind, ByodDeviceInfo
 
 uint32_t BYOD_tlv_GetDevAttri(uint32_t msg, char* attrs) {
   if (attrs == nullptr) return BYOD_ERR_FAILED;
+  auto* const attribute = reinterpret_cast<ByodDeviceAttribute*>(attrs);
   const Field fields[] = {
-      Text(BYOD_TLV_VENDOR, attrs, BYOD_ATTR_SIZE),
-      Text(BYOD_TLV_DEVTYPE, attrs + BYOD_ATTR_SIZE, BYOD_ATTR_SIZE),
-      Text(BYOD_TLV_OS, attrs + 2 * BYOD_ATTR_SIZE, BYOD_ATTR_SIZE),
+      Text(BYOD_TLV_VENDOR, attribute->vendor),
+      Text(BYOD_TLV_DEVTYPE, attribute->category),
+      Text(BYOD_TLV_OS, attribute->os),
   };
   return Scan(msg, fields);
 }
