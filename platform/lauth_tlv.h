@@ -7,9 +7,8 @@
  * with TLV_Destroy. What is appended is copied in, what is read is copied out.
  *
  * Handles: a message is a number other than 0. A number that names no message, because it was
- * destroyed or never made, is refused by every call like 0; nothing is dereferenced. Handles of
- * destroyed messages come back only after many others (some four million in a program that keeps
- * few messages at a time).
+ * destroyed or never made, is refused by every call like 0; nothing is dereferenced. The handle of
+ * a destroyed message comes back only after a million others or so.
  *
  * Iterators: an element is a number other than 0, valid in its own message until the element or the
  * message is deleted. Other elements may be deleted and appended meanwhile. Any other number is
@@ -39,10 +38,12 @@ extern "C" {
 #define TLV_ERR_ITERATOR 0x544C0002u /**< no such element in the message */
 #define TLV_ERR_MEMORY 0x544C0004u   /**< no memory */
 #define TLV_ERR_ARGUMENT 0x544C0008u /**< a NULL where bytes are needed */
-#define TLV_ERR_LENGTH 0x544C0010u /**< longer than the element, or the message would be too long \
-                                    */
+#define TLV_ERR_LENGTH                                                       \
+  0x544C0010u /**< longer than the element, or the message would be too long \
+               */
 
-#define TLV_MODE_SOCKET 1u /**< source and target are the descriptor of a connected stream socket \
+#define TLV_MODE_SOCKET                                                                           \
+  1u                       /**< source and target are the descriptor of a connected stream socket \
                             */
 #define TLV_MODE_MEMORY 2u /**< source and target are an address, any alignment */
 

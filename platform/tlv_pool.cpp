@@ -15,12 +15,35 @@ constexpr uint32_t kBlock = 64;
 // Slots are taken in turn, so that a handle comes back late, and this many before any comes again.
 constexpr uint32_t kSlotsInTurn = kBlock;
 
-// Memory that unused slots may keep for the next message.
-constexpr size_t kMostSpare = size_t{1} << 20;
+// Memory that unused slots may keep for the next message, all of them and each.
+constexpr size_t kMostSpare = size_t{2} << 20;
+constexpr size_t kMostSpareEach = kMostSpare / 16;
 
 uint32_t HandleOf(const Slot& slot) {
   return uint32_t{slot.generation} << 16 | (slot.index + 1);
 }
+
+// Slots to be taken in the order in which they came.
+class Queue {
+ public:
+  bool IsEmpty() const { return oldest_ == nullptr; }
+
+  void Push(Slot* slot) {
+    slot->next_free = nullptr;
+    (oldest_ != nullptr ? newest_->next_free : oldest_) = slot;
+    newest_ = slot;
+  }
+
+  Slot* Pop() {
+    Slot* slot = oldest_;
+    if (slot != nullptr) oldest_ = slot->next_free;
+    return slot;
+  }
+
+ private:
+  Slot* oldest_ = nullptr;
+  Slot* newest_ = nullptr;
+};
 
 // Slots stay where they are once they are made, so looking one up takes no lock.
 class Pool {
@@ -34,29 +57,27 @@ class Pool {
 
   Slot* Take() {
     const std::lock_guard guard(lock_);
-    if (oldest_free_ == nullptr || made_ < kSlotsInTurn) {
+    if (made_ < kSlotsInTurn || (with_memory_.IsEmpty() && without_memory_.IsEmpty())) {
       if (Slot* slot = Make()) return slot;
     }
-    Slot* slot = oldest_free_;
-    if (slot == nullptr) return nullptr;
-    oldest_free_ = slot->next_free;
-    slot->next_free = nullptr;
+    Slot* slot = with_memory_.Pop();
+    if (slot == nullptr) return without_memory_.Pop();
     spare_ -= slot->message.Footprint();
     return slot;
   }
 
   void GiveBack(Slot* slot) {
     const size_t footprint = slot->message.Footprint();
-    std::unique_lock guard(lock_);
-    if (spare_ + footprint > kMostSpare) {
-      guard.unlock();
-      slot->message.Release();
-      guard.lock();
-    } else {
-      spare_ += footprint;
+    {
+      const std::lock_guard guard(lock_);
+      if (footprint <= kMostSpareEach && spare_ + footprint <= kMostSpare) {
+        spare_ += footprint;
+        return with_memory_.Push(slot);
+      }
     }
-    (oldest_free_ != nullptr ? newest_free_->next_free : oldest_free_) = slot;
-    newest_free_ = slot;
+    slot->message.Release();
+    const std::lock_guard guard(lock_);
+    without_memory_.Push(slot);
   }
 
  private:
@@ -77,8 +98,8 @@ class Pool {
   std::array<Slot, kBlock> first_block_{};
   std::mutex lock_;  // over what follows
   uint32_t made_ = 0;
-  Slot* oldest_free_ = nullptr;
-  Slot* newest_free_ = nullptr;
+  Queue with_memory_;
+  Queue without_memory_;
   size_t spare_ = 0;
 };
 

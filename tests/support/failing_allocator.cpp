@@ -29,19 +29,22 @@ int __interceptor_posix_memalign(void** out, size_t alignment, size_t size);
 #endif
 }
 
+// The thread sanitizer allocates before it is ready for calls out of instrumented functions.
+#define UNINSTRUMENTED __attribute__((no_sanitize("thread")))
+
 namespace {
 
 // initial-exec, so that reaching them never allocates.
 __attribute__((tls_model("initial-exec"))) thread_local uint32_t* counter = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local uint32_t failing = 0;
 
-bool Fails() {
+UNINSTRUMENTED bool Fails() {
   if (counter == nullptr || ++*counter != failing) return false;
   errno = ENOMEM;
   return true;
 }
 
-void* AllocateAligned(size_t alignment, size_t size) {
+UNINSTRUMENTED void* AllocateAligned(size_t alignment, size_t size) {
 #ifdef UNDERNEATH_IS_LIBC
   return __libc_memalign(alignment, size);
 #else
@@ -54,23 +57,23 @@ void* AllocateAligned(size_t alignment, size_t size) {
 
 extern "C" {
 
-void* malloc(size_t size) {
+UNINSTRUMENTED void* malloc(size_t size) {
   return Fails() ? nullptr : UNDERNEATH(malloc)(size);
 }
 
-void* calloc(size_t count, size_t size) {
+UNINSTRUMENTED void* calloc(size_t count, size_t size) {
   return Fails() ? nullptr : UNDERNEATH(calloc)(count, size);
 }
 
-void* realloc(void* old, size_t size) {
+UNINSTRUMENTED void* realloc(void* old, size_t size) {
   return Fails() ? nullptr : UNDERNEATH(realloc)(old, size);
 }
 
-void* aligned_alloc(size_t alignment, size_t size) {
+UNINSTRUMENTED void* aligned_alloc(size_t alignment, size_t size) {
   return Fails() ? nullptr : AllocateAligned(alignment, size);
 }
 
-int posix_memalign(void** out, size_t alignment, size_t size) {
+UNINSTRUMENTED int posix_memalign(void** out, size_t alignment, size_t size) {
   void* memory = Fails() ? nullptr : AllocateAligned(alignment, size);
   if (memory == nullptr) return ENOMEM;
   *out = memory;
