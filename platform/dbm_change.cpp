@@ -1,0 +1,105 @@
+// Changes: how they begin, become durable, and are withdrawn.
+#include <atomic>
+
+#include "dbm_database.h"
+
+namespace lauth::dbm {
+namespace {
+
+std::atomic<uint64_t> flush_count{0};
+
+}  // namespace
+
+uint64_t FlushCount() {
+  return flush_count.load();
+}
+
+Result Change::Begin() {
+  Database& database = database_;
+  if (database.bulk_ && !database.connection_.InTransaction()) {
+    return Fail(DBM_ERR_FAILED, "%s: the bulk change was lost at an earlier failure",
+                database.connection_.path().c_str());
+  }
+  const Result result = database.Run(database.bulk_ ? Sql::kBeginStep : Sql::kBeginChange);
+  open_ = result == DBM_OK;
+  if (open_ && !database.bulk_) {
+    database.changes_at_begin_ = sqlite3_total_changes64(database.connection_.sqlite());
+  }
+  return result;
+}
+
+Result Change::Commit() {
+  const Result result = database_.bulk_ ? database_.Run(Sql::kCommitStep) : database_.Commit();
+  if (result == DBM_OK) open_ = false;
+  return result;
+}
+
+Change::~Change() {
+  // SQLite itself may have withdrawn everything at a failure.
+  if (!open_ || !database_.connection_.InTransaction()) return;
+  const char* undo = database_.bulk_ ? "ROLLBACK TO step; RELEASE step" : "ROLLBACK";
+  sqlite3_exec(database_.connection_.sqlite(), undo, nullptr, nullptr, nullptr);
+}
+
+Result Database::Commit() {
+  const Result result = Run(Sql::kCommit);
+  if (result == DBM_OK) {
+    if (sqlite3_total_changes64(connection_.sqlite()) != changes_at_begin_) ++flush_count;
+    return result;
+  }
+  if (connection_.InTransaction()) {
+    sqlite3_exec(connection_.sqlite(), "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+  // What could not be flushed may lie complete in the log all the same, and a crash now would find
+  // it there. Another small change overwrites it.
+  const std::string reason = ErrorText();
+  const bool settled = Run(Sql::kSettle) == DBM_OK;
+  if (settled) ++flush_count;
+  return Fail(result, "%s%s", reason.c_str(),
+              settled ? "" : "; a crash before the next change may yet bring this one back");
+}
+
+Result Database::BeginBulk() {
+  if (bulk_) {
+    return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.path().c_str());
+  }
+  const Result result = Run(Sql::kBeginChange);
+  bulk_ = result == DBM_OK;
+  if (bulk_) changes_at_begin_ = sqlite3_total_changes64(connection_.sqlite());
+  return result;
+}
+
+Result Database::CommitBulk() {
+  if (!bulk_) {
+    return Fail(DBM_ERR_REFUSED, "%s: no bulk change is under way", connection_.path().c_str());
+  }
+  bulk_ = false;
+  if (!connection_.InTransaction()) {
+    return Fail(DBM_ERR_FAILED, "%s: the bulk change was lost at an earlier failure",
+                connection_.path().c_str());
+  }
+  return Commit();
+}
+
+Result Database::RollbackBulk() {
+  if (!bulk_) {
+    return Fail(DBM_ERR_REFUSED, "%s: no bulk change is under way", connection_.path().c_str());
+  }
+  bulk_ = false;
+  return connection_.InTransaction() ? Run(Sql::kRollback) : DBM_OK;
+}
+
+Result Reading::Begin() {
+  if (database_.connection_.InTransaction()) return DBM_OK;
+  const Result result = database_.Run(Sql::kBegin);
+  open_ = result == DBM_OK;
+  return result;
+}
+
+Reading::~Reading() {
+  if (open_ && database_.connection_.InTransaction()) {
+    Statement(database_.connection_, Sql::kRollback).Run();
+  }
+}
+
+}  // namespace lauth::dbm

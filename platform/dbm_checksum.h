@@ -1,0 +1,26 @@
+// The checksum kept beside everything stored, by which a torn or altered record is told: CRC-32C.
+#ifndef LAUTH_PLATFORM_DBM_CHECKSUM_H
+#define LAUTH_PLATFORM_DBM_CHECKSUM_H
+
+#include <cstdint>
+#include <string_view>
+
+namespace lauth::dbm {
+
+class Checksum {
+ public:
+  /** Counts bytes in. */
+  Checksum& Add(std::string_view bytes) noexcept;
+
+  /** Counts a number in as eight bytes, most significant first. */
+  Checksum& Add(uint64_t number) noexcept;
+
+  uint32_t Get() const noexcept { return ~state_; }
+
+ private:
+  uint32_t state_ = 0xFFFFFFFFU;
+};
+
+}  // namespace lauth::dbm
+
+#endif  // LAUTH_PLATFORM_DBM_CHECKSUM_H

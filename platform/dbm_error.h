@@ -1,0 +1,41 @@
+// Results of the database's inner functions: a DBM_ code, and beside it the text for a person.
+#ifndef LAUTH_PLATFORM_DBM_ERROR_H
+#define LAUTH_PLATFORM_DBM_ERROR_H
+
+#include <cstdint>
+#include <new>
+#include <stdexcept>
+
+#include "lauth_dbm.h"
+
+namespace lauth::dbm {
+
+using Result = int32_t;
+
+/** Keeps a text as the calling thread's error text. @return code */
+Result Fail(Result code, const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));
+
+/** Fails with what errno says. @return DBM_ERR_FULL or DBM_ERR_FAILED */
+Result FailSystem(const char* doing, const char* path) noexcept;
+
+/** Adds to the calling thread's error text. */
+void AddToErrorText(const char* text) noexcept;
+
+/** @return the calling thread's error text */
+const char* ErrorText() noexcept;
+
+/** Runs an exported function's body, of which no exception may escape into C. */
+template <typename Body>
+Result Guarded(Body body) noexcept {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return Fail(DBM_ERR_MEMORY, "out of memory");
+  } catch (const std::exception& error) {
+    return Fail(DBM_ERR_FAILED, "%s", error.what());
+  }
+}
+
+}  // namespace lauth::dbm
+
+#endif  // LAUTH_PLATFORM_DBM_ERROR_H
