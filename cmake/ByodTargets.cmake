@@ -31,6 +31,8 @@ function(byod_test name)
   cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+  # What is tested is optimised; optimising the tests as well takes most of a build's time.
+  target_compile_options(${name} PRIVATE -O1 -g1)
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
   byod_warnings(${name})
   add_test(NAME ${name} COMMAND ${name})

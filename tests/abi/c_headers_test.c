@@ -4,10 +4,12 @@
 
 #include "byod_cfgmsg.h"
 #include "byod_data.h"
+#include "byod_db.h"
 #include "byod_lauthservice.h"
 #include "byod_order.h"
 #include "byod_tlv.h"
 #include "lauth_avl.h"
+#include "lauth_dbm.h"
 #include "lauth_debug.h"
 #include "lauth_hash.h"
 #include "lauth_text.h"

@@ -1,0 +1,228 @@
+// The stored rules. One description for each of the three lists; what is done with them is told
+// once.
+#include "byod_db.h"
+#include "data/bounded_copy.h"
+#include "db/sort_list.h"
+#include "lauth_text.h"
+#include "mac.h"
+
+namespace byod::db {
+namespace {
+
+void WriteMac(ByodMacRuleShowRec& record, const uint8_t* mac) {
+  scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", mac[0], mac[1],
+            mac[2], mac[3], mac[4], mac[5]);
+}
+
+struct MacList {
+  using Rule = ByodMacRule;
+  using Record = ByodMacRuleShowRec;
+
+  static constexpr char kKey[] = BYOD_DB_MAC_KEY;
+  static constexpr uint32_t kSortKeyLength = BYOD_MACTEXT_SIZE;
+  static constexpr uint32_t kList = BYOD_DB_MAC_LIST;
+
+  static void WriteKey(Record& record, const Rule& rule) {
+    WriteMac(record, rule.mac);
+    std::memcpy(record.mask, rule.mask, sizeof record.mask);
+  }
+
+  /// The text counts as far as it can be read.
+  static Rule* FindOrNew(const Record& record, uint16_t* created, uint32_t* err) {
+    char text[BYOD_MACTEXT_SIZE];
+    CopyText(text, record.mac_text);
+    Rule probe = {};
+    MacStringtoMacaddr(text, probe.mac);
+    std::memcpy(probe.mask, record.mask, sizeof probe.mask);
+    return BYOD_data_FindOrNewMacRule(&probe, BYOD_RULE_CUSTOM, created, err);
+  }
+
+  static uint32_t Update(const Record& record, Rule* rule) {
+    return BYOD_data_UpdateMacRule(&record, rule);
+  }
+};
+
+struct UserAgentList {
+  using Rule = ByodUserAgentRule;
+  using Record = ByodTextRuleShowRec;
+
+  static constexpr char kKey[] = BYOD_DB_USERAGENT_KEY;
+  static constexpr uint32_t kSortKeyLength = BYOD_RULETEXT_SIZE;
+  static constexpr uint32_t kList = BYOD_DB_USERAGENT_LIST;
+
+  static void WriteKey(Record& record, const Rule& rule) { CopyText(record.text, rule.keyword); }
+
+  static Rule* FindOrNew(const Record& record, uint16_t* created, uint32_t* err) {
+    char keyword[BYOD_RULETEXT_SIZE];
+    CopyText(keyword, record.text);
+    return BYOD_data_FindOrNewUserAgentRule(keyword, BYOD_RULE_CUSTOM, created, err);
+  }
+
+  static uint32_t Update(const Record& record, Rule* rule) {
+    return BYOD_data_UpdateUserAgentRule(&record, rule);
+  }
+};
+
+struct DhcpOptionList {
+  using Rule = ByodDhcpOptionRule;
+  using Record = ByodTextRuleShowRec;
+
+  static constexpr char kKey[] = BYOD_DB_DHCPOPT_KEY;
+  static constexpr uint32_t kSortKeyLength = BYOD_RULETEXT_SIZE;
+  static constexpr uint32_t kList = BYOD_DB_DHCPOPT_LIST;
+
+  static void WriteKey(Record& record, const Rule& rule) { CopyText(record.text, rule.text); }
+
+  static Rule* FindOrNew(const Record& record, uint16_t* created, uint32_t* err) {
+    char text[BYOD_RULETEXT_SIZE];
+    CopyText(text, record.text);
+    return BYOD_data_FindOrNewDhcpOptionRule(text, BYOD_RULE_CUSTOM, created, err);
+  }
+
+  static uint32_t Update(const Record& record, Rule* rule) {
+    return BYOD_data_UpdateDhcpOptionRule(&record, rule);
+  }
+};
+
+template <typename List>
+bool Ensure() {
+  return EnsureList(List::kKey, sizeof List::kKey, List::kSortKeyLength, List::kList);
+}
+
+template <typename List>
+uint32_t AddRecord(const typename List::Record* record) {
+  if (record == nullptr || !Ensure<List>()) return BYOD_ERR_FAILED;
+  return AddToSortList(List::kKey, sizeof List::kKey, sizeof *record, record, List::kList);
+}
+
+template <typename List>
+uint32_t AddRule(const typename List::Rule* rule) {
+  if (rule == nullptr) return BYOD_ERR_FAILED;
+  typename List::Record record = {};
+  List::WriteKey(record, *rule);
+  if (rule->configured != nullptr) {
+    AddDeviceInfoToDBRule(rule->configured, record.info.name, record.info.vendor,
+                          record.info.category, record.info.os);
+  }
+  return AddRecord<List>(&record);
+}
+
+template <typename List>
+uint32_t DeleteRecord(const typename List::Record* record) {
+  return BYOD_db_RemoveFromSortList(List::kKey, sizeof List::kKey, sizeof *record, record);
+}
+
+/// @param record  its sort key says what is sought
+template <typename List>
+bool Exists(typename List::Record& record) {
+  if (BYOD_db_OpenCfgDBM() != 0 || BYOD_db_GetDBHandle() == -1) return false;
+  const bool found = DBM_GetSortList(BYOD_db_GetDBHandle(), List::kKey, sizeof List::kKey,
+                                     sizeof record, &record) > 0;
+  BYOD_db_CloseCfgDBM();
+  return found;
+}
+
+template <typename List>
+int32_t Recover(int32_t handle, const char* key, uint32_t key_length) {
+  typename List::Record record;
+  return ForEachRecord(handle, key, key_length, record, [](const typename List::Record& stored) {
+    uint16_t created;
+    uint32_t err;
+    typename List::Rule* const rule = List::FindOrNew(stored, &created, &err);
+    if (rule == nullptr) return;
+    List::Update(stored, rule);
+    rule->modified =
+        static_cast<uint16_t>(BYOD_data_IsPredefinedRuleModify(rule->origin, rule->configured));
+  });
+}
+
+}  // namespace
+}  // namespace byod::db
+
+using byod::db::DhcpOptionList;
+using byod::db::MacList;
+using byod::db::UserAgentList;
+
+void AddDeviceInfoToDBRule(const ByodDeviceInfo* info, char* name, char* vendor, char* category,
+                           char* os) {
+  byod::CopyText(name, BYOD_DEVNAME_SIZE, info->name);
+  byod::CopyText(vendor, BYOD_ATTR_SIZE, info->vendor);
+  byod::CopyText(category, BYOD_ATTR_SIZE, info->category);
+  byod::CopyText(os, BYOD_ATTR_SIZE, info->os);
+}
+
+uint32_t BYOD_db_EnsureMacList() {
+  return byod::db::Ensure<MacList>();
+}
+uint32_t BYOD_db_EnsureUserAgentList() {
+  return byod::db::Ensure<UserAgentList>();
+}
+uint32_t BYOD_db_EnsureDhcpOptionList() {
+  return byod::db::Ensure<DhcpOptionList>();
+}
+
+uint32_t BYOD_db_AddMacRule(const ByodMacRule* rule) {
+  return byod::db::AddRule<MacList>(rule);
+}
+
+uint32_t BYOD_db_AddUserAgentRule(const ByodUserAgentRule* rule) {
+  return byod::db::AddRule<UserAgentList>(rule);
+}
+
+uint32_t BYOD_db_AddDhcpOptionRule(const ByodDhcpOptionRule* rule) {
+  return byod::db::AddRule<DhcpOptionList>(rule);
+}
+
+uint32_t BYOD_db_AddMacValue(const ByodMacRuleShowRec* record) {
+  return byod::db::AddRecord<MacList>(record);
+}
+
+uint32_t BYOD_db_AddUAValue(const ByodTextRuleShowRec* record) {
+  return byod::db::AddRecord<UserAgentList>(record);
+}
+
+uint32_t BYOD_db_AddDhcpOptionValue(const ByodTextRuleShowRec* record) {
+  return byod::db::AddRecord<DhcpOptionList>(record);
+}
+
+uint32_t BYOD_db_DeleteMacRule(const ByodMacRuleShowRec* record) {
+  return byod::db::DeleteRecord<MacList>(record);
+}
+
+uint32_t BYOD_db_DeleteUserAgentRule(const ByodTextRuleShowRec* record) {
+  return byod::db::DeleteRecord<UserAgentList>(record);
+}
+
+uint32_t BYOD_db_DeleteDhcpOptionRule(const ByodTextRuleShowRec* record) {
+  return byod::db::DeleteRecord<DhcpOptionList>(record);
+}
+
+uint32_t BYOD_db_IsMacExistInDb(const uint8_t* mac) {
+  ByodMacRuleShowRec record = {};
+  byod::db::WriteMac(record, mac);
+  return byod::db::Exists<MacList>(record);
+}
+
+uint32_t BYOD_db_IsUAExistInDb(const char* keyword) {
+  ByodTextRuleShowRec record = {};
+  byod::CopyText(record.text, keyword);
+  return byod::db::Exists<UserAgentList>(record);
+}
+
+uint32_t BYOD_db_IsDhcpOptValueExistInDb(const char* text) {
+  ByodTextRuleShowRec record = {};
+  byod::CopyText(record.text, text);
+  return byod::db::Exists<DhcpOptionList>(record);
+}
+
+int32_t BYOD_db_RecoverMacRule(int32_t handle, const char* key, uint32_t key_length) {
+  return byod::db::Recover<MacList>(handle, key, key_length);
+}
+
+int32_t BYOD_db_RecoverUserAgentRule(int32_t handle, const char* key, uint32_t key_length) {
+  return byod::db::Recover<UserAgentList>(handle, key, key_length);
+}
+
+int32_t BYOD_db_ReCoverDhcpOptionRule(int32_t handle, const char* key, uint32_t key_length) {
+  return byod::db::Recover<DhcpOptionList>(handle, key, key_length);
+}
