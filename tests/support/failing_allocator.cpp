@@ -29,8 +29,8 @@ int __interceptor_posix_memalign(void** out, size_t alignment, size_t size);
 #endif
 }
 
-// The thread sanitizer allocates before it is ready for calls out of instrumented functions.
-#define UNINSTRUMENTED __attribute__((no_sanitize("thread")))
+// Sanitizers allocate before they are ready for calls out of instrumented functions.
+#define UNINSTRUMENTED __attribute__((no_sanitize("address", "thread", "undefined")))
 
 namespace {
 
