@@ -7,7 +7,9 @@ namespace {
 /// Appends to a buffer as a bounded formatter does: what does not fit is cut.
 class BoundedText {
  public:
-  BoundedText(char* out, uint32_t size) : out_(out), size_(size) {}
+  BoundedText(char* out, uint32_t size) : out_(out), size_(size) {
+    if (size > 0) *out = '\0';
+  }
 
   void Put(char c) {
     if (length_ + 1 < size_) {

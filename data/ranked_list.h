@@ -85,6 +85,9 @@ class RankedList {
     if (Mirrored()) {
       const Place near = Search(static_cast<uint32_t>(size_), compare);
       Forget(link, near.index);
+    } else {
+      // The old head may come back, and the array must not come back with this link.
+      size_ = 0;
     }
     Unlink(link);
   }

@@ -22,6 +22,7 @@ extern "C" {
 void* UNDERNEATH(malloc)(size_t size);
 void* UNDERNEATH(calloc)(size_t count, size_t size);
 void* UNDERNEATH(realloc)(void* old, size_t size);
+void UNDERNEATH(free)(void* memory);
 #ifdef UNDERNEATH_IS_LIBC
 void* __libc_memalign(size_t alignment, size_t size);
 #else
@@ -37,6 +38,12 @@ namespace {
 // initial-exec, so that reaching them never allocates.
 __attribute__((tls_model("initial-exec"))) thread_local uint32_t* counter = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local uint32_t failing = 0;
+__attribute__((tls_model("initial-exec"))) thread_local int64_t live = 0;
+
+UNINSTRUMENTED void* Counted(void* memory) {
+  live += memory != nullptr;
+  return memory;
+}
 
 UNINSTRUMENTED bool Fails() {
   if (counter == nullptr || ++*counter != failing) return false;
@@ -58,25 +65,34 @@ UNINSTRUMENTED void* AllocateAligned(size_t alignment, size_t size) {
 extern "C" {
 
 UNINSTRUMENTED void* malloc(size_t size) {
-  return Fails() ? nullptr : UNDERNEATH(malloc)(size);
+  return Fails() ? nullptr : Counted(UNDERNEATH(malloc)(size));
 }
 
 UNINSTRUMENTED void* calloc(size_t count, size_t size) {
-  return Fails() ? nullptr : UNDERNEATH(calloc)(count, size);
+  return Fails() ? nullptr : Counted(UNDERNEATH(calloc)(count, size));
 }
 
 UNINSTRUMENTED void* realloc(void* old, size_t size) {
-  return Fails() ? nullptr : UNDERNEATH(realloc)(old, size);
+  if (Fails()) return nullptr;
+  void* const memory = UNDERNEATH(realloc)(old, size);
+  if (old == nullptr) return Counted(memory);
+  if (memory == nullptr && size == 0) --live;
+  return memory;
+}
+
+UNINSTRUMENTED void free(void* memory) {
+  live -= memory != nullptr;
+  UNDERNEATH(free)(memory);
 }
 
 UNINSTRUMENTED void* aligned_alloc(size_t alignment, size_t size) {
-  return Fails() ? nullptr : AllocateAligned(alignment, size);
+  return Fails() ? nullptr : Counted(AllocateAligned(alignment, size));
 }
 
 UNINSTRUMENTED int posix_memalign(void** out, size_t alignment, size_t size) {
   void* memory = Fails() ? nullptr : AllocateAligned(alignment, size);
   if (memory == nullptr) return ENOMEM;
-  *out = memory;
+  *out = Counted(memory);
   return 0;
 }
 
@@ -142,6 +158,10 @@ uint32_t FailingAllocation::Count() const {
 
 bool FailingAllocation::Failed() const {
   return nth_ != 0 && count_ >= nth_;
+}
+
+int64_t LiveAllocations() {
+  return live;
 }
 
 }  // namespace support

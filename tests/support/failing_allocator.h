@@ -42,6 +42,12 @@ class FailingAllocation {
   bool armed_ = true;
 };
 
+/**
+ * What this thread has allocated and not freed. Only differences tell something: a scope that frees
+ * all it allocates leaves the number as it was.
+ */
+int64_t LiveAllocations();
+
 }  // namespace support
 
 #endif
