@@ -26,6 +26,27 @@ function(byod_module name)
   set_property(GLOBAL APPEND PROPERTY BYOD_MODULES byod_${name})
 endfunction()
 
+# byod_component(name SOURCES...): byod_<name>, a static library that the programs share. It reaches
+# the identification core through the exported names of libbyod.so only.
+function(byod_component name)
+  add_library(byod_${name} STATIC ${ARGN})
+  target_include_directories(byod_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(byod_${name} PUBLIC byod)
+  byod_strict_warnings(byod_${name})
+endfunction()
+
+# byod_program(name SOURCES... [LIBS libraries]): a program, installed where it finds the libraries.
+function(byod_program name)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} byod)
+  set_target_properties(${name} PROPERTIES
+    INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  byod_strict_warnings(${name})
+  install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
+
 # byod_test(name SOURCES... [LIBS libraries]): one test program under CTest.
 function(byod_test name)
   cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})

@@ -1,0 +1,16 @@
+// An explanation for people.
+#ifndef BYODCTL_EXPLANATION_TEXT_H
+#define BYODCTL_EXPLANATION_TEXT_H
+
+#include <string>
+
+#include "byodctl/identifier.h"
+
+namespace byod::ctl {
+
+/// Lines, each with its end, indented by two blanks or more.
+std::string ExplanationText(const Explanation& explanation);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_EXPLANATION_TEXT_H

@@ -1,0 +1,32 @@
+// A terminal's fingerprint as people and logs write it.
+#ifndef BYODCTL_FINGERPRINT_TEXT_H
+#define BYODCTL_FINGERPRINT_TEXT_H
+
+#include <string>
+
+#include "byod_data.h"
+
+namespace byod::ctl {
+
+/// Empty texts say nothing.
+struct FingerprintText {
+  std::string mac;      ///< any usual spelling
+  std::string options;  ///< "1,3,6,15", blanks around the numbers do not count
+  std::string user_agent;
+};
+
+/// A fingerprint, or why the text is none.
+struct ParsedFingerprint {
+  ByodFingerPrint fingerprint = {};
+  /// The User-Agent had more than 255 bytes. A fingerprint keeps the first 255 of them, which is
+  /// what an access device stores, so these are what is identified.
+  bool is_user_agent_cut = false;
+  bool is_locally_administered = false;
+  std::string error;  ///< empty = none
+};
+
+ParsedFingerprint ParseFingerprint(const FingerprintText& text);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_FINGERPRINT_TEXT_H

@@ -1,0 +1,40 @@
+// Identified terminals, written for people or programs.
+#ifndef BYODCTL_OUTPUT_H
+#define BYODCTL_OUTPUT_H
+
+#include <memory>
+#include <ostream>
+
+#include "byodctl/identifier.h"
+#include "byodctl/input.h"
+
+namespace byod::ctl {
+
+struct Identification {
+  InputLine line;
+  bool is_locally_administered = false;
+  Answer answer;  ///< all unknown when the line has an error
+};
+
+class Writer {
+ public:
+  virtual ~Writer() = default;
+  virtual void Write(const Identification& identification) = 0;
+  /// After the last one.
+  virtual void Finish() {}
+};
+
+enum class OutputFormat {
+  kTable,  ///< aligned columns, written at the end; or a paragraph each when there are explanations
+  kTsv,  ///< a header, then a line for each line of input. Nothing is quoted, so a tab or line end
+         ///< inside a field, which only JSON input can have, becomes a blank
+  kJson  ///< an object a line. Its keys are always the same: error is null or says why the line
+         ///< could not be identified, explanation is null unless asked for
+};
+
+/// @param out  borrowed by the writer
+std::unique_ptr<Writer> MakeWriter(OutputFormat format, bool explains, std::ostream& out);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_OUTPUT_H

@@ -1,0 +1,140 @@
+#include "rulefiles/csv_file.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "rulefiles/csv_parser.h"
+#include "rulefiles/text.h"
+
+namespace byod::rulefiles {
+namespace {
+
+constexpr size_t kAbsent = static_cast<size_t>(-1);
+
+struct Closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+std::string_view WithoutByteOrderMark(std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  return text;
+}
+
+std::string FieldCount(size_t count) {
+  return std::to_string(count) + (count == 1 ? " field" : " fields");
+}
+
+/// Turns records into rows once it has seen the header.
+class RowReader {
+ public:
+  RowReader(const File& file, std::initializer_list<Column> columns, Diagnostics& diagnostics,
+            const std::function<void(Row&&)>& take)
+      : name_(std::make_shared<const std::string>(file.name)),
+        columns_(columns),
+        diagnostics_(diagnostics),
+        take_(take) {}
+
+  void Take(size_t line, Record&& record) {
+    const Place place{name_, line};
+    if (!has_header_) return TakeHeader(place, record);
+    if (!usable_) return;
+    if (record.size() != width_) {
+      return diagnostics_.Report(
+          place, FieldCount(record.size()) + ", the header names " + std::to_string(width_));
+    }
+    Row row{place, {}};
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      std::string field = fields_[i] == kAbsent ? "" : std::move(record[fields_[i]]);
+      if (const char* const fault = FaultOf(field)) {
+        return diagnostics_.Report(place, std::string{columns_[i].name} + fault);
+      }
+      row.fields.push_back(std::move(field));
+    }
+    take_(std::move(row));
+  }
+
+  void Report(size_t line, const char* reason) {
+    diagnostics_.Report({name_, line}, reason);
+    if (has_header_) return;
+    has_header_ = true;  // It cannot be read, so the rows have no names.
+    usable_ = false;
+  }
+
+  void Finish() {
+    if (!has_header_) diagnostics_.Report({name_, 0}, "no header line");
+  }
+
+ private:
+  static const char* FaultOf(std::string_view field) {
+    if (field.find('\0') != std::string_view::npos) return " holds a NUL byte";
+    return IsUtf8(field) ? nullptr : " is not UTF-8";
+  }
+
+  void TakeHeader(const Place& place, const Record& header) {
+    has_header_ = true;
+    width_ = header.size();
+    for (const Column& column : columns_) {
+      const auto found = std::find(header.begin(), header.end(), column.name);
+      fields_.push_back(found == header.end() ? kAbsent
+                                              : static_cast<size_t>(found - header.begin()));
+      const std::string name{column.name};
+      if (found != header.end()) {
+        if (std::find(found + 1, header.end(), column.name) == header.end()) continue;
+        diagnostics_.Report(place, "column " + name + " stands twice, the first one counts");
+      } else if (column.need == Column::kKey) {
+        diagnostics_.Report(place, "column " + name + " is missing, no row can be used");
+        usable_ = false;
+      } else if (column.need == Column::kExpected) {
+        diagnostics_.Report(place, "column " + name + " is missing, it stays empty");
+      }
+    }
+  }
+
+  std::shared_ptr<const std::string> name_;
+  std::vector<Column> columns_;
+  Diagnostics& diagnostics_;
+  const std::function<void(Row&&)>& take_;
+  bool has_header_ = false;
+  size_t width_ = 0;
+  std::vector<size_t> fields_;
+  bool usable_ = true;
+};
+
+}  // namespace
+
+std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics) {
+  const auto fail = [&](int error) -> std::optional<File> {
+    diagnostics.Report({std::make_shared<const std::string>(path), 0}, std::strerror(error));
+    return std::nullopt;
+  };
+  const std::unique_ptr<std::FILE, Closer> file{std::fopen(path.c_str(), "rb")};
+  if (file == nullptr) return fail(errno);
+  File result{path, {}};
+  char buffer[65536];
+  while (const size_t size = std::fread(buffer, 1, sizeof buffer, file.get()))
+    result.content.append(buffer, size);
+  if (std::ferror(file.get()) != 0) return fail(errno);
+  return result;
+}
+
+bool IsAbsent(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+void ReadRows(const File& file, std::initializer_list<Column> columns, Diagnostics& diagnostics,
+              const std::function<void(Row&&)>& take) {
+  RowReader reader(file, columns, diagnostics, take);
+  ParseRecords(WithoutByteOrderMark(file.content),
+               {[&](size_t line, Record&& record) { reader.Take(line, std::move(record)); },
+                [&](size_t line, const char* reason) { reader.Report(line, reason); }});
+  reader.Finish();
+}
+
+}  // namespace byod::rulefiles

@@ -1,0 +1,26 @@
+// Nested blocks of addresses as blocks that do not overlap.
+//
+// The table compares two blocks under what both masks keep, so a block inside another one equals it
+// and is refused. The answer for an address is to be that of the smallest block around it all the
+// same, so a block that holds smaller ones is replaced by the pieces between them:
+//
+//     00:11:20/20 "A", 00:11:22/24 "B"
+//  -> 00:11:20/23 "A", 00:11:22/24 "B", 00:11:23/24 "A", 00:11:24/22 "A", 00:11:28/21 "A"
+#ifndef BYOD_RULEFILES_DISJOINT_PREFIXES_H
+#define BYOD_RULEFILES_DISJOINT_PREFIXES_H
+
+#include <vector>
+
+#include "rulefiles/rule_file.h"
+
+namespace byod::rulefiles {
+
+/**
+ * @param rules  of distinct blocks; one without a vendor stands for "nobody" and gets no rule
+ * @return rules in the order of addresses, none of which overlaps another
+ */
+std::vector<MacRule> Disjoint(std::vector<MacRule> rules);
+
+}  // namespace byod::rulefiles
+
+#endif  // BYOD_RULEFILES_DISJOINT_PREFIXES_H

@@ -1,0 +1,192 @@
+#include "rulefiles/rule_file.h"
+
+#include <bit>
+#include <charconv>
+#include <optional>
+#include <utility>
+
+#include "byod_data.h"
+#include "rulefiles/mac_text.h"
+#include "rulefiles/text.h"
+
+namespace byod::rulefiles {
+namespace {
+
+constexpr unsigned kAllBits = 48;
+
+/// Why a row cannot be used; empty = it can.
+using Fault = std::string;
+
+Fault TooLong(std::string_view what, std::string_view text, size_t size_with_nul) {
+  if (text.size() < size_with_nul) return {};
+  return std::string{what} + " is " + std::to_string(text.size()) + " bytes long, " +
+         std::to_string(size_with_nul - 1) + " fit";
+}
+
+Fault FaultOf(const DeviceText& device) {
+  Fault fault = TooLong("name", device.name, BYOD_DEVNAME_SIZE);
+  if (fault.empty()) fault = TooLong("vendor", device.vendor, BYOD_ATTR_SIZE);
+  if (fault.empty()) fault = TooLong("category", device.category, BYOD_ATTR_SIZE);
+  if (fault.empty()) fault = TooLong("os", device.os, BYOD_ATTR_SIZE);
+  return fault;
+}
+
+/// A decimal number and nothing else.
+std::optional<unsigned> Number(std::string_view text) {
+  unsigned value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (text.empty() || error != std::errc{} || stop != end) return std::nullopt;
+  return value;
+}
+
+std::optional<unsigned> PrefixLength(std::string_view text) {
+  const auto bits = Number(text);
+  return bits && *bits >= 1 && *bits <= kAllBits ? bits : std::nullopt;
+}
+
+/// How many bits a mask keeps; it reports a mask that is no prefix.
+Fault ReadMask(std::string_view text, unsigned& bits) {
+  if (const auto length = PrefixLength(text)) {
+    bits = *length;
+    return {};
+  }
+  const auto mask = ParseMac(text);
+  if (!mask) return "mask " + Quoted(text) + " is neither an address nor 1 to 48 bits";
+  const uint64_t value = MakePrefix(*mask, kAllBits).address;
+  bits = static_cast<unsigned>(std::countl_one(value << (64 - kAllBits)));
+  if (bits == 0) return "mask " + Quoted(text) + " keeps no leading bit";
+  if (MakePrefix(value, bits).address != value) return "mask " + Quoted(text) + " has a gap";
+  return {};
+}
+
+Fault ReadPrefix(std::string_view address, std::string_view mask, Prefix& prefix) {
+  if (address.empty()) return "mac is empty";
+  const size_t slash = address.find('/');
+  const auto digits = MacDigits(address.substr(0, slash));
+  if (!digits) return "address " + Quoted(address) + " is malformed";
+  const unsigned known_bits = 4 * static_cast<unsigned>(digits->size());
+
+  std::optional<unsigned> length;
+  if (slash != std::string_view::npos) {
+    length = PrefixLength(address.substr(slash + 1));
+    if (!length) return "prefix length of " + Quoted(address) + " is not 1 to 48";
+    if (*length > known_bits) return "address " + Quoted(address) + " is shorter than its prefix";
+  } else if (known_bits < kAllBits) {
+    return "address " + Quoted(address) + " is cut short without a prefix length";
+  }
+  unsigned bits = length.value_or(kAllBits);
+  if (!mask.empty()) {
+    const Fault fault = ReadMask(mask, bits);
+    if (!fault.empty()) return fault;
+    if (length && *length != bits) {
+      return "prefix length of " + Quoted(address) + " contradicts mask " + Quoted(mask);
+    }
+  }
+  prefix = MakePrefix(PrefixFromDigits(*digits).address, bits);
+  return {};
+}
+
+Fault FaultOfExpression(const std::string& text) {
+  if (text.empty()) return "expression is empty";
+  return TooLong("expression", text, BYOD_RULETEXT_SIZE);
+}
+
+/// Only the text that the matching writes for a list can be found: no blanks, no leading zeros.
+Fault FaultOfOptions(const std::string& text) {
+  if (text.empty()) return "options is empty";
+  const Fault malformed = "option list " + Quoted(text) + " is malformed";
+  std::string_view rest = text;
+  for (bool more = true; more;) {
+    const size_t comma = rest.find(',');
+    const std::string_view number = rest.substr(0, comma);
+    if (number.empty() || number.find_first_not_of("0123456789") != std::string_view::npos ||
+        (number.size() > 1 && number.front() == '0')) {
+      return malformed;
+    }
+    if (number.size() > 3 || *Number(number) > 255) {
+      return "option number " + std::string{number} + " is above 255";
+    }
+    more = comma != std::string_view::npos;
+    if (more) rest.remove_prefix(comma + 1);
+  }
+  return TooLong("options", text, BYOD_RULETEXT_SIZE);
+}
+
+std::vector<TextRule> ReadTextRules(const File& file, std::string_view key,
+                                    Fault (*fault_of)(const std::string&),
+                                    Diagnostics& diagnostics) {
+  std::vector<TextRule> rules;
+  ReadRows(file,
+           {{key, Column::kKey},
+            {"name"},
+            {"vendor"},
+            {"category"},
+            {"os"},
+            {"example", Column::kOptional}},
+           diagnostics, [&](Row&& row) {
+             auto& f = row.fields;
+             TextRule rule{std::move(f[0]),
+                           {std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])},
+                           std::move(f[5]),
+                           row.place};
+             Fault fault = fault_of(rule.text);
+             if (fault.empty()) fault = FaultOf(rule.device);
+             if (!fault.empty()) return diagnostics.Report(row.place, std::move(fault));
+             rules.push_back(std::move(rule));
+           });
+  return rules;
+}
+
+}  // namespace
+
+std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics) {
+  std::vector<MacRule> rules;
+  ReadRows(file,
+           {{"mac", Column::kKey},
+            {"mask", Column::kOptional},
+            {"name"},
+            {"vendor"},
+            {"category"},
+            {"os"},
+            {"example", Column::kOptional}},
+           diagnostics, [&](Row&& row) {
+             auto& f = row.fields;
+             MacRule rule{{},
+                          {std::move(f[2]), std::move(f[3]), std::move(f[4]), std::move(f[5])},
+                          std::move(f[6]),
+                          row.place};
+             Fault fault = ReadPrefix(f[0], f[1], rule.prefix);
+             if (fault.empty()) fault = FaultOf(rule.device);
+             if (!fault.empty()) return diagnostics.Report(row.place, std::move(fault));
+             rules.push_back(std::move(rule));
+           });
+  return rules;
+}
+
+std::vector<TextRule> ReadUserAgentRules(const File& file, Diagnostics& diagnostics) {
+  return ReadTextRules(file, "expression", &FaultOfExpression, diagnostics);
+}
+
+std::vector<TextRule> ReadDhcpOptionRules(const File& file, Diagnostics& diagnostics) {
+  return ReadTextRules(file, "options", &FaultOfOptions, diagnostics);
+}
+
+VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics) {
+  VendorAliases aliases;
+  ReadRows(file, {{"organisation", Column::kKey}, {"vendor", Column::kKey}}, diagnostics,
+           [&](Row&& row) {
+             const std::string_view organisation = Trimmed(row.fields[0]);
+             const std::string_view vendor = Trimmed(row.fields[1]);
+             Fault fault = TooLong("vendor", vendor, BYOD_ATTR_SIZE);
+             if (organisation.empty()) fault = "organisation is empty";
+             if (vendor.empty()) fault = "vendor is empty";
+             if (fault.empty() && !aliases.try_emplace(std::string{organisation}, vendor).second) {
+               fault = "organisation " + Quoted(organisation) + " stands twice";
+             }
+             if (!fault.empty()) diagnostics.Report(row.place, std::move(fault));
+           });
+  return aliases;
+}
+
+}  // namespace byod::rulefiles

@@ -1,0 +1,62 @@
+// Rule files: what each kind holds, and which rows can be used.
+#ifndef BYOD_RULEFILES_RULE_FILE_H
+#define BYOD_RULEFILES_RULE_FILE_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "rulefiles/csv_file.h"
+#include "rulefiles/diagnostics.h"
+#include "rulefiles/prefix.h"
+
+namespace byod::rulefiles {
+
+/// What a rule says of a device; empty = it says nothing of it.
+struct DeviceText {
+  std::string name;
+  std::string vendor;
+  std::string category;
+  std::string os;
+};
+
+struct MacRule {
+  Prefix prefix;
+  DeviceText device;
+  std::string example;  ///< of a fingerprint on which the rule wins; may be empty
+  Place place;
+};
+
+/// A rule for a User-Agent expression or the text of a DHCP option list.
+struct TextRule {
+  std::string text;
+  DeviceText device;
+  std::string example;
+  Place place;
+};
+
+/// The vendor that people know, by the very text of an organisation in the registry.
+using VendorAliases = std::map<std::string, std::string, std::less<>>;
+
+/**
+ * Reads `mac,mask,name,vendor,category,os`. The address may be the beginning of one and carry a
+ * prefix length, 00:11:22/24; or else it is whole and mask says what counts, as an address or as a
+ * number of bits, and all of it counts when mask is empty. Address bits that do not count are
+ * cleared. A mask is a prefix of 1 bits: the table cannot order others.
+ *
+ * A row that cannot be used is reported and left out, here and below.
+ */
+std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics);
+
+/// Reads `expression,name,vendor,category,os`.
+std::vector<TextRule> ReadUserAgentRules(const File& file, Diagnostics& diagnostics);
+
+/// Reads `options,name,vendor,category,os`; options as "1,3,6,15".
+std::vector<TextRule> ReadDhcpOptionRules(const File& file, Diagnostics& diagnostics);
+
+/// Reads `organisation,vendor`. Blanks around both do not count.
+VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics);
+
+}  // namespace byod::rulefiles
+
+#endif  // BYOD_RULEFILES_RULE_FILE_H

@@ -1,0 +1,133 @@
+#include "rulefiles/rule_set.h"
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "rulefiles/registry.h"
+
+namespace byod::rulefiles {
+namespace {
+
+/// Rules that do not overlap, by the first address of each.
+using Blocks = std::map<uint64_t, MacRule>;
+
+/// @return the first of the blocks that overlap a prefix, or end
+Blocks::iterator FindOverlap(Blocks& blocks, const Prefix& prefix) {
+  const auto next = blocks.lower_bound(prefix.address);
+  if (next != blocks.end() && next->second.prefix.Overlaps(prefix)) return next;
+  if (next == blocks.begin()) return blocks.end();
+  const auto before = std::prev(next);
+  return before->second.prefix.Overlaps(prefix) ? before : blocks.end();
+}
+
+void ReportOverlap(const MacRule& rule, const MacRule& other, Diagnostics& diagnostics) {
+  const std::string relation = rule.prefix == other.prefix ? " is also that of " : " overlaps ";
+  const std::string what = rule.prefix == other.prefix ? "" : ToString(other.prefix) + " of ";
+  diagnostics.Report(rule.place,
+                     "block " + ToString(rule.prefix) + relation + what + ToString(other.place));
+}
+
+Blocks WithoutOverlaps(std::vector<MacRule> rules, Diagnostics& diagnostics) {
+  Blocks blocks;
+  for (MacRule& rule : rules) {
+    const auto overlap = FindOverlap(blocks, rule.prefix);
+    if (overlap != blocks.end()) {
+      ReportOverlap(rule, overlap->second, diagnostics);
+    } else {
+      blocks.emplace(rule.prefix.address, std::move(rule));
+    }
+  }
+  return blocks;
+}
+
+std::vector<TextRule> WithoutRepeats(std::vector<TextRule> rules, Diagnostics& diagnostics) {
+  std::unordered_map<std::string, Place> seen;
+  std::erase_if(rules, [&](const TextRule& rule) {
+    const auto [first, is_new] = seen.try_emplace(rule.text, rule.place);
+    if (is_new) return false;
+    diagnostics.Report(rule.place,
+                       Quoted(rule.text) + " is also that of " + ToString(first->second));
+    return true;
+  });
+  return rules;
+}
+
+/// Reads the files of a directory that are there.
+class Directory {
+ public:
+  Directory(std::string path, Diagnostics& diagnostics)
+      : path_(std::move(path)), diagnostics_(diagnostics) {}
+
+  template <typename Rows>
+  Rows Read(const char* name, Rows (*read)(const File&, Diagnostics&)) {
+    const std::string path = path_ + "/" + name;
+    if (path_.empty() || IsAbsent(path)) return {};
+    is_empty_ = false;
+    const auto file = ReadFile(path, diagnostics_);
+    if (!file) return {};
+    return read(*file, diagnostics_);
+  }
+
+  void ReportIfEmpty() {
+    if (path_.empty() || !is_empty_) return;
+    diagnostics_.Report({std::make_shared<const std::string>(path_), 0}, "no rule file in it");
+  }
+
+ private:
+  std::string path_;
+  Diagnostics& diagnostics_;
+  bool is_empty_ = true;
+};
+
+}  // namespace
+
+std::vector<MacRule> MergeMacRules(std::vector<MacRule> own, std::vector<MacRule> registry,
+                                   Diagnostics& diagnostics) {
+  Blocks blocks;
+  for (MacRule& rule : registry)
+    blocks.emplace_hint(blocks.end(), rule.prefix.address, std::move(rule));
+
+  Blocks own_blocks = WithoutOverlaps(std::move(own), diagnostics);
+  for (auto& [address, rule] : own_blocks) {
+    const auto overlap = FindOverlap(blocks, rule.prefix);
+    if (overlap == blocks.end()) {
+      blocks.emplace(address, std::move(rule));
+    } else if (overlap->second.prefix == rule.prefix) {
+      overlap->second = std::move(rule);
+    } else {
+      ReportOverlap(rule, overlap->second, diagnostics);
+    }
+  }
+
+  std::vector<MacRule> merged;
+  merged.reserve(blocks.size());
+  for (auto& [address, rule] : blocks)
+    merged.push_back(std::move(rule));
+  return merged;
+}
+
+RuleSet ReadRuleSet(const Sources& sources, Diagnostics& diagnostics) {
+  Directory directory(sources.rules_directory, diagnostics);
+  const VendorAliases aliases = directory.Read("vendor-alias.csv", &ReadVendorAliases);
+  RuleSet set;
+  set.user_agent =
+      WithoutRepeats(directory.Read("user-agent.csv", &ReadUserAgentRules), diagnostics);
+  set.dhcp_option =
+      WithoutRepeats(directory.Read("dhcp-option.csv", &ReadDhcpOptionRules), diagnostics);
+  std::vector<MacRule> own = directory.Read("mac.csv", &ReadMacRules);
+  directory.ReportIfEmpty();
+
+  std::vector<MacRule> registry;
+  if (!sources.registry_directory.empty()) {
+    registry = ReadRegistry(sources.registry_directory, aliases, diagnostics);
+  }
+  set.mac = MergeMacRules(std::move(own), std::move(registry), diagnostics);
+  return set;
+}
+
+}  // namespace byod::rulefiles

@@ -1,0 +1,168 @@
+#include "rulefiles/csv_file.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "rulefiles/reports.h"
+
+namespace byod::rulefiles {
+namespace {
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// What a file of two columns, key and value, gives: "line:key=value" for each row.
+struct Result {
+  std::vector<std::string> rows;
+  std::vector<std::string> reports;
+};
+
+Result Read(const std::string& content) {
+  Result result;
+  Reports reports;
+  ReadRows({"f.csv", content}, {{"key", Column::kKey}, {"value"}, {"note", Column::kOptional}},
+           reports.diagnostics, [&](Row&& row) {
+             result.rows.push_back(std::to_string(row.place.line) + ":" + row.fields[0] + "=" +
+                                   row.fields[1] + row.fields[2]);
+           });
+  EXPECT_EQ(reports.diagnostics.count(), reports.texts.size());
+  result.reports = reports.texts;
+  return result;
+}
+
+TEST(CsvFile, ColumnsAreFoundByNameInAnyOrderAndOthersAreIgnored) {
+  const Result result = Read("value,colour,key\n1,red,a\n2,blue,b\n");
+  EXPECT_THAT(result.rows, ElementsAre("2:a=1", "3:b=2"));
+  EXPECT_THAT(result.reports, IsEmpty());
+}
+
+TEST(CsvFile, QuotedFieldsKeepCommasQuotesAndLineEnds) {
+  const Result result = Read("key,value\n\"a,b\",\"say \"\"hi\"\"\"\n\"c\nd\",\"\"\n\"\"\"\",x\n");
+  EXPECT_THAT(result.rows, ElementsAre("2:a,b=say \"hi\"", "3:c\nd=", "5:\"=x"));
+  EXPECT_THAT(result.reports, IsEmpty());
+}
+
+TEST(CsvFile, BlanksBelongToAField) {
+  EXPECT_THAT(Read("key,value\n a , b \n\" c \",\td\n").rows,
+              ElementsAre("2: a = b ", "3: c =\td"));
+}
+
+TEST(CsvFile, LinesEndWithLfCrlfOrCr) {
+  EXPECT_THAT(Read("key,value\r\na,1\r\nb,2\r\n").rows, ElementsAre("2:a=1", "3:b=2"));
+  EXPECT_THAT(Read("key,value\ra,1\rb,2\r").rows, ElementsAre("2:a=1", "3:b=2"));
+  EXPECT_THAT(Read("key,value\na,1\nb,2").rows, ElementsAre("2:a=1", "3:b=2"));
+  EXPECT_THAT(Read("key,value\na,1\nb,\"2\"").rows, ElementsAre("2:a=1", "3:b=2"));
+  EXPECT_THAT(Read("key,value\n\"a\r\nb\",1\r\nc,2\r\n").rows, ElementsAre("2:a\r\nb=1", "4:c=2"));
+}
+
+TEST(CsvFile, CommentsAndBlankLinesAreSkippedButCounted) {
+  const Result result =
+      Read("# a \"comment\nkey,value\n\n#x\n\na,1\n\"#b\",#2\n\"c\n# inside\",3\n#end");
+  EXPECT_THAT(result.rows, ElementsAre("6:a=1", "7:#b=#2", "8:c\n# inside=3"));
+  EXPECT_THAT(result.reports, IsEmpty());
+}
+
+TEST(CsvFile, AByteOrderMarkIsSkipped) {
+  EXPECT_THAT(Read("\xEF\xBB\xBFkey,value\na,1\n").rows, ElementsAre("2:a=1"));
+}
+
+TEST(CsvFile, ARowWithTooFewOrTooManyFieldsIsReportedAndLeftOut) {
+  const Result result = Read("key,value\na\nb,1,2\nc,3\n");
+  EXPECT_THAT(result.rows, ElementsAre("4:c=3"));
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:2: 1 field, the header names 2",
+                                          "f.csv:3: 3 fields, the header names 2"));
+}
+
+TEST(CsvFile, ARowThatIsNotUtf8OrHoldsANulIsReportedAndLeftOut) {
+  const Result result =
+      Read("key,value\na,\xC3\x28\nb\xFF,1\nc,\xED\xA0\x80\nd,x\0y\ne,\xC3\xA4\n"s);
+  EXPECT_THAT(result.rows, ElementsAre("6:e=\xC3\xA4"));
+  EXPECT_THAT(result.reports,
+              ElementsAre("f.csv:2: value is not UTF-8", "f.csv:3: key is not UTF-8",
+                          "f.csv:4: value is not UTF-8", "f.csv:5: value holds a NUL byte"));
+}
+
+TEST(CsvFile, AMisplacedQuoteCostsItsRowAlone) {
+  const Result result = Read("key,value\na,5\" disk\n\"b\"c,1\nd,2\n");
+  EXPECT_THAT(result.rows, ElementsAre("4:d=2"));
+  EXPECT_THAT(result.reports,
+              ElementsAre("f.csv:2: misplaced double quote", "f.csv:3: misplaced double quote"));
+}
+
+TEST(CsvFile, AQuoteThatIsNeverClosedCostsItsLineAlone) {
+  const Result result = Read("key,value\n\"a,1\nb,2\nc,3\n");
+  EXPECT_THAT(result.rows, ElementsAre("3:b=2", "4:c=3"));
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:2: quoted field is not closed"));
+}
+
+TEST(CsvFile, AQuoteThatIsClosedByAnotherRowsQuoteCostsItsLineAlone) {
+  const Result result = Read("key,value\n\"a,1\nb,\"2\"\nc,3\n");
+  EXPECT_THAT(result.rows, ElementsAre("3:b=2", "4:c=3"));
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:2: misplaced double quote"));
+}
+
+TEST(CsvFile, ARecordIsTakenUpTo64KiBAndReportedAbove) {
+  const std::string fits(65536 - 3, 'x');  // with the comma, the value and the line end
+  EXPECT_THAT(Read("key,value\n" + fits + ",1\na,2\n").rows,
+              ElementsAre("2:" + fits + "=1", "3:a=2"));
+  const Result result = Read("key,value\n" + fits + "x,1\na,2\n");
+  EXPECT_THAT(result.rows, ElementsAre("3:a=2"));
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:2: record is longer than 65536 bytes"));
+}
+
+TEST(CsvFile, WithoutItsKeyColumnNoRowIsUsed) {
+  const Result result = Read("value\n1\n2\n");
+  EXPECT_THAT(result.rows, IsEmpty());
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:1: column key is missing, no row can be used"));
+}
+
+TEST(CsvFile, AMissingColumnIsReportedOnceAndStaysEmpty) {
+  const Result result = Read("#\nkey\na\nb\n");
+  EXPECT_THAT(result.rows, ElementsAre("3:a=", "4:b="));
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:2: column value is missing, it stays empty"));
+}
+
+TEST(CsvFile, AColumnThatStandsTwiceIsReportedAndTheFirstCounts) {
+  const Result result = Read("key,value,key\na,1,b\n");
+  EXPECT_THAT(result.rows, ElementsAre("2:a=1"));
+  EXPECT_THAT(result.reports,
+              ElementsAre("f.csv:1: column key stands twice, the first one counts"));
+}
+
+TEST(CsvFile, AFileWithoutAHeaderLineIsReported) {
+  EXPECT_THAT(Read("").reports, ElementsAre("f.csv: no header line"));
+  EXPECT_THAT(Read("# only\n\n").reports, ElementsAre("f.csv: no header line"));
+}
+
+TEST(CsvFile, AHeaderThatCannotBeReadLeavesNoRows) {
+  const Result result = Read("key,va\"lue\na,1\n");
+  EXPECT_THAT(result.rows, IsEmpty());
+  EXPECT_THAT(result.reports, ElementsAre("f.csv:1: misplaced double quote"));
+}
+
+TEST(CsvFile, AFileThatCannotBeReadIsReportedWithTheSystemsReason) {
+  const TemporaryDirectory directory;
+  const std::string absent = directory.path() + "/absent.csv";
+  Reports reports;
+  EXPECT_FALSE(ReadFile(absent, reports.diagnostics));
+  EXPECT_FALSE(ReadFile(directory.path(), reports.diagnostics));
+  EXPECT_THAT(reports.texts, ElementsAre(absent + ": No such file or directory",
+                                         directory.path() + ": Is a directory"));
+  EXPECT_TRUE(IsAbsent(absent));
+  EXPECT_FALSE(IsAbsent(directory.path()));
+}
+
+TEST(CsvFile, AFileIsReadWhole) {
+  const TemporaryDirectory directory;
+  const std::string content = std::string(200000, 'x') + '\0' + "\r\n";
+  Reports reports;
+  const auto file = ReadFile(directory.Write("f.csv", content), reports.diagnostics);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->content, content);
+}
+
+}  // namespace
+}  // namespace byod::rulefiles
