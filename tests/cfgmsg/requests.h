@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,10 @@ struct Request {
   /// The status of a failed append is not the container's own.
   bool last_append_fails_plainly = false;
 };
+
+inline void PrintTo(const Request& request, std::ostream* out) {
+  *out << request.name;
+}
 
 constexpr uint8_t kMac[6] = {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E};
 constexpr uint8_t kMask[6] = {0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00};

@@ -2,27 +2,50 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <array>
-#include <map>
 #include <mutex>
 #include <optional>
-#include <set>
-#include <utility>
 
 #include "lauth_tlv.h"
 
 namespace support {
 namespace {
 
+// Without memory of its own, so that a failing allocation is always the library's.
+template <typename T>
+struct Log {
+  std::array<T, 4096> entries;
+  size_t size = 0;
+
+  // The first ones are kept.
+  void Add(const T& entry) {
+    if (size < entries.size()) entries[size++] = entry;
+  }
+  bool Remove(const T& entry) {
+    T* const end = entries.data() + size;
+    T* const at = std::find(entries.data(), end, entry);
+    if (at == end) return false;
+    *at = entries[--size];
+    return true;
+  }
+  std::vector<T> All() const { return {entries.data(), entries.data() + size}; }
+};
+
+struct Failure {
+  int call, n;
+  uint32_t result;
+};
+
 struct Account {
   std::mutex mutex;
   std::array<int, PlatformFaults::kCalls> count = {};
-  std::map<std::pair<int, int>, uint32_t> failures;
-  std::set<uint32_t> alive;
+  Log<Failure> failures;
+  Log<uint32_t> alive;
   int made = 0;
   int wrong = 0;
-  std::vector<PlatformFaults::Flush> flushes;
-  std::vector<PlatformFaults::Receive> receives;
+  Log<PlatformFaults::Flush> flushes;
+  Log<PlatformFaults::Receive> receives;
 };
 
 Account& TheAccount() {
@@ -43,9 +66,12 @@ std::optional<uint32_t> Enter(PlatformFaults::Call call) {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
   const int n = ++account.count[call];
-  const auto failure = account.failures.find({call, n});
-  if (failure == account.failures.end()) return {};
-  return failure->second;
+  std::optional<uint32_t> result;
+  for (size_t i = 0; i < account.failures.size; ++i) {
+    const Failure& failure = account.failures.entries[i];
+    if (failure.call == call && failure.n == n) result = failure.result;  // the last one said
+  }
+  return result;
 }
 
 // What the container calls itself is not the library's.
@@ -59,7 +85,7 @@ uint32_t Made(uint32_t handle) {
   if (paused > 0 || handle == 0) return handle;
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
-  account.alive.insert(handle);
+  account.alive.Add(handle);
   ++account.made;
   return handle;
 }
@@ -77,18 +103,18 @@ void PlatformFaults::Reset() {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
   account.count.fill(0);
-  account.failures.clear();
-  account.alive.clear();
+  account.failures.size = 0;
+  account.alive.size = 0;
   account.made = 0;
   account.wrong = 0;
-  account.flushes.clear();
-  account.receives.clear();
+  account.flushes.size = 0;
+  account.receives.size = 0;
 }
 
 void PlatformFaults::Fail(Call call, int n, uint32_t result) {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
-  account.failures[{call, account.count[call] + n}] = result;
+  account.failures.Add({call, account.count[call] + n, result});
 }
 
 int PlatformFaults::Count(Call call) {
@@ -100,7 +126,7 @@ int PlatformFaults::Count(Call call) {
 std::vector<uint32_t> PlatformFaults::Alive() {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
-  return {account.alive.begin(), account.alive.end()};
+  return account.alive.All();
 }
 
 int PlatformFaults::Made() {
@@ -118,19 +144,19 @@ int PlatformFaults::WrongDestructions() {
 void PlatformFaults::Forget(uint32_t handle) {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
-  account.alive.erase(handle);
+  account.alive.Remove(handle);
 }
 
 std::vector<PlatformFaults::Flush> PlatformFaults::Flushes() {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
-  return account.flushes;
+  return account.flushes.All();
 }
 
 std::vector<PlatformFaults::Receive> PlatformFaults::Receives() {
   Account& account = TheAccount();
   const std::lock_guard lock(account.mutex);
-  return account.receives;
+  return account.receives.All();
 }
 
 }  // namespace support
@@ -180,7 +206,7 @@ uint32_t TLV_Flush(uint32_t msg, uint32_t mode, uint32_t length, uintptr_t targe
   if (paused == 0) {
     Account& account = TheAccount();
     const std::lock_guard lock(account.mutex);
-    account.flushes.push_back({msg, mode, length, target});
+    account.flushes.Add({msg, mode, length, target});
   }
   if (failure) return *failure;
   static auto* const real = Real<decltype(TLV_Flush)>("TLV_Flush");
@@ -192,7 +218,7 @@ uint32_t TLV_CreateReceiveMsg(uint32_t mode, uintptr_t source, uint32_t limit) {
   if (paused == 0) {
     Account& account = TheAccount();
     const std::lock_guard lock(account.mutex);
-    account.receives.push_back({mode, source, limit});
+    account.receives.Add({mode, source, limit});
   }
   if (failure) return *failure;
   static auto* const real = Real<decltype(TLV_CreateReceiveMsg)>("TLV_CreateReceiveMsg");
@@ -203,7 +229,7 @@ uint32_t TLV_Destroy(uint32_t msg) {
   if (paused == 0) {
     Account& account = TheAccount();
     const std::lock_guard lock(account.mutex);
-    if (account.alive.erase(msg) == 0) ++account.wrong;
+    if (!account.alive.Remove(msg)) ++account.wrong;
   }
   static auto* const real = Real<decltype(TLV_Destroy)>("TLV_Destroy");
   return Forward(real, msg);
