@@ -75,22 +75,23 @@ void ScriptedPeer::Connection::Close() {
   if (socket_ >= 0) close(std::exchange(socket_, -1));
 }
 
-ScriptedPeer::ScriptedPeer(Script script, int connections) {
+ScriptedPeer::ScriptedPeer(Script script, int connections, int workers) {
   char directory[] = "/tmp/byod-peer-XXXXXX";
   EXPECT_NE(mkdtemp(directory), nullptr);
   directory_ = directory;
   path_ = directory_ + "/socket";
   setenv("LAUTHD_SOCKET", path_.c_str(), 1);
 
-  listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
   std::strcpy(address.sun_path, path_.c_str());
   EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   EXPECT_EQ(listen(listener_, 64), 0);
   EXPECT_EQ(pipe(wake_), 0);
-  thread_ =
-      std::thread([this, script = std::move(script), connections] { Serve(script, connections); });
+  for (int i = 0; i < workers; ++i) {
+    workers_.emplace_back([this, script, connections] { Serve(script, connections); });
+  }
 }
 
 ScriptedPeer::~ScriptedPeer() {
@@ -99,8 +100,10 @@ ScriptedPeer::~ScriptedPeer() {
 }
 
 void ScriptedPeer::Join() {
-  if (!thread_.joinable()) return;
-  thread_.join();
+  if (workers_.empty()) return;
+  for (std::thread& worker : workers_)
+    worker.join();
+  workers_.clear();
   close(listener_);
   close(wake_[0]);
   close(wake_[1]);
@@ -108,7 +111,7 @@ void ScriptedPeer::Join() {
 }
 
 void ScriptedPeer::Stop() {
-  if (!thread_.joinable()) return;
+  if (workers_.empty()) return;
   EXPECT_EQ(write(wake_[1], "", 1), 1);
   Join();
 }
@@ -122,7 +125,9 @@ void ScriptedPeer::Serve(const Script& script, int connections) {
     if ((ready[0].revents & POLLIN) == 0) return;  // told to stop, or nobody came
     const int client = accept(listener_, nullptr, nullptr);
     if (client < 0) continue;
-    ++accepted_;
+    if (++accepted_ == connections) {
+      EXPECT_EQ(write(wake_[1], "", 1), 1);  // the other workers need not wait
+    }
     const timeval patience = {kPatienceMs / 1000, 0};
     setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     Connection connection(client);

@@ -37,8 +37,8 @@ class ScriptedPeer {
 
   using Script = std::function<void(Connection&)>;
 
-  /// Serves this many connections with the script, one after another.
-  explicit ScriptedPeer(Script script, int connections = 1);
+  /// Serves this many connections with the script, as many at a time as there are workers.
+  explicit ScriptedPeer(Script script, int connections = 1, int workers = 1);
   ~ScriptedPeer();
   ScriptedPeer(const ScriptedPeer&) = delete;
   ScriptedPeer& operator=(const ScriptedPeer&) = delete;
@@ -58,7 +58,7 @@ class ScriptedPeer {
   int listener_;
   int wake_[2];
   std::atomic<int> accepted_ = 0;
-  std::thread thread_;
+  std::vector<std::thread> workers_;
 };
 
 /// Points LAUTHD_SOCKET at a place where nothing listens.
