@@ -266,11 +266,10 @@ int32_t DBM_GetNextSortList(int32_t handle, const void* key, uint32_t key_length
 }
 
 int32_t DBM_FreeIterator(int32_t handle, uintptr_t* iterator) {
-  GUARDED(return CarryOut("FreeIterator", handle, "", {}, "", [&](Store& store) {
-                   if (*iterator != 0) --store.iterators;
-                   *iterator = 0;
-                   return 0;
-                 });)
+  // Released also when the call is to fail.
+  if (*iterator != 0) --TheStore().iterators;
+  *iterator = 0;
+  GUARDED(return CarryOut("FreeIterator", handle, "", {}, "", [](Store&) { return 0; });)
 }
 
 int32_t DBM_DeleteKey(int32_t handle, const void* key, uint32_t key_length) {

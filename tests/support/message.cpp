@@ -61,13 +61,17 @@ Message::~Message() {
 }
 
 std::vector<Element> Message::elements() const {
+  return ElementsOf(handle_);
+}
+
+std::vector<Element> ElementsOf(uint32_t handle) {
   const PlatformFaults::Pause pause;
   std::vector<Element> found;
-  if (handle_ == 0) return found;
-  for (uintptr_t at = TLV_GetFirst(handle_); at != 0; at = TLV_GetNext(handle_, at)) {
-    Element element{TLV_GetTypeByIterator(handle_, at), {}};
-    element.bytes.resize(TLV_GetLenByIterator(handle_, at));
-    EXPECT_EQ(TLV_GetValueByIterator(handle_, at, static_cast<uint16_t>(element.bytes.size()),
+  if (handle == 0) return found;
+  for (uintptr_t at = TLV_GetFirst(handle); at != 0; at = TLV_GetNext(handle, at)) {
+    Element element{TLV_GetTypeByIterator(handle, at), {}};
+    element.bytes.resize(TLV_GetLenByIterator(handle, at));
+    EXPECT_EQ(TLV_GetValueByIterator(handle, at, static_cast<uint16_t>(element.bytes.size()),
                                      element.bytes.data()),
               0u);
     found.push_back(element);

@@ -51,6 +51,9 @@ class Message {
   uint32_t handle_;
 };
 
+/// The elements of a message that is another's.
+std::vector<Element> ElementsOf(uint32_t handle);
+
 /// The memory form of a message of these elements.
 std::string Serialize(const std::vector<Element>& elements);
 
