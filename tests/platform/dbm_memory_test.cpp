@@ -24,16 +24,17 @@ bool FailsNow() {
 
 }  // namespace
 
-// The library's C++ allocations come here too.
-void* operator new(size_t size) {
+// The library's C++ allocations come here too. Not inlined, or the compiler sees new paired with
+// free.
+[[gnu::noinline]] void* operator new(size_t size) {
   void* memory = FailsNow() ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
   std::free(memory);
 }
 
