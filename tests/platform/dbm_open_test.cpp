@@ -252,7 +252,7 @@ TEST_F(DbmOpen, ADirectoryThatMayNotBeWrittenIsToldAndLeftAlone) {
 TEST_F(DbmOpen, ADatabaseInADirectoryThatMayNotBeWrittenIsToldAndLeftAlone) {
   std::filesystem::create_directory(state_);
   ASSERT_EQ(chmod(directory_.path().c_str(), 0755), 0);
-  EXPECT_TRUE(AsNobody(state_, [this] {
+  EXPECT_TRUE(AsNobody(state_, [] {
     int32_t handle = -1;
     return Open(handle) == DBM_OK && SetValue(handle, "V", "value") == DBM_OK &&
            DBM_Close(handle) == DBM_OK;
