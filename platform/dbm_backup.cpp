@@ -78,9 +78,10 @@ Result CopyBackup(const Place& place, const std::string& file) {
   return result == DBM_OK ? CopyBytes(from, file, to, place.fresh) : result;
 }
 
-Result CheckCopy(const Place& place, const Identity& identity, const DataJudge& judge) {
+Result CheckCopy(const Place& place, const Identity& identity, const std::string& file,
+                 const DataJudge& judge) {
   Connection connection;
-  Result result = connection.Open(place.fresh);
+  Result result = connection.Open(place.fresh, file);
   if (result == DBM_OK) result = Verify(connection, identity, Depth::kRestoring, judge);
   if (result == DBM_OK) result = MakeDurable(connection);
   if (result == DBM_OK) result = connection.Close();
@@ -129,7 +130,7 @@ Result PutOldAside(const Place& place, const Identity& identity) {
 
 Result Database::Backup(const std::string& file) {
   if (bulk_) {
-    return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.path().c_str());
+    return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.name().c_str());
   }
   PassingFile copy(file + ".new-" + std::to_string(getpid()));
   Result result = copy.Create();
@@ -157,15 +158,15 @@ Result Restore(const Place& place, const Identity& identity, const std::string& 
   if (result == DBM_OK) result = lock.Acquire(place, Lock::Kind::kAlone);
   if (result != DBM_OK) return result;
   result = CopyBackup(place, file);
-  if (result == DBM_OK) result = CheckCopy(place, identity, judge);
+  if (result == DBM_OK) result = CheckCopy(place, identity, file, judge);
   if (result == DBM_OK) result = PutOldAside(place, identity);
   if (result == DBM_OK && rename(place.fresh.c_str(), place.database.c_str()) != 0) {
     result = FailSystem("replace", place.database.c_str());
   }
   if (result == DBM_OK) return FlushDirectory(place.directory);
-  const std::string reason = ErrorText();
+  const KeptErrorText reason;
   RemoveFresh(place);
-  return Fail(result, "%s", reason.c_str());
+  return Fail(result, "%s", reason.get());
 }
 
 }  // namespace lauth::dbm

@@ -18,7 +18,7 @@ Result Change::Begin() {
   Database& database = database_;
   if (database.bulk_ && !database.connection_.InTransaction()) {
     return Fail(DBM_ERR_FAILED, "%s: the bulk change was lost at an earlier failure",
-                database.connection_.path().c_str());
+                database.connection_.name().c_str());
   }
   const Result result = database.Run(database.bulk_ ? Sql::kBeginStep : Sql::kBeginChange);
   open_ = result == DBM_OK;
@@ -52,16 +52,16 @@ Result Database::Commit() {
   }
   // What could not be flushed may lie complete in the log all the same, and a crash now would find
   // it there. Another small change overwrites it.
-  const std::string reason = ErrorText();
+  const KeptErrorText reason;
   const bool settled = Run(Sql::kSettle) == DBM_OK;
   if (settled) ++flush_count;
-  return Fail(result, "%s%s", reason.c_str(),
+  return Fail(result, "%s%s", reason.get(),
               settled ? "" : "; a crash before the next change may yet bring this one back");
 }
 
 Result Database::BeginBulk() {
   if (bulk_) {
-    return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.path().c_str());
+    return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.name().c_str());
   }
   const Result result = Run(Sql::kBeginChange);
   bulk_ = result == DBM_OK;
@@ -71,19 +71,19 @@ Result Database::BeginBulk() {
 
 Result Database::CommitBulk() {
   if (!bulk_) {
-    return Fail(DBM_ERR_REFUSED, "%s: no bulk change is under way", connection_.path().c_str());
+    return Fail(DBM_ERR_REFUSED, "%s: no bulk change is under way", connection_.name().c_str());
   }
   bulk_ = false;
   if (!connection_.InTransaction()) {
     return Fail(DBM_ERR_FAILED, "%s: the bulk change was lost at an earlier failure",
-                connection_.path().c_str());
+                connection_.name().c_str());
   }
   return Commit();
 }
 
 Result Database::RollbackBulk() {
   if (!bulk_) {
-    return Fail(DBM_ERR_REFUSED, "%s: no bulk change is under way", connection_.path().c_str());
+    return Fail(DBM_ERR_REFUSED, "%s: no bulk change is under way", connection_.name().c_str());
   }
   bulk_ = false;
   return connection_.InTransaction() ? Run(Sql::kRollback) : DBM_OK;

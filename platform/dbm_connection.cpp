@@ -54,8 +54,8 @@ Result CodeFor(int sqlite_code) {
 
 }  // namespace
 
-Result Connection::Open(const std::string& path) {
-  path_ = path;
+Result Connection::Open(const std::string& path, const std::string& name) {
+  name_ = name;
   int code = sqlite3_open_v2(path.c_str(), &sqlite_,
                              SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_EXRESCODE,
                              nullptr);
@@ -114,11 +114,11 @@ Result Connection::Fail(int code) const {
   if (sqlite_ != nullptr && sqlite3_extended_errcode(sqlite_) == code) {
     detail = sqlite3_errmsg(sqlite_);
   }
-  return dbm::Fail(CodeFor(code), "%s: %s", path_.c_str(), detail);
+  return dbm::Fail(CodeFor(code), "%s: %s", name_.c_str(), detail);
 }
 
 Result Connection::FailDamaged(const char* reason) const {
-  return dbm::Fail(DBM_ERR_DAMAGED, "%s: %s", path_.c_str(), reason);
+  return dbm::Fail(DBM_ERR_DAMAGED, "%s: %s", name_.c_str(), reason);
 }
 
 sqlite3_stmt* Connection::Prepared(Sql which, int& code) {
@@ -140,6 +140,7 @@ Statement::Statement(Connection& connection, const char* sql)
 }
 
 Statement::~Statement() {
+  if (statement_ == nullptr) return;
   if (kept_) {
     sqlite3_reset(statement_);
     sqlite3_clear_bindings(statement_);

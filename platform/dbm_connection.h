@@ -46,8 +46,13 @@ class Connection {
   Connection& operator=(const Connection&) = delete;
   ~Connection() { Close(); }
 
-  /** Opens a file that exists. Nothing is read from it yet. */
-  Result Open(const std::string& path);
+  /**
+   * Opens a file that exists. Nothing is read from it yet.
+   *
+   * @param name  what error texts call it
+   */
+  Result Open(const std::string& path, const std::string& name);
+  Result Open(const std::string& path) { return Open(path, path); }
 
   /** Whether closing may move the log into the file; not at first. */
   void LetCloseTidyUp(bool yes);
@@ -70,13 +75,13 @@ class Connection {
 
   bool InTransaction() const { return sqlite3_get_autocommit(sqlite_) == 0; }
   sqlite3* sqlite() const { return sqlite_; }
-  const std::string& path() const { return path_; }
+  const std::string& name() const { return name_; }
 
  private:
   friend class Statement;
   sqlite3_stmt* Prepared(Sql which, int& code);
 
-  std::string path_;
+  std::string name_;
   sqlite3* sqlite_ = nullptr;
   std::array<sqlite3_stmt*, static_cast<size_t>(Sql::kCount)> prepared_{};
 };

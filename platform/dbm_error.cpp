@@ -31,11 +31,6 @@ Result FailSystem(const char* doing, const char* path) noexcept {
   return Fail(code, "cannot %s %s: %s", doing, path, strerror_r(reason, buffer, sizeof buffer));
 }
 
-void AddToErrorText(const char* text) noexcept {
-  const size_t used = std::strlen(error_text);
-  std::snprintf(error_text + used, sizeof error_text - used, "%s", text);
-}
-
 const char* ErrorText() noexcept {
   return error_text;
 }

@@ -3,6 +3,7 @@
 #define LAUTH_PLATFORM_DBM_ERROR_H
 
 #include <cstdint>
+#include <cstdio>
 #include <new>
 #include <stdexcept>
 
@@ -18,11 +19,18 @@ Result Fail(Result code, const char* format, ...) noexcept __attribute__((format
 /** Fails with what errno says. @return DBM_ERR_FULL or DBM_ERR_FAILED */
 Result FailSystem(const char* doing, const char* path) noexcept;
 
-/** Adds to the calling thread's error text. */
-void AddToErrorText(const char* text) noexcept;
-
 /** @return the calling thread's error text */
 const char* ErrorText() noexcept;
+
+/** The error text of now, while what follows may fail too. Needs no memory. */
+class KeptErrorText {
+ public:
+  KeptErrorText() noexcept { std::snprintf(text_, sizeof text_, "%s", ErrorText()); }
+  const char* get() const { return text_; }
+
+ private:
+  char text_[1024];
+};
 
 /** Runs an exported function's body, of which no exception may escape into C. */
 template <typename Body>

@@ -42,7 +42,7 @@ Result Database::CreateList(std::string_view key, const List& wanted) {
   list.id = 0;
   if (found && list == wanted) return DBM_OK;
   if (found || taken) {
-    return Fail(DBM_ERR_REFUSED, "%s: the key names %s", connection_.path().c_str(),
+    return Fail(DBM_ERR_REFUSED, "%s: the key names %s", connection_.name().c_str(),
                 found ? "a sort list with another description" : "a value");
   }
   result = Statement(connection_, Sql::kAddList)
@@ -64,14 +64,14 @@ Result Database::Insert(std::string_view key, std::string_view record, uint32_t 
   Result result = change.Begin();
   if (result == DBM_OK) result = FindList(key, list, found);
   if (result != DBM_OK) return result;
-  if (!found) return Fail(DBM_ERR_NOTFOUND, "%s: no such list", connection_.path().c_str());
+  if (!found) return Fail(DBM_ERR_NOTFOUND, "%s: no such list", connection_.name().c_str());
   if (number != list.number) {
-    return Fail(DBM_ERR_REFUSED, "%s: the list has number %u, not %u", connection_.path().c_str(),
+    return Fail(DBM_ERR_REFUSED, "%s: the list has number %u, not %u", connection_.name().c_str(),
                 list.number, number);
   }
   if (!HoldsSortKey(list, record.size())) {
     return Fail(DBM_ERR_REFUSED, "%s: the record has no room for its sort key",
-                connection_.path().c_str());
+                connection_.name().c_str());
   }
   result = Statement(connection_, Sql::kPutRecord)
                .Bind(list.id)
@@ -89,16 +89,16 @@ Result Database::Remove(std::string_view key, std::string_view record) {
   Result result = change.Begin();
   if (result == DBM_OK) result = FindList(key, list, found);
   if (result != DBM_OK) return result;
-  if (!found) return Fail(DBM_ERR_NOTFOUND, "%s: no such list", connection_.path().c_str());
+  if (!found) return Fail(DBM_ERR_NOTFOUND, "%s: no such list", connection_.name().c_str());
   if (!HoldsSortKey(list, record.size())) {
     return Fail(DBM_ERR_REFUSED, "%s: the record has no room for its sort key",
-                connection_.path().c_str());
+                connection_.name().c_str());
   }
   result =
       Statement(connection_, Sql::kRemoveRecord).Bind(list.id).Bind(SortKeyOf(list, record)).Run();
   if (result != DBM_OK) return result;
   if (sqlite3_changes(connection_.sqlite()) == 0) {
-    return Fail(DBM_ERR_NOTFOUND, "%s: no such record", connection_.path().c_str());
+    return Fail(DBM_ERR_NOTFOUND, "%s: no such record", connection_.name().c_str());
   }
   return change.Commit();
 }
@@ -113,7 +113,7 @@ Result Database::Get(std::string_view key, Buffer record) {
   const std::string_view probe(static_cast<const char*>(record.data), record.size);
   if (!HoldsSortKey(list, probe.size())) {
     return Fail(DBM_ERR_REFUSED, "%s: the record has no room for its sort key",
-                connection_.path().c_str());
+                connection_.name().c_str());
   }
   Statement get(connection_, Sql::kGetRecord);
   result = get.Bind(list.id).Bind(SortKeyOf(list, probe)).Step(found);
@@ -127,7 +127,7 @@ Result Database::Get(std::string_view key, Buffer record) {
 Result Database::GetNext(std::string_view key, uintptr_t& iterator, Buffer record) {
   auto cursor = cursors_.find(iterator);
   if (iterator != 0 && (cursor == cursors_.end() || cursor->second.list_key != key)) {
-    return Fail(DBM_ERR_REFUSED, "%s: not an iterator of this list", connection_.path().c_str());
+    return Fail(DBM_ERR_REFUSED, "%s: not an iterator of this list", connection_.name().c_str());
   }
   Reading reading(*this);
   List list;
@@ -159,7 +159,7 @@ Result Database::GetNext(std::string_view key, uintptr_t& iterator, Buffer recor
 Result Database::FreeIterator(uintptr_t& iterator) {
   const uintptr_t given = std::exchange(iterator, 0);
   if (given == 0 || cursors_.erase(given) == 1) return DBM_OK;
-  return Fail(DBM_ERR_REFUSED, "%s: not an iterator", connection_.path().c_str());
+  return Fail(DBM_ERR_REFUSED, "%s: not an iterator", connection_.name().c_str());
 }
 
 }  // namespace lauth::dbm

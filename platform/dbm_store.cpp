@@ -80,7 +80,7 @@ Result MakeDurable(Connection& connection) {
   Result result = connection.Read("PRAGMA journal_mode = WAL", mode);
   if (result == DBM_OK && mode != "wal") {
     result = Fail(DBM_ERR_FAILED, "%s: a write-ahead log is not possible here",
-                  connection.path().c_str());
+                  connection.name().c_str());
   }
   if (result == DBM_OK) result = connection.Execute("PRAGMA synchronous = FULL");
   if (result == DBM_OK) connection.LetCloseTidyUp(true);

@@ -20,7 +20,7 @@ Result Database::SetValue(std::string_view key, uint32_t area, uint32_t form,
   if (result == DBM_OK) result = FindList(key, list, is_list);
   if (result != DBM_OK) return result;
   if (is_list) {
-    return Fail(DBM_ERR_REFUSED, "%s: the key names a sort list", connection_.path().c_str());
+    return Fail(DBM_ERR_REFUSED, "%s: the key names a sort list", connection_.name().c_str());
   }
   {
     Statement find(connection_, Sql::kFindValue);
@@ -29,7 +29,7 @@ Result Database::SetValue(std::string_view key, uint32_t area, uint32_t form,
     if (found && (find.Number(2) != int64_t{area} || find.Number(3) != int64_t{form})) {
       return Fail(DBM_ERR_REFUSED,
                   "%s: the value is stored with codes %lld and %lld, not %u and %u",
-                  connection_.path().c_str(), static_cast<long long>(find.Number(2)),
+                  connection_.name().c_str(), static_cast<long long>(find.Number(2)),
                   static_cast<long long>(find.Number(3)), area, form);
     }
   }
@@ -48,10 +48,10 @@ Result Database::GetValue(std::string_view key, uint32_t area, Buffer data) {
   bool found = false;
   const Result result = find.Bind(key).Step(found);
   if (result != DBM_OK) return result;
-  if (!found) return Fail(DBM_ERR_NOTFOUND, "%s: no such value", connection_.path().c_str());
+  if (!found) return Fail(DBM_ERR_NOTFOUND, "%s: no such value", connection_.name().c_str());
   if (find.Number(2) != int64_t{area}) {
     return Fail(DBM_ERR_REFUSED, "%s: the value is stored with code %lld, not %u",
-                connection_.path().c_str(), static_cast<long long>(find.Number(2)), area);
+                connection_.name().c_str(), static_cast<long long>(find.Number(2)), area);
   }
   const std::string_view stored = find.Bytes(0);
   if (find.Number(1) !=
@@ -89,7 +89,7 @@ Result Database::DeleteKey(std::string_view key) {
   }
   if (result != DBM_OK) return result;
   if (sqlite3_changes(connection_.sqlite()) == 0) {
-    return Fail(DBM_ERR_NOTFOUND, "%s: no such key", connection_.path().c_str());
+    return Fail(DBM_ERR_NOTFOUND, "%s: no such key", connection_.name().c_str());
   }
   return change.Commit();
 }

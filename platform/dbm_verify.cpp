@@ -38,7 +38,7 @@ Result VerifyIdentity(Connection& connection, const Identity& identity) {
   if (stored == identity) return DBM_OK;
   return Fail(DBM_ERR_REFUSED,
               "%s: was created as %s of %s and with other parameters, or by another",
-              connection.path().c_str(), stored.store.c_str(), stored.owner.c_str());
+              connection.name().c_str(), stored.store.c_str(), stored.owner.c_str());
 }
 
 Result JudgeData(const DataJudge& judge, std::string_view key, uint32_t kind,
