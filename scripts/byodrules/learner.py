@@ -1,0 +1,183 @@
+"""Learns User-Agent rules: a list in which the longest matching expression decides.
+
+The learner starts from hand-written rules and adds, one at a time, the rule
+that sets right the most labelled fields of the training rows, given every rule
+already taken and the match order. A field set wrong costs a part of a field
+set right, so a term that several vendors share is left to longer ones.
+"""
+
+import heapq
+from collections import Counter
+
+from byodrules import candidates, matching, naming
+from byodrules.catalogue import LIMITS, Rule
+
+WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
+LEAST = 0.9  # a rule that gains less is not worth its place
+KNOWN = 1.1  # what a hand-written brand word is worth before any row speaks for or against it
+ROUNDS = 3  # gains can also grow while rules are added, so candidates are weighed again
+
+
+class Texts:
+    """Training texts with an index of three-character runs, to find all that hold given terms."""
+
+    def __init__(self, texts):
+        self.texts = texts
+        self._posts = {}
+        for index, text in enumerate(texts):
+            for gram in {text[i : i + 3] for i in range(len(text) - 2)}:
+                self._posts.setdefault(gram, []).append(index)
+        self._all = range(len(texts))
+
+    def _some(self, terms):
+        best = self._all
+        for term in terms:
+            for i in range(len(term) - 2):
+                posts = self._posts.get(term[i : i + 3], ())
+                if len(posts) < len(best):
+                    best = posts
+        return best
+
+    def holding(self, expression):
+        parts = matching.alternatives(expression)
+        if not parts:
+            return list(self._all)
+        if len(parts) == 1:
+            terms = parts[0]
+            return [i for i in self._some(terms) if all(t in self.texts[i] for t in terms)]
+        return [i for i in self._all if matching.matches(expression, self.texts[i])]
+
+
+class Learner:
+    def __init__(self, rows, base):
+        """rows: (text, (category, vendor, os)) with "" for what a label leaves open."""
+        rows = sorted(set(rows))
+        self._labels = [labels for _, labels in rows]
+        self._texts = Texts([text for text, _ in rows])
+        self._lengths = [-1] * len(rows)
+        self._answers = [("", "", "")] * len(rows)
+        self.rules = []
+        self._taken = set()
+        for rule in base:
+            self._take(rule, self._texts.holding(rule.key))
+
+    def _take(self, rule, holding):
+        self.rules.append(rule)
+        self._taken.add(rule.key.lower())
+        size = matching.length(rule.key)
+        answer = rule.answer()
+        for i in holding:
+            if self._lengths[i] < size:
+                self._lengths[i] = size
+                self._answers[i] = answer
+
+    def _worth(self, size, ids, answer):
+        """What a rule with a given answer gains."""
+        worth = 0.0
+        for i in ids:
+            if self._lengths[i] >= size:
+                continue
+            for field, label in enumerate(self._labels[i]):
+                if label and self._answers[i][field] != answer[field]:
+                    for given, sign in ((self._answers[i][field], -1), (answer[field], 1)):
+                        if given:
+                            worth += sign if given == label else -sign * WRONG
+        return worth
+
+    def _weigh(self, size, ids):
+        """The best answer of a rule of that length on these texts, and what it gains."""
+        before = 0.0
+        says = (Counter(), Counter(), Counter())
+        stands = (Counter(), Counter(), Counter())
+        affected = 0
+        for i in ids:
+            if self._lengths[i] >= size:
+                continue
+            affected += 1
+            answer = self._answers[i]
+            for field, label in enumerate(self._labels[i]):
+                given = answer[field]
+                if label:
+                    says[field][label] += 1
+                    if given == label:
+                        before += 1
+                    elif given:
+                        before -= WRONG
+                if given:
+                    stands[field][given] += 1
+        if not affected:
+            return 0.0, None
+        after = 0.0
+        best = []
+        for field in range(3):
+            if says[field]:
+                label, count = max(says[field].items(), key=lambda item: (item[1], item[0]))
+                worth = count - WRONG * (sum(says[field].values()) - count)
+                if worth > 0:
+                    best.append(label)
+                    after += worth
+                else:
+                    best.append("")
+            elif stands[field]:
+                best.append(max(stands[field].items(), key=lambda item: (item[1], item[0]))[0])
+            else:
+                best.append("")
+        return after - before, tuple(best)
+
+    def _expressions(self, term, ids):
+        texts = self._texts.texts
+        android = [i for i in ids if "Android" in texts[i]]
+        yield term, ids
+        if android:
+            yield f"Android&&{term}", android
+            yield f"Linux&&Android&&{term}", [i for i in android if "Linux" in texts[i]]
+            yield f"Android&&{term}&&Mobile", [i for i in android if "Mobile" in texts[i]]
+            yield f"Dalvik&&Android&&{term}", [i for i in android if "Dalvik" in texts[i]]
+        if len(android) < len(ids):
+            yield f"Windows Phone&&{term}", [i for i in ids if "Windows Phone" in texts[i]]
+            yield f"Linux&&{term}", [i for i in ids if "Linux" in texts[i]]
+            yield f"Profile/MIDP&&{term}", [i for i in ids if "Profile/MIDP" in texts[i]]
+
+    def learn(self, most, known=()):
+        """Adds rules up to `most`; `known` are rules that the rows need only not contradict."""
+        pool = [(r.key, matching.length(r.key), self._texts.holding(r.key), r) for r in known]
+        for term, ids in sorted(candidates.terms(self._texts.texts).items()):
+            for expression, held in self._expressions(term, ids):
+                size = matching.length(expression)
+                if held and size <= LIMITS["expression"]:
+                    pool.append((expression, size, held, None))
+        for _ in range(ROUNDS):
+            if not self._round(pool, most):
+                break
+
+    def _gain(self, size, held, known):
+        if known:
+            answer = known.answer()
+            return KNOWN + self._worth(size, held, answer), answer
+        return self._weigh(size, held)
+
+    def _round(self, pool, most):
+        heap = []
+        for place, (expression, size, held, known) in enumerate(pool):
+            gain, _ = self._gain(size, held, known)
+            if gain >= LEAST:
+                heap.append((-gain, size, expression, place))
+        heapq.heapify(heap)
+        added = 0
+        while heap and len(self.rules) < most:
+            _, size, expression, place = heapq.heappop(heap)
+            if expression.lower() in self._taken:
+                continue
+            known = pool[place][3]
+            held = self._texts.holding(expression)
+            gain, answer = self._gain(size, held, known)
+            if gain < LEAST:
+                continue
+            if heap and gain < -heap[0][0]:
+                heapq.heappush(heap, (-gain, size, expression, place))
+                continue
+            category, vendor, system = answer
+            name = naming.name_of(vendor, category, system)
+            self._take(known or Rule(expression, name, vendor, category, system), held)
+            added += 1
+        return added
