@@ -14,7 +14,8 @@ from byodrules.catalogue import LIMITS, Rule
 
 WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
 LEAST = 0.9  # a rule that gains less is not worth its place
-KNOWN = 1.1  # what a hand-written brand word is worth before any row speaks for or against it
+KNOWN = 2.0  # what a hand-written brand word is worth before any row speaks for or against it
+SURE = 4  # rows that make a tablet's term sure to be no phone's
 ROUNDS = 3  # gains can also grow while rules are added, so candidates are weighed again
 
 
@@ -56,10 +57,14 @@ class Learner:
         self._texts = Texts([text for text, _ in rows])
         self._lengths = [-1] * len(rows)
         self._answers = [("", "", "")] * len(rows)
+        self._winners = [None] * len(rows)
         self.rules = []
+        self.companions = set()
         self._taken = set()
         for rule in base:
             self._take(rule, self._texts.holding(rule.key))
+        # What a family of strings is recognised by; a term added to it always outranks it.
+        self._guards = list(self._winners)
 
     def _take(self, rule, holding):
         self.rules.append(rule)
@@ -70,6 +75,7 @@ class Learner:
             if self._lengths[i] < size:
                 self._lengths[i] = size
                 self._answers[i] = answer
+                self._winners[i] = rule.key
 
     def _worth(self, size, ids, answer):
         """What a rule with a given answer gains."""
@@ -127,24 +133,29 @@ class Learner:
     def _expressions(self, term, ids):
         texts = self._texts.texts
         android = [i for i in ids if "Android" in texts[i]]
-        yield term, ids
+        if sum(c.isalnum() for c in term) >= 3:
+            yield term, ids
         if android:
             yield f"Android&&{term}", android
             yield f"Linux&&Android&&{term}", [i for i in android if "Linux" in texts[i]]
             yield f"Android&&{term}&&Mobile", [i for i in android if "Mobile" in texts[i]]
+            yield f"Android&&{term}&&TV", [i for i in android if "TV" in texts[i]]
             yield f"Dalvik&&Android&&{term}", [i for i in android if "Dalvik" in texts[i]]
-        if len(android) < len(ids):
-            yield f"Windows Phone&&{term}", [i for i in ids if "Windows Phone" in texts[i]]
-            yield f"Linux&&{term}", [i for i in ids if "Linux" in texts[i]]
-            yield f"Profile/MIDP&&{term}", [i for i in ids if "Profile/MIDP" in texts[i]]
+        groups = {}
+        for i in ids:
+            if self._guards[i] and "Android" not in texts[i]:
+                groups.setdefault(self._guards[i], []).append(i)
+        for guard, held in sorted(groups.items()):
+            yield f"{guard}&&{term}", held
 
     def learn(self, most, known=()):
         """Adds rules up to `most`; `known` are rules that the rows need only not contradict."""
         pool = [(r.key, matching.length(r.key), self._texts.holding(r.key), r) for r in known]
+        named = {rule.key for rule in known}
         for term, ids in sorted(candidates.terms(self._texts.texts).items()):
             for expression, held in self._expressions(term, ids):
                 size = matching.length(expression)
-                if held and size <= LIMITS["expression"]:
+                if expression not in named and held and size <= LIMITS["expression"]:
                     pool.append((expression, size, held, None))
         for _ in range(ROUNDS):
             if not self._round(pool, most):
@@ -180,4 +191,23 @@ class Learner:
             name = naming.name_of(vendor, category, system)
             self._take(known or Rule(expression, name, vendor, category, system), held)
             added += 1
+            if not known and category == "Tablet" and self._only_tablets(expression, held):
+                self._companion(f"{expression}&&Mobile", vendor, system)
         return added
+
+    def _only_tablets(self, expression, held):
+        """True when few rows stand behind a tablet's term, and none of them says "Mobile"."""
+        texts = self._texts.texts
+        return (
+            expression.startswith("Android&&")
+            and len(held) < SURE
+            and not any("Mobile" in texts[i] for i in held)
+        )
+
+    def _companion(self, expression, vendor, system):
+        """Phones of a series that was only seen as tablets still say "Mobile"."""
+        if expression.lower() not in self._taken and matching.length(expression) <= 255:
+            name = naming.name_of(vendor, "Mobile", system)
+            rule = Rule(expression, name, vendor, "Mobile", system)
+            self.companions.add(expression)
+            self._take(rule, self._texts.holding(expression))
