@@ -10,8 +10,8 @@ from byodrules import catalogue, naming
 from byodrules.catalogue import Rule
 
 _CATEGORY = {"phone": "Mobile", "tablet": "Tablet", "tv": "TV", "other": "Other"}
-# Below this an expression would lose to "Android&&Mobi".
-_OUTRANKS = len("Android&&Mobi") + 1
+# A browser on a phone. The long guard outranks whatever a tablet's word alone would say.
+PHONE = "Mozilla/5.0&&Android&&Mobile"
 
 
 def _rule(expression, vendor, category, system):
@@ -22,14 +22,12 @@ def _rule(expression, vendor, category, system):
 def _expand(term, vendor, kind):
     bare = kind.endswith("+")
     kind = kind.rstrip("+")
-    guarded = f"Android&&{term}"
-    if len(guarded.encode("utf-8")) < _OUTRANKS:
-        guarded = f"Linux&&{guarded}"
     if kind == "both":
-        yield _rule(guarded, vendor, "Tablet", "Android")
-        yield _rule(f"Android&&{term}&&Mobile", vendor, "Mobile", "Android")
+        yield _rule(f"Android&&{term}", vendor, "Tablet", "Android")
+    if kind in ("both", "phone"):
+        yield _rule(f"{PHONE}&&{term}", vendor, "Mobile", "Android")
     elif kind in _CATEGORY:
-        yield _rule(guarded, vendor, _CATEGORY[kind], "Android")
+        yield _rule(f"Android&&{term}", vendor, _CATEGORY[kind], "Android")
     else:
         raise ValueError(f"{term}: unknown kind {kind}")
     if bare:

@@ -63,16 +63,22 @@ def read_rules(path, key):
     ]
 
 
+def quoted(text):
+    """A CSV field; blanks at its ends are quoted too, since some readers trim bare ones."""
+    if text != text.strip() or text.startswith("#") or any(c in text for c in ',"\r\n'):
+        return '"' + text.replace('"', '""') + '"'
+    return text
+
+
 def write_rules(path, key, rules, comment):
     """Writes rules in the order given, below the lines of a comment."""
     temporary = f"{path}.new"
     with open(temporary, "w", encoding="utf-8", newline="") as file:
         for line in comment:
             file.write(f"# {line}".rstrip() + "\n")
-        writer = csv.writer(file, lineterminator="\n")
-        writer.writerow((key, "name", "vendor", "category", "os", "example"))
-        for rule in rules:
-            writer.writerow(
-                (rule.key, rule.name, rule.vendor, rule.category, rule.os, rule.example)
-            )
+        for row in (
+            (key, "name", "vendor", "category", "os", "example"),
+            *((r.key, r.name, r.vendor, r.category, r.os, r.example) for r in rules),
+        ):
+            file.write(",".join(map(quoted, row)) + "\n")
     os.replace(temporary, path)

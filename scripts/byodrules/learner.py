@@ -10,12 +10,12 @@ import heapq
 from collections import Counter
 
 from byodrules import candidates, matching, naming
+from byodrules.brands import PHONE
 from byodrules.catalogue import LIMITS, Rule
 
 WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
 LEAST = 0.9  # a rule that gains less is not worth its place
-KNOWN = 2.0  # what a hand-written brand word is worth before any row speaks for or against it
-SURE = 4  # rows that make a tablet's term sure to be no phone's
+KNOWN = 1.2  # what a hand-written brand word is worth before any row speaks for or against it
 ROUNDS = 3  # gains can also grow while rules are added, so candidates are weighed again
 
 
@@ -59,8 +59,8 @@ class Learner:
         self._answers = [("", "", "")] * len(rows)
         self._winners = [None] * len(rows)
         self.rules = []
-        self.companions = set()
         self._taken = set()
+        self.gains = {}
         for rule in base:
             self._take(rule, self._texts.holding(rule.key))
         # What a family of strings is recognised by; a term added to it always outranks it.
@@ -138,7 +138,8 @@ class Learner:
         if android:
             yield f"Android&&{term}", android
             yield f"Linux&&Android&&{term}", [i for i in android if "Linux" in texts[i]]
-            yield f"Android&&{term}&&Mobile", [i for i in android if "Mobile" in texts[i]]
+            phone = [i for i in android if "Mobile" in texts[i] and "Mozilla/5.0" in texts[i]]
+            yield f"{PHONE}&&{term}", phone
             yield f"Android&&{term}&&TV", [i for i in android if "TV" in texts[i]]
             yield f"Dalvik&&Android&&{term}", [i for i in android if "Dalvik" in texts[i]]
         groups = {}
@@ -167,6 +168,10 @@ class Learner:
             return KNOWN + self._worth(size, held, answer), answer
         return self._weigh(size, held)
 
+    def _chances(self, size, held, answer):
+        """Rows that another rule of the very same length answers differently: chance decides."""
+        return sum(self._lengths[i] == size and self._answers[i] != answer for i in held)
+
     def _round(self, pool, most):
         heap = []
         for place, (expression, size, held, known) in enumerate(pool):
@@ -182,6 +187,7 @@ class Learner:
             known = pool[place][3]
             held = self._texts.holding(expression)
             gain, answer = self._gain(size, held, known)
+            gain -= self._chances(size, held, answer)
             if gain < LEAST:
                 continue
             if heap and gain < -heap[0][0]:
@@ -190,24 +196,6 @@ class Learner:
             category, vendor, system = answer
             name = naming.name_of(vendor, category, system)
             self._take(known or Rule(expression, name, vendor, category, system), held)
+            self.gains[expression] = gain
             added += 1
-            if not known and category == "Tablet" and self._only_tablets(expression, held):
-                self._companion(f"{expression}&&Mobile", vendor, system)
         return added
-
-    def _only_tablets(self, expression, held):
-        """True when few rows stand behind a tablet's term, and none of them says "Mobile"."""
-        texts = self._texts.texts
-        return (
-            expression.startswith("Android&&")
-            and len(held) < SURE
-            and not any("Mobile" in texts[i] for i in held)
-        )
-
-    def _companion(self, expression, vendor, system):
-        """Phones of a series that was only seen as tablets still say "Mobile"."""
-        if expression.lower() not in self._taken and matching.length(expression) <= 255:
-            name = naming.name_of(vendor, "Mobile", system)
-            rule = Rule(expression, name, vendor, "Mobile", system)
-            self.companions.add(expression)
-            self._take(rule, self._texts.holding(expression))

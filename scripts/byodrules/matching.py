@@ -91,6 +91,11 @@ class Matcher:
                 return self._order[rank]
         return None
 
+    def all_matching(self, text):
+        """Indices of every rule that matches, the one that decides first."""
+        found = (self._order[rank] for rank in self.candidates(text))
+        return [index for index in found if self._holds(index, text)]
+
     def winners(self, text):
         """All matching rules of the winning length: more than one leaves the choice to chance."""
         found = []

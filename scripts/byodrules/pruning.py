@@ -63,18 +63,23 @@ def unused(rules, texts):
     return set(range(len(rules))) - used
 
 
-def with_examples(rules, texts):
-    """Gives rules without an example the first text on which each wins alone.
+def with_examples(rules, texts, most):
+    """Gives up to `most` rules an example: a text on which the rule wins alone.
 
-    An example that its rule does not win on is dropped.
+    Rules that decide the most texts come first, each gets its shortest text. An
+    example that its rule does not win on is dropped.
     """
     matcher = matching.Matcher([rule.key for rule in rules])
     result = [
         rule if not rule.example or matcher.winners(rule.example) == [i] else rule.with_example("")
         for i, rule in enumerate(rules)
     ]
-    for text in sorted(texts, key=lambda t: (len(t), t)):
+    won = {}
+    for text in texts:
         found = matcher.winners(text)
         if len(found) == 1 and not result[found[0]].example:
-            result[found[0]] = result[found[0]].with_example(text)
+            won.setdefault(found[0], []).append(text)
+    room = most - sum(bool(rule.example) for rule in result)
+    for index in sorted(won, key=lambda i: (-len(won[i]), i))[: max(room, 0)]:
+        result[index] = result[index].with_example(min(won[index], key=lambda t: (len(t), t)))
     return result
