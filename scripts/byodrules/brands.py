@@ -25,6 +25,8 @@ def _expand(term, vendor, kind):
     if kind == "both":
         yield _rule(f"Android&&{term}", vendor, "Tablet", "Android")
     if kind in ("both", "phone"):
+        if kind == "phone":  # applications often leave "Mobile" out
+            yield _rule(f"Android&&{term}", vendor, "Mobile", "Android")
         yield _rule(f"{PHONE}&&{term}", vendor, "Mobile", "Android")
     elif kind in _CATEGORY:
         yield _rule(f"Android&&{term}", vendor, _CATEGORY[kind], "Android")

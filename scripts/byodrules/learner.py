@@ -15,7 +15,8 @@ from byodrules.catalogue import LIMITS, Rule
 
 WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
 LEAST = 0.9  # a rule that gains less is not worth its place
-KNOWN = 1.2  # what a hand-written brand word is worth before any row speaks for or against it
+KNOWN = 3.0  # what a hand-written brand word is worth: a stray row does not outweigh it
+SHORT = 8  # texts that a term of two letters needs; unseen brands share such beginnings
 ROUNDS = 3  # gains can also grow while rules are added, so candidates are weighed again
 
 
@@ -133,7 +134,8 @@ class Learner:
     def _expressions(self, term, ids):
         texts = self._texts.texts
         android = [i for i in ids if "Android" in texts[i]]
-        if sum(c.isalnum() for c in term) >= 3:
+        # Alone, a piece of a word would catch unrelated words.
+        if sum(c.isalnum() for c in term) >= (4 if term[0] in " ;/(,_-" else 6):
             yield term, ids
         if android:
             yield f"Android&&{term}", android
@@ -154,6 +156,8 @@ class Learner:
         pool = [(r.key, matching.length(r.key), self._texts.holding(r.key), r) for r in known]
         named = {rule.key for rule in known}
         for term, ids in sorted(candidates.terms(self._texts.texts).items()):
+            if sum(c.isalnum() for c in term) < 3 and len(ids) < SHORT:
+                continue
             for expression, held in self._expressions(term, ids):
                 size = matching.length(expression)
                 if expression not in named and held and size <= LIMITS["expression"]:
