@@ -16,7 +16,10 @@ from byodrules.catalogue import LIMITS, Rule
 WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
 LEAST = 0.9  # a rule that gains less is not worth its place
 KNOWN = 3.0  # what a hand-written brand word is worth: a stray row does not outweigh it
-SHORT = 8  # texts that a term of two letters needs; unseen brands share such beginnings
+# Texts that a term of so many letters and digits needs: unseen brands share such beginnings.
+SHORT = {2: 12, 3: 5}
+# Rows that must say so before a phone's string means another category, or Android another system.
+SURE = 4
 ROUNDS = 3  # gains can also grow while rules are added, so candidates are weighed again
 
 
@@ -113,7 +116,7 @@ class Learner:
                 if given:
                     stands[field][given] += 1
         if not affected:
-            return 0.0, None
+            return 0.0, ("", "", ""), says
         after = 0.0
         best = []
         for field in range(3):
@@ -129,13 +132,23 @@ class Learner:
                 best.append(max(stands[field].items(), key=lambda item: (item[1], item[0]))[0])
             else:
                 best.append("")
-        return after - before, tuple(best)
+        return after - before, tuple(best), says
+
+    def _plausible(self, expression, answer, says):
+        """The answer, with what few rows claim against the plain meaning of the guard undone."""
+        category, vendor, system = answer
+        if expression.startswith(PHONE) and says[0][category] < SURE:
+            category = "Mobile"
+        if "Android&&" in expression and says[2][system] < SURE:
+            system = "Android"
+        return category, vendor, system
 
     def _expressions(self, term, ids):
         texts = self._texts.texts
         android = [i for i in ids if "Android" in texts[i]]
         # Alone, a piece of a word would catch unrelated words.
-        if sum(c.isalnum() for c in term) >= (4 if term[0] in " ;/(,_-" else 6):
+        led = term[0] in " ;/(,_-"
+        if sum(c.isalnum() for c in term) >= (4 if led else 6) and (led or len(ids) >= SURE):
             yield term, ids
         if android:
             yield f"Android&&{term}", android
@@ -156,7 +169,7 @@ class Learner:
         pool = [(r.key, matching.length(r.key), self._texts.holding(r.key), r) for r in known]
         named = {rule.key for rule in known}
         for term, ids in sorted(candidates.terms(self._texts.texts).items()):
-            if sum(c.isalnum() for c in term) < 3 and len(ids) < SHORT:
+            if len(ids) < SHORT.get(sum(c.isalnum() for c in term), 1):
                 continue
             for expression, held in self._expressions(term, ids):
                 size = matching.length(expression)
@@ -166,11 +179,15 @@ class Learner:
             if not self._round(pool, most):
                 break
 
-    def _gain(self, size, held, known):
+    def _gain(self, expression, size, held, known):
         if known:
             answer = known.answer()
             return KNOWN + self._worth(size, held, answer), answer
-        return self._weigh(size, held)
+        gain, answer, says = self._weigh(size, held)
+        plain = self._plausible(expression, answer, says)
+        if plain != answer:
+            gain = self._worth(size, held, plain)
+        return gain, plain
 
     def _chances(self, size, held, answer):
         """Rows that another rule of the very same length answers differently: chance decides."""
@@ -179,7 +196,7 @@ class Learner:
     def _round(self, pool, most):
         heap = []
         for place, (expression, size, held, known) in enumerate(pool):
-            gain, _ = self._gain(size, held, known)
+            gain, _ = self._gain(expression, size, held, known)
             if gain >= LEAST:
                 heap.append((-gain, size, expression, place))
         heapq.heapify(heap)
@@ -190,7 +207,7 @@ class Learner:
                 continue
             known = pool[place][3]
             held = self._texts.holding(expression)
-            gain, answer = self._gain(size, held, known)
+            gain, answer = self._gain(expression, size, held, known)
             gain -= self._chances(size, held, answer)
             if gain < LEAST:
                 continue

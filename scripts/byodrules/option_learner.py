@@ -30,6 +30,8 @@ def learn(rows, base, most):
         if len(rules) >= most:
             break
         category, vendor, system = (_agreed(field) for field in zip(*lists[options]))
+        if system == "Windows" and vendor == "Microsoft":
+            vendor = ""  # who made the system says nothing of who made the computer
         if category or vendor or system:
             name = naming.name_of(vendor, category, system)
             rules.append(Rule(options, name, vendor, category, system))

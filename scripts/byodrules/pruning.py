@@ -1,14 +1,13 @@
 """Leaves out rules that can never decide anything."""
 
+from collections import Counter
+
 from byodrules import matching
 
 
-def _sure_parts(expression):
-    """Three-character runs that every text matched by a single-alternative rule contains."""
-    parts = matching.alternatives(expression)
-    if len(parts) != 1:
-        return set()
-    return {t[i : i + 3] for t in parts[0] for i in range(len(t) - 2)}
+def _runs(terms):
+    """The three-character runs of an alternative's terms."""
+    return {t[i : i + 3] for t in terms for i in range(len(t) - 2)}
 
 
 def never_winning(rules):
@@ -24,32 +23,41 @@ def never_winning(rules):
             lost.add(index)
         else:
             seen[key] = index
-    # A shadowing rule has only terms that are parts of the shadowed one's, so filing
-    # every rule under one run of its first term finds all that can shadow.
+    # What shadows a rule has an alternative whose every term is part of a term of the
+    # rule's first alternative. Each alternative is filed under its rarest run, and the
+    # runs of the first alternative find all that could be such.
+    common = Counter()
+    parsed = [matching.alternatives(rule.key) for rule in rules]
+    for parts in parsed:
+        for terms in parts:
+            common.update(_runs(terms))
     filed = {}
-    always = []
+    always = set()
+    for index, parts in enumerate(parsed):
+        if index in lost:
+            continue
+        if not parts:
+            always.add(index)
+        for terms in parts:
+            runs = _runs(terms)
+            if runs:
+                rarest = min(runs, key=lambda run: (common[run], run))
+                filed.setdefault(rarest, []).append(index)
+            else:
+                always.add(index)
+    sizes = [matching.length(rule.key) for rule in rules]
     for index, rule in enumerate(rules):
         if index in lost:
             continue
-        runs = sorted(_sure_parts(rule.key))
-        if runs:
-            filed.setdefault(runs[0], []).append(index)
-        else:
-            always.append(index)
-    for index, rule in enumerate(rules):
-        if index in lost:
-            continue
-        size = matching.length(rule.key)
         near = set(always)
-        for run in _sure_parts(rule.key):
+        for run in _runs(parsed[index][0]) if parsed[index] else ():
             near.update(filed.get(run, ()))
-        if len(matching.alternatives(rule.key)) != 1:
-            near = set(range(len(rules))) - lost
         for other in sorted(near):
-            if other == index or other in lost:
-                continue
-            if matching.length(rules[other].key) >= size and matching.implies(
-                rule.key, rules[other].key
+            if (
+                other != index
+                and other not in lost
+                and sizes[other] >= sizes[index]
+                and matching.implies(rule.key, rules[other].key)
             ):
                 lost.add(index)
                 break
