@@ -13,8 +13,10 @@ from byodrules import candidates, matching, naming
 from byodrules.brands import PHONE
 from byodrules.catalogue import LIMITS, Rule
 
+VENDOR = 1  # place in (category, vendor, os)
 WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
 LEAST = 0.9  # a rule that gains less is not worth its place
+SILENT = 0.3  # what a vendor costs on a row whose sources name none, as for Windows computers
 KNOWN = 3.0  # what a hand-written brand word is worth: a stray row does not outweigh it
 # Texts that a term of so many letters and digits needs: unseen brands share such beginnings.
 SHORT = {2: 12, 3: 5}
@@ -87,6 +89,8 @@ class Learner:
         for i in ids:
             if self._lengths[i] >= size:
                 continue
+            if answer[VENDOR] and not self._labels[i][VENDOR] and not self._answers[i][VENDOR]:
+                worth -= SILENT
             for field, label in enumerate(self._labels[i]):
                 if label and self._answers[i][field] != answer[field]:
                     for given, sign in ((self._answers[i][field], -1), (answer[field], 1)):
@@ -99,12 +103,13 @@ class Learner:
         before = 0.0
         says = (Counter(), Counter(), Counter())
         stands = (Counter(), Counter(), Counter())
-        affected = 0
+        affected = silent = 0
         for i in ids:
             if self._lengths[i] >= size:
                 continue
             affected += 1
             answer = self._answers[i]
+            silent += not self._labels[i][VENDOR] and not answer[VENDOR]
             for field, label in enumerate(self._labels[i]):
                 given = answer[field]
                 if label:
@@ -123,6 +128,8 @@ class Learner:
             if says[field]:
                 label, count = max(says[field].items(), key=lambda item: (item[1], item[0]))
                 worth = count - WRONG * (sum(says[field].values()) - count)
+                if field == VENDOR:
+                    worth -= SILENT * silent
                 if worth > 0:
                     best.append(label)
                     after += worth

@@ -71,11 +71,22 @@ class LearnRules(unittest.TestCase):
 
     def test_one_source_that_is_not_accepted_spoils_a_row(self):
         row = f"{browser('AB-1')}\tmobile\tAcme\tAndroid\tuap-core,device-detector\n"
-        row += f"{browser('CD-1')}\tmobile\tCedar\tAndroid\tuap-core\n"
-        row += f"{browser('CD-2')}\tmobile\tCedar\tAndroid\tuap-core\n"
+        row += f"{browser('Cedro-1')}\tmobile\tCedar\tAndroid\tuap-core\n"
+        row += f"{browser('Cedro-2')}\tmobile\tCedar\tAndroid\tuap-core\n"
         _, text = learn(self.folder, HEADER + row, "--no-base")
         self.assertNotIn(b"Acme", text)
         self.assertIn(b"Cedar", text)
+
+    def test_a_vendor_of_few_rows_is_not_given_to_the_many_that_name_none(self):
+        windows = "Mozilla/5.0 (Windows NT 10.0; rv:{}.0) Gecko/20100101 Acme Firefox/{}.0"
+        rows = [(windows.format(n, n), "", "") for n in range(10, 40)]
+        rows += [(windows.format(90, 90), "Acme", "")]
+        text = HEADER + "".join(f"{ua}\tpc\t{v}\tWindows\tyauaa\n" for ua, v, _ in rows)
+        output, _ = learn(self.folder, text)
+        rules = catalogue.read_rules(output, "expression")
+        matcher = Matcher([rule.key for rule in rules])
+        answer = rules[matcher.winner(windows.format(55, 55))].answer()
+        self.assertEqual(answer, ("PC", "", "Windows"))
 
     def test_the_same_rows_in_any_order_give_the_same_bytes(self):
         lines = list(labelled_lines())
