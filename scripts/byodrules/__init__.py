@@ -1,0 +1,1 @@
+"""Reads, learns and measures the rule catalogue."""
