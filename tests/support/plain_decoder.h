@@ -17,6 +17,37 @@ struct PlainElement {
   std::string bytes;
 };
 
+/// The memory form of a message with these bytes behind its header.
+inline std::string WithHeader(const std::string& elements) {
+  std::string bytes = "\xF9LM\x01";
+  const auto length = static_cast<uint32_t>(elements.size() + 8);
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    bytes.push_back(static_cast<char>(static_cast<unsigned char>(length >> shift)));
+  }
+  return bytes + elements;
+}
+
+/// Takes a memory form apart. False when it is none; bytes behind it do not count.
+inline bool PlainParse(const std::string& bytes, std::vector<PlainElement>& elements) {
+  const auto number = [&bytes](size_t at, size_t size) {
+    size_t value = 0;
+    for (size_t i = 0; i < size; ++i)
+      value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+    return value;
+  };
+  if (bytes.size() < 8 || bytes.compare(0, 4, "\xF9LM\x01") != 0) return false;
+  const size_t end = number(4, 4);
+  if (end < 8 || end > bytes.size()) return false;
+  for (size_t at = 8; at < end;) {
+    if (end - at < 4) return false;
+    const size_t length = number(at + 2, 2);
+    if (end - at - 4 < length) return false;
+    elements.push_back({static_cast<uint16_t>(number(at, 2)), bytes.substr(at + 4, length)});
+    at += 4 + length;
+  }
+  return true;
+}
+
 /// Only 4 bytes are a number; others read as 0.
 inline uint32_t PlainNumber(const std::string& bytes) {
   if (bytes.size() != 4) return 0;
