@@ -97,7 +97,8 @@ TEST_F(Encode, OptionsAreNeverReadPastTheList) {
   const struct {
     uint32_t length;
     size_t sent;
-  } cases[] = {{254, 254}, {255, 255}, {256, 255}, {65535, 255}, {0x10003, 3}, {0xFFFFFFFF, 255}};
+  } cases[] = {{254, 254},   {255, 255},   {256, 255},       {65535, 255},
+               {0x10000, 0}, {0x10003, 3}, {0xFFFFFFFF, 255}};
   for (const auto& c : cases) {
     ByodFingerPrint fp = FingerPrint(std::string(255, 'o'), "");
     std::memset(fp.user_agent, 0, sizeof fp.user_agent);
