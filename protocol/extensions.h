@@ -1,0 +1,154 @@
+/**
+ * @file
+ * What our own front end asks the daemon beyond the configuration messages of byod_tlv.h: message
+ * kinds and element types from 1000 up. docs/messages.md lists every message with its elements.
+ *
+ * They follow the same rules. A request begins with BYOD_TLV_OPTYPE and BYOD_TLV_MSGTYPE; every
+ * reply holds BYOD_TLV_ERRCODE first; a series of replies has BYOD_ERR_CONTINUE in all but the
+ * last; readers pass over elements that they do not know. A reply that refuses, to a request of
+ * whatever kind, may say why with BYOD_EXT_REFUSAL and BYOD_EXT_REASON behind its code.
+ */
+#ifndef BYOD_EXTENSIONS_H
+#define BYOD_EXTENSIONS_H
+
+/** Message kinds. "Changes" needs root, the daemon's own user or the administration group. */
+enum {
+  /** GET: how a fingerprint is identified, step by step. */
+  BYOD_EXT_MSG_EXPLAIN = 1000,
+  /** GET: the state of the daemon. */
+  BYOD_EXT_MSG_STATUS = 1001,
+  /** GET: a series, the fingerprints that nothing matched, the last seen first. UNDO: forgets them
+   * (changes). */
+  BYOD_EXT_MSG_UNKNOWN = 1002,
+  /** GET: a series without end: first a reply without an event, then one for each identification
+   * that any client asks for. Code 0 when the daemon stops. */
+  BYOD_EXT_MSG_WATCH = 1003,
+  /** The authorization of user groups. SET and UNDO change; GET is answered by a series. */
+  BYOD_EXT_MSG_AUTHORIZATION = 1004,
+  /** GET: all that is known of a fingerprint at once, and what its group's terminals may do. */
+  BYOD_EXT_MSG_IDENTIFY = 1005,
+  /** GET (changes): a series, the database as a file's bytes. */
+  BYOD_EXT_MSG_BACKUP = 1006,
+  /** SET (changes): takes such bytes back, by phases on one connection. */
+  BYOD_EXT_MSG_RESTORE = 1007,
+  /** SET (changes): many changes with one flush, by phases on one connection. */
+  BYOD_EXT_MSG_BULK = 1008,
+  /** SET (changes): reads the rule files anew, as the signal SIGHUP does. */
+  BYOD_EXT_MSG_RELOAD = 1009
+};
+
+/**
+ * Element types. "Number" is 32 bits; "counter" 8 bytes in network order (protocol/counter.h);
+ * "text" ends with a NUL that counts; "nested" is a whole message.
+ */
+enum {
+  /* Refusals. */
+  BYOD_EXT_REFUSAL = 1000, /**< number: BYOD_REFUSAL_* */
+  BYOD_EXT_REASON = 1001,  /**< text, 512: why, for people */
+
+  /* Fingerprints and what is known of them. */
+  BYOD_EXT_GROUP = 1010,          /**< text, 33: the name of a user group */
+  BYOD_EXT_DERIVED_VENDOR = 1011, /**< text, 64: the vendor derived from the device name */
+  BYOD_EXT_STEP = 1012,           /**< nested: one method of an explanation, in order */
+  BYOD_EXT_METHOD = 1013,         /**< number: BYOD_METHOD_* */
+  BYOD_EXT_OUTCOME = 1014,        /**< number: BYOD_OUTCOME_* */
+  BYOD_EXT_SUPPLIED = 1015,       /**< number: BYOD_FIELD_* bits that this method supplied */
+  BYOD_EXT_CONFIGURED = 1016,     /**< number: those of them that an administrator configured */
+  BYOD_EXT_OPTION_TEXT = 1017,    /**< text, 256: the option list as rules write it */
+
+  /* Fingerprints that nothing matched, and identifications as they happen. */
+  BYOD_EXT_UNKNOWN = 1020,    /**< nested: one fingerprint: types 14, 5, 6, and how often, when */
+  BYOD_EXT_EVENT = 1021,      /**< nested: one identification */
+  BYOD_EXT_SEEN = 1022,       /**< counter: how often */
+  BYOD_EXT_FIRST_TIME = 1023, /**< counter: microseconds since 1970, UTC */
+  BYOD_EXT_TIME = 1024,       /**< counter: the last, or only, time, likewise */
+  BYOD_EXT_LOST = 1025,       /**< counter: events left out before this one, as nobody read them */
+  BYOD_EXT_CLIENT = 1026,     /**< number: the asking process's user id */
+
+  /* State. */
+  BYOD_EXT_VERSION = 1030,          /**< text, 32 */
+  BYOD_EXT_UPTIME = 1031,           /**< counter: seconds since the start */
+  BYOD_EXT_TABLE = 1032,            /**< nested: METHOD, BYOD_TLV_COUNT, CUSTOM, MODIFIED */
+  BYOD_EXT_CUSTOM = 1033,           /**< number: of custom rules in a table */
+  BYOD_EXT_MODIFIED = 1034,         /**< number: of modified predefined rules in a table */
+  BYOD_EXT_RULE_LIMIT = 1035,       /**< number: 0xFFFFFFFF = none */
+  BYOD_EXT_REQUESTS = 1036,         /**< counter: requests answered */
+  BYOD_EXT_REFUSED = 1037,          /**< counter: of these, those refused */
+  BYOD_EXT_IDENTIFICATIONS = 1038,  /**< counter: fingerprints asked about */
+  BYOD_EXT_UNKNOWNS = 1039,         /**< counter: of these, those that nothing matched */
+  BYOD_EXT_CHANGES = 1040,          /**< counter: changes applied */
+  BYOD_EXT_CONNECTIONS = 1041,      /**< number: open now */
+  BYOD_EXT_CONNECTION_LIMIT = 1042, /**< number */
+  BYOD_EXT_DATABASE = 1043,         /**< number: BYOD_DATABASE_* */
+  BYOD_EXT_RELOADS = 1044,          /**< counter: rule files read, the start included */
+  BYOD_EXT_RELOAD_FAILURE = 1045, /**< text, 512: why the last reload was refused; absent if not */
+  BYOD_EXT_WATCHERS = 1046,       /**< number: connections that watch */
+
+  /* Authorization. */
+  BYOD_EXT_AUTHORIZATION = 1050, /**< nested: GROUP, BYOD_TLV_DEVTYPE, then NAME, VALUE pairs */
+  BYOD_EXT_ATTR_NAME = 1051,     /**< text, 64: "vlan", "acl", "user-profile", ... */
+  BYOD_EXT_ATTR_VALUE = 1052,    /**< text, 256: of the name before it */
+
+  /* Many things at once. */
+  BYOD_EXT_PHASE = 1060,   /**< number: BYOD_PHASE_* */
+  BYOD_EXT_DATA = 1061,    /**< bytes of a file, in order */
+  BYOD_EXT_TOTAL = 1062,   /**< counter: of the file's bytes */
+  BYOD_EXT_REQUEST = 1063, /**< nested: a change, as it would be sent by itself */
+  BYOD_EXT_RESULT = 1064   /**< number: the code of the change at the same place */
+};
+
+/** Why a request was refused. */
+enum {
+  BYOD_REFUSAL_MALFORMED = 1,  /**< an element is missing, too long or out of range */
+  BYOD_REFUSAL_PERMISSION = 2, /**< the client may not change anything */
+  BYOD_REFUSAL_NOT_FOUND = 3,  /**< there is no such rule, group or set */
+  BYOD_REFUSAL_CONFLICT = 4,   /**< a rule overlaps another, which the reason names */
+  BYOD_REFUSAL_LIMIT = 5,      /**< the custom rules reach their limit */
+  BYOD_REFUSAL_NO_CHANGE = 6,  /**< it is so already */
+  BYOD_REFUSAL_NOT_SAVED = 7,  /**< the database cannot be written */
+  BYOD_REFUSAL_MEMORY = 8,
+  BYOD_REFUSAL_UNKNOWN_KIND = 9,  /**< the daemon does not know this message or operation */
+  BYOD_REFUSAL_UNIDENTIFIED = 10, /**< nothing matches the fingerprint */
+  BYOD_REFUSAL_BUSY = 11,         /**< too many watchers, or a bulk that is not open */
+  BYOD_REFUSAL_BAD_DATA = 12      /**< restored bytes are no such database; rule files are bad */
+};
+
+/** What became of one method of an identification. */
+enum {
+  BYOD_OUTCOME_MATCHED = 0,  /**< a rule matched; it stands in the step, with all information */
+  BYOD_OUTCOME_NO_PART = 1,  /**< the fingerprint has no such part */
+  BYOD_OUTCOME_NO_RULE = 2,  /**< no rule matches it */
+  BYOD_OUTCOME_NOT_TRIED = 3 /**< all attributes were known by then */
+};
+
+/** Fields of a device information, as bits. */
+enum { BYOD_FIELD_NAME = 1, BYOD_FIELD_VENDOR = 2, BYOD_FIELD_CATEGORY = 4, BYOD_FIELD_OS = 8 };
+
+/** Whether changes are kept. */
+enum {
+  BYOD_DATABASE_OPEN = 0,
+  BYOD_DATABASE_FAILING = 1, /**< changes are refused until it can be written again */
+  BYOD_DATABASE_NONE = 2     /**< the daemon runs without one, and keeps changes until it stops */
+};
+
+/** Phases of BYOD_EXT_MSG_RESTORE and BYOD_EXT_MSG_BULK. Each is answered. */
+enum {
+  BYOD_PHASE_BEGIN = 0,  /**< restore: with BYOD_EXT_TOTAL */
+  BYOD_PHASE_MORE = 1,   /**< restore: with BYOD_EXT_DATA; bulk: with BYOD_EXT_REQUEST, repeated */
+  BYOD_PHASE_COMMIT = 2, /**< all of it takes effect, or nothing does */
+  BYOD_PHASE_ABORT = 3   /**< nothing does; so does closing the connection */
+};
+
+/** The device type of a set that serves all terminals of a group without a set of their own. */
+#define BYOD_EXT_ANY_TYPE "*"
+
+/** Sizes in bytes, NUL included. */
+enum {
+  BYOD_EXT_GROUP_SIZE = 33,
+  BYOD_EXT_ATTR_NAME_SIZE = 64,
+  BYOD_EXT_ATTR_VALUE_SIZE = 256,
+  BYOD_EXT_REASON_SIZE = 512,
+  BYOD_EXT_DATA_MAX = 32768 /**< bytes of a file in one message */
+};
+
+#endif /* BYOD_EXTENSIONS_H */
