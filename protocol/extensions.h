@@ -42,6 +42,9 @@ enum {
  * "text" ends with a NUL that counts; "nested" is a whole message.
  */
 enum {
+  /* Listings. */
+  BYOD_EXT_RULE = 1002, /**< nested: one rule of a listing */
+
   /* Refusals. */
   BYOD_EXT_REFUSAL = 1000, /**< number: BYOD_REFUSAL_* */
   BYOD_EXT_REASON = 1001,  /**< text, 512: why, for people */

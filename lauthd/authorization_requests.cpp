@@ -1,0 +1,213 @@
+#include "lauthd/authorization_requests.h"
+
+#include <algorithm>
+
+#include "byod_db.h"
+#include "lauthd/daemon.h"
+
+namespace byod::lauthd {
+namespace {
+
+constexpr uint32_t kMessageMax = BYOD_DB_AUTZ_MAX - BYOD_DB_DEVTYPE_SIZE;
+
+struct Target {
+  std::string group;
+  std::string category;  // empty: not given
+};
+
+bool ReadCategory(uint32_t request, std::string& category) {
+  char text[BYOD_ATTR_SIZE] = "";
+  if (TLV_GetIteratorByType(request, BYOD_TLV_DEVTYPE) != 0 &&
+      BYOD_tlv_GetStrValueByType(request, BYOD_TLV_DEVTYPE, sizeof text, text) != 0) {
+    return false;
+  }
+  category = text;
+  return true;
+}
+
+Result ReadTarget(uint32_t request, Target& target) {
+  if (!ReadGroup(request, target.group)) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "a group has a name of at most 32 characters");
+  }
+  if (!ReadCategory(request, target.category)) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "a category has at most 63 characters");
+  }
+  return {};
+}
+
+/// Sets as they were when the question was asked, a reply's worth at a time.
+class SetSeries : public Series {
+ public:
+  void Add(tlv::Message set) { sets_.push_back(std::move(set)); }
+
+  bool Next(Pieces& pieces, bool& more) override {
+    for (; next_ < sets_.size() && !pieces.Full(); ++next_) {
+      if (!pieces.AddNested(BYOD_EXT_AUTHORIZATION, sets_[next_].get())) return false;
+    }
+    more = next_ < sets_.size();
+    return true;
+  }
+
+ private:
+  std::vector<tlv::Message> sets_;
+  size_t next_ = 0;
+};
+
+/// Stores a set, or that there is none. @return 0 or BYOD_ERR_FAILED
+uint32_t Write(const std::string& group, const std::string& category,
+               const std::optional<Attributes>& attributes) {
+  if (!attributes) {
+    char type[BYOD_DB_DEVTYPE_SIZE] = {};
+    CopyText(type, category.c_str());
+    return BYOD_db_DeleteDeviceTypeAuthorAttr(group.c_str(), type);
+  }
+  const tlv::Message message(TLV_Create());
+  tlv::Appender append(message.get());
+  AppendAttributes(append, *attributes);
+  if (append.status() != 0) return BYOD_ERR_FAILED;
+  return BYOD_db_AddDeviceTypeAuthorAttr(group.c_str(), category.c_str(), message.get());
+}
+
+bool FitsRecord(const Attributes& attributes) {
+  const tlv::Message message(TLV_Create());
+  tlv::Appender append(message.get());
+  AppendAttributes(append, attributes);
+  return append.status() == 0 && TLV_GetMsgLen(message.get(), tlv::kMemory) <= kMessageMax;
+}
+
+/// Stores sets and keeps them, all or none.
+Result Put(Daemon& daemon, const std::string& group, const std::vector<std::string>& categories,
+           const std::optional<Attributes>& attributes) {
+  if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  // The library removes and inserts: two writes for one set.
+  const bool saved = daemon.store.WriteTogether([&] {
+    uint32_t failed = 0;
+    for (const std::string& category : categories)
+      failed |= Write(group, category, attributes);
+    return failed;
+  });
+  if (!saved) return daemon.store.NotSaved();
+  for (const std::string& category : categories) {
+    const Attributes* const former = daemon.authorization.Find(group, category);
+    daemon.bulk.Remember(FormerAuthorization{
+        &daemon.authorization, group, category,
+        former != nullptr ? std::optional<Attributes>(*former) : std::nullopt});
+    daemon.authorization.Put(group, category, attributes);
+  }
+  return {};
+}
+
+Result Set(Daemon& daemon, const Target& target, const Attributes& given) {
+  const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
+  const Attributes* const present = daemon.authorization.Find(target.group, category);
+  Attributes attributes = present != nullptr ? *present : Attributes();
+  for (const auto& [name, value] : given) {
+    const auto same = std::find_if(attributes.begin(), attributes.end(),
+                                   [&](const auto& pair) { return pair.first == name; });
+    if (same != attributes.end()) {
+      same->second = value;
+    } else {
+      attributes.emplace_back(name, value);
+    }
+  }
+  if (present != nullptr && attributes == *present) return NoChange();
+  if (!FitsRecord(attributes)) return Refused(BYOD_REFUSAL_MALFORMED, "that is too much for a set");
+  return Put(daemon, target.group, {category}, std::move(attributes));
+}
+
+Result NotFound() {
+  return Refused(BYOD_REFUSAL_NOT_FOUND, "there is no such authorization");
+}
+
+Result UnsetNames(Daemon& daemon, const Target& target, const Attributes& names) {
+  const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
+  const Attributes* const present = daemon.authorization.Find(target.group, category);
+  if (present == nullptr) return NotFound();
+  Attributes remaining;
+  for (const auto& pair : *present) {
+    const bool named = std::any_of(names.begin(), names.end(),
+                                   [&](const auto& name) { return name.first == pair.first; });
+    if (!named) remaining.push_back(pair);
+  }
+  if (remaining.size() == present->size()) return NotFound();
+  if (remaining.empty()) return Put(daemon, target.group, {category}, std::nullopt);
+  return Put(daemon, target.group, {category}, std::move(remaining));
+}
+
+Result UnsetSets(Daemon& daemon, const Target& target) {
+  const auto sets = daemon.authorization.groups().find(target.group);
+  if (sets == daemon.authorization.groups().end()) return NotFound();
+  std::vector<std::string> categories;
+  for (const auto& [category, attributes] : sets->second) {
+    if (target.category.empty() || target.category == category) categories.push_back(category);
+  }
+  if (categories.empty()) return NotFound();
+  return Put(daemon, target.group, categories, std::nullopt);
+}
+
+/// Names alone, without values: what an undo names.
+bool ReadNames(uint32_t request, Attributes& names) {
+  for (uintptr_t element = TLV_GetFirst(request); element != 0;
+       element = TLV_GetNext(request, element)) {
+    if (TLV_GetTypeByIterator(request, element) != BYOD_EXT_ATTR_NAME) continue;
+    char name[BYOD_EXT_ATTR_NAME_SIZE];
+    const uint16_t length = TLV_GetLenByIterator(request, element);
+    if (length == 0 || length > sizeof name) return false;
+    if (TLV_GetValueByIterator(request, element, length, name) != 0) return false;
+    name[length - 1] = '\0';
+    names.emplace_back(name, "");
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReadGroup(uint32_t request, std::string& group) {
+  char text[BYOD_EXT_GROUP_SIZE] = "";
+  if (TLV_GetIteratorByType(request, BYOD_EXT_GROUP) != 0 &&
+      BYOD_tlv_GetStrValueByType(request, BYOD_EXT_GROUP, sizeof text, text) != 0) {
+    return false;
+  }
+  group = text;
+  return true;
+}
+
+Result ShowAuthorization(Exchange& exchange) {
+  Target target;
+  if (Result read = ReadTarget(exchange.request, target); !read.Ok()) return read;
+  auto series = std::make_unique<SetSeries>();
+  bool any = false;
+  for (const auto& [group, sets] : exchange.daemon.authorization.groups()) {
+    if (!target.group.empty() && target.group != group) continue;
+    for (const auto& [category, attributes] : sets) {
+      if (!target.category.empty() && target.category != category) continue;
+      tlv::Message set = EncodeSet(group, category, attributes);
+      if (!set) return NoMemory();
+      series->Add(std::move(set));
+      any = true;
+    }
+  }
+  // All of nothing is nothing; a group that is named is expected to be there.
+  if (!any && !target.group.empty()) return NotFound();
+  exchange.series = std::move(series);
+  return {};
+}
+
+Result ChangeAuthorization(Exchange& exchange) {
+  Target target;
+  if (Result read = ReadTarget(exchange.request, target); !read.Ok()) return read;
+  if (target.group.empty()) return Refused(BYOD_REFUSAL_MALFORMED, "the group is missing");
+  Attributes given;
+  const bool set = exchange.operation == BYOD_OP_SET;
+  const bool readable = set ? ReadAttributes(exchange.request, given)
+                            : ReadNames(exchange.request, given);
+  if (!readable || (set && given.empty())) {
+    return Refused(BYOD_REFUSAL_MALFORMED,
+                   "names of at most 63 and values of at most 255 characters are needed");
+  }
+  if (set) return Set(exchange.daemon, target, given);
+  if (!given.empty()) return UnsetNames(exchange.daemon, target, given);
+  return UnsetSets(exchange.daemon, target);
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,41 @@
+// What the administrator may choose, on the command line or in the configuration file.
+#ifndef LAUTHD_OPTIONS_H
+#define LAUTHD_OPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "byod_data.h"
+#include "lauthd/log.h"
+
+namespace byod::lauthd {
+
+struct Options {
+  std::string socket;
+  std::string socket_group;  // empty: the daemon's own
+  std::string admin_group;   // empty: nobody but root and the daemon's own user
+  std::string rules;         // a directory; empty: no predefined rules
+  std::string ieee;          // a directory or file of the registry; empty: none
+  std::string state_dir;
+  bool no_database = false;
+  uint32_t rule_limit = BYOD_NO_RULE_LIMIT;
+  uint32_t max_connections = 1024;
+  uint32_t idle_timeout = 60;  // seconds
+  Severity log_level = Severity::kNotice;
+  bool check = false;
+  bool timing = false;
+};
+
+/**
+ * Reads the command line and the configuration file that it names, or the usual one if it is there.
+ *
+ * @param options    filled in
+ * @return the status to exit with, when there is nothing more to do: help was asked for, or
+ *         something is wrong, which is told on standard error
+ */
+std::optional<int> ReadOptions(int argc, char** argv, Options& options);
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_OPTIONS_H

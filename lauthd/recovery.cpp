@@ -1,0 +1,138 @@
+#include "lauthd/recovery.h"
+
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "byod_db.h"
+#include "byod_order.h"
+#include "lauth_dbm.h"
+#include "lauth_dbm_admin.h"
+#include "lauthd/authorization.h"
+#include "lauthd/log.h"
+#include "lauthd/rule_kind.h"
+#include "tlv/message.h"
+
+namespace byod::lauthd {
+namespace {
+
+int32_t RecoverOrder(int32_t handle, const char* key, uint32_t key_length) {
+  BYOD_db_ReCoverOrder(handle, key, key_length);
+  return 0;
+}
+
+struct StoredKey {
+  const char* name;
+  uint32_t kind;         // LAUTH_DB_*
+  uint32_t record_size;  // of each record; 0 = any
+  int32_t (*recover)(int32_t handle, const char* key, uint32_t key_length);
+};
+
+constexpr StoredKey kStoredKeys[] = {
+    {BYOD_DB_ORDER_KEY, LAUTH_DB_VALUE, 0, RecoverOrder},
+    {BYOD_DB_MAC_KEY, LAUTH_DB_LIST, sizeof(ByodMacRuleShowRec), BYOD_db_RecoverMacRule},
+    {BYOD_DB_USERAGENT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec),
+     BYOD_db_RecoverUserAgentRule},
+    {BYOD_DB_DHCPOPT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec),
+     BYOD_db_ReCoverDhcpOptionRule},
+};
+
+/// @return the key as text without its NUL; empty when it is no text
+std::string_view TextOf(const void* key, uint32_t key_length) {
+  const auto* const text = static_cast<const char*>(key);
+  if (key_length < 2 || std::memchr(text, '\0', key_length) != text + key_length - 1) return {};
+  return {text, key_length - 1};
+}
+
+bool IsGroup(std::string_view key) {
+  return key.starts_with(BYOD_DB_GROUP_PREFIX);
+}
+
+const StoredKey* Find(std::string_view key) {
+  for (const StoredKey& stored : kStoredKeys) {
+    if (key == stored.name) return &stored;
+  }
+  return nullptr;
+}
+
+struct Walk {
+  int32_t handle;
+};
+
+int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t kind) {
+  const Walk& walk = *static_cast<const Walk*>(context);
+  const std::string_view text = TextOf(key, key_length);
+  if (IsGroup(text) && kind == LAUTH_DB_LIST) {
+    BYOD_db_RecoverDeviceTypeAuthor(walk.handle, text.data(), key_length);
+  } else if (const StoredKey* const stored = Find(text); stored && stored->kind == kind) {
+    stored->recover(walk.handle, text.data(), key_length);
+  } else {
+    Log(Severity::kWarning, "the database holds something unknown, which is left alone: \"%.*s\"",
+        static_cast<int>(text.size()), text.data());
+  }
+  return 0;
+}
+
+/// Looks after each stored record: whether its rule is there, and is spelt the same.
+template <typename Kind>
+void Reconcile(int32_t handle) {
+  std::vector<typename Kind::Key> respelt;
+  const auto key_length = static_cast<uint32_t>(std::strlen(Kind::kDatabaseKey) + 1);
+  uintptr_t iterator = 0;
+  typename Kind::Record record = {};
+  while (DBM_GetNextSortList(handle, Kind::kDatabaseKey, key_length, &iterator, 0, 0, sizeof record,
+                             &record) > 0) {
+    const auto key = Kind::KeyOfRecord(record);
+    const auto* const rule = Kind::Find(key);
+    if (rule == nullptr) {
+      Log(Severity::kWarning, "the stored %s rule %s has no place beside the predefined rules",
+          Kind::kName, Kind::Describe(key).c_str());
+    } else if (!Kind::SameKey(Kind::KeyOf(*rule), key)) {
+      respelt.push_back(key);
+    }
+    record = {};
+  }
+  DBM_FreeIterator(handle, &iterator);
+  if (respelt.empty()) return;
+
+  bool kept = LAUTH_db_Begin(handle) == 0;
+  for (const auto& key : respelt) {
+    const auto* const rule = Kind::Find(key);
+    if (Kind::Unsave(key) != 0) kept = false;
+    if (IsConfigured(rule->origin, rule->modified) && Kind::Save(rule) != 0) kept = false;
+  }
+  if (!kept) {
+    LAUTH_db_Rollback(handle);
+  } else {
+    kept = LAUTH_db_Commit(handle) == 0;
+  }
+  if (!kept) Log(Severity::kWarning, "the database cannot be tidied: %s", LAUTH_db_ErrorText());
+}
+
+}  // namespace
+
+void RecoverAll(int32_t handle, Authorization& authorization) {
+  authorization.Clear();
+  BYOD_order_UnSetOrder();
+  Walk walk = {handle};
+  if (LAUTH_db_WalkKeys(handle, RecoverKey, &walk) != 0) {
+    Log(Severity::kError, "the database cannot be read to its end: %s", LAUTH_db_ErrorText());
+  }
+  ForEachKind([handle](auto kind) { Reconcile<decltype(kind)>(handle); });
+  Log(Severity::kInfo, "recovered %u custom rules", Byod_GetCustomRuleCount());
+}
+
+int32_t CheckRestored(void*, const void* key, uint32_t key_length, uint32_t kind, const void*,
+                      uint32_t length) {
+  const std::string_view text = TextOf(key, key_length);
+  if (IsGroup(text)) {
+    return kind == LAUTH_DB_LIST && length > BYOD_DB_DEVTYPE_SIZE && length <= BYOD_DB_AUTZ_MAX
+               ? 0
+               : -1;
+  }
+  const StoredKey* const stored = Find(text);
+  if (stored == nullptr || stored->kind != kind) return -1;
+  return stored->record_size == 0 || stored->record_size == length ? 0 : -1;
+}
+
+}  // namespace byod::lauthd

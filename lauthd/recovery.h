@@ -1,0 +1,23 @@
+// Bringing back what the database holds.
+#ifndef LAUTHD_RECOVERY_H
+#define LAUTHD_RECOVERY_H
+
+#include <cstdint>
+
+namespace byod::lauthd {
+
+class Authorization;
+
+/// Lays everything in the open database over the predefined rules, the default order and no
+/// authorization. Where a stored key has become another spelling of a predefined rule's key, it is
+/// stored anew under that one, so that later changes find it.
+void RecoverAll(int32_t handle, Authorization& authorization);
+
+/// Judges one record of a backup before it is restored, as the database calls it. @return 0 if it
+/// is one of ours
+int32_t CheckRestored(void* context, const void* key, uint32_t key_length, uint32_t kind,
+                      const void* data, uint32_t length);
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_RECOVERY_H

@@ -1,0 +1,192 @@
+#include "lauthd/rule_changes.h"
+
+#include "lauthd/daemon.h"
+#include "lauthd/request_key.h"
+#include "lauthd/rule_state.h"
+#include "tlv/attribute.h"
+
+namespace byod::lauthd {
+namespace {
+
+/// What is to become of a rule's configured information.
+struct Wish {
+  enum class What { kNothing, kNewInfo, kErase, kNoMemory } what = What::kNothing;
+  OwnedInfo info;  // none: the rule is to have no configured information
+};
+
+Wish WishFor(OwnedInfo info) {
+  const bool anything = info && BYOD_data_IsDeviceInfoExist(info.get());
+  return {Wish::What::kNewInfo, anything ? std::move(info) : nullptr};
+}
+
+/// Wishes for one text of an information to be another.
+template <size_t Size>
+Wish SetField(const ByodDeviceInfo* configured, char (ByodDeviceInfo::*field)[Size],
+              const char* text) {
+  const char* const present = configured != nullptr ? configured->*field : "";
+  if (std::strcmp(present, text) == 0) return {};
+  OwnedInfo info = CopyInfo(configured);
+  if (!info) return {Wish::What::kNoMemory, nullptr};
+  CopyText(info.get()->*field, text);
+  return WishFor(std::move(info));
+}
+
+/// A rule that cannot be made: why.
+template <typename Kind>
+Result CannotMake(const typename Kind::Key& key, uint32_t err) {
+  if (err == BYOD_ERR_RULE_LIMIT) {
+    return Refused(BYOD_REFUSAL_LIMIT, "the custom rules have reached their limit");
+  }
+  if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
+    if (const ByodMacRule* const other = BYOD_data_FindMacRule(&key)) {
+      return Refused(BYOD_REFUSAL_CONFLICT,
+                     "it overlaps the rule " + Kind::Describe(Kind::KeyOf(*other)));
+    }
+  }
+  return NoMemory();
+}
+
+/// Stores what an administrator gave a rule, or that there is nothing.
+template <typename Kind>
+bool Save(Store& store, const typename Kind::Rule& rule) {
+  if (IsConfigured(rule.origin, rule.modified)) {
+    return store.Write([&] { return Kind::Save(&rule); });
+  }
+  return store.Write([&] { return Kind::Unsave(Kind::KeyOf(rule)); });
+}
+
+template <typename Kind>
+Result Erase(Daemon& daemon, typename Kind::Rule* rule) {
+  const auto key = Kind::KeyOf(*rule);
+  if (!daemon.store.Write([&] { return Kind::Unsave(key); })) return daemon.store.NotSaved();
+  daemon.bulk.Remember(
+      FormerRule<Kind>{key, true, OwnedInfo(std::exchange(rule->configured, nullptr))});
+  EraseRule<Kind>(rule);
+  return {};
+}
+
+/**
+ * Carries a change out: in the table, then in the database; when that fails the table is as before.
+ *
+ * @param create  whether a rule that is not there is made
+ * @param edit    (rule) -> Wish
+ */
+template <typename Kind, typename Edit>
+Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit edit) {
+  if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  uint16_t created = 0;
+  auto* rule = Kind::Find(key);
+  if (rule == nullptr && !create) {
+    return Refused(BYOD_REFUSAL_NOT_FOUND,
+                   std::string("there is no ") + Kind::kName + " rule " + Kind::Describe(key));
+  }
+  if (rule == nullptr) {
+    uint32_t err = 0;
+    rule = Kind::FindOrNew(key, &created, &err);
+    if (rule == nullptr) return CannotMake<Kind>(key, err);
+  }
+  Wish wish = edit(*rule);
+  if (wish.what == Wish::What::kErase) return Erase<Kind>(daemon, rule);
+  if (wish.what == Wish::What::kNothing && created == 0) return NoChange();
+  OwnedInfo old;
+  bool saved = false;
+  if (wish.what != Wish::What::kNoMemory) {
+    if (wish.what == Wish::What::kNewInfo) {
+      old = ExchangeInfo<Kind>(*rule, std::move(wish.info));
+    }
+    saved = Save<Kind>(daemon.store, *rule);
+  }
+  if (saved) {
+    daemon.bulk.Remember(FormerRule<Kind>{Kind::KeyOf(*rule), created == 0, std::move(old)});
+    return {};
+  }
+  if (created == 1) {
+    EraseRule<Kind>(rule);
+  } else if (wish.what == Wish::What::kNewInfo) {
+    ExchangeInfo<Kind>(*rule, std::move(old));
+  }
+  return wish.what == Wish::What::kNoMemory ? NoMemory() : daemon.store.NotSaved();
+}
+
+template <typename Kind>
+Result ChangeRule(Exchange& exchange) {
+  typename Kind::Key key;
+  char name[BYOD_DEVNAME_SIZE];
+  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok()) return read;
+  if (Result read = ReadName(exchange.request, name); !read.Ok()) return read;
+  const bool set = exchange.operation == BYOD_OP_SET;
+  return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) {
+    // A rule that is set without a name keeps the one that it has.
+    if (set && name[0] == '\0') return Wish();
+    return SetField(rule.configured, &ByodDeviceInfo::name, set ? name : "");
+  });
+}
+
+template <typename Kind>
+Result ChangeValue(Exchange& exchange) {
+  typename Kind::Key key;
+  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok()) return read;
+  const bool set = exchange.operation == BYOD_OP_SET;
+  return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) -> Wish {
+    if (set) return {};
+    if (rule.origin == BYOD_RULE_CUSTOM) return {Wish::What::kErase, nullptr};
+    if (rule.configured == nullptr) return {};
+    return WishFor(nullptr);
+  });
+}
+
+template <typename Kind>
+Result ChangeAttribute(Exchange& exchange) {
+  typename Kind::Key key;
+  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok()) return read;
+  uint32_t kind = 0;
+  BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_TLV_ATTRKIND, &kind);
+  const tlv::Attribute* const attribute = tlv::AttributeOf(kind);
+  if (attribute == nullptr) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is missing, or is no attribute");
+  }
+  ByodDeviceInfo given = {};
+  if (BYOD_tlv_GetDevAttr(exchange.request, kind, &given) != 0) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "an attribute has at most 63 characters");
+  }
+  const bool set = exchange.operation == BYOD_OP_SET;
+  const char* const text = given.*attribute->field;
+  if (set && text[0] == '\0') return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is empty");
+  return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) {
+    return SetField(rule.configured, attribute->field, set ? text : "");
+  });
+}
+
+}  // namespace
+
+Result ChangeDhcpOptionRule(Exchange& exchange) {
+  return ChangeRule<DhcpOptionKind>(exchange);
+}
+Result ChangeUserAgentRule(Exchange& exchange) {
+  return ChangeRule<UserAgentKind>(exchange);
+}
+Result ChangeMacRule(Exchange& exchange) {
+  return ChangeRule<MacKind>(exchange);
+}
+
+Result ChangeDhcpOptionValue(Exchange& exchange) {
+  return ChangeValue<DhcpOptionKind>(exchange);
+}
+Result ChangeUserAgentValue(Exchange& exchange) {
+  return ChangeValue<UserAgentKind>(exchange);
+}
+Result ChangeMacValue(Exchange& exchange) {
+  return ChangeValue<MacKind>(exchange);
+}
+
+Result ChangeDhcpOptionAttribute(Exchange& exchange) {
+  return ChangeAttribute<DhcpOptionKind>(exchange);
+}
+Result ChangeUserAgentAttribute(Exchange& exchange) {
+  return ChangeAttribute<UserAgentKind>(exchange);
+}
+Result ChangeMacAttribute(Exchange& exchange) {
+  return ChangeAttribute<MacKind>(exchange);
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,45 @@
+#include "lauthd/rule_kind.h"
+
+#include "data/byte_order.h"
+#include "mac.h"
+
+namespace byod::lauthd {
+
+// The library's own successor knows only rules that are there; a client may page on from one that
+// has been deleted in the meantime.
+MacKind::Rule* MacKind::NextOf(const Key& key) {
+  const bool first = LoadMac(key.mac) == 0 && LoadMac(key.mask) == 0;
+  if (first || BYOD_data_FindMacRule(&key) != nullptr) return BYOD_FindRuleFromMacAvlNext(&key);
+  Rule* rule = First();
+  while (rule != nullptr && byod_data_MacRuleCompare(rule, &key) <= 0)
+    rule = Next(rule);
+  return rule;
+}
+
+MacKind::Key MacKind::KeyOfRecord(const Record& record) {
+  Key key = {};
+  char text[BYOD_MACTEXT_SIZE];
+  CopyText(text, record.mac_text);
+  MacStringtoMacaddr(text, key.mac);
+  std::memcpy(key.mask, record.mask, sizeof key.mask);
+  return key;
+}
+
+std::string MacKind::Describe(const Key& key) {
+  int bits = 0;
+  for (uint64_t mask = LoadMac(key.mask); mask != 0; mask &= mask - 1)
+    ++bits;
+  char text[32];
+  scnprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x/%d", key.mac[0], key.mac[1],
+            key.mac[2], key.mac[3], key.mac[4], key.mac[5], bits);
+  return text;
+}
+
+uint32_t MacKind::Unsave(const Key& key) {
+  Record record = {};
+  scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", key.mac[0],
+            key.mac[1], key.mac[2], key.mac[3], key.mac[4], key.mac[5]);
+  return BYOD_db_DeleteMacRule(&record);
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,137 @@
+#include "lauthd/store.h"
+
+#include "byod_db.h"
+#include "lauth_dbm.h"
+#include "lauth_dbm_admin.h"
+#include "lauthd/authorization.h"
+#include "lauthd/log.h"
+#include "lauthd/recovery.h"
+
+namespace byod::lauthd {
+namespace {
+
+constexpr std::chrono::seconds kRetryPause{1};
+
+// The database as the library opens it.
+constexpr char kName[] = "eBYOD";
+constexpr char kOwner[] = "BYOD";
+constexpr DBM_Parameters kParameters = {{0, 0, 1, 0}, "SEC-BYOD-CFG"};
+
+}  // namespace
+
+Store::Store(const std::string& directory, bool none, Authorization& authorization)
+    : directory_(directory), none_(none), authorization_(authorization) {
+  if (!directory_.empty()) LAUTH_db_SetDirectory(directory_.c_str());
+}
+
+Store::~Store() {
+  Close();
+}
+
+bool Store::Open() {
+  if (none_ || open_) return true;
+  next_try_ = Clock::now() + kRetryPause;
+  if (BYOD_db_OpenCfgDBM() != 0) {
+    const std::string reason = LAUTH_db_ErrorText();
+    // Once for each cause, not once for each try.
+    if (reason != reason_) {
+      Log(Severity::kError, "the configuration database cannot be opened, and no change is kept: %s",
+          reason.c_str());
+    }
+    reason_ = reason;
+    failing_ = true;
+    return false;
+  }
+  if (failing_) Log(Severity::kNotice, "the configuration database is open again");
+  open_ = true;
+  failing_ = false;
+  reason_.clear();
+  Recover();
+  return true;
+}
+
+void Store::Recover() {
+  if (!none_ && open_) RecoverAll(BYOD_db_GetDBHandle(), authorization_);
+}
+
+void Store::Close() {
+  if (!open_) return;
+  if (in_bulk_) Rollback();
+  BYOD_db_CloseCfgDBM();
+  open_ = false;
+}
+
+bool Store::Ready() {
+  if (none_ || open_) return true;
+  return Clock::now() >= next_try_ && Open();
+}
+
+bool Store::Note(bool succeeded) {
+  if (succeeded) {
+    if (failing_) Log(Severity::kNotice, "changes are kept again");
+    failing_ = false;
+    return true;
+  }
+  const std::string reason = LAUTH_db_ErrorText();
+  if (!failing_ || reason != reason_) {
+    Log(Severity::kError, "a change cannot be kept: %s", reason.c_str());
+  }
+  failing_ = true;
+  reason_ = reason;
+  return false;
+}
+
+bool Store::Begin() {
+  if (none_) return true;
+  in_bulk_ = Note(LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0);
+  return in_bulk_;
+}
+
+bool Store::Commit() {
+  if (none_) return true;
+  in_bulk_ = false;
+  return Note(LAUTH_db_Commit(BYOD_db_GetDBHandle()) == 0);
+}
+
+void Store::Rollback() {
+  if (none_) return;
+  in_bulk_ = false;
+  LAUTH_db_Rollback(BYOD_db_GetDBHandle());
+}
+
+Result Store::NotSaved() const {
+  return Refused(BYOD_REFUSAL_NOT_SAVED, "the change cannot be kept: " + reason_);
+}
+
+uint32_t Store::State() const {
+  if (none_) return BYOD_DATABASE_NONE;
+  return open_ && !failing_ ? BYOD_DATABASE_OPEN : BYOD_DATABASE_FAILING;
+}
+
+Result Store::Backup(const std::string& file) {
+  if (none_) return Refused(BYOD_REFUSAL_NOT_FOUND, "the daemon runs without a database");
+  if (!Ready()) return NotSaved();
+  if (LAUTH_db_Backup(BYOD_db_GetDBHandle(), file.c_str()) == 0) return {};
+  return Refused(BYOD_REFUSAL_NOT_SAVED, LAUTH_db_ErrorText());
+}
+
+Result Store::Restore(const std::string& file) {
+  if (none_) return Refused(BYOD_REFUSAL_NOT_FOUND, "the daemon runs without a database");
+  // Nobody may have it open while its place is taken.
+  Close();
+  Result result;
+  if (LAUTH_db_Restore(kName, kOwner, &kParameters, file.c_str(), CheckRestored, nullptr) != 0) {
+    result = Refused(BYOD_REFUSAL_BAD_DATA, LAUTH_db_ErrorText());
+  }
+  if (BYOD_db_OpenCfgDBM() == 0) {
+    open_ = true;
+    failing_ = false;
+  } else if (result.Ok()) {
+    failing_ = true;
+    reason_ = LAUTH_db_ErrorText();
+    result = NotSaved();
+  }
+  return result;
+}
+
+}  // namespace byod::lauthd

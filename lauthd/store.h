@@ -1,0 +1,102 @@
+// Where changes are kept over a restart.
+#ifndef LAUTHD_STORE_H
+#define LAUTHD_STORE_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "lauthd/result.h"
+
+namespace byod::lauthd {
+
+class Authorization;
+
+/**
+ * The configuration database, which may fail and come back. While it cannot be opened, identification
+ * goes on with the predefined rules, and changes are refused; it is tried again before each change,
+ * and when it opens, what it holds is recovered.
+ */
+class Store {
+ public:
+  /**
+   * @param directory  of the database; empty: the platform's own
+   * @param none       keep nothing
+   */
+  Store(const std::string& directory, bool none, Authorization& authorization);
+  ~Store();
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+
+  /// Opens the database and recovers rules, order and authorization from it. The predefined rules
+  /// are in their tables. @return false, and says why in the log, when it cannot be opened
+  bool Open();
+  void Close();
+
+  /// Whether a change has a chance to be kept.
+  bool Ready();
+
+  /**
+   * Makes one write.
+   *
+   * @param write  () -> 0, or anything else for failure; not called without a database
+   * @return whether it is kept
+   */
+  template <typename Function>
+  bool Write(Function write) {
+    if (none_) return true;
+    return Note(write() == 0);
+  }
+
+  /// Makes several writes, all or none of which are kept.
+  template <typename Function>
+  bool WriteTogether(Function write) {
+    if (none_) return true;
+    const bool nested = in_bulk_;
+    if (!nested && !Begin()) return false;
+    const bool written = Note(write() == 0);
+    if (nested) return written;
+    return written ? Commit() : (Rollback(), false);
+  }
+
+  /// Many writes with one flush.
+  bool Begin();
+  bool Commit();
+  void Rollback();
+
+  Result NotSaved() const;
+
+  /// BYOD_DATABASE_*
+  uint32_t State() const;
+
+  /// Writes a copy of the database to a file that is not there yet.
+  Result Backup(const std::string& file);
+
+  /// Puts a backup in the database's place, which is closed for that and opened again. What is in
+  /// memory is not touched: see Daemon::ReplaceRules.
+  Result Restore(const std::string& file);
+
+  /// The directory for files that go through a backup or restore.
+  const std::string& directory() const { return directory_; }
+
+  /// Fills rules, order and authorization from the open database.
+  void Recover();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool Note(bool succeeded);
+
+  std::string directory_;
+  bool none_;
+  bool open_ = false;
+  bool failing_ = false;
+  bool in_bulk_ = false;
+  std::string reason_;
+  Clock::time_point next_try_ = {};
+  Authorization& authorization_;
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STORE_H
