@@ -35,21 +35,31 @@ Result ReadTarget(uint32_t request, Target& target) {
   return {};
 }
 
-/// Sets as they were when the question was asked, a reply's worth at a time.
+/// The sets that there were when the question was asked, as far as they are still there.
 class SetSeries : public Series {
  public:
-  void Add(tlv::Message set) { sets_.push_back(std::move(set)); }
+  explicit SetSeries(const Authorization& authorization) : authorization_(authorization) {}
+
+  void Add(const std::string& group, const std::string& category) {
+    sets_.emplace_back(group, category);
+  }
+  bool Empty() const { return sets_.empty(); }
 
   bool Next(Pieces& pieces, bool& more) override {
     for (; next_ < sets_.size() && !pieces.Full(); ++next_) {
-      if (!pieces.AddNested(BYOD_EXT_AUTHORIZATION, sets_[next_].get())) return false;
+      const auto& [group, category] = sets_[next_];
+      const Attributes* const attributes = authorization_.Find(group, category);
+      if (attributes == nullptr) continue;
+      const tlv::Message set = EncodeSet(group, category, *attributes);
+      if (!set || !pieces.AddNested(BYOD_EXT_AUTHORIZATION, set.get())) return false;
     }
     more = next_ < sets_.size();
     return true;
   }
 
  private:
-  std::vector<tlv::Message> sets_;
+  const Authorization& authorization_;
+  std::vector<std::pair<std::string, std::string>> sets_;
   size_t next_ = 0;
 };
 
@@ -175,20 +185,16 @@ bool ReadGroup(uint32_t request, std::string& group) {
 Result ShowAuthorization(Exchange& exchange) {
   Target target;
   if (Result read = ReadTarget(exchange.request, target); !read.Ok()) return read;
-  auto series = std::make_unique<SetSeries>();
-  bool any = false;
-  for (const auto& [group, sets] : exchange.daemon.authorization.groups()) {
+  const Authorization& authorization = exchange.daemon.authorization;
+  auto series = std::make_unique<SetSeries>(authorization);
+  for (const auto& [group, sets] : authorization.groups()) {
     if (!target.group.empty() && target.group != group) continue;
     for (const auto& [category, attributes] : sets) {
-      if (!target.category.empty() && target.category != category) continue;
-      tlv::Message set = EncodeSet(group, category, attributes);
-      if (!set) return NoMemory();
-      series->Add(std::move(set));
-      any = true;
+      if (target.category.empty() || target.category == category) series->Add(group, category);
     }
   }
   // All of nothing is nothing; a group that is named is expected to be there.
-  if (!any && !target.group.empty()) return NotFound();
+  if (series->Empty() && !target.group.empty()) return NotFound();
   exchange.series = std::move(series);
   return {};
 }

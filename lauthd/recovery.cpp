@@ -75,7 +75,7 @@ int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t
 
 /// Looks after each stored record: whether its rule is there, and is spelt the same.
 template <typename Kind>
-void Reconcile(int32_t handle) {
+void Tidy(int32_t handle) {
   std::vector<typename Kind::Key> respelt;
   const auto key_length = static_cast<uint32_t>(std::strlen(Kind::kDatabaseKey) + 1);
   uintptr_t iterator = 0;
@@ -111,6 +111,10 @@ void Reconcile(int32_t handle) {
 
 }  // namespace
 
+void TidyAll(int32_t handle) {
+  ForEachKind([handle](auto kind) { Tidy<decltype(kind)>(handle); });
+}
+
 void RecoverAll(int32_t handle, Authorization& authorization) {
   authorization.Clear();
   BYOD_order_UnSetOrder();
@@ -118,7 +122,7 @@ void RecoverAll(int32_t handle, Authorization& authorization) {
   if (LAUTH_db_WalkKeys(handle, RecoverKey, &walk) != 0) {
     Log(Severity::kError, "the database cannot be read to its end: %s", LAUTH_db_ErrorText());
   }
-  ForEachKind([handle](auto kind) { Reconcile<decltype(kind)>(handle); });
+  TidyAll(handle);
   Log(Severity::kInfo, "recovered %u custom rules", Byod_GetCustomRuleCount());
 }
 

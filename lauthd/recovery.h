@@ -13,6 +13,9 @@ class Authorization;
 /// stored anew under that one, so that later changes find it.
 void RecoverAll(int32_t handle, Authorization& authorization);
 
+/// That last part alone, for a time when the predefined rules have changed.
+void TidyAll(int32_t handle);
+
 /// Judges one record of a backup before it is restored, as the database calls it. @return 0 if it
 /// is one of ours
 int32_t CheckRestored(void* context, const void* key, uint32_t key_length, uint32_t kind,

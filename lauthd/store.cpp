@@ -54,6 +54,10 @@ void Store::Recover() {
   if (!none_ && open_) RecoverAll(BYOD_db_GetDBHandle(), authorization_);
 }
 
+void Store::Tidy() {
+  if (!none_ && open_) TidyAll(BYOD_db_GetDBHandle());
+}
+
 void Store::Close() {
   if (!open_) return;
   if (in_bulk_) Rollback();
@@ -84,11 +88,13 @@ bool Store::Note(bool succeeded) {
 bool Store::Begin() {
   if (none_) return true;
   in_bulk_ = Note(LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0);
+  spoilt_ = false;
   return in_bulk_;
 }
 
 bool Store::Commit() {
   if (none_) return true;
+  if (spoilt_) return Rollback(), false;
   in_bulk_ = false;
   return Note(LAUTH_db_Commit(BYOD_db_GetDBHandle()) == 0);
 }

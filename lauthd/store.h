@@ -55,7 +55,11 @@ class Store {
     const bool nested = in_bulk_;
     if (!nested && !Begin()) return false;
     const bool written = Note(write() == 0);
-    if (nested) return written;
+    if (nested) {
+      // Half of it may have been written: the bulk must not be kept.
+      spoilt_ = spoilt_ || !written;
+      return written;
+    }
     return written ? Commit() : (Rollback(), false);
   }
 
@@ -82,6 +86,9 @@ class Store {
   /// Fills rules, order and authorization from the open database.
   void Recover();
 
+  /// Stores rules anew whose keys are spelt otherwise since the predefined rules have changed.
+  void Tidy();
+
  private:
   using Clock = std::chrono::steady_clock;
 
@@ -92,6 +99,7 @@ class Store {
   bool open_ = false;
   bool failing_ = false;
   bool in_bulk_ = false;
+  bool spoilt_ = false;  // the bulk
   std::string reason_;
   Clock::time_point next_try_ = {};
   Authorization& authorization_;

@@ -10,11 +10,15 @@ namespace byod::protocol {
 
 inline constexpr uint16_t kCounterSize = 8;
 
+inline void StoreCounter(uint64_t value, uint8_t* bytes) {
+  for (int i = kCounterSize - 1; i >= 0; --i, value >>= 8)
+    bytes[i] = static_cast<uint8_t>(value);
+}
+
 /// @return the container's result, 0 for success
 inline uint32_t AppendCounter(uint32_t msg, uint16_t type, uint64_t value) {
   uint8_t bytes[kCounterSize];
-  for (int i = kCounterSize - 1; i >= 0; --i, value >>= 8)
-    bytes[i] = static_cast<uint8_t>(value);
+  StoreCounter(value, bytes);
   return TLV_Append_Data(msg, type, kCounterSize, bytes);
 }
 

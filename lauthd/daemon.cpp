@@ -1,0 +1,145 @@
+#include "lauthd/daemon.h"
+
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/signal_set.hpp>
+#include <asio/use_awaitable.hpp>
+#include <csignal>
+#include <stdexcept>
+
+#include "byod_order.h"
+#include "lauthd/connection.h"
+#include "lauthd/listener.h"
+#include "lauthd/manager.h"
+#include "lauthd/reload.h"
+#include "lauthd/rule_source.h"
+
+namespace byod::lauthd {
+namespace {
+
+/// Drops clients that keep us waiting for too long. One timer for all: to the second is enough.
+asio::awaitable<void> DropOverdue(Daemon& daemon) {
+  asio::steady_timer timer(daemon.io);
+  const auto pause = std::min<Daemon::Clock::duration>(std::chrono::seconds(1),
+                                                       daemon.idle_timeout / 2);
+  for (;;) {
+    timer.expires_after(pause);
+    co_await timer.async_wait(asio::use_awaitable);
+    daemon.connections.CloseOverdue(Daemon::Clock::now());
+  }
+}
+
+/// Reloads the rule files on SIGHUP, when no bulk is open.
+asio::awaitable<void> ReloadOnSignal(Daemon& daemon, asio::signal_set& signals) {
+  for (;;) {
+    co_await signals.async_wait(asio::use_awaitable);
+    asio::steady_timer turn(daemon.io);
+    const ChangeGate::Waiter waiter(daemon.gate, turn);
+    while (!daemon.gate.OpenFor(&signals)) {
+      asio::error_code cancelled;
+      turn.expires_at(Daemon::Clock::time_point::max());
+      co_await turn.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+    }
+    TellManagerReloading();
+    daemon.Reload();
+    TellManagerReady();
+  }
+}
+
+}  // namespace
+
+Daemon::Daemon(const Options& chosen)
+    : options(chosen),
+      admin_group(FindGroup(chosen.admin_group)),
+      idle_timeout(std::chrono::seconds(chosen.idle_timeout)),
+      store(chosen.state_dir, chosen.no_database, authorization) {
+  InstallService(authorization);
+}
+
+Daemon::~Daemon() {
+  store.Close();
+  RemoveService();
+  BYOD_order_Fini();
+  BYOD_data_GlobalInfoFini();
+}
+
+void Daemon::Load() {
+  if (BYOD_data_GlobalInfoInit(options.rule_limit) != 0) {
+    throw std::runtime_error("no memory for the tables of rules");
+  }
+  BYOD_order_Init();
+  const RuleSource source(options);
+  LoadPredefined(source.Read(), source.shows_progress());
+  ++counters.reloads;
+  store.Open();
+}
+
+void Daemon::Run() {
+  std::signal(SIGPIPE, SIG_IGN);
+  Listener listener(*this);
+  asio::signal_set stop(io, SIGTERM, SIGINT);
+  asio::signal_set hangup(io, SIGHUP);
+  stop.async_wait([this](asio::error_code error, int signal) {
+    if (error) return;
+    Log(Severity::kNotice, "stopping on signal %d", signal);
+    io.stop();
+  });
+  asio::co_spawn(io, DropOverdue(*this), asio::detached);
+  asio::co_spawn(io, ReloadOnSignal(*this, hangup), asio::detached);
+  asio::co_spawn(io, listener.Accept(), asio::detached);
+  Log(Severity::kNotice, "listening on %s", options.socket.c_str());
+  TellManagerReady();
+  io.run();
+  TellManagerStopping();
+  connections.CloseAll();
+  // What waits is destroyed with what it waits for; let the clients' coroutines end by themselves.
+  io.restart();
+  listener.Stop();
+  stop.cancel();
+  hangup.cancel();
+  while (connections.size() > 0 && io.run_one_for(std::chrono::seconds(1)) > 0) {
+  }
+}
+
+Result Daemon::Reload() {
+  const RuleSource source(options);
+  Result result = ReplacePredefined(source, options.rule_limit);
+  if (result.Ok()) {
+    store.Tidy();
+    ++counters.reloads;
+    reload_failure.clear();
+    Log(Severity::kNotice, "the rule files are read anew");
+  } else {
+    reload_failure = result.reason;
+    Log(Severity::kError, "the rules stay as they were: %s", result.reason.c_str());
+  }
+  return result;
+}
+
+void Daemon::TakeStoredState() {
+  DropConfigured();
+  store.Recover();
+}
+
+void Daemon::AbortBulk() {
+  store.Rollback();
+  bulk.TakeBack();
+  gate.Release();
+}
+
+void Daemon::Count(const Exchange& exchange, const Result& result) {
+  ++counters.requests;
+  if (!result.Ok()) {
+    ++counters.refused;
+  } else if (exchange.operation != BYOD_OP_GET) {
+    ++counters.changes;
+  }
+}
+
+uint64_t Daemon::UptimeSeconds() const {
+  return static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count());
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,88 @@
+// Everything that the daemon holds, and its life from start to stop.
+#ifndef LAUTHD_DAEMON_H
+#define LAUTHD_DAEMON_H
+
+#include <array>
+#include <asio/io_context.hpp>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "lauthd/authorization.h"
+#include "lauthd/bulk.h"
+#include "lauthd/change_gate.h"
+#include "lauthd/connections.h"
+#include "lauthd/exchange.h"
+#include "lauthd/options.h"
+#include "lauthd/store.h"
+#include "lauthd/unknowns.h"
+#include "lauthd/watch_hub.h"
+
+namespace byod::lauthd {
+
+struct Counters {
+  uint64_t requests = 0;
+  uint64_t refused = 0;
+  uint64_t identifications = 0;
+  uint64_t unknowns = 0;
+  uint64_t changes = 0;
+  uint64_t reloads = 0;
+};
+
+/// One in a process, as there is one rule store. Everything happens on one thread.
+class Daemon {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// @throws std::runtime_error  for a group that does not exist
+  explicit Daemon(const Options& options);
+  ~Daemon();
+  Daemon(const Daemon&) = delete;
+  Daemon& operator=(const Daemon&) = delete;
+
+  /// Loads the predefined rules, and what the database holds. Rows that cannot be used are told and
+  /// left out. @throws std::runtime_error  without memory for the tables
+  void Load();
+
+  /// Serves clients until a signal ends it. @throws std::runtime_error  when it cannot listen
+  void Run();
+
+  /// Reads the rule files anew; all rules are as before when anything is wrong with them.
+  Result Reload();
+
+  /// Makes rules, order and authorization those of the database, which was replaced.
+  void TakeStoredState();
+
+  /// Takes a bulk back, in the database and in the tables, and lets others change again.
+  void AbortBulk();
+
+  /// Counts an answered request.
+  void Count(const Exchange& exchange, const Result& result);
+
+  uint64_t UptimeSeconds() const;
+
+  const Options options;
+  const std::optional<gid_t> admin_group;
+  const Clock::duration idle_timeout;
+  asio::io_context io{1};
+  Counters counters;
+  Authorization authorization;
+  Store store;
+  Unknowns unknowns;
+  WatchHub watch_hub;
+  Connections connections;
+  ChangeGate gate;
+  Bulk bulk;
+  std::string reload_failure;
+
+  /// For bytes between the kernel and a message, never over a wait.
+  std::array<uint8_t, 65536> scratch;
+
+ private:
+  const Clock::time_point start_ = Clock::now();
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_DAEMON_H

@@ -1,0 +1,81 @@
+#include "lauthd/listener.h"
+
+#include <asio/co_spawn.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/use_awaitable.hpp>
+#include <exception>
+
+#include "lauthd/access.h"
+#include "lauthd/connection.h"
+#include "lauthd/daemon.h"
+#include "lauthd/log.h"
+
+namespace byod::lauthd {
+namespace {
+
+// A connection that ends makes room at once; descriptors that others free are not told.
+constexpr std::chrono::milliseconds kPause{250};
+
+void Serve(Daemon& daemon, Connection::Socket socket) {
+  auto connection = std::make_shared<Connection>(daemon, std::move(socket));
+  auto running = connection->Run();
+  asio::co_spawn(daemon.io, std::move(running), [connection](std::exception_ptr failure) {
+    if (!failure) return;
+    try {
+      std::rethrow_exception(failure);
+    } catch (const std::exception& reason) {
+      Log(Severity::kWarning, "a client is dropped: %s", reason.what());
+    }
+  });
+}
+
+}  // namespace
+
+Listener::Listener(Daemon& daemon)
+    : daemon_(daemon),
+      file_(daemon.options.socket, FindGroup(daemon.options.socket_group)),
+      acceptor_(daemon.io, asio::local::stream_protocol(), file_.Release()),
+      room_(daemon.io) {
+  daemon.connections.OnRoom([this] { room_.cancel(); });
+}
+
+Listener::~Listener() {
+  daemon_.connections.OnRoom({});
+}
+
+void Listener::Stop() {
+  asio::error_code ignored;
+  acceptor_.close(ignored);
+  room_.cancel();
+}
+
+asio::awaitable<void> Listener::Pause() {
+  asio::error_code cancelled;
+  room_.expires_after(kPause);
+  co_await room_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+}
+
+asio::awaitable<void> Listener::Accept() {
+  while (acceptor_.is_open()) {
+    if (daemon_.connections.size() >= daemon_.options.max_connections) {
+      if (!std::exchange(told_, true)) Log(Severity::kWarning, "clients wait: too many connections");
+      co_await Pause();
+      continue;
+    }
+    asio::error_code error;
+    auto socket =
+        co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
+    if (!error) {
+      told_ = false;
+      Serve(daemon_, std::move(socket));
+    } else if (error != asio::error::operation_aborted &&
+               error != asio::error::connection_aborted) {
+      if (!std::exchange(told_, true)) {
+        Log(Severity::kWarning, "clients wait: %s", error.message().c_str());
+      }
+      co_await Pause();
+    }
+  }
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,41 @@
+// Taking clients in.
+#ifndef LAUTHD_LISTENER_H
+#define LAUTHD_LISTENER_H
+
+#include <asio/awaitable.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
+
+#include "lauthd/socket_file.h"
+
+namespace byod::lauthd {
+
+class Daemon;
+
+class Listener {
+ public:
+  /// @throws std::runtime_error  as SocketFile does
+  explicit Listener(Daemon& daemon);
+  ~Listener();
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  /// Takes one client at a time, so that those who are connected are served in between. Waits while
+  /// there are too many, and while the system has no more descriptors.
+  asio::awaitable<void> Accept();
+
+  void Stop();
+
+ private:
+  asio::awaitable<void> Pause();
+
+  Daemon& daemon_;
+  SocketFile file_;
+  asio::local::stream_protocol::acceptor acceptor_;
+  asio::steady_timer room_;
+  bool told_ = false;  // that clients have to wait
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_LISTENER_H

@@ -1,0 +1,68 @@
+// lauthd: identifies terminals for this device, and keeps its rules.
+#include <chrono>
+#include <cstdio>
+#include <exception>
+
+#include "byod_order.h"
+#include "lauthd/access.h"
+#include "lauthd/daemon.h"
+#include "lauthd/options.h"
+#include "lauthd/rule_source.h"
+
+namespace byod::lauthd {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double MillisecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+/// Reads everything that a start reads, and changes nothing. @return the exit status
+int Check(const Options& options) {
+  FindGroup(options.socket_group);
+  FindGroup(options.admin_group);
+  const auto start = Clock::now();
+  const PredefinedRules rules = RuleSource(options).Read();
+  const double read = MillisecondsSince(start);
+  for (const std::string& fault : rules.faults)
+    std::fprintf(stderr, "%s\n", fault.c_str());
+  std::printf("%zu MAC, %zu User-Agent and %zu DHCP option rules, %zu faults\n",
+              rules.set.mac.size(), rules.set.user_agent.size(), rules.set.dhcp_option.size(),
+              rules.faults.size());
+  if (options.timing) {
+    BYOD_data_GlobalInfoInit(options.rule_limit);
+    BYOD_order_Init();
+    const auto loading = Clock::now();
+    LoadPredefined({rules.set, {}}, false);
+    std::printf("read in %.1f ms, loaded in %.1f ms\n", read, MillisecondsSince(loading));
+    BYOD_data_GlobalInfoFini();
+  }
+  return rules.faults.empty() ? 0 : 1;
+}
+
+int Serve(const Options& options) {
+  Daemon daemon(options);
+  const auto start = Clock::now();
+  daemon.Load();
+  if (options.timing) std::printf("started in %.1f ms\n", MillisecondsSince(start));
+  daemon.Run();
+  return 0;
+}
+
+}  // namespace
+}  // namespace byod::lauthd
+
+int main(int argc, char** argv) {
+  using byod::lauthd::Log;
+  using byod::lauthd::Severity;
+  byod::lauthd::Options options;
+  if (const auto status = byod::lauthd::ReadOptions(argc, argv, options)) return *status;
+  byod::lauthd::SetLogLevel(options.log_level);
+  try {
+    return options.check ? byod::lauthd::Check(options) : byod::lauthd::Serve(options);
+  } catch (const std::exception& error) {
+    Log(Severity::kError, "%s", error.what());
+    return 1;
+  }
+}
