@@ -90,7 +90,8 @@ bool ReadAttributes(uint32_t message, Attributes& attributes) {
     if (TLV_GetTypeByIterator(message, element) != BYOD_EXT_ATTR_NAME) continue;
     std::string name;
     std::string value;
-    if (!ReadText(message, element, BYOD_EXT_ATTR_NAME, BYOD_EXT_ATTR_NAME_SIZE, name)) return false;
+    if (!ReadText(message, element, BYOD_EXT_ATTR_NAME, BYOD_EXT_ATTR_NAME_SIZE, name))
+      return false;
     element = TLV_GetNext(message, element);
     if (!ReadText(message, element, BYOD_EXT_ATTR_VALUE, BYOD_EXT_ATTR_VALUE_SIZE, value)) {
       return false;
@@ -121,10 +122,9 @@ tlv::Message EncodeSet(std::string_view group, std::string_view category,
 bool AppendSet(tlv::Appender& append, std::string_view group, std::string_view category,
                const Attributes& attributes) {
   const tlv::Message set = EncodeSet(group, category, attributes);
-  return set && append
-                        .Combine(BYOD_tlv_PutSubTlv(append.message(), BYOD_EXT_AUTHORIZATION,
-                                                    set.get()))
-                        .status() == 0;
+  return set &&
+         append.Combine(BYOD_tlv_PutSubTlv(append.message(), BYOD_EXT_AUTHORIZATION, set.get()))
+                 .status() == 0;
 }
 
 }  // namespace byod::lauthd

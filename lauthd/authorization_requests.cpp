@@ -99,9 +99,9 @@ Result Put(Daemon& daemon, const std::string& group, const std::vector<std::stri
   if (!saved) return daemon.store.NotSaved();
   for (const std::string& category : categories) {
     const Attributes* const former = daemon.authorization.Find(group, category);
-    daemon.bulk.Remember(FormerAuthorization{
-        &daemon.authorization, group, category,
-        former != nullptr ? std::optional<Attributes>(*former) : std::nullopt});
+    daemon.bulk.Remember(
+        FormerAuthorization{&daemon.authorization, group, category,
+                            former != nullptr ? std::optional<Attributes>(*former) : std::nullopt});
     daemon.authorization.Put(group, category, attributes);
   }
   return {};
@@ -205,8 +205,8 @@ Result ChangeAuthorization(Exchange& exchange) {
   if (target.group.empty()) return Refused(BYOD_REFUSAL_MALFORMED, "the group is missing");
   Attributes given;
   const bool set = exchange.operation == BYOD_OP_SET;
-  const bool readable = set ? ReadAttributes(exchange.request, given)
-                            : ReadNames(exchange.request, given);
+  const bool readable =
+      set ? ReadAttributes(exchange.request, given) : ReadNames(exchange.request, given);
   if (!readable || (set && given.empty())) {
     return Refused(BYOD_REFUSAL_MALFORMED,
                    "names of at most 63 and values of at most 255 characters are needed");

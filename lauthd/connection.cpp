@@ -68,8 +68,8 @@ Connection::Received Connection::Parse(const uint8_t* bytes, size_t count, tlv::
 
 Connection::Received Connection::ParsePending(tlv::Message& message) {
   size_t used = 0;
-  const Received received = Parse(pending_.data() + pending_start_,
-                                  pending_.size() - pending_start_, message, used);
+  const Received received =
+      Parse(pending_.data() + pending_start_, pending_.size() - pending_start_, message, used);
   pending_start_ += used;
   // A client that waits holds no memory.
   if (pending_start_ == pending_.size()) {
@@ -138,8 +138,7 @@ bool Connection::Serialize(const tlv::Message& message, size_t& length) {
 /// Sends what the socket takes and keeps the rest. @return false when the client has gone
 bool Connection::SendNow(const uint8_t* bytes, size_t length) {
   while (length > 0) {
-    const ssize_t sent =
-        send(socket_.native_handle(), bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t sent = send(socket_.native_handle(), bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && errno == EINTR) continue;
     if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
     if (sent < 0) return false;
@@ -230,10 +229,11 @@ asio::awaitable<bool> Connection::Watch() {
 
   // Whatever the client does ends the watch: it goes, or asks for something else.
   const auto client_moved = std::make_shared<bool>(!pending_.empty());
-  socket_.async_wait(Socket::wait_read, [self = shared_from_this(), client_moved](asio::error_code) {
-    *client_moved = true;
-    self->wake_.cancel();
-  });
+  socket_.async_wait(Socket::wait_read,
+                     [self = shared_from_this(), client_moved](asio::error_code) {
+                       *client_moved = true;
+                       self->wake_.cancel();
+                     });
   while (!*client_moved && !closed_) {
     if (watcher.Empty()) {
       asio::error_code cancelled;

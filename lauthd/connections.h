@@ -16,9 +16,7 @@ class Connections {
   using Clock = std::chrono::steady_clock;
   using Place = std::list<Connection*>::iterator;
 
-  Place Add(Connection* connection) {
-    return connections_.insert(connections_.end(), connection);
-  }
+  Place Add(Connection* connection) { return connections_.insert(connections_.end(), connection); }
   void Remove(Place place) {
     connections_.erase(place);
     if (on_room_) on_room_();

@@ -21,8 +21,8 @@ namespace {
 /// Drops clients that keep us waiting for too long. One timer for all: to the second is enough.
 asio::awaitable<void> DropOverdue(Daemon& daemon) {
   asio::steady_timer timer(daemon.io);
-  const auto pause = std::min<Daemon::Clock::duration>(std::chrono::seconds(1),
-                                                       daemon.idle_timeout / 2);
+  const auto pause =
+      std::min<Daemon::Clock::duration>(std::chrono::seconds(1), daemon.idle_timeout / 2);
   for (;;) {
     timer.expires_after(pause);
     co_await timer.async_wait(asio::use_awaitable);

@@ -23,10 +23,12 @@ struct Progress {
 
 uint32_t FieldsOf(const ByodDeviceInfo* info) {
   if (info == nullptr) return 0;
-  return (info->name[0] != '\0' ? BYOD_FIELD_NAME : 0u) |
-         (info->vendor[0] != '\0' ? BYOD_FIELD_VENDOR : 0u) |
-         (info->category[0] != '\0' ? BYOD_FIELD_CATEGORY : 0u) |
-         (info->os[0] != '\0' ? BYOD_FIELD_OS : 0u);
+  uint32_t fields = 0;
+  if (info->name[0] != '\0') fields |= BYOD_FIELD_NAME;
+  if (info->vendor[0] != '\0') fields |= BYOD_FIELD_VENDOR;
+  if (info->category[0] != '\0') fields |= BYOD_FIELD_CATEGORY;
+  if (info->os[0] != '\0') fields |= BYOD_FIELD_OS;
+  return fields;
 }
 
 /// The lookup of one method: whether the fingerprint has its part, and the rule that decides.

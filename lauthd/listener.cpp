@@ -58,13 +58,13 @@ asio::awaitable<void> Listener::Pause() {
 asio::awaitable<void> Listener::Accept() {
   while (acceptor_.is_open()) {
     if (daemon_.connections.size() >= daemon_.options.max_connections) {
-      if (!std::exchange(told_, true)) Log(Severity::kWarning, "clients wait: too many connections");
+      if (!std::exchange(told_, true))
+        Log(Severity::kWarning, "clients wait: too many connections");
       co_await Pause();
       continue;
     }
     asio::error_code error;
-    auto socket =
-        co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
+    auto socket = co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
     if (!error) {
       told_ = false;
       Serve(daemon_, std::move(socket));

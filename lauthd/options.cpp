@@ -36,14 +36,15 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   options.socket = BYOD_LAUTHD_SOCKET;
   app.add_option("--socket", options.socket, "Listen here")->capture_default_str();
   app.add_option("--socket-group", options.socket_group, "Whose members may connect");
-  app.add_option("--admin-group", options.admin_group, "Whose members may change the configuration");
+  app.add_option("--admin-group", options.admin_group,
+                 "Whose members may change the configuration");
   app.add_option("--rules", options.rules, "Directory of the predefined rules")
       ->check(CLI::ExistingDirectory);
   app.add_option("--ieee", options.ieee, "The IEEE registry of address prefixes")
       ->check(CLI::ExistingPath);
-  auto* const state = app.add_option("--state-dir", options.state_dir,
-                                     "Directory of the configuration database")
-                          ->default_str("/var/lib/lauth");
+  auto* const state =
+      app.add_option("--state-dir", options.state_dir, "Directory of the configuration database")
+          ->default_str("/var/lib/lauth");
   app.add_flag("--no-database", options.no_database, "Keep no changes over a restart")
       ->excludes(state);
   std::string limit = "none";

@@ -8,10 +8,10 @@
 namespace byod::lauthd {
 
 /**
- * Replaces the predefined rules and lays what the administrator made over the new ones, as a restart
- * would. Everything is judged before anything is touched: a bad row, or a new rule that leaves no
- * place for one of the administrator's, and all rules stay as they are. Listings go on where they
- * were.
+ * Replaces the predefined rules and lays what the administrator made over the new ones, as a
+ * restart would. Everything is judged before anything is touched: a bad row, or a new rule that
+ * leaves no place for one of the administrator's, and all rules stay as they are. Listings go on
+ * where they were.
  */
 Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit);
 

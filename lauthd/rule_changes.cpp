@@ -112,7 +112,8 @@ template <typename Kind>
 Result ChangeRule(Exchange& exchange) {
   typename Kind::Key key;
   char name[BYOD_DEVNAME_SIZE];
-  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok()) return read;
+  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok())
+    return read;
   if (Result read = ReadName(exchange.request, name); !read.Ok()) return read;
   const bool set = exchange.operation == BYOD_OP_SET;
   return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) {
@@ -125,7 +126,8 @@ Result ChangeRule(Exchange& exchange) {
 template <typename Kind>
 Result ChangeValue(Exchange& exchange) {
   typename Kind::Key key;
-  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok()) return read;
+  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok())
+    return read;
   const bool set = exchange.operation == BYOD_OP_SET;
   return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) -> Wish {
     if (set) return {};
@@ -138,7 +140,8 @@ Result ChangeValue(Exchange& exchange) {
 template <typename Kind>
 Result ChangeAttribute(Exchange& exchange) {
   typename Kind::Key key;
-  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok()) return read;
+  if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok())
+    return read;
   uint32_t kind = 0;
   BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_TLV_ATTRKIND, &kind);
   const tlv::Attribute* const attribute = tlv::AttributeOf(kind);

@@ -71,8 +71,8 @@ class RuleCursor {
     next_ = Kind::First();
     while (next_ != nullptr && Kind::Before(*next_, key_))
       Advance();
-    for (size_t i = 0;
-         i < given_ && next_ != nullptr && Kind::SameKey(Kind::KeyOf(*next_), key_); ++i)
+    for (size_t i = 0; i < given_ && next_ != nullptr && Kind::SameKey(Kind::KeyOf(*next_), key_);
+         ++i)
       Advance();
   }
 

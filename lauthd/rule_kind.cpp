@@ -5,6 +5,11 @@
 
 namespace byod::lauthd {
 
+std::string Quoted(const char* text) {
+  std::string quoted(1, '"');
+  return quoted.append(text).append(1, '"');
+}
+
 // The library's own successor knows only rules that are there; a client may page on from one that
 // has been deleted in the meantime.
 MacKind::Rule* MacKind::NextOf(const Key& key) {

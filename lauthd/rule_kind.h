@@ -79,6 +79,9 @@ struct MacKind {
   }
 };
 
+/// @return a text as people read it in a message
+std::string Quoted(const char* text);
+
 /// The two kinds that are named by a text.
 struct TextKey {
   char text[BYOD_RULETEXT_SIZE];
@@ -123,7 +126,7 @@ struct TextKind {
     CopyText(key.text, record.text);
     return key;
   }
-  static std::string Describe(const Key& key) { return "\"" + std::string(key.text) + "\""; }
+  static std::string Describe(const Key& key) { return Quoted(key.text); }
   static Record RecordOf(const Key& key) {
     Record record = {};
     CopyText(record.text, key.text);

@@ -35,8 +35,8 @@ bool Store::Open() {
     const std::string reason = LAUTH_db_ErrorText();
     // Once for each cause, not once for each try.
     if (reason != reason_) {
-      Log(Severity::kError, "the configuration database cannot be opened, and no change is kept: %s",
-          reason.c_str());
+      Log(Severity::kError,
+          "the configuration database cannot be opened, and no change is kept: %s", reason.c_str());
     }
     reason_ = reason;
     failing_ = true;

@@ -13,9 +13,9 @@ namespace byod::lauthd {
 class Authorization;
 
 /**
- * The configuration database, which may fail and come back. While it cannot be opened, identification
- * goes on with the predefined rules, and changes are refused; it is tried again before each change,
- * and when it opens, what it holds is recovered.
+ * The configuration database, which may fail and come back. While it cannot be opened,
+ * identification goes on with the predefined rules, and changes are refused; it is tried again
+ * before each change, and when it opens, what it holds is recovered.
  */
 class Store {
  public:

@@ -9,8 +9,7 @@ namespace byod::lauthd {
 
 inline uint64_t MicrosecondsSince1970() {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<uint64_t>(
-      std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
 }  // namespace byod::lauthd

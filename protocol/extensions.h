@@ -20,8 +20,8 @@ enum {
   /** GET: a series, the fingerprints that nothing matched, the last seen first. UNDO: forgets them
    * (changes). */
   BYOD_EXT_MSG_UNKNOWN = 1002,
-  /** GET: a series that lasts until the client sends something: first a reply without an event, then
-   * the identifications that any client asks for. */
+  /** GET: a series that lasts until the client sends something: first a reply without an event,
+   * then the identifications that any client asks for. */
   BYOD_EXT_MSG_WATCH = 1003,
   /** The authorization of user groups. SET and UNDO change; GET is answered by a series. */
   BYOD_EXT_MSG_AUTHORIZATION = 1004,
