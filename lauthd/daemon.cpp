@@ -75,9 +75,12 @@ void Daemon::Load() {
   store.Open();
 }
 
+void Daemon::Listen() {
+  listener_ = std::make_unique<Listener>(*this);
+}
+
 void Daemon::Run() {
   std::signal(SIGPIPE, SIG_IGN);
-  Listener listener(*this);
   asio::signal_set stop(io, SIGTERM, SIGINT);
   asio::signal_set hangup(io, SIGHUP);
   stop.async_wait([this](asio::error_code error, int signal) {
@@ -87,7 +90,7 @@ void Daemon::Run() {
   });
   asio::co_spawn(io, DropOverdue(*this), asio::detached);
   asio::co_spawn(io, ReloadOnSignal(*this, hangup), asio::detached);
-  asio::co_spawn(io, listener.Accept(), asio::detached);
+  asio::co_spawn(io, listener_->Accept(), asio::detached);
   Log(Severity::kNotice, "listening on %s", options.socket.c_str());
   TellManagerReady();
   io.run();
@@ -95,7 +98,7 @@ void Daemon::Run() {
   connections.CloseAll();
   // What waits is destroyed with what it waits for; let the clients' coroutines end by themselves.
   io.restart();
-  listener.Stop();
+  listener_->Stop();
   stop.cancel();
   hangup.cancel();
   while (connections.size() > 0 && io.run_one_for(std::chrono::seconds(1)) > 0) {

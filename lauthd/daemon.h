@@ -6,6 +6,7 @@
 #include <asio/io_context.hpp>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -20,6 +21,8 @@
 #include "lauthd/watch_hub.h"
 
 namespace byod::lauthd {
+
+class Listener;
 
 struct Counters {
   uint64_t requests = 0;
@@ -45,7 +48,11 @@ class Daemon {
   /// left out. @throws std::runtime_error  without memory for the tables
   void Load();
 
-  /// Serves clients until a signal ends it. @throws std::runtime_error  when it cannot listen
+  /// Makes the socket, so that a second daemon stops before it touches anything. Clients may connect
+  /// from here on, and wait. @throws std::runtime_error  when it cannot listen
+  void Listen();
+
+  /// Serves clients until a signal ends it.
   void Run();
 
   /// Reads the rule files anew; all rules are as before when anything is wrong with them.
@@ -81,6 +88,7 @@ class Daemon {
 
  private:
   const Clock::time_point start_ = Clock::now();
+  std::unique_ptr<Listener> listener_;
 };
 
 }  // namespace byod::lauthd

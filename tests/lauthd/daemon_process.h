@@ -1,0 +1,174 @@
+// A daemon of the test's own, with a socket, a database and rule files in a directory of its own.
+#ifndef TESTS_LAUTHD_DAEMON_PROCESS_H
+#define TESTS_LAUTHD_DAEMON_PROCESS_H
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace byod::test {
+
+/// @return whether the condition came true in time
+template <typename Condition>
+bool Eventually(Condition condition, std::chrono::milliseconds patience = std::chrono::seconds(20)) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() {
+    char path[] = "/tmp/lauthd-test-XXXXXX";
+    path_ = mkdtemp(path);
+    std::filesystem::permissions(path_, std::filesystem::perms(0755));
+  }
+  ~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+class DaemonProcess {
+ public:
+  explicit DaemonProcess(std::vector<std::string> options = {}) : options_(std::move(options)) {
+    setenv("LAUTHD_SOCKET", socket().c_str(), 1);
+  }
+  ~DaemonProcess() {
+    if (pid_ > 0) Kill(SIGKILL);
+  }
+  DaemonProcess(const DaemonProcess&) = delete;
+  DaemonProcess& operator=(const DaemonProcess&) = delete;
+
+  std::string socket() const { return directory_.path() + "/run/s"; }
+  std::string rules() const { return directory_.path() + "/rules"; }
+  std::string state() const { return directory_.path() + "/state"; }
+  std::string log_file() const { return directory_.path() + "/log"; }
+  pid_t pid() const { return pid_; }
+  void AddOption(const std::string& option) { options_.push_back(option); }
+
+  void WriteRules(const std::string& name, const std::string& text) {
+    std::filesystem::create_directories(rules());
+    std::ofstream(rules() + "/" + name) << text;
+  }
+
+  /// Starts it, and waits until it serves.
+  void Start() {
+    Launch();
+    ASSERT_TRUE(Eventually([this] { return Connect() || !Running(); })) << Log();
+    ASSERT_TRUE(Running()) << Log();
+  }
+
+  /// Starts it and goes on.
+  void Launch() {
+    std::vector<std::string> words = {LAUTHD_PROGRAM, "--socket", socket(), "--config", "/dev/null"};
+    if (std::find(options_.begin(), options_.end(), "--no-database") == options_.end()) {
+      words.insert(words.end(), {"--state-dir", state()});
+    }
+    if (std::filesystem::exists(rules())) words.insert(words.end(), {"--rules", rules()});
+    words.insert(words.end(), options_.begin(), options_.end());
+    pid_ = fork();
+    ASSERT_GE(pid_, 0);
+    if (pid_ > 0) return;
+    const int log = open(log_file().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    dup2(log, STDERR_FILENO);
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+      arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    execv(LAUTHD_PROGRAM, arguments.data());
+    _exit(127);
+  }
+
+  bool Running() {
+    if (pid_ <= 0) return false;
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == 0) return true;
+    status_ = status;
+    pid_ = -1;
+    return false;
+  }
+
+  /// @return its exit status, or minus the signal that ended it
+  int WaitForEnd() {
+    EXPECT_TRUE(Eventually([this] { return !Running(); })) << Log();
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
+  }
+
+  int Kill(int signal) {
+    kill(pid_, signal);
+    return WaitForEnd();
+  }
+
+  void Restart(int signal = SIGTERM) {
+    Kill(signal);
+    Start();
+  }
+
+  std::string Log() const {
+    std::stringstream text;
+    text << std::ifstream(log_file()).rdbuf();
+    return text.str();
+  }
+  bool Logged(const std::string& words) const { return Log().find(words) != std::string::npos; }
+
+  /// @return its resident memory in KiB
+  size_t Memory() const {
+    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with("VmRSS:")) return std::stoul(line.substr(6));
+    }
+    return 0;
+  }
+
+  /// @return a connected socket, or -1
+  int NewSocket() const {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socket().c_str(), sizeof address.sun_path - 1);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return fd;
+    close(fd);
+    return -1;
+  }
+
+ private:
+  bool Connect() const {
+    const int fd = NewSocket();
+    if (fd < 0) return false;
+    close(fd);
+    return true;
+  }
+
+  TemporaryDirectory directory_;
+  std::vector<std::string> options_;
+  pid_t pid_ = -1;
+  int status_ = 0;
+};
+
+}  // namespace byod::test
+
+#endif  // TESTS_LAUTHD_DAEMON_PROCESS_H
