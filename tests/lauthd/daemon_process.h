@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -85,7 +86,10 @@ class DaemonProcess {
   /// Starts it and goes on.
   void Launch() {
     std::vector<std::string> words = {LAUTHD_PROGRAM, "--socket", socket(), "--config", "/dev/null"};
-    if (std::find(options_.begin(), options_.end(), "--no-database") == options_.end()) {
+    const auto given = [this](const char* option) {
+      return std::find(options_.begin(), options_.end(), option) != options_.end();
+    };
+    if (!given("--no-database") && !given("--state-dir")) {
       words.insert(words.end(), {"--state-dir", state()});
     }
     if (std::filesystem::exists(rules())) words.insert(words.end(), {"--rules", rules()});

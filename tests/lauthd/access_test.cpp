@@ -1,0 +1,180 @@
+// Who may do what, and how the daemon starts and stops.
+#include <grp.h>
+#include <sys/stat.h>
+
+#include "tests/lauthd/client.h"
+
+namespace byod::test {
+namespace {
+
+constexpr uid_t kNobody = 65534;
+constexpr gid_t kNobodysGroup = 65534;
+
+Message SetValue(const char* keyword) {
+  return MakeRequest(BYOD_OP_SET, BYOD_MSG_UA_VALUE,
+                     [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, keyword); });
+}
+
+/// Runs something as nobody. @return what it returns, which is below 100
+template <typename Function>
+int AsNobody(std::vector<gid_t> groups, Function function) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (setgroups(groups.size(), groups.data()) != 0 || setgid(kNobodysGroup) != 0 ||
+        setuid(kNobody) != 0) {
+      _exit(101);
+    }
+    _exit(function());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 102;
+}
+
+class Access : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  }
+  DaemonProcess daemon_{{"--no-database", "--socket-group", "nogroup"}};
+};
+
+enum Outcome { kDone = 0, kNoConnection = 1, kPermission = 2, kOtherwise = 3 };
+
+int TryToChange(const DaemonProcess& daemon) {
+  Client client(daemon);
+  if (client.socket() < 0) return kNoConnection;
+  const Verdict verdict = VerdictOf(client.Ask(SetValue("by nobody")));
+  if (verdict == Verdict{0, 0}) return kDone;
+  if (verdict == Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_PERMISSION}) return kPermission;
+  return kOtherwise;
+}
+
+TEST_F(Access, AMemberOfTheSocketsGroupMayReadAndNotChange) {
+  daemon_.Start();
+  EXPECT_EQ(AsNobody({}, [&] { return TryToChange(daemon_); }), kPermission);
+  EXPECT_EQ(AsNobody({}, [&] {
+              Client client(daemon_);
+              const Message reply = client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT);
+              return reply && NumberOf(reply, BYOD_TLV_COUNT, 9) == 0 ? kDone : kOtherwise;
+            }),
+            kDone);
+  for (const uint32_t kind : {BYOD_EXT_MSG_BACKUP, BYOD_EXT_MSG_BULK, BYOD_EXT_MSG_RELOAD,
+                              BYOD_EXT_MSG_RESTORE, BYOD_EXT_MSG_AUTHORIZATION}) {
+    EXPECT_EQ(AsNobody({},
+                       [&] {
+                         Client client(daemon_);
+                         const bool reads = kind == BYOD_EXT_MSG_BACKUP;
+                         const Message reply = client.Ask(reads ? BYOD_OP_GET : BYOD_OP_SET, kind);
+                         return NumberOf(reply, BYOD_EXT_REFUSAL) == BYOD_REFUSAL_PERMISSION
+                                    ? kDone
+                                    : kOtherwise;
+                       }),
+              kDone)
+        << kind;
+  }
+}
+
+TEST_F(Access, AMemberOfTheAdministrationGroupMayChange) {
+  daemon_.AddOption("--admin-group");
+  daemon_.AddOption("games");
+  daemon_.Start();
+  const group* const games = getgrnam("games");
+  ASSERT_NE(games, nullptr);
+  EXPECT_EQ(AsNobody({games->gr_gid}, [&] { return TryToChange(daemon_); }), kDone);
+  EXPECT_EQ(AsNobody({}, [&] { return TryToChange(daemon_); }), kPermission);
+}
+
+TEST_F(Access, OthersCannotConnect) {
+  DaemonProcess daemon({"--no-database"});
+  daemon.Start();
+  EXPECT_EQ(AsNobody({}, [&] { return TryToChange(daemon); }), kNoConnection);
+}
+
+TEST_F(Access, DirectoryAndSocketHaveTheirOwnerGroupAndMode) {
+  daemon_.Start();
+  struct stat status;
+  ASSERT_EQ(stat(daemon_.socket().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0660u);
+  EXPECT_EQ(status.st_gid, kNobodysGroup);
+  ASSERT_EQ(stat(std::filesystem::path(daemon_.socket()).parent_path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0750u);
+  EXPECT_EQ(status.st_gid, kNobodysGroup);
+}
+
+TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
+  DaemonProcess daemon({"--no-database"});
+  daemon.Start();
+  const std::string command = std::string(LAUTHD_PROGRAM) + " --config /dev/null --no-database --socket " +
+                              daemon.socket() + " 2>/dev/null";
+  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+  Client client(daemon);
+  EXPECT_TRUE(client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+}
+
+TEST(Start, ASocketThatWasLeftBehindIsReplaced) {
+  DaemonProcess daemon({"--no-database"});
+  daemon.Start();
+  EXPECT_EQ(daemon.Kill(SIGKILL), -SIGKILL);
+  EXPECT_TRUE(std::filesystem::exists(daemon.socket()));
+  daemon.Start();
+}
+
+TEST(Start, AFileThatIsNoSocketIsLeftAlone) {
+  DaemonProcess daemon({"--no-database"});
+  std::filesystem::create_directories(std::filesystem::path(daemon.socket()).parent_path());
+  std::ofstream(daemon.socket()) << "precious";
+  daemon.Launch();
+  EXPECT_EQ(daemon.WaitForEnd(), 1);
+  EXPECT_TRUE(daemon.Logged("is no socket"));
+  EXPECT_EQ(std::filesystem::file_size(daemon.socket()), 8u);
+}
+
+TEST(Start, SigtermEndsCleanlyWithClientsInEveryState) {
+  DaemonProcess daemon;
+  daemon.Start();
+  Client idle(daemon);
+  Client watching(daemon);
+  Client bulk(daemon);
+  Client blocked(daemon);
+  ASSERT_TRUE(idle.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+  ASSERT_TRUE(watching.Ask(BYOD_OP_GET, BYOD_EXT_MSG_WATCH));
+  ASSERT_TRUE(bulk.Ask(BYOD_OP_SET, BYOD_EXT_MSG_BULK,
+                       [](Appender& append) { append.Number(BYOD_EXT_PHASE, BYOD_PHASE_BEGIN); }));
+  ASSERT_EQ(VerdictOf(bulk.Ask(SetValue("open"))), (Verdict{0, 0}));
+  ASSERT_TRUE(blocked.Send(SetValue("waits for the bulk")));
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(daemon.Kill(SIGTERM), 0) << daemon.Log();
+  EXPECT_FALSE(std::filesystem::exists(daemon.socket()));
+  daemon.Start();
+  Client after(daemon);
+  EXPECT_EQ(NumberOf(after.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT, 9), 0u);
+}
+
+TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.path() + "/lauthd.conf";
+  const auto check = [&](const std::string& text) {
+    std::ofstream(file) << text;
+    const std::string command =
+        std::string(LAUTHD_PROGRAM) + " --check --config " + file + " >/dev/null 2>&1";
+    return WEXITSTATUS(std::system(command.c_str()));
+  };
+  EXPECT_EQ(check("rule-limit = 10\nidle-timeout = 5\nlog-level = \"info\"\n"), 0);
+  EXPECT_EQ(check("idle-timeout = 0\n"), 2);
+  EXPECT_EQ(check("no-such-option = 1\n"), 2);
+  EXPECT_EQ(check("rule-limit = -1\n"), 2);
+  EXPECT_EQ(check("admin-group = \"no-such-group\"\n"), 1);
+}
+
+TEST(Start, CheckTellsFaultsOfRuleFilesByTheirLine) {
+  DaemonProcess daemon;
+  daemon.WriteRules("mac.csv", "mac,mask,name,vendor,category,os\n00:11:22/99,,,,x,\n");
+  const std::string command = std::string(LAUTHD_PROGRAM) + " --check --config /dev/null --rules " +
+                              daemon.rules() + " 2>" + daemon.log_file();
+  EXPECT_EQ(WEXITSTATUS(std::system((command + " >/dev/null").c_str())), 1);
+  EXPECT_TRUE(daemon.Logged("mac.csv:2")) << daemon.Log();
+}
+
+}  // namespace
+}  // namespace byod::test

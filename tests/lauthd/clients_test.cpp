@@ -1,0 +1,287 @@
+// Clients that are many, slow, broken or hostile: only they themselves feel it.
+#include <fcntl.h>
+#include <sys/resource.h>
+
+#include <random>
+
+#include "tests/lauthd/client.h"
+
+namespace byod::test {
+namespace {
+
+constexpr int kManyRules = 50000;
+
+/// User-Agent rules in the order of their keywords.
+std::string ManyRules(int count) {
+  std::string text = "expression,name,vendor,category,os\n";
+  char row[128];
+  for (int i = 0; i < count; ++i) {
+    std::snprintf(row, sizeof row, "Agent-%05d,Name %d,Vendor,category,os\n", i, i);
+    text += row;
+  }
+  return text;
+}
+
+bool IsAnswered(Client& client) {
+  const Message reply = client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT);
+  return reply && BYOD_tlv_GetErrorCode(reply.get()) == 0;
+}
+
+class Clients : public testing::Test {
+ protected:
+  DaemonProcess daemon_{{"--no-database"}};
+};
+
+TEST_F(Clients, TwoHundredAtOnceAreAllAnswered) {
+  daemon_.Start();
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 200; ++i)
+    clients.push_back(std::make_unique<Client>(daemon_));
+  for (int round = 0; round < 5; ++round) {
+    for (auto& client : clients)
+      ASSERT_TRUE(client->Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT)));
+    for (auto& client : clients)
+      ASSERT_TRUE(client->Receive());
+  }
+  Client status(daemon_);
+  EXPECT_EQ(NumberOf(status.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS), 201u);
+}
+
+TEST_F(Clients, MoreThanTheLimitWaitForTheirTurn) {
+  daemon_.AddOption("--max-connections");
+  daemon_.AddOption("3");
+  daemon_.Start();
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(std::make_unique<Client>(daemon_));
+    ASSERT_TRUE(IsAnswered(*clients.back()));
+  }
+  Client waiting(daemon_);
+  ASSERT_TRUE(waiting.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT)));
+  char byte;
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_LT(recv(waiting.socket(), &byte, 1, MSG_DONTWAIT | MSG_PEEK), 0);
+  EXPECT_TRUE(IsAnswered(*clients[0]));
+  clients.pop_back();
+  EXPECT_TRUE(waiting.Receive());
+}
+
+TEST_F(Clients, OutOfDescriptorsTheOthersAreServedAndTheProcessorRests) {
+  daemon_.Start();
+  const rlimit few = {24, 24};
+  ASSERT_EQ(prlimit(daemon_.pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+  Client first(daemon_);
+  ASSERT_TRUE(IsAnswered(first));
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 40; ++i)
+    clients.push_back(std::make_unique<Client>(daemon_));
+  ASSERT_TRUE(Eventually([&] { return daemon_.Logged("clients wait"); })) << daemon_.Log();
+  const auto ticks = [this] {
+    std::ifstream stat("/proc/" + std::to_string(daemon_.pid()) + "/stat");
+    std::string word;
+    long used = 0;
+    for (int i = 1; stat >> word && i <= 15; ++i) {
+      if (i >= 14) used += std::stol(word);
+    }
+    return used;
+  };
+  const long before = ticks();
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  EXPECT_LT(ticks() - before, sysconf(_SC_CLK_TCK) / 5) << "it spins";
+  EXPECT_TRUE(IsAnswered(first));
+  clients.resize(2);
+  Client late(daemon_);
+  EXPECT_TRUE(IsAnswered(late));
+}
+
+TEST_F(Clients, OneByteAtATimeIsDroppedInTimeAndTheOthersAreAnswered) {
+  daemon_.AddOption("--idle-timeout");
+  daemon_.AddOption("1");
+  daemon_.Start();
+  Client slow(daemon_);
+  const auto request = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+  const auto start = std::chrono::steady_clock::now();
+  bool dropped = false;
+  for (size_t i = 0; i + 1 < request.size() && !dropped; ++i) {
+    dropped = !slow.SendBytes(&request[i], 1);
+    Client other(daemon_);
+    ASSERT_TRUE(IsAnswered(other));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  EXPECT_TRUE(dropped);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  Client idle(daemon_);
+  EXPECT_TRUE(IsAnswered(idle));
+  EXPECT_TRUE(idle.Ended()) << "who asks nothing is dropped too";
+}
+
+TEST_F(Clients, AMessageInPiecesIsAMessage) {
+  daemon_.Start();
+  Client client(daemon_);
+  const auto request = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+  for (const uint8_t byte : request) {
+    ASSERT_TRUE(client.SendBytes(&byte, 1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(client.Receive());
+}
+
+TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndIsDropped) {
+  daemon_.WriteRules("user-agent.csv", ManyRules(kManyRules));
+  daemon_.AddOption("--idle-timeout");
+  daemon_.AddOption("2");
+  daemon_.Start();
+  Client watcher(daemon_);
+  ASSERT_TRUE(IsAnswered(watcher));
+  const size_t before = daemon_.Memory();
+  std::vector<std::unique_ptr<Client>> deaf;
+  for (int i = 0; i < 50; ++i) {
+    deaf.push_back(std::make_unique<Client>(daemon_));
+    ASSERT_TRUE(deaf.back()->Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_LIST)));
+  }
+  for (int i = 0; i < 20; ++i) {
+    Client other(daemon_);
+    ASSERT_TRUE(IsAnswered(other));
+  }
+#if !defined(__SANITIZE_ADDRESS__)
+  EXPECT_LT(daemon_.Memory(), before + 50 * 64 + 2048) << "KiB";
+#endif
+  // They are dropped, and the memory of their connections is free again.
+  EXPECT_TRUE(Eventually([&] {
+    Client other(daemon_);
+    return NumberOf(other.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS) == 1;
+  }));
+}
+
+TEST_F(Clients, RandomBytesEndTheirOwnConnectionOnly) {
+  daemon_.Start();
+  Client bystander(daemon_);
+  std::mt19937 random(20);
+  size_t sent = 0;
+  while (sent < 1000000) {
+    Client client(daemon_);
+    std::vector<uint8_t> bytes(1 + random() % 20000);
+    // Some begin like a message.
+    const auto request = BytesOf(MakeRequest(BYOD_OP_GET, random() % 20));
+    for (uint8_t& byte : bytes)
+      byte = static_cast<uint8_t>(random());
+    if (random() % 2 == 0) {
+      const size_t kept = std::min<size_t>(random() % request.size(), bytes.size());
+      std::copy(request.begin(), request.begin() + static_cast<ptrdiff_t>(kept), bytes.begin());
+    }
+    client.SendBytes(bytes.data(), bytes.size());
+    sent += bytes.size();
+    ASSERT_TRUE(IsAnswered(bystander));
+  }
+  EXPECT_TRUE(daemon_.Running());
+}
+
+TEST_F(Clients, AMessageOfMoreThanTheMostEndsTheConnection) {
+  daemon_.Start();
+  const Message large(TLV_Create());
+  const std::vector<uint8_t> filler(33000);
+  TLV_Append_Data(large.get(), 999, 33000, filler.data());
+  TLV_Append_Data(large.get(), 999, 33000, filler.data());
+  const auto bytes = BytesOf(large);
+  ASSERT_GT(bytes.size(), 65534u);
+  Client client(daemon_);
+  client.SendBytes(bytes.data(), bytes.size());
+  EXPECT_TRUE(client.Ended());
+  Client other(daemon_);
+  EXPECT_TRUE(IsAnswered(other));
+}
+
+TEST_F(Clients, LeavingInEveryStateLeavesNothingBehind) {
+  daemon_.WriteRules("user-agent.csv", ManyRules(5000));
+  daemon_.Start();
+  const auto request = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+  for (int round = 0; round < 20; ++round) {
+    { Client nothing(daemon_); }
+    {
+      Client half(daemon_);
+      half.SendBytes(request.data(), request.size() / 2);
+    }
+    {
+      Client unread(daemon_);
+      unread.SendBytes(request.data(), request.size());
+    }
+    {
+      Client listing(daemon_);
+      listing.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_LIST));
+      listing.Receive();
+    }
+    {
+      Client watch(daemon_);
+      watch.Ask(BYOD_OP_GET, BYOD_EXT_MSG_WATCH);
+    }
+    {
+      Client bulk(daemon_);
+      bulk.Ask(BYOD_OP_SET, BYOD_EXT_MSG_BULK,
+               [](Appender& append) { append.Number(BYOD_EXT_PHASE, BYOD_PHASE_BEGIN); });
+      bulk.Ask(BYOD_OP_SET, BYOD_MSG_UA_VALUE,
+               [](Appender& append) { append.Text(BYOD_TLV_USERAGENT, "taken back"); });
+    }
+    {
+      Client shut(daemon_);
+      shut.SendBytes(request.data(), request.size());
+      shutdown(shut.socket(), SHUT_WR);
+      EXPECT_TRUE(shut.Receive());
+    }
+  }
+  Client client(daemon_);
+  ASSERT_TRUE(Eventually([&] {
+    return NumberOf(client.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS) == 1;
+  }));
+  EXPECT_EQ(NumberOf(client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT), 5000u);
+  EXPECT_EQ(daemon_.Kill(SIGTERM), 0) << daemon_.Log();
+}
+
+TEST_F(Clients, AListingTellsEveryRuleOnceWhileOthersChangeAndReload) {
+  daemon_.WriteRules("user-agent.csv", ManyRules(kManyRules));
+  daemon_.Start();
+  Client lister(daemon_);
+  Client changer(daemon_);
+  std::mt19937 random(4);
+  std::vector<int> seen(kManyRules);
+  std::vector<std::string> added;
+  size_t replies = 0;
+  const auto change = [&](uint32_t operation, const std::string& keyword) {
+    const Message reply = changer.Ask(operation, BYOD_MSG_UA_VALUE, [&](Appender& append) {
+      append.Text(BYOD_TLV_USERAGENT, keyword.c_str());
+    });
+    EXPECT_EQ(BYOD_tlv_GetErrorCode(reply.get()), 0u);
+  };
+  const uint32_t code =
+      lister.AskSeries(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_LIST), [&](const Message& reply) {
+        EXPECT_LE(TLV_GetMsgLen(reply.get(), tlv::kSocket), 65534u);
+        for (const Message& rule : NestedIn(reply, BYOD_EXT_RULE)) {
+          int number = -1;
+          const std::string keyword = TextOf(rule, BYOD_TLV_USERAGENT);
+          if (keyword.size() == 11) std::sscanf(keyword.c_str(), "Agent-%d", &number);
+          if (number >= 0 && number < kManyRules) ++seen[static_cast<size_t>(number)];
+        }
+        // Rules come and go everywhere, also just where the listing stands.
+        for (int i = 0; i < 3; ++i) {
+          char keyword[64];
+          std::snprintf(keyword, sizeof keyword, "Agent-%05d+%u",
+                        static_cast<int>(random() % kManyRules), static_cast<unsigned>(random()));
+          change(BYOD_OP_SET, keyword);
+          added.push_back(keyword);
+        }
+        while (added.size() > 40) {
+          const size_t one = random() % added.size();
+          change(BYOD_OP_UNDO, added[one]);
+          added.erase(added.begin() + static_cast<ptrdiff_t>(one));
+        }
+        if (++replies == 5 || replies == 50) {
+          const Message reloaded = changer.Ask(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD);
+          EXPECT_EQ(BYOD_tlv_GetErrorCode(reloaded.get()), 0u);
+        }
+      });
+  EXPECT_EQ(code, 0u);
+  EXPECT_GT(replies, 100u);
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), kManyRules);
+}
+
+}  // namespace
+}  // namespace byod::test
