@@ -217,9 +217,24 @@ asio::awaitable<void> Connection::Run() {
     if (in_a_row % kRequestsInARow == 0) co_await asio::post(asio::use_awaitable);
     if (closed_) break;
   }
+  // Whatever still waits for this socket lets go of it.
+  Close();
 }
 
 // ---------------------------------------------------------------- watching
+
+/// Sets the flag when there is something to read, the end of the connection included.
+void Connection::NoticeMove(const std::shared_ptr<bool>& moved) {
+  socket_.async_wait(Socket::wait_read, [self = shared_from_this(), moved](asio::error_code error) {
+    char byte;
+    const ssize_t got =
+        error ? 0 : recv(self->socket_.native_handle(), &byte, 1, MSG_DONTWAIT | MSG_PEEK);
+    // What is reported may be what was read before the wait began.
+    if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return self->NoticeMove(moved);
+    *moved = true;
+    self->wake_.cancel();
+  });
+}
 
 asio::awaitable<bool> Connection::Watch() {
   Watcher watcher([this] { wake_.cancel(); });
@@ -229,11 +244,7 @@ asio::awaitable<bool> Connection::Watch() {
 
   // Whatever the client does ends the watch: it goes, or asks for something else.
   const auto client_moved = std::make_shared<bool>(!pending_.empty());
-  socket_.async_wait(Socket::wait_read,
-                     [self = shared_from_this(), client_moved](asio::error_code) {
-                       *client_moved = true;
-                       self->wake_.cancel();
-                     });
+  NoticeMove(client_moved);
   while (!*client_moved && !closed_) {
     if (watcher.Empty()) {
       asio::error_code cancelled;

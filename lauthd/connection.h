@@ -57,6 +57,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   asio::awaitable<bool> Answer(const tlv::Message& request);
   asio::awaitable<bool> SendSeries(Series& series);
   asio::awaitable<bool> Watch();
+  void NoticeMove(const std::shared_ptr<bool>& moved);
   asio::awaitable<bool> WaitForGate();
   asio::awaitable<bool> WaitForSocket(Socket::wait_type what);
 

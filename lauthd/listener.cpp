@@ -21,6 +21,7 @@ void Serve(Daemon& daemon, Connection::Socket socket) {
   auto running = connection->Run();
   asio::co_spawn(daemon.io, std::move(running), [connection](std::exception_ptr failure) {
     if (!failure) return;
+    connection->Close();
     try {
       std::rethrow_exception(failure);
     } catch (const std::exception& reason) {

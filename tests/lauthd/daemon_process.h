@@ -21,6 +21,9 @@
 #include <thread>
 #include <vector>
 
+#include "byod_tlv.h"
+#include "tlv/message.h"
+
 namespace byod::test {
 
 /// @return whether the condition came true in time
@@ -79,7 +82,7 @@ class DaemonProcess {
   /// Starts it, and waits until it serves.
   void Start() {
     Launch();
-    ASSERT_TRUE(Eventually([this] { return Connect() || !Running(); })) << Log();
+    ASSERT_TRUE(Eventually([this] { return IsAnswering() || !Running(); })) << Log();
     ASSERT_TRUE(Running()) << Log();
   }
 
@@ -160,11 +163,18 @@ class DaemonProcess {
   }
 
  private:
-  bool Connect() const {
+  /// Asks for a count: a daemon that still loads lets us connect, and wait.
+  bool IsAnswering() const {
     const int fd = NewSocket();
     if (fd < 0) return false;
+    const tlv::Message request(TLV_Create());
+    TLV_Append_UINT(request.get(), BYOD_TLV_OPTYPE, BYOD_OP_GET);
+    TLV_Append_UINT(request.get(), BYOD_TLV_MSGTYPE, BYOD_MSG_UA_COUNT);
+    const auto target = static_cast<uintptr_t>(fd);
+    TLV_Flush(request.get(), tlv::kSocket, TLV_GetMsgLen(request.get(), tlv::kSocket), target);
+    const tlv::Message reply(TLV_CreateReceiveMsg(tlv::kSocket, target, 65534));
     close(fd);
-    return true;
+    return static_cast<bool>(reply);
   }
 
   TemporaryDirectory directory_;

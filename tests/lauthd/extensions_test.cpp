@@ -117,7 +117,7 @@ TEST_F(Extensions, StatusCountsWhatHappened) {
   client.Ask(Fingerprint(BYOD_MSG_DEVATTR_BY_FP, "an iPhone"));
   client.Ask(Fingerprint(BYOD_MSG_DEVATTR_BY_FP, "a toaster"));
   const Message status = client.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS);
-  EXPECT_EQ(CounterOf(status, BYOD_EXT_REQUESTS), 3u);
+  EXPECT_EQ(CounterOf(status, BYOD_EXT_REQUESTS), 4u) << "the fixture asked once";
   EXPECT_EQ(CounterOf(status, BYOD_EXT_REFUSED), 1u);
   EXPECT_EQ(CounterOf(status, BYOD_EXT_IDENTIFICATIONS), 2u);
   EXPECT_EQ(CounterOf(status, BYOD_EXT_UNKNOWNS), 1u);
@@ -177,6 +177,18 @@ TEST_F(Extensions, WatchTellsIdentificationsUntilTheClientMoves) {
   watcher.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
   EXPECT_EQ(BYOD_tlv_GetErrorCode(watcher.Receive().get()), 0u);
   EXPECT_EQ(NumberOf(watcher.Receive(), BYOD_TLV_COUNT), 2u);
+}
+
+// A watch that was asked for before the daemon took the connection in ended at once.
+TEST_F(Extensions, WatchGoesOnWhenTheRequestCameFirst) {
+  kill(daemon_.pid(), SIGSTOP);
+  Client watcher(daemon_);
+  ASSERT_TRUE(watcher.Send(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_WATCH)));
+  kill(daemon_.pid(), SIGCONT);
+  EXPECT_EQ(BYOD_tlv_GetErrorCode(watcher.Receive().get()), uint32_t{BYOD_ERR_CONTINUE});
+  Client client(daemon_);
+  client.Ask(Fingerprint(BYOD_MSG_DEVATTR_BY_FP, "an iPhone"));
+  EXPECT_EQ(NestedIn(watcher.Receive(), BYOD_EXT_EVENT).size(), 1u);
 }
 
 TEST_F(Extensions, WatcherThatDoesNotReadLosesEventsAndIsTold) {
