@@ -52,7 +52,12 @@ Result CannotWrite(const std::string& where) {
   return Refused(BYOD_REFUSAL_NOT_SAVED, "cannot write in " + where + ": " + std::strerror(errno));
 }
 
+Result NoDatabase() {
+  return Refused(BYOD_REFUSAL_NOT_FOUND, "the daemon runs without a database");
+}
+
 Result BeginRestore(Exchange& exchange) {
+  if (exchange.daemon.options.no_database) return NoDatabase();
   uint64_t total = 0;
   if (!protocol::GetCounter(exchange.request, BYOD_EXT_TOTAL, total) || total > kLargestBackup) {
     return Refused(BYOD_REFUSAL_MALFORMED, "the size is missing, or too much");
@@ -124,6 +129,7 @@ bool RestoreUpload::Add(const void* bytes, size_t length) {
 }
 
 Result SendBackup(Exchange& exchange) {
+  if (exchange.daemon.options.no_database) return NoDatabase();
   Store& store = exchange.daemon.store;
   const ScratchDirectory directory(store.directory());
   if (!directory.made()) return CannotWrite(store.directory());

@@ -79,45 +79,38 @@ Connection::Received Connection::ParsePending(tlv::Message& message) {
   return received;
 }
 
-/// Takes the next message as far as it is there. The bytes are read into memory that all
-/// connections share, and kept only when they are no whole message.
-Connection::Received Connection::TakeMessage(tlv::Message& message) {
-  if (!pending_.empty()) {
-    const Received received = ParsePending(message);
-    if (received != Received::kWait) return received;
-  }
+/// Reads what has arrived, into memory that all connections share; what is no whole message is
+/// kept.
+Connection::Received Connection::ReadMessage(tlv::Message& message) {
   auto& arrived = daemon_.scratch;
-  for (;;) {
-    const ssize_t got = recv(socket_.native_handle(), arrived.data(), arrived.size(), MSG_DONTWAIT);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      return errno == EAGAIN || errno == EWOULDBLOCK ? Received::kWait : Received::kEnd;
-    }
-    if (got == 0) return Received::kEnd;
-    const auto count = static_cast<size_t>(got);
-    size_t used = 0;
-    Received received = Received::kWait;
-    if (pending_.empty()) received = Parse(arrived.data(), count, message, used);
-    if (received == Received::kEnd) return received;
-    if (used < count) {
-      pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(pending_start_));
-      pending_start_ = 0;
-      pending_.insert(pending_.end(), arrived.begin() + static_cast<ptrdiff_t>(used),
-                      arrived.begin() + got);
-    }
-    if (received == Received::kWait) received = ParsePending(message);
-    if (received != Received::kWait) return received;
+  const ssize_t got = recv(socket_.native_handle(), arrived.data(), arrived.size(), MSG_DONTWAIT);
+  if (got < 0) {
+    const bool nothing_yet = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+    return nothing_yet ? Received::kWait : Received::kEnd;
   }
+  if (got == 0) return Received::kEnd;
+  const auto count = static_cast<size_t>(got);
+  size_t used = 0;
+  const bool first = pending_.empty();
+  const Received received = first ? Parse(arrived.data(), count, message, used) : Received::kWait;
+  if (received != Received::kEnd && used < count) {
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(pending_start_));
+    pending_start_ = 0;
+    pending_.insert(pending_.end(), arrived.begin() + static_cast<ptrdiff_t>(used),
+                    arrived.begin() + got);
+  }
+  return first ? received : ParsePending(message);
 }
 
 /// Waits for the next message: not for ever, and not longer because it comes byte by byte.
 asio::awaitable<bool> Connection::Receive(tlv::Message& message) {
-  Received received = TakeMessage(message);
+  Received received = pending_.empty() ? Received::kWait : ParsePending(message);
   if (received == Received::kWait) {
     deadline_ = Connections::Clock::now() + daemon_.idle_timeout;
     do {
+      // Not read on the off chance: who has its answer seldom has asked again by now.
       if (!co_await WaitForSocket(Socket::wait_read)) co_return false;
-      received = TakeMessage(message);
+      received = ReadMessage(message);
     } while (received == Received::kWait);
     deadline_ = kNever;
   }

@@ -48,8 +48,8 @@ class Daemon {
   /// left out. @throws std::runtime_error  without memory for the tables
   void Load();
 
-  /// Makes the socket, so that a second daemon stops before it touches anything. Clients may connect
-  /// from here on, and wait. @throws std::runtime_error  when it cannot listen
+  /// Makes the socket, so that a second daemon stops before it touches anything. Clients may
+  /// connect from here on, and wait. @throws std::runtime_error  when it cannot listen
   void Listen();
 
   /// Serves clients until a signal ends it.

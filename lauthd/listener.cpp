@@ -1,8 +1,12 @@
 #include "lauthd/listener.h"
 
+#include <sys/socket.h>
+
 #include <asio/co_spawn.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
+#include <cerrno>
+#include <cstring>
 #include <exception>
 
 #include "lauthd/access.h"
@@ -64,15 +68,18 @@ asio::awaitable<void> Listener::Accept() {
       co_await Pause();
       continue;
     }
-    asio::error_code error;
-    auto socket = co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
-    if (!error) {
+    asio::error_code stopped;
+    co_await acceptor_.async_wait(asio::local::stream_protocol::acceptor::wait_read,
+                                  asio::redirect_error(asio::use_awaitable, stopped));
+    if (stopped) co_return;
+    const int client =
+        accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (client >= 0) {
       told_ = false;
-      Serve(daemon_, std::move(socket));
-    } else if (error != asio::error::operation_aborted &&
-               error != asio::error::connection_aborted) {
+      Serve(daemon_, Connection::Socket(daemon_.io, asio::local::stream_protocol(), client));
+    } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
       if (!std::exchange(told_, true)) {
-        Log(Severity::kWarning, "clients wait: %s", error.message().c_str());
+        Log(Severity::kWarning, "clients wait: %s", std::strerror(errno));
       }
       co_await Pause();
     }

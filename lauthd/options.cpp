@@ -34,6 +34,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
   app.allow_config_extras(false);
 
   options.socket = BYOD_LAUTHD_SOCKET;
+  options.state_dir = "/var/lib/lauth";
   app.add_option("--socket", options.socket, "Listen here")->capture_default_str();
   app.add_option("--socket-group", options.socket_group, "Whose members may connect");
   app.add_option("--admin-group", options.admin_group,
@@ -44,7 +45,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
       ->check(CLI::ExistingPath);
   auto* const state =
       app.add_option("--state-dir", options.state_dir, "Directory of the configuration database")
-          ->default_str("/var/lib/lauth");
+          ->capture_default_str();
   app.add_flag("--no-database", options.no_database, "Keep no changes over a restart")
       ->excludes(state);
   std::string limit = "none";

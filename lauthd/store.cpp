@@ -115,14 +115,12 @@ uint32_t Store::State() const {
 }
 
 Result Store::Backup(const std::string& file) {
-  if (none_) return Refused(BYOD_REFUSAL_NOT_FOUND, "the daemon runs without a database");
   if (!Ready()) return NotSaved();
   if (LAUTH_db_Backup(BYOD_db_GetDBHandle(), file.c_str()) == 0) return {};
   return Refused(BYOD_REFUSAL_NOT_SAVED, LAUTH_db_ErrorText());
 }
 
 Result Store::Restore(const std::string& file) {
-  if (none_) return Refused(BYOD_REFUSAL_NOT_FOUND, "the daemon runs without a database");
   // Nobody may have it open while its place is taken.
   Close();
   Result result;

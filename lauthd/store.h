@@ -73,6 +73,8 @@ class Store {
   /// BYOD_DATABASE_*
   uint32_t State() const;
 
+  // The following two are not for a daemon without a database.
+
   /// Writes a copy of the database to a file that is not there yet.
   Result Backup(const std::string& file);
 

@@ -53,11 +53,12 @@ int TryToChange(const DaemonProcess& daemon) {
 TEST_F(Access, AMemberOfTheSocketsGroupMayReadAndNotChange) {
   daemon_.Start();
   EXPECT_EQ(AsNobody({}, [&] { return TryToChange(daemon_); }), kPermission);
-  EXPECT_EQ(AsNobody({}, [&] {
-              Client client(daemon_);
-              const Message reply = client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT);
-              return reply && NumberOf(reply, BYOD_TLV_COUNT, 9) == 0 ? kDone : kOtherwise;
-            }),
+  EXPECT_EQ(AsNobody({},
+                     [&] {
+                       Client client(daemon_);
+                       const Message reply = client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT);
+                       return reply && NumberOf(reply, BYOD_TLV_COUNT, 9) == 0 ? kDone : kOtherwise;
+                     }),
             kDone);
   for (const uint32_t kind : {BYOD_EXT_MSG_BACKUP, BYOD_EXT_MSG_BULK, BYOD_EXT_MSG_RELOAD,
                               BYOD_EXT_MSG_RESTORE, BYOD_EXT_MSG_AUTHORIZATION}) {
@@ -105,8 +106,9 @@ TEST_F(Access, DirectoryAndSocketHaveTheirOwnerGroupAndMode) {
 TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
   DaemonProcess daemon({"--no-database"});
   daemon.Start();
-  const std::string command = std::string(LAUTHD_PROGRAM) + " --config /dev/null --no-database --socket " +
-                              daemon.socket() + " 2>/dev/null";
+  const std::string command = std::string(LAUTHD_PROGRAM) +
+                              " --config /dev/null --no-database --socket " + daemon.socket() +
+                              " 2>/dev/null";
   EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
   Client client(daemon);
   EXPECT_TRUE(client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT));

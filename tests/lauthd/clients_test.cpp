@@ -196,7 +196,9 @@ TEST_F(Clients, LeavingInEveryStateLeavesNothingBehind) {
   daemon_.Start();
   const auto request = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
   for (int round = 0; round < 20; ++round) {
-    { Client nothing(daemon_); }
+    {
+      Client nothing(daemon_);
+    }
     {
       Client half(daemon_);
       half.SendBytes(request.data(), request.size() / 2);

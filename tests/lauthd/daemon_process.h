@@ -28,7 +28,8 @@ namespace byod::test {
 
 /// @return whether the condition came true in time
 template <typename Condition>
-bool Eventually(Condition condition, std::chrono::milliseconds patience = std::chrono::seconds(20)) {
+bool Eventually(Condition condition,
+                std::chrono::milliseconds patience = std::chrono::seconds(20)) {
   const auto end = std::chrono::steady_clock::now() + patience;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;
@@ -88,7 +89,8 @@ class DaemonProcess {
 
   /// Starts it and goes on.
   void Launch() {
-    std::vector<std::string> words = {LAUTHD_PROGRAM, "--socket", socket(), "--config", "/dev/null"};
+    std::vector<std::string> words = {LAUTHD_PROGRAM, "--socket", socket(), "--config",
+                                      "/dev/null"};
     const auto given = [this](const char* option) {
       return std::find(options_.begin(), options_.end(), option) != options_.end();
     };

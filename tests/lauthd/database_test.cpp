@@ -25,9 +25,8 @@ class Database : public testing::Test {
 
   Message Get(const char* keyword) {
     Client client(daemon_);
-    return client.Ask(BYOD_OP_GET, BYOD_MSG_UARULE, [&](Appender& append) {
-      append.Text(BYOD_TLV_USERAGENT, keyword);
-    });
+    return client.Ask(BYOD_OP_GET, BYOD_MSG_UARULE,
+                      [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, keyword); });
   }
 
   uint32_t State() {
@@ -86,8 +85,8 @@ TEST_F(Database, OnAFullDiskRefusesChangesUntilThereIsRoom) {
     daemon.Start();
     uint32_t made = 0;
     uint32_t result = 0;
-    while (made < 5000 && (result = BYOD_cfgmsg_SetUAValue(
-                               1, ("rule " + std::to_string(made)).c_str())) == 0) {
+    while (made < 5000 &&
+           (result = BYOD_cfgmsg_SetUAValue(1, ("rule " + std::to_string(made)).c_str())) == 0) {
       ++made;
     }
     EXPECT_EQ(result, uint32_t{BYOD_ERR_FAILED});

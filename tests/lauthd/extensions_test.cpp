@@ -212,8 +212,8 @@ TEST_F(Extensions, WatcherThatDoesNotReadLosesEventsAndIsTold) {
 
 TEST_F(Extensions, AuthorizationIsLaidOverTakenAwayAndSurvivesARestart) {
   Client client(daemon_);
-  EXPECT_EQ(VerdictOf(client.Ask(Authorization(BYOD_OP_SET, "staff", "phone",
-                                               {{"vlan", "20"}, {"acl", "3000"}}))),
+  EXPECT_EQ(VerdictOf(client.Ask(
+                Authorization(BYOD_OP_SET, "staff", "phone", {{"vlan", "20"}, {"acl", "3000"}}))),
             kDone);
   EXPECT_EQ(VerdictOf(client.Ask(Authorization(BYOD_OP_SET, "staff", "phone",
                                                {{"vlan", "21"}, {"user-profile", "p"}}))),
@@ -243,11 +243,12 @@ TEST_F(Extensions, AuthorizationIsLaidOverTakenAwayAndSurvivesARestart) {
   Client last(daemon_);
   EXPECT_EQ(Sets(last), rest);
   const std::string long_name(33, 'g');
-  EXPECT_EQ(VerdictOf(last.Ask(Authorization(BYOD_OP_SET, long_name.c_str(), "phone", {{"a", "b"}}))),
-            (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
-  EXPECT_EQ(VerdictOf(last.Ask(Authorization(BYOD_OP_SET, long_name.c_str() + 1, "phone",
-                                             {{"a", "b"}}))),
-            kDone);
+  EXPECT_EQ(
+      VerdictOf(last.Ask(Authorization(BYOD_OP_SET, long_name.c_str(), "phone", {{"a", "b"}}))),
+      (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
+  EXPECT_EQ(
+      VerdictOf(last.Ask(Authorization(BYOD_OP_SET, long_name.c_str() + 1, "phone", {{"a", "b"}}))),
+      kDone);
 }
 
 TEST_F(Extensions, IdentifyTellsTheSetThatServesTheTerminal) {
@@ -267,6 +268,28 @@ TEST_F(Extensions, IdentifyTellsTheSetThatServesTheTerminal) {
   const Message reply = client.Ask(Fingerprint(BYOD_EXT_MSG_IDENTIFY, "an iPhone"));
   EXPECT_EQ(TextOf(reply, BYOD_TLV_DEVNAME), "Apple iPhone");
   EXPECT_EQ(TextOf(reply, BYOD_TLV_DEVTYPE), "phone");
+}
+
+TEST_F(Extensions, BytesOfAnIdentificationAreThoseOfTheDescription) {
+  daemon_.WriteRules("user-agent.csv", "expression,name,vendor,category,os\niPhone,,,phone,\n");
+  daemon_.Restart();
+  Client client(daemon_);
+  client.Ask(Authorization(BYOD_OP_SET, "staff", "phone", {{"vlan", "20"}}));
+  const Message request = MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_IDENTIFY, [](Appender& append) {
+    append.Text(BYOD_TLV_USERAGENT, "iPhone").Text(BYOD_EXT_GROUP, "staff");
+  });
+  const std::vector<uint8_t> asked = {
+      0xF9, 0x4C, 0x4D, 0x01, 0x00, 0x00, 0x00, 0x2D, 0x00, 0x01, 0x00, 0x04, 0x00, 0x00, 0x00,
+      0x02, 0x00, 0x02, 0x00, 0x04, 0x00, 0x00, 0x03, 0xED, 0x00, 0x05, 0x00, 0x07, 'i',  'P',
+      'h',  'o',  'n',  'e',  0x00, 0x03, 0xF2, 0x00, 0x06, 's',  't',  'a',  'f',  'f',  0x00};
+  const std::vector<uint8_t> answered = {
+      0xF9, 0x4C, 0x4D, 0x01, 0x00, 0x00, 0x00, 0x4A, 0x00, 0x0C, 0x00, 0x04, 0x00, 0x00, 0x00,
+      0x00, 0x00, 0x12, 0x00, 0x06, 'p',  'h',  'o',  'n',  'e',  0x00, 0x04, 0x1A, 0x00, 0x2C,
+      0xF9, 0x4C, 0x4D, 0x01, 0x00, 0x00, 0x00, 0x2C, 0x03, 0xF2, 0x00, 0x06, 's',  't',  'a',
+      'f',  'f',  0x00, 0x00, 0x12, 0x00, 0x06, 'p',  'h',  'o',  'n',  'e',  0x00, 0x04, 0x1B,
+      0x00, 0x05, 'v',  'l',  'a',  'n',  0x00, 0x04, 0x1C, 0x00, 0x03, '2',  '0',  0x00};
+  EXPECT_EQ(BytesOf(request), asked);
+  EXPECT_EQ(BytesOf(client.Ask(request)), answered);
 }
 
 TEST_F(Extensions, BulkIsKeptWholeOrTakenBackWhole) {
@@ -340,33 +363,33 @@ TEST_F(Extensions, BackupIsRestoredWholeOrNotAtAll) {
   client.Ask(Authorization(BYOD_OP_SET, "g", "t", {{"a", "b"}}));
   std::vector<uint8_t> file;
   uint64_t total = 0;
-  ASSERT_EQ(client.AskSeries(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_BACKUP),
-                             [&](const Message& reply) {
-                               protocol::GetCounter(reply.get(), BYOD_EXT_TOTAL, total);
-                               const uintptr_t at = TLV_GetIteratorByType(reply.get(), BYOD_EXT_DATA);
-                               std::vector<uint8_t> piece(TLV_GetLenByIterator(reply.get(), at));
-                               TLV_GetValueByIterator(reply.get(), at,
-                                                      static_cast<uint16_t>(piece.size()),
-                                                      piece.data());
-                               file.insert(file.end(), piece.begin(), piece.end());
-                             }),
-            0u);
+  ASSERT_EQ(
+      client.AskSeries(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_BACKUP),
+                       [&](const Message& reply) {
+                         protocol::GetCounter(reply.get(), BYOD_EXT_TOTAL, total);
+                         const uintptr_t at = TLV_GetIteratorByType(reply.get(), BYOD_EXT_DATA);
+                         std::vector<uint8_t> piece(TLV_GetLenByIterator(reply.get(), at));
+                         TLV_GetValueByIterator(reply.get(), at,
+                                                static_cast<uint16_t>(piece.size()), piece.data());
+                         file.insert(file.end(), piece.begin(), piece.end());
+                       }),
+      0u);
   ASSERT_EQ(file.size(), total);
   client.Ask(Value(BYOD_OP_UNDO, "in the backup"));
   client.Ask(Value(BYOD_OP_SET, "after the backup"));
-  client.Ask(BYOD_OP_SET, BYOD_MSG_ORDER,
-             [](Appender& order) { order.Number(BYOD_TLV_ORDER, 1); });
+  client.Ask(BYOD_OP_SET, BYOD_MSG_ORDER, [](Appender& order) { order.Number(BYOD_TLV_ORDER, 1); });
   const auto restore = [&](const std::vector<uint8_t>& bytes) {
-    Verdict verdict = VerdictOf(
-        client.Ask(Phase(BYOD_EXT_MSG_RESTORE, BYOD_PHASE_BEGIN, [&](Appender& append) {
+    Verdict verdict =
+        VerdictOf(client.Ask(Phase(BYOD_EXT_MSG_RESTORE, BYOD_PHASE_BEGIN, [&](Appender& append) {
           append.Combine(protocol::AppendCounter(append.message(), BYOD_EXT_TOTAL, bytes.size()));
         })));
     for (size_t at = 0; at < bytes.size() && verdict == kDone; at += BYOD_EXT_DATA_MAX) {
-      verdict = VerdictOf(
-          client.Ask(Phase(BYOD_EXT_MSG_RESTORE, BYOD_PHASE_MORE, [&](Appender& append) {
-            append.Bytes(BYOD_EXT_DATA,
-                         static_cast<uint32_t>(std::min<size_t>(BYOD_EXT_DATA_MAX, bytes.size() - at)),
-                         bytes.data() + at);
+      verdict =
+          VerdictOf(client.Ask(Phase(BYOD_EXT_MSG_RESTORE, BYOD_PHASE_MORE, [&](Appender& append) {
+            append.Bytes(
+                BYOD_EXT_DATA,
+                static_cast<uint32_t>(std::min<size_t>(BYOD_EXT_DATA_MAX, bytes.size() - at)),
+                bytes.data() + at);
           })));
     }
     if (verdict != kDone) return verdict;
@@ -380,7 +403,8 @@ TEST_F(Extensions, BackupIsRestoredWholeOrNotAtAll) {
   std::vector<uint8_t> damaged = file;
   damaged[damaged.size() / 2] ^= 0xff;
   EXPECT_EQ(restore(damaged), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_BAD_DATA}));
-  EXPECT_EQ(restore(std::vector<uint8_t>(5000, 'x')), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_BAD_DATA}));
+  EXPECT_EQ(restore(std::vector<uint8_t>(5000, 'x')),
+            (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_BAD_DATA}));
   EXPECT_TRUE(has("after the backup"));
   EXPECT_EQ(VerdictOf(client.Ask(Value(BYOD_OP_SET, "still kept"))), kDone);
   EXPECT_EQ(restore(file), kDone);

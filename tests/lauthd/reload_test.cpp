@@ -32,9 +32,8 @@ class Reload : public testing::Test {
   }
 
   Message Get(const char* keyword) {
-    return client_->Ask(BYOD_OP_GET, BYOD_MSG_UARULE, [&](Appender& append) {
-      append.Text(BYOD_TLV_USERAGENT, keyword);
-    });
+    return client_->Ask(BYOD_OP_GET, BYOD_MSG_UARULE,
+                        [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, keyword); });
   }
 
   /// The whole table of User-Agent rules as one text.
@@ -71,11 +70,10 @@ TEST_F(Reload, OnSighupNewRulesComeAndTheAdministratorsStay) {
   client_ = std::make_unique<Client>(daemon_);
   EXPECT_EQ(Table(), running);
   // What is spelt otherwise now can still be undone for good.
-  EXPECT_EQ(VerdictOf(client_->Ask(BYOD_OP_UNDO, BYOD_MSG_UA_VALUE,
-                                   [](Appender& append) {
-                                     append.Text(BYOD_TLV_USERAGENT, "iPhone");
-                                   })),
-            (Verdict{0, 0}));
+  EXPECT_EQ(
+      VerdictOf(client_->Ask(BYOD_OP_UNDO, BYOD_MSG_UA_VALUE,
+                             [](Appender& append) { append.Text(BYOD_TLV_USERAGENT, "iPhone"); })),
+      (Verdict{0, 0}));
   client_.reset();
   daemon_.Restart(SIGKILL);
   client_ = std::make_unique<Client>(daemon_);

@@ -208,7 +208,8 @@ TEST_F(Requests, QueriesPageThroughTablesAndThroughWhatIsConfigured) {
       BYOD_cfgmsg_GetMacRuleNetconf(none, none, BYOD_OP_GET, BYOD_MSG_MACRULE, 1, 2));
   ASSERT_TRUE(first);
   EXPECT_EQ(std::memcmp(first->mac, kMac, 6), 0);
-  const MacPtr next(BYOD_cfgmsg_GetMacRuleNetconf(kMac, kPrefix, BYOD_OP_GET, BYOD_MSG_MACRULE, 1, 2));
+  const MacPtr next(
+      BYOD_cfgmsg_GetMacRuleNetconf(kMac, kPrefix, BYOD_OP_GET, BYOD_MSG_MACRULE, 1, 2));
   EXPECT_FALSE(next);
   EXPECT_FALSE(GetUserAgent("", 3)) << "there is no such selector";
 }
@@ -238,15 +239,13 @@ TEST_F(Requests, WhatIsNoRequestIsRefusedAndTheConnectionGoesOn) {
   EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_MAC_VALUE)), malformed);
   EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_ORDER)), malformed);
   const std::string long_text(256, 'x');
-  EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_UA_VALUE,
-                                 [&](Appender& append) {
-                                   append.Text(BYOD_TLV_USERAGENT, long_text.c_str());
-                                 })),
+  EXPECT_EQ(VerdictOf(client.Ask(
+                BYOD_OP_SET, BYOD_MSG_UA_VALUE,
+                [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, long_text.c_str()); })),
             malformed);
-  EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_UA_VALUE,
-                                 [&](Appender& append) {
-                                   append.Text(BYOD_TLV_USERAGENT, long_text.c_str() + 1);
-                                 })),
+  EXPECT_EQ(VerdictOf(client.Ask(
+                BYOD_OP_SET, BYOD_MSG_UA_VALUE,
+                [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, long_text.c_str() + 1); })),
             (Verdict{0, 0}));
   const uint8_t holes[6] = {0xff, 0, 0xff, 0, 0, 0};
   EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_MAC_VALUE,
@@ -268,8 +267,8 @@ TEST_F(Requests, SeveralRequestsInOnePieceAreAnsweredInOrder) {
   Client client(daemon_);
   std::vector<uint8_t> bytes;
   for (int i = 0; i < 100; ++i) {
-    const auto one = BytesOf(
-        MakeRequest(BYOD_OP_GET, i % 2 == 0 ? uint32_t{BYOD_MSG_UA_COUNT} : uint32_t{BYOD_MSG_MAC_COUNT}));
+    const auto one = BytesOf(MakeRequest(
+        BYOD_OP_GET, i % 2 == 0 ? uint32_t{BYOD_MSG_UA_COUNT} : uint32_t{BYOD_MSG_MAC_COUNT}));
     bytes.insert(bytes.end(), one.begin(), one.end());
   }
   ASSERT_TRUE(client.SendBytes(bytes.data(), bytes.size()));

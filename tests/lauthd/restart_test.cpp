@@ -52,8 +52,7 @@ bool IsPredefined(int key) {
 /// What the daemon is to answer, and what it is to make of the model.
 uint32_t Apply(Model& model, const Change& change) {
   if (change.action == Action::kOrder) {
-    const std::vector<uint32_t> wanted =
-        change.set ? change.order : std::vector<uint32_t>{0, 1, 2};
+    const std::vector<uint32_t> wanted = change.set ? change.order : std::vector<uint32_t>{0, 1, 2};
     if (change.set && wanted == model.order) return BYOD_ERR_NOCHANGE;
     model.order = wanted;
     return 0;
@@ -73,8 +72,7 @@ uint32_t Apply(Model& model, const Change& change) {
     rule->second.texts = {};
     return 0;
   }
-  std::string& text =
-      rule->second.texts[change.action == Action::kName ? 0 : change.attribute];
+  std::string& text = rule->second.texts[change.action == Action::kName ? 0 : change.attribute];
   const std::string wanted = change.set ? change.text : "";
   if (text == wanted && !missing) return BYOD_ERR_NOCHANGE;
   text = wanted;
@@ -154,20 +152,18 @@ Model ReadAll(const DaemonProcess& daemon) {
     const Message request =
         MakeRequest(BYOD_OP_GET, BYOD_MSG_DHCPOPT_LIST + table,
                     [](Appender& append) { append.Number(BYOD_TLV_QUERYARG2, 1); });
-    EXPECT_EQ(client.AskSeries(request,
-                               [&](const Message& reply) {
-                                 for (const Message& rule : NestedIn(reply, BYOD_EXT_RULE)) {
-                                   RuleState state;
-                                   state.custom = NumberOf(rule, BYOD_TLV_RULESRC) == 1;
-                                   state.texts = {TextOf(rule, BYOD_TLV_DEVNAME),
-                                                  TextOf(rule, BYOD_TLV_VENDOR),
-                                                  TextOf(rule, BYOD_TLV_DEVTYPE),
-                                                  TextOf(rule, BYOD_TLV_OS)};
-                                   EXPECT_EQ(NumberOf(rule, BYOD_TLV_RULEWORD),
-                                             state.Modified() ? 1u : 0u);
-                                   model.rules[{table, KeyOf(rule, table)}] = state;
-                                 }
-                               }),
+    EXPECT_EQ(client.AskSeries(
+                  request,
+                  [&](const Message& reply) {
+                    for (const Message& rule : NestedIn(reply, BYOD_EXT_RULE)) {
+                      RuleState state;
+                      state.custom = NumberOf(rule, BYOD_TLV_RULESRC) == 1;
+                      state.texts = {TextOf(rule, BYOD_TLV_DEVNAME), TextOf(rule, BYOD_TLV_VENDOR),
+                                     TextOf(rule, BYOD_TLV_DEVTYPE), TextOf(rule, BYOD_TLV_OS)};
+                      EXPECT_EQ(NumberOf(rule, BYOD_TLV_RULEWORD), state.Modified() ? 1u : 0u);
+                      model.rules[{table, KeyOf(rule, table)}] = state;
+                    }
+                  }),
               0u);
   }
   model.order.clear();

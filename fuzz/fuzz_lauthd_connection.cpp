@@ -1,0 +1,101 @@
+// Attacks the daemon's connection: what a client may send, whole, in pieces, and then goes away.
+//
+// Whatever comes back must be whole messages, each with a result; and when the client has gone, so
+// have its connection and its bulk. The first byte of the input says where it is cut in two.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "byod_tlv.h"
+#include "lauth_tlv_stream.h"
+#include "lauthd/connection.h"
+#include "lauthd/daemon.h"
+
+namespace {
+
+using byod::lauthd::Connection;
+using byod::lauthd::Daemon;
+
+void Expect(bool truth) {
+  if (!truth) std::abort();
+}
+
+Daemon& TheDaemon() {
+  static Daemon* const daemon = [] {
+    byod::lauthd::Options options;
+    options.no_database = true;
+    options.rule_limit = 300;
+    byod::lauthd::SetLogLevel(byod::lauthd::Severity::kError);
+    auto* const made = new Daemon(options);
+    made->Load();
+    return made;
+  }();
+  return *daemon;
+}
+
+/// Reads what the daemon has answered so far.
+void Drain(int socket, std::vector<uint8_t>& answers) {
+  uint8_t bytes[65536];
+  for (;;) {
+    const ssize_t got = recv(socket, bytes, sizeof bytes, MSG_DONTWAIT);
+    if (got <= 0) return;
+    answers.insert(answers.end(), bytes, bytes + got);
+  }
+}
+
+void CheckAnswers(const std::vector<uint8_t>& answers) {
+  for (size_t at = 0; at < answers.size();) {
+    const size_t left = answers.size() - at;
+    const int64_t length = TLV_Stream_MessageLength(answers.data() + at, left);
+    Expect(length > 0 && static_cast<size_t>(length) <= left && length <= 65534);
+    const byod::tlv::Message reply(
+        TLV_CreateReceiveMsg(TLV_MODE_MEMORY, reinterpret_cast<uintptr_t>(answers.data() + at),
+                             static_cast<uint32_t>(length)));
+    Expect(static_cast<bool>(reply));
+    Expect(TLV_GetTypeByIterator(reply.get(), TLV_GetFirst(reply.get())) == BYOD_TLV_ERRCODE);
+    at += static_cast<size_t>(length);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0 || size > 60000) return 0;
+  Daemon& daemon = TheDaemon();
+  int ends[2];
+  Expect(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
+  {
+    Connection::Socket socket(daemon.io, asio::local::stream_protocol(), ends[1]);
+    auto connection = std::make_shared<Connection>(daemon, std::move(socket));
+    auto running = connection->Run();
+    asio::co_spawn(daemon.io, std::move(running), [connection](std::exception_ptr failure) {
+      Expect(!failure);
+      connection->Close();
+    });
+  }
+  std::vector<uint8_t> answers;
+  daemon.io.restart();
+  const size_t cut = data[0] % size;
+  Expect(send(ends[0], data, cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut));
+  for (int i = 0; i < 8; ++i)
+    daemon.io.poll();
+  Drain(ends[0], answers);
+  // The daemon may have ended the connection by now.
+  (void)!send(ends[0], data + cut, size - cut, MSG_NOSIGNAL);
+  shutdown(ends[0], SHUT_WR);
+  while (daemon.connections.size() > 0) {
+    daemon.io.restart();
+    daemon.io.poll();
+    Drain(ends[0], answers);
+  }
+  Drain(ends[0], answers);
+  close(ends[0]);
+  CheckAnswers(answers);
+  Expect(!daemon.bulk.Open());
+  return 0;
+}
