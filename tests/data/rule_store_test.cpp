@@ -30,6 +30,24 @@ TEST(RuleStoreBeforeInit, IsUnharmedByFini) {
   EXPECT_EQ(BYOD_data_GetMacRuleTbl()->tree, nullptr);
 }
 
+// Without a tree a custom rule is refused by the limit, or else by the tree.
+uint32_t AddedCustomRule() {
+  ByodMacRule rule = {};
+  rule.origin = BYOD_RULE_CUSTOM;
+  return Byod_AddMacRule(&rule);
+}
+
+TEST(RuleStoreBeforeInit, HasNoLimit) {
+  EXPECT_EQ(AddedCustomRule(), AVL_ERR_ARGUMENT);
+}
+
+TEST_F(RuleStoreTest, FiniLiftsTheLimit) {
+  Reopen(0);
+  ASSERT_EQ(AddedCustomRule(), kRuleLimit);
+  BYOD_data_GlobalInfoFini();
+  EXPECT_EQ(AddedCustomRule(), AVL_ERR_ARGUMENT);
+}
+
 TEST_F(RuleStoreTest, InitMakesThreeEmptyTables) {
   EXPECT_NE(BYOD_data_GetMacRuleTbl()->tree, nullptr);
   EXPECT_NE(BYOD_data_GetUserAgentRuleTbl()->hash, nullptr);
