@@ -127,8 +127,13 @@ class DaemonProcess {
     return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
   }
 
+  /// Signals it, if it runs: -1 would mean every process of this machine.
+  void Signal(int signal) {
+    if (pid_ > 0) kill(pid_, signal);
+  }
+
   int Kill(int signal) {
-    kill(pid_, signal);
+    Signal(signal);
     return WaitForEnd();
   }
 

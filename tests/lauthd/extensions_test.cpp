@@ -181,10 +181,10 @@ TEST_F(Extensions, WatchTellsIdentificationsUntilTheClientMoves) {
 
 // A watch that was asked for before the daemon took the connection in ended at once.
 TEST_F(Extensions, WatchGoesOnWhenTheRequestCameFirst) {
-  kill(daemon_.pid(), SIGSTOP);
+  daemon_.Signal(SIGSTOP);
   Client watcher(daemon_);
   ASSERT_TRUE(watcher.Send(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_WATCH)));
-  kill(daemon_.pid(), SIGCONT);
+  daemon_.Signal(SIGCONT);
   EXPECT_EQ(BYOD_tlv_GetErrorCode(watcher.Receive().get()), uint32_t{BYOD_ERR_CONTINUE});
   Client client(daemon_);
   client.Ask(Fingerprint(BYOD_MSG_DEVATTR_BY_FP, "an iPhone"));

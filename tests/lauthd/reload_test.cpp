@@ -57,7 +57,7 @@ class Reload : public testing::Test {
 
 TEST_F(Reload, OnSighupNewRulesComeAndTheAdministratorsStay) {
   daemon_.WriteRules("user-agent.csv", std::string(kHead) + "Iphone,new,Apple,,\nCustom,c,,,\n");
-  kill(daemon_.pid(), SIGHUP);
+  daemon_.Signal(SIGHUP);
   ASSERT_TRUE(Eventually([this] { return TextOf(Get("iPhone"), BYOD_TLV_DEVNAME) == "new"; }));
   const std::string running = Table();
   EXPECT_EQ(running,

@@ -158,6 +158,7 @@ TEST_F(DbmProcess, AProcessKilledInTheMiddleOfChangesLosesNoneThatReturned) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    ASSERT_GT(child, 0);
     ASSERT_EQ(kill(child, SIGKILL), 0);
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -195,6 +196,7 @@ TEST_F(DbmProcess, AProcessKilledWhileItCreatesLeavesNoneOrAWholeDatabase) {
       return Open(handle) == DBM_OK && pause() != 0;
     });
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
+    ASSERT_GT(child, 0);
     ASSERT_EQ(kill(child, SIGKILL), 0);
     ASSERT_EQ(waitpid(child, nullptr, 0), child);
     OpenIt();
