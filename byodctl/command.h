@@ -4,26 +4,50 @@
 
 #include <CLI/App.hpp>
 #include <functional>
+#include <span>
+
+#include "byodctl/failure.h"
+#include "byodctl/settings.h"
 
 namespace byod::ctl {
-
-enum ExitStatus {
-  kExitSuccess = 0,
-  kExitBadInput = 1,  ///< of the command line, a file or a line of input
-  kExitUnknown = 3    ///< something was not identified
-};
 
 /// Runs a command with the options that were parsed. @return the exit status
 using Run = std::function<int()>;
 
 struct Command {
-  const char* name;
+  const char* verb;
+  const char* noun;  ///< nullptr when the verb says it all
   const char* help;
-  /// Declares the command's options.
-  Run (*define)(CLI::App& app);
+  /// Declares the command's options. The settings are filled in when the command runs; they outlive
+  /// it.
+  Run (*define)(CLI::App& app, const Settings& settings);
 };
 
-Run DefineIdentify(CLI::App& app);
+/// All of them, those with the same verb side by side.
+std::span<const Command> Commands();
+
+Run DefineIdentify(CLI::App& app, const Settings& settings);
+Run DefineShowRules(CLI::App& app, const Settings& settings);
+Run DefineShowRule(CLI::App& app, const Settings& settings);
+Run DefineShowOrder(CLI::App& app, const Settings& settings);
+Run DefineShowCounts(CLI::App& app, const Settings& settings);
+Run DefineShowStatus(CLI::App& app, const Settings& settings);
+Run DefineShowUnknown(CLI::App& app, const Settings& settings);
+Run DefineShowAuthorization(CLI::App& app, const Settings& settings);
+Run DefineSetRule(CLI::App& app, const Settings& settings);
+Run DefineSetOrder(CLI::App& app, const Settings& settings);
+Run DefineSetAuthorization(CLI::App& app, const Settings& settings);
+Run DefineUnsetRule(CLI::App& app, const Settings& settings);
+Run DefineUnsetOrder(CLI::App& app, const Settings& settings);
+Run DefineUnsetAuthorization(CLI::App& app, const Settings& settings);
+Run DefineUnsetUnknown(CLI::App& app, const Settings& settings);
+Run DefineImport(CLI::App& app, const Settings& settings);
+Run DefineExport(CLI::App& app, const Settings& settings);
+Run DefineWatch(CLI::App& app, const Settings& settings);
+Run DefineBackup(CLI::App& app, const Settings& settings);
+Run DefineRestore(CLI::App& app, const Settings& settings);
+Run DefineReload(CLI::App& app, const Settings& settings);
+Run DefineCheckRules(CLI::App& app, const Settings& settings);
 
 }  // namespace byod::ctl
 

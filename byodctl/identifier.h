@@ -4,6 +4,8 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "byod_data.h"
 #include "explain/explain.h"
@@ -15,6 +17,13 @@ struct Explanation {
   explain::NameSearch name;
 };
 
+/// What a terminal of a user group may do.
+struct AuthorizationSet {
+  std::string group;
+  std::string type;  ///< the category that the set is for; "*" = any
+  std::vector<std::pair<std::string, std::string>> attributes;
+};
+
 /// Empty texts are unknown.
 struct Answer {
   std::string vendor;
@@ -22,6 +31,7 @@ struct Answer {
   std::string os;
   std::string name;
   std::optional<Explanation> explanation;
+  std::optional<AuthorizationSet> authorization;
 
   bool IsUnknown() const {
     return vendor.empty() && category.empty() && os.empty() && name.empty();

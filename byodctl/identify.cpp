@@ -10,12 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "byod_order.h"
 #include "byodctl/command.h"
+#include "byodctl/daemon_identifier.h"
 #include "byodctl/display_text.h"
 #include "byodctl/input.h"
-#include "byodctl/method_names.h"
 #include "byodctl/offline_identifier.h"
+#include "byodctl/order_text.h"
 #include "byodctl/output.h"
 
 namespace byod::ctl {
@@ -29,6 +29,7 @@ struct Options {
   bool tsv = false;
   bool json = false;
   bool explains = false;
+  std::string group;
   std::vector<std::string> order;
   rulefiles::Sources sources{BYOD_RULES_DIRECTORY, BYOD_REGISTRY_DIRECTORY};
 
@@ -77,16 +78,6 @@ struct Summary {
   }
 };
 
-/// Fewer than three methods leave slots that name none, which end the order.
-ByodOrder OrderOf(const std::vector<std::string>& names) {
-  ByodOrder order = {{BYOD_METHOD_COUNT, BYOD_METHOD_COUNT, BYOD_METHOD_COUNT}};
-  for (size_t i = 0; i < names.size(); ++i) {
-    const auto* const found = std::ranges::find(kMethodNames, names[i]);
-    order.slots[i] = static_cast<uint32_t>(found - std::begin(kMethodNames));
-  }
-  return order;
-}
-
 /// Of the default places those that are there: a machine may do without either.
 rulefiles::Sources SourcesThatAreThere(rulefiles::Sources sources) {
   for (std::string* directory : {&sources.rules_directory, &sources.registry_directory}) {
@@ -121,7 +112,7 @@ void Report(const Summary& summary, const Options& options) {
   }
 }
 
-int Identify(const Options& options) {
+std::unique_ptr<Identifier> MakeOfflineIdentifier(const Options& options) {
   rulefiles::Diagnostics diagnostics([](const rulefiles::Diagnostic& diagnostic) {
     std::cerr << Printable(ToString(diagnostic)) << '\n';
   });
@@ -129,19 +120,28 @@ int Identify(const Options& options) {
   settings.sources = SourcesThatAreThere(options.sources);
   if (!options.order.empty()) settings.order = OrderOf(options.order);
   settings.explains = options.explains;
-  OfflineIdentifier identifier(settings, diagnostics);
+  return std::make_unique<OfflineIdentifier>(settings, diagnostics);
+}
 
+int Identify(const Options& options, const Settings& settings) {
+  std::unique_ptr<Identifier> identifier;
+  if (options.offline) {
+    identifier = MakeOfflineIdentifier(options);
+  } else {
+    identifier = std::make_unique<DaemonIdentifier>(settings, options.group, options.explains);
+  }
   std::unique_ptr<LineReader> reader;
   if (options.has_fingerprint) {
     reader = std::make_unique<ArgumentReader>(options.fingerprint);
   } else {
     reader = OpenInput(std::cin, options.input_format());
   }
-  const auto writer = MakeWriter(options.output_format(), options.explains, std::cout);
+  const auto writer =
+      MakeWriter(options.output_format(), {options.explains, !options.group.empty()}, std::cout);
   Summary summary;
   while (auto line = reader->Next()) {
     bool is_cut = false;
-    const Identification result = IdentifyLine(std::move(*line), identifier, is_cut);
+    const Identification result = IdentifyLine(std::move(*line), *identifier, is_cut);
     if (!result.line.error.empty()) {
       std::cerr << "byodctl: ";
       if (!options.has_fingerprint) std::cerr << "line " << result.line.number << ": ";
@@ -158,32 +158,19 @@ int Identify(const Options& options) {
   return summary.ExitStatus();
 }
 
-std::string CheckOrder(const std::vector<std::string>& names) {
-  if (names.size() > BYOD_METHOD_COUNT) return "--order: at most three methods";
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (std::ranges::find(kMethodNames, names[i]) == std::end(kMethodNames)) {
-      return "--order: " + names[i] + " is none of dhcp, user-agent, mac";
-    }
-    if (std::find(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i), names[i]) !=
-        names.begin() + static_cast<std::ptrdiff_t>(i)) {
-      return "--order: " + names[i] + " stands twice";
-    }
-  }
-  return {};
-}
-
 }  // namespace
 
-Run DefineIdentify(CLI::App& app) {
+Run DefineIdentify(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
       "Without --mac, --user-agent and --dhcp fingerprints are read from standard input: "
       "tab-separated\nlines under a header that names the columns mac, options and user_agent, or "
       "JSON Lines with these keys.\nA line that cannot be read is reported and gets an empty "
       "answer.\n\n"
-      "Exit status: 0 all identified, 1 bad usage or input, 3 something stayed unknown.");
-  app.add_flag("--offline", options->offline, "Identify in this process, with the rules of files")
-      ->required();
+      "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 something stayed "
+      "unknown.");
+  auto* const offline = app.add_flag("--offline", options->offline,
+                                     "Identify in this process, with the rules of files");
   const std::vector<const CLI::Option*> parts = {
       app.add_option("--mac", options->fingerprint.mac, "Address of a terminal")->type_name("MAC"),
       app.add_option("--user-agent", options->fingerprint.user_agent, "HTTP User-Agent")
@@ -200,22 +187,28 @@ Run DefineIdentify(CLI::App& app) {
   app.add_option("--rules", options->sources.rules_directory,
                  "Directory of rule files; empty for none")
       ->type_name("DIR")
+      ->needs(offline)
       ->capture_default_str();
   app.add_option("--ieee", options->sources.registry_directory,
                  "Directory of the registry of MAC prefixes; empty for none")
       ->type_name("DIR")
+      ->needs(offline)
       ->capture_default_str();
   app.add_option("--order", options->order, "Methods in the order of trying: dhcp,user-agent,mac")
       ->type_name("METHODS")
+      ->needs(offline)
       ->delimiter(',');
+  app.add_option("--group", options->group, "Tell too what terminals of this user group may do")
+      ->type_name("GROUP")
+      ->excludes(offline);
   const auto* const rules = app.get_option("--rules");
   const auto* const ieee = app.get_option("--ieee");
 
   app.final_callback([options, parts, rules, ieee] {
     options->has_fingerprint =
         std::ranges::any_of(parts, [](const CLI::Option* part) { return part->count() > 0; });
-    const std::string fault = CheckOrder(options->order);
-    if (!fault.empty()) throw CLI::ValidationError(fault);
+    const std::string fault = FaultOfOrder(options->order);
+    if (!fault.empty()) throw CLI::ValidationError("--order: " + fault);
     for (const auto* given : {rules, ieee}) {
       const std::string directory = given->as<std::string>();
       if (given->count() == 0 || directory.empty()) continue;
@@ -224,7 +217,7 @@ Run DefineIdentify(CLI::App& app) {
       }
     }
   });
-  return [options] { return Identify(*options); };
+  return [options, &settings] { return Identify(*options, settings); };
 }
 
 }  // namespace byod::ctl

@@ -29,7 +29,7 @@ Answer OfflineIdentifier::Identify(const ByodFingerPrint& fingerprint) {
   // Both results are in the texts: what failed left them empty.
   BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &attributes);
   BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof name, name);
-  Answer answer{attributes.vendor, attributes.category, attributes.os, name, {}};
+  Answer answer{attributes.vendor, attributes.category, attributes.os, name, {}, {}};
   if (explains_) {
     answer.explanation =
         Explanation{explain::ExplainAttributes(fingerprint), explain::ExplainName(fingerprint)};

@@ -1,15 +1,17 @@
 #include "byodctl/output.h"
 
 #include <algorithm>
-#include <array>
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "byodctl/authorization_text.h"
 #include "byodctl/display_text.h"
 #include "byodctl/explanation_json.h"
 #include "byodctl/explanation_text.h"
+#include "byodctl/table.h"
 
 namespace byod::ctl {
 namespace {
@@ -18,8 +20,9 @@ using Json = nlohmann::ordered_json;
 
 class TsvWriter : public Writer {
  public:
-  explicit TsvWriter(std::ostream& out) : out_(out) {
-    out_ << "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname\n";
+  TsvWriter(std::ostream& out, bool authorizes) : out_(out), authorizes_(authorizes) {
+    out_ << "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname"
+         << (authorizes ? "\tauthorization\n" : "\n");
   }
 
   void Write(const Identification& identification) override {
@@ -31,7 +34,8 @@ class TsvWriter : public Writer {
     Put(answer.vendor, '\t');
     Put(answer.category, '\t');
     Put(answer.os, '\t');
-    Put(answer.name, '\n');
+    Put(answer.name, authorizes_ ? '\t' : '\n');
+    if (authorizes_) Put(AuthorizationText(answer.authorization), '\n');
     out_.flush();  // for a program that waits for the answer before its next question
   }
 
@@ -42,6 +46,7 @@ class TsvWriter : public Writer {
   }
 
   std::ostream& out_;
+  bool authorizes_;
 };
 
 class JsonWriter : public Writer {
@@ -63,7 +68,9 @@ class JsonWriter : public Writer {
         {"identified", !answer.IsUnknown()},
         {"locally_administered", identification.is_locally_administered},
         {"error", line.error.empty() ? Json() : Json(line.error)},
-        {"explanation", answer.explanation ? Json(ExplanationJson(*answer.explanation)) : Json()}};
+        {"explanation", answer.explanation ? Json(ExplanationJson(*answer.explanation)) : Json()},
+        {"authorization",
+         answer.authorization ? AuthorizationJson(*answer.authorization) : Json()}};
     // A User-Agent need not be UTF-8, but JSON is.
     out_ << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
   }
@@ -76,7 +83,9 @@ constexpr char kRandomNote[] = "* locally administered address: its prefix names
 
 class TableWriter : public Writer {
  public:
-  explicit TableWriter(std::ostream& out) : out_(out) {}
+  TableWriter(std::ostream& out, bool authorizes) : out_(out), authorizes_(authorizes) {
+    if (authorizes) rows_.front().insert(rows_.front().begin() + kAuthorizationAt, "AUTHORIZATION");
+  }
 
   void Write(const Identification& identification) override {
     const FingerprintText& text = identification.line.text;
@@ -87,34 +96,30 @@ class TableWriter : public Writer {
                      Cell(answer.vendor), Cell(answer.category), Cell(answer.os),
                      is_bad ? "(bad line)" : Cell(answer.name), Cell(text.options, 30),
                      Cell(text.user_agent, 60)});
+    if (authorizes_) {
+      rows_.back().insert(rows_.back().begin() + kAuthorizationAt,
+                          Cell(AuthorizationText(answer.authorization)));
+    }
   }
 
   void Finish() override {
-    std::array<size_t, kColumns> widths = {};
-    for (const Row& row : rows_) {
-      for (size_t i = 0; i < kColumns; ++i)
-        widths[i] = std::max(widths[i], DisplayWidth(row[i]));
-    }
-    for (const Row& row : rows_) {
-      std::string line;
-      for (size_t i = 0; i < kColumns; ++i) {
-        line += row[i];
-        if (i + 1 < kColumns) line.append(widths[i] - DisplayWidth(row[i]) + 2, ' ');
-      }
-      out_ << line << '\n';
-    }
+    Table table(rows_.front());
+    for (size_t i = 1; i < rows_.size(); ++i)
+      table.Add(std::move(rows_[i]));
+    table.Write(out_);
     if (has_random_) out_ << kRandomNote;
   }
 
  private:
-  static constexpr size_t kColumns = 7;
-  using Row = std::array<std::string, kColumns>;
+  static constexpr std::ptrdiff_t kAuthorizationAt = 5;
+  using Row = std::vector<std::string>;
 
   static std::string Cell(const std::string& text, size_t most = 128) {
-    return text.empty() ? "-" : CutToWidth(Printable(text), most);
+    return ctl::Cell(text, most);
   }
 
   std::ostream& out_;
+  bool authorizes_;
   std::vector<Row> rows_ = {
       {"MAC", "VENDOR", "CATEGORY", "OS", "NAME", "DHCP OPTIONS", "USER-AGENT"}};
   bool has_random_ = false;
@@ -138,8 +143,11 @@ class ExplanationWriter : public Writer {
     }
     if (answer.explanation) out_ << ExplanationText(*answer.explanation);
     out_ << "  answer: vendor " << Shown(answer.vendor) << ", category " << Shown(answer.category)
-         << ", os " << Shown(answer.os) << ", name " << Shown(answer.name) << '\n'
-         << std::flush;
+         << ", os " << Shown(answer.os) << ", name " << Shown(answer.name) << '\n';
+    if (answer.authorization) {
+      out_ << "  authorization: " << Shown(AuthorizationText(answer.authorization)) << '\n';
+    }
+    out_ << std::flush;
   }
 
  private:
@@ -150,11 +158,11 @@ class ExplanationWriter : public Writer {
 
 }  // namespace
 
-std::unique_ptr<Writer> MakeWriter(OutputFormat format, bool explains, std::ostream& out) {
-  if (format == OutputFormat::kTsv) return std::make_unique<TsvWriter>(out);
+std::unique_ptr<Writer> MakeWriter(OutputFormat format, OutputExtras extras, std::ostream& out) {
+  if (format == OutputFormat::kTsv) return std::make_unique<TsvWriter>(out, extras.authorizes);
   if (format == OutputFormat::kJson) return std::make_unique<JsonWriter>(out);
-  if (explains) return std::make_unique<ExplanationWriter>(out);
-  return std::make_unique<TableWriter>(out);
+  if (extras.explains) return std::make_unique<ExplanationWriter>(out);
+  return std::make_unique<TableWriter>(out, extras.authorizes);
 }
 
 }  // namespace byod::ctl

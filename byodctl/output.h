@@ -29,11 +29,17 @@ enum class OutputFormat {
   kTsv,  ///< a header, then a line for each line of input. Nothing is quoted, so a tab or line end
          ///< inside a field, which only JSON input can have, becomes a blank
   kJson  ///< an object a line. Its keys are always the same: error is null or says why the line
-         ///< could not be identified, explanation is null unless asked for
+         ///< could not be identified, explanation and authorization are null unless asked for
+};
+
+/// What goes out besides the answer.
+struct OutputExtras {
+  bool explains = false;
+  bool authorizes = false;  ///< a column more, in tables and tab-separated lines
 };
 
 /// @param out  borrowed by the writer
-std::unique_ptr<Writer> MakeWriter(OutputFormat format, bool explains, std::ostream& out);
+std::unique_ptr<Writer> MakeWriter(OutputFormat format, OutputExtras extras, std::ostream& out);
 
 }  // namespace byod::ctl
 

@@ -1,0 +1,104 @@
+// byodctl show authorization, set authorization, unset authorization
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "byod_tlv.h"
+#include "byodctl/authorization_text.h"
+#include "byodctl/change_report.h"
+#include "byodctl/client.h"
+#include "byodctl/command.h"
+#include "byodctl/json_line.h"
+#include "byodctl/table.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::string group;
+  std::string type;
+  std::vector<std::string> attributes;
+  bool json = false;
+};
+
+Request About(uint32_t operation, const Options& options) {
+  Request request(operation, BYOD_EXT_MSG_AUTHORIZATION);
+  if (!options.group.empty()) request.Text(BYOD_EXT_GROUP, options.group);
+  if (!options.type.empty()) request.Text(BYOD_TLV_DEVTYPE, options.type);
+  return request;
+}
+
+int Show(const Options& options, const Settings& settings) {
+  Client client(settings);
+  Table table({"GROUP", "TYPE", "ATTRIBUTES"});
+  client.Series(About(BYOD_OP_GET, options), [&](const Fields& reply) {
+    reply.ForEachNested(BYOD_EXT_AUTHORIZATION, [&](const Fields& fields) {
+      const AuthorizationSet set = AuthorizationIn(fields);
+      if (options.json) return WriteJsonLine(AuthorizationJson(set));
+      table.Add({Cell(set.group), Cell(set.type), Cell(AuthorizationText(set), 200)});
+    });
+  });
+  if (!options.json) table.Write(std::cout);
+  return kExitSuccess;
+}
+
+int Set(const Options& options, const Settings& settings) {
+  Request request = About(BYOD_OP_SET, options);
+  for (const std::string& attribute : options.attributes) {
+    const size_t equals = attribute.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      throw Failure(kExitBadInput, '"' + attribute + "\" is no ATTRIBUTE=VALUE");
+    }
+    request.Text(BYOD_EXT_ATTR_NAME, attribute.substr(0, equals));
+    request.Text(BYOD_EXT_ATTR_VALUE, attribute.substr(equals + 1));
+  }
+  Client client(settings);
+  return ReportChange(client.Change(request), options.json);
+}
+
+int Unset(const Options& options, const Settings& settings) {
+  Request request = About(BYOD_OP_UNDO, options);
+  for (const std::string& name : options.attributes)
+    request.Text(BYOD_EXT_ATTR_NAME, name);
+  Client client(settings);
+  return ReportChange(client.Change(request), options.json);
+}
+
+constexpr char kTypeHelp[] = "Category of the terminals; * for all without a set of their own";
+
+}  // namespace
+
+Run DefineShowAuthorization(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer("JSON: group, type, attributes (an object of texts); a line for each set.");
+  app.add_option("GROUP", options->group, "A user group; all without it");
+  app.add_option("TYPE", options->type, kTypeHelp);
+  app.add_flag("--json", options->json, "Write JSON, a line for each set");
+  return [options, &settings] { return Show(*options, settings); };
+}
+
+Run DefineSetAuthorization(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Attributes that are not named stay as they are. Names are free; usual ones are vlan, "
+      "acl,\nuser-profile and session-timeout.");
+  app.add_option("GROUP", options->group, "A user group")->required();
+  app.add_option("TYPE", options->type, kTypeHelp)->required();
+  app.add_option("ATTRIBUTE=VALUE", options->attributes, "What they may do")->required();
+  app.add_flag("--json", options->json, "Write JSON: changed");
+  return [options, &settings] { return Set(*options, settings); };
+}
+
+Run DefineUnsetAuthorization(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.add_option("GROUP", options->group, "A user group")->required();
+  app.add_option("TYPE", options->type, std::string{kTypeHelp} + "; without it all sets go");
+  app.add_option("ATTRIBUTE", options->attributes, "Names; without them the whole set goes");
+  app.add_flag("--json", options->json, "Write JSON: changed");
+  return [options, &settings] { return Unset(*options, settings); };
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,33 @@
+#include "byodctl/authorization_text.h"
+
+#include "byod_tlv.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+
+std::string AuthorizationText(const std::optional<AuthorizationSet>& set) {
+  std::string text;
+  if (!set) return text;
+  for (const auto& [name, value] : set->attributes)
+    text += (text.empty() ? "" : " ") + name + '=' + value;
+  return text;
+}
+
+Json AuthorizationJson(const AuthorizationSet& set) {
+  Json attributes = Json::object();
+  for (const auto& [name, value] : set.attributes)
+    attributes[name] = value;
+  return {{"group", set.group}, {"type", set.type}, {"attributes", attributes}};
+}
+
+AuthorizationSet AuthorizationIn(const Fields& fields) {
+  AuthorizationSet set{fields.Text(BYOD_EXT_GROUP), fields.Text(BYOD_TLV_DEVTYPE), {}};
+  std::string name;
+  fields.ForEach([&](uint16_t type, const std::string& text) {
+    if (type == BYOD_EXT_ATTR_NAME) name = text;
+    if (type == BYOD_EXT_ATTR_VALUE) set.attributes.emplace_back(name, text);
+  });
+  return set;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,25 @@
+// Authorization sets, as they are written and read.
+#ifndef BYODCTL_AUTHORIZATION_TEXT_H
+#define BYODCTL_AUTHORIZATION_TEXT_H
+
+#include <optional>
+#include <string>
+
+#include "byodctl/client.h"
+#include "byodctl/identifier.h"
+#include "byodctl/json_line.h"
+
+namespace byod::ctl {
+
+/// "vlan=20 acl=guest"; empty without a set.
+std::string AuthorizationText(const std::optional<AuthorizationSet>& set);
+
+/// {"group": "staff", "type": "Mobile", "attributes": {"vlan": "20"}}
+Json AuthorizationJson(const AuthorizationSet& set);
+
+/// The set that a message holds.
+AuthorizationSet AuthorizationIn(const Fields& fields);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_AUTHORIZATION_TEXT_H

@@ -1,0 +1,24 @@
+// What a command that changes something tells at its end.
+#ifndef BYODCTL_CHANGE_REPORT_H
+#define BYODCTL_CHANGE_REPORT_H
+
+#include <iostream>
+
+#include "byodctl/failure.h"
+#include "byodctl/json_line.h"
+
+namespace byod::ctl {
+
+/// It is no fault when nothing had to be changed. @return the exit status
+inline int ReportChange(bool changed, bool json) {
+  if (json) {
+    WriteJsonLine({{"changed", changed}});
+  } else if (!changed) {
+    std::cerr << "byodctl: no change, it is so already\n";
+  }
+  return kExitSuccess;
+}
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_CHANGE_REPORT_H

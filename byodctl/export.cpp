@@ -1,0 +1,70 @@
+// byodctl export
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "byodctl/command.h"
+#include "byodctl/display_text.h"
+#include "byodctl/json_line.h"
+#include "byodctl/rule.h"
+#include "byodctl/rule_csv.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::string kind;
+  bool json = false;
+};
+
+/// A rule that was set by other means may hold what a rule file cannot say.
+bool IsReadable(uint32_t kind, const std::string& row) {
+  rulefiles::Diagnostics diagnostics([](const rulefiles::Diagnostic&) {});
+  return ReadRuleCsv({{}, CsvHeader(kind) + row}, kind, diagnostics).size() == 1;
+}
+
+int Export(const Options& options, const Settings& settings) {
+  std::vector<uint32_t> kinds(std::begin(kRuleKindsInOrder), std::end(kRuleKindsInOrder));
+  if (!options.kind.empty()) kinds = {RuleKindOf(options.kind)};
+  Client client(settings);
+  int status = kExitSuccess;
+  for (const uint32_t kind : kinds) {
+    if (!options.json) std::cout << CsvHeader(kind);
+    ListRules(client, kind, true, Telling::kConfigured, [&](const Rule& rule) {
+      const std::string key = ToString(rule.key);
+      const std::string row = CsvRow(kind, key, rule.device);
+      if (!IsReadable(kind, row)) {
+        std::cerr << "byodctl: the " << kRuleKindNames[kind] << " rule " << Printable(key)
+                  << " cannot be written in a rule file\n";
+        status = kExitBadInput;
+      } else if (options.json) {
+        Json object = {{"kind", kRuleKindNames[kind]}, {"key", key}};
+        for (const DeviceField& field : kDeviceFields)
+          object[field.name] = rule.device.*field.member;
+        WriteJsonLine(object);
+      } else {
+        std::cout << row;
+      }
+    });
+  }
+  return status;
+}
+
+}  // namespace
+
+Run DefineExport(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Writes to standard output the rules that an administrator made or changed, with what "
+      "he set of them.\nImporting that changes nothing. Without KIND the kinds follow one "
+      "another, each with its header;\nimport reads that, a directory of rule files holds "
+      "one kind in each file.");
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; all without it");
+  app.add_flag("--json", options->json,
+               "Write JSON, a line for each rule, which import cannot read");
+  return [options, &settings] { return Export(*options, settings); };
+}
+
+}  // namespace byod::ctl

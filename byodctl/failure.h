@@ -1,0 +1,32 @@
+// How a command ends when it does not end well.
+#ifndef BYODCTL_FAILURE_H
+#define BYODCTL_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace byod::ctl {
+
+enum ExitStatus {
+  kExitSuccess = 0,
+  kExitBadInput = 1,    ///< of the command line, a file or a line of input
+  kExitNoDaemon = 2,    ///< the daemon is not there, or gives no answer
+  kExitUnknown = 3,     ///< a terminal is not identified, or there is no such rule or set
+  kExitPermission = 4,  ///< the daemon lets others do that, not this user
+  kExitRefused = 5      ///< the daemon does not do that, and says why
+};
+
+/// Ends the command: what() is told on standard error.
+class Failure : public std::runtime_error {
+ public:
+  Failure(ExitStatus status, const std::string& what) : std::runtime_error(what), status_(status) {}
+
+  ExitStatus status() const { return status_; }
+
+ private:
+  ExitStatus status_;
+};
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_FAILURE_H

@@ -1,0 +1,19 @@
+// An object a line, for programs.
+#ifndef BYODCTL_JSON_LINE_H
+#define BYODCTL_JSON_LINE_H
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace byod::ctl {
+
+using Json = nlohmann::ordered_json;
+
+/// Texts from outside need not be UTF-8, but JSON is.
+inline void WriteJsonLine(const Json& object) {
+  std::cout << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_JSON_LINE_H

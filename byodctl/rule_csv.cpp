@@ -1,0 +1,172 @@
+#include "byodctl/rule_csv.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "rulefiles/csv_parser.h"
+
+namespace byod::ctl {
+namespace {
+
+/// What the first column is called, by BYOD_METHOD_*.
+constexpr const char* kKeyColumns[BYOD_METHOD_COUNT] = {"options", "expression", "mac"};
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+/// Quoted where a reader would take it for something else.
+std::string CsvField(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos && !text.starts_with('#') &&
+      !text.starts_with(kByteOrderMark)) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+/// A mask that is written as an address.
+bool IsMaskText(const std::string& text) {
+  return text.find_first_of(":.-") != std::string::npos || text.size() == 12;
+}
+
+bool Holds(const rulefiles::Record& record, std::string_view field) {
+  return std::ranges::find(record, field) != record.end();
+}
+
+/// The kind of the rows behind a header.
+std::optional<uint32_t> KindOfHeader(const rulefiles::Record& record) {
+  for (uint32_t kind = 0; kind < BYOD_METHOD_COUNT; ++kind) {
+    if (Holds(record, kKeyColumns[kind])) return kind;
+  }
+  return std::nullopt;
+}
+
+/// Behind the first one only the headers that we write ourselves are taken for headers, not rows.
+bool IsOwnHeader(const rulefiles::Record& record, uint32_t kind) {
+  std::string line;
+  for (const std::string& field : record)
+    line += (line.empty() ? "" : ",") + field;
+  return line + '\n' == CsvHeader(kind);
+}
+
+/// Where a line begins; lines end with LF, CRLF or CR.
+class LineStarts {
+ public:
+  explicit LineStarts(std::string_view text) : text_(text) {}
+
+  /// Lines are asked for in ascending order.
+  size_t Of(size_t line) {
+    while (line_ < line && at_ < text_.size()) {
+      const char c = text_[at_++];
+      if (c == '\r' && at_ < text_.size() && text_[at_] == '\n') ++at_;
+      if (c == '\n' || c == '\r') ++line_;
+    }
+    return at_;
+  }
+
+ private:
+  std::string_view text_;
+  size_t line_ = 1;
+  size_t at_ = 0;
+};
+
+struct Section {
+  size_t line;
+  uint32_t kind;
+};
+
+std::vector<Section> SectionsOf(const rulefiles::File& file) {
+  std::vector<Section> sections;
+  bool is_first = true;
+  rulefiles::ParseRecords(file.content,
+                          {[&](size_t line, rulefiles::Record&& record) {
+                             const auto kind = KindOfHeader(record);
+                             if (kind && (is_first || IsOwnHeader(record, *kind)))
+                               sections.push_back({line, *kind});
+                             if (!kind && is_first) {
+                               throw Failure(
+                                   kExitBadInput,
+                                   rulefiles::ToString(rulefiles::Place{
+                                       std::make_shared<const std::string>(file.name), line}) +
+                                       ": no header: mac, expression or options, and name, vendor, "
+                                       "category, os");
+                             }
+                             is_first = false;
+                           },
+                           [](size_t, const char*) {}});
+  return sections;
+}
+
+Rule MakeRule(const rulefiles::MacRule& rule) {
+  return {{BYOD_METHOD_MAC, rule.prefix, {}}, false, false, rule.device};
+}
+
+void Append(std::vector<PlacedRule>& out, std::vector<PlacedRule> more) {
+  out.insert(out.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+}  // namespace
+
+std::string CsvHeader(uint32_t kind) {
+  return std::string{kKeyColumns[kind]} + (kind == BYOD_METHOD_MAC ? ",mask" : "") +
+         ",name,vendor,category,os\n";
+}
+
+std::string CsvRow(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device) {
+  std::string row;
+  if (kind == BYOD_METHOD_MAC) {
+    const size_t slash = key.find('/');
+    const std::string mask = slash == std::string::npos ? "" : key.substr(slash + 1);
+    const bool is_apart = IsMaskText(mask);
+    row = CsvField(is_apart ? key.substr(0, slash) : key) + ',' + (is_apart ? CsvField(mask) : "");
+  } else {
+    row = CsvField(key);
+  }
+  for (const DeviceField& field : kDeviceFields)
+    row += ',' + CsvField(device.*field.member);
+  return row + '\n';
+}
+
+std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
+                                    rulefiles::Diagnostics& diagnostics) {
+  std::vector<PlacedRule> rules;
+  if (kind == BYOD_METHOD_MAC) {
+    for (const auto& rule : rulefiles::ReadMacRules(file, diagnostics))
+      rules.push_back({MakeRule(rule), rule.place});
+    return rules;
+  }
+  const auto read =
+      kind == BYOD_METHOD_DHCP ? &rulefiles::ReadDhcpOptionRules : &rulefiles::ReadUserAgentRules;
+  for (auto& rule : read(file, diagnostics)) {
+    rules.push_back({{{kind, {}, std::move(rule.text)}, false, false, std::move(rule.device)},
+                     std::move(rule.place)});
+  }
+  return rules;
+}
+
+std::vector<PlacedRule> ReadAnyRuleCsv(const rulefiles::File& marked,
+                                       rulefiles::Diagnostics& diagnostics) {
+  rulefiles::File file = marked;
+  if (file.content.starts_with(kByteOrderMark)) file.content.erase(0, kByteOrderMark.size());
+  const std::vector<Section> sections = SectionsOf(file);
+  if (sections.empty()) throw Failure(kExitBadInput, file.name + ": no header, no rules");
+  std::vector<PlacedRule> rules;
+  LineStarts starts(file.content);
+  for (size_t i = 0; i < sections.size(); ++i) {
+    // What stands in front of the first header may be a comment or a row that cannot be read.
+    const size_t begin = i == 0 ? 0 : starts.Of(sections[i].line);
+    const size_t end =
+        i + 1 < sections.size() ? starts.Of(sections[i + 1].line) : file.content.size();
+    // Blank lines in front keep the numbers of the lines.
+    const std::string skipped(i == 0 ? 0 : sections[i].line - 1, '\n');
+    const std::string part = skipped + file.content.substr(begin, end - begin);
+    Append(rules, ReadRuleCsv({file.name, part}, sections[i].kind, diagnostics));
+  }
+  return rules;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,64 @@
+// byodctl show unknown, byodctl unset unknown
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "byod_tlv.h"
+#include "byodctl/change_report.h"
+#include "byodctl/client.h"
+#include "byodctl/command.h"
+#include "byodctl/json_line.h"
+#include "byodctl/table.h"
+#include "byodctl/told_fingerprint.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+int ShowUnknown(bool json, const Settings& settings) {
+  Client client(settings);
+  Table table({"LAST SEEN", "TIMES", "MAC", "DHCP OPTIONS", "USER-AGENT"});
+  client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_UNKNOWN), [&](const Fields& reply) {
+    reply.ForEachNested(BYOD_EXT_UNKNOWN, [&](const Fields& unknown) {
+      const FingerprintText text = FingerprintIn(unknown);
+      const uint64_t seen = unknown.Counter(BYOD_EXT_SEEN);
+      const std::string last = TimeText(unknown.Counter(BYOD_EXT_TIME));
+      if (json) {
+        WriteJsonLine({{"mac", text.mac},
+                       {"options", text.options},
+                       {"user_agent", text.user_agent},
+                       {"seen", seen},
+                       {"first", TimeText(unknown.Counter(BYOD_EXT_FIRST_TIME))},
+                       {"last", last}});
+      } else {
+        table.Add({last, std::to_string(seen), Cell(text.mac), Cell(text.options, 30),
+                   Cell(text.user_agent)});
+      }
+    });
+  });
+  if (!json) table.Write(std::cout);
+  return kExitSuccess;
+}
+
+}  // namespace
+
+Run DefineShowUnknown(CLI::App& app, const Settings& settings) {
+  const auto json = std::make_shared<bool>(false);
+  app.footer(
+      "The last seen stand first. JSON: mac, options, user_agent, seen (how often), first, "
+      "last.\nThe keys mac, options and user_agent are those that identify reads.");
+  app.add_flag("--json", *json, "Write JSON, a line for each fingerprint");
+  return [json, &settings] { return ShowUnknown(*json, settings); };
+}
+
+Run DefineUnsetUnknown(CLI::App& app, const Settings& settings) {
+  const auto json = std::make_shared<bool>(false);
+  app.add_flag("--json", *json, "Write JSON");
+  return [json, &settings] {
+    Client client(settings);
+    return ReportChange(client.Change(Request(BYOD_OP_UNDO, BYOD_EXT_MSG_UNKNOWN)), *json);
+  };
+}
+
+}  // namespace byod::ctl
