@@ -18,12 +18,14 @@ static_assert(BYOD_MSG_MAC_LIST - BYOD_MSG_DHCPOPT_LIST == BYOD_METHOD_MAC);
 static_assert(BYOD_MSG_MAC_VALUE - BYOD_MSG_DHCPOPT_VALUE == BYOD_METHOD_MAC);
 static_assert(BYOD_MSG_MAC_DEVATTR - BYOD_MSG_DHCPOPT_DEVATTR == BYOD_METHOD_MAC);
 
-void AppendKey(Request& request, const RuleKey& key) {
+constexpr unsigned kWholeAddress = 48;
+
+void AppendKey(Request& request, const RuleKey& key, bool with_mask = true) {
   if (key.kind == BYOD_METHOD_MAC) {
     const auto mac = key.prefix.Mac();
     const auto mask = key.prefix.Mask();
     request.Bytes(BYOD_TLV_MAC, mac.data(), mac.size());
-    request.Bytes(BYOD_TLV_MACMASK, mask.data(), mask.size());
+    if (with_mask) request.Bytes(BYOD_TLV_MACMASK, mask.data(), mask.size());
   } else {
     request.Text(key.kind == BYOD_METHOD_DHCP ? BYOD_TLV_DHCPOPT : BYOD_TLV_USERAGENT, key.text);
   }
@@ -82,7 +84,7 @@ uint32_t RuleKindOf(const std::string& name) {
 
 std::string ToString(const RuleKey& key) {
   if (key.kind != BYOD_METHOD_MAC) return key.text;
-  if (key.prefix.bits == 48) return rulefiles::ToString(key.prefix.Mac());
+  if (key.prefix.bits == kWholeAddress) return rulefiles::ToString(key.prefix.Mac());
   return rulefiles::ToString(key.prefix);
 }
 
@@ -102,7 +104,8 @@ Request AskForRule(const RuleKey& key, Which which, Telling telling) {
   Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPTRULE + key.kind);
   request.Number(BYOD_TLV_QUERYARG, static_cast<uint32_t>(which));
   request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(telling));
-  AppendKey(request, key);
+  // An address without a mask asks for the rule that covers it.
+  AppendKey(request, key, which != Which::kThis || key.prefix.bits != kWholeAddress);
   return request;
 }
 

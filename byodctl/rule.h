@@ -64,6 +64,7 @@ enum class Telling : uint32_t { kKey = 0, kConfigured = 1, kAll = 2 };
 /// Which rule is told.
 enum class Which : uint32_t { kThis = 0, kNext = 1, kNextConfigured = 2 };
 
+/// A whole address means the rule that covers it.
 Request AskForRule(const RuleKey& key, Which which, Telling telling);
 
 /// @return the rule in a reply, or nested in one

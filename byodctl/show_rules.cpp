@@ -115,9 +115,9 @@ Run DefineShowRules(CLI::App& app, const Settings& settings) {
 Run DefineShowRule(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "KEY is a MAC address with a number of bits or a mask (00:11:22/24), an expression of "
-      "words of a\nUser-Agent, or a list of DHCP options. configured is what an "
-      "administrator set.");
+      "KEY is a MAC address with a number of bits or a mask (00:11:22:00:00:00/24), an expression "
+      "of words of\na User-Agent, or a list of DHCP options. A whole address means the rule that "
+      "covers it. configured is\nwhat an administrator set.");
   app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
   app.add_option("KEY", options->key, "The rule")->required();
   app.add_flag("--next", options->next, "The rule after this one, in the order of the table");

@@ -129,7 +129,7 @@ class IdentifyTest(unittest.TestCase):
     def test_bad_usage_has_status_1_and_says_why(self):
         for arguments, message in (
                 ((), "A subcommand is required"),
-                (("identify", "--mac", "001122334455"), "--offline is required"),
+                (("identify", "--order", "mac", "--mac", "001122334455"), "requires --offline"),
                 (("identify", "--offline", "--nonsense"), "--nonsense"),
                 (("identify", "--offline", "--order", "mac,wlan"),
                  "--order: wlan is none of dhcp, user-agent, mac"),
@@ -280,7 +280,8 @@ class IdentifyTest(unittest.TestCase):
 
     def test_json_output_has_the_same_keys_for_every_line(self):
         keys = ["line", "mac", "options", "user_agent", "vendor", "category", "os", "name",
-                "identified", "locally_administered", "error", "explanation"]
+                "identified", "locally_administered", "error", "explanation",
+                "authorization"]
         stdin = "mac\n001122334455\nzz\nfc0000000000\n"
         for arguments in ((), ("--explain",)):
             _, out, _ = self.identify("--json", *arguments, stdin=stdin)

@@ -1,0 +1,546 @@
+"""byodctl with a running lauthd: daemon_test.py BYODCTL LAUTHD COMPLETION"""
+
+import json
+import os
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import threading
+import time
+import unittest
+
+from running_daemon import Daemon
+
+BYODCTL = LAUTHD = COMPLETION = ""
+
+RULE_KEYS = ["kind", "key", "origin", "modified", "name", "vendor", "category", "os"]
+
+
+class WithDaemon(unittest.TestCase):
+    def setUp(self):
+        self.daemon = Daemon(LAUTHD, BYODCTL)
+        self.addCleanup(self.daemon.close)
+        self.daemon.start()
+
+    def ctl(self, *arguments, expect=0, **options):
+        status, out, err = self.daemon.run(*arguments, **options)
+        self.assertEqual(status, expect, f"{arguments}: {out}{err}")
+        self.err = err
+        return out
+
+    def json(self, *arguments, **options):
+        return [json.loads(line) for line in self.ctl(*arguments, "--json", **options).splitlines()]
+
+
+class Identify(WithDaemon):
+    def test_asks_the_daemon_and_exits_with_3_when_nothing_is_known(self):
+        (answer,) = self.json("identify", "--user-agent", "iPhone")
+        self.assertEqual([answer[key] for key in ("vendor", "category", "os", "name")],
+                         ["Apple", "Mobile", "iOS", "Apple iPhone"])
+        self.assertEqual(answer["authorization"], None)
+        (answer,) = self.json("identify", "--user-agent", "nobody", expect=3)
+        self.assertFalse(answer["identified"])
+
+    def test_a_change_shows_in_the_next_answer(self):
+        self.ctl("set", "rule", "dhcp-option", "1,2", "--vendor", "New")
+        self.assertEqual(self.json("identify", "--dhcp", "1,2")[0]["vendor"], "New")
+
+    def test_the_daemons_explanation_is_that_of_the_files(self):
+        fingerprints = [("--mac", "001122334455", "--user-agent", "Android", "--dhcp", "1,3"),
+                        ("--user-agent", "iPhone"), ("--dhcp", "1,3,6"), ("--mac", "009988776655")]
+        for fingerprint in fingerprints:
+            arguments = ("identify", "--explain", "--json", *fingerprint)
+            _, online, _ = self.daemon.run(*arguments)
+            _, offline, _ = self.daemon.run(*arguments, "--offline", "--rules",
+                                            str(self.daemon.rules), "--ieee", "")
+            online, offline = json.loads(online), json.loads(offline)
+            if "001122334455" not in fingerprint:
+                # Without an address only one of the two searches looks it up.
+                for answer in (online, offline):
+                    for step in answer["explanation"]["name"]:
+                        if step["lookup"] == "no-value":
+                            step["lookup"] = "no-rule"
+            self.assertEqual(online, offline)
+
+    def test_a_modified_rule_is_explained_by_what_was_configured(self):
+        self.ctl("set", "rule", "user-agent", "iPhone", "--os", "iPadOS")
+        (answer,) = self.json("identify", "--explain", "--user-agent", "iPhone")
+        fields = [step for step in answer["explanation"]["attributes"]
+                  if step["method"] == "user-agent"][0]["fields"]
+        self.assertEqual(fields["os"]["source"], "configured")
+        self.assertEqual(fields["vendor"]["source"], "predefined")
+
+    def test_a_group_gets_the_set_for_the_type_or_for_any(self):
+        self.ctl("set", "authorization", "staff", "Mobile", "vlan=20", "acl=phones")
+        self.ctl("set", "authorization", "staff", "*", "vlan=99")
+        (answer,) = self.json("identify", "--group", "staff", "--user-agent", "iPhone")
+        self.assertEqual(answer["authorization"],
+                         {"group": "staff", "type": "Mobile",
+                          "attributes": {"vlan": "20", "acl": "phones"}})
+        (answer,) = self.json("identify", "--group", "staff", "--user-agent", "x", expect=3)
+        self.assertEqual(answer["authorization"]["attributes"], {"vlan": "99"})
+        out = self.ctl("identify", "--group", "staff", "--tsv", "--user-agent", "iPhone")
+        self.assertEqual(out.splitlines()[0].split("\t")[-1], "authorization")
+        self.assertEqual(out.splitlines()[1].split("\t")[-1], "vlan=20 acl=phones")
+
+
+class Rules(WithDaemon):
+    def test_rules_are_listed_by_kind_and_filtered(self):
+        self.ctl("set", "rule", "mac", "00:99:88/24", "--vendor", "Mine")
+        self.ctl("set", "rule", "user-agent", "iPhone", "--name", "Phone")
+        rules = self.json("show", "rules")
+        self.assertEqual([list(rule) for rule in rules], [RULE_KEYS] * 5)
+        self.assertEqual([rule["key"] for rule in self.json("show", "rules", "mac")],
+                         ["00:11:22:00:00:00/24", "00:99:88:00:00:00/24"])
+        self.assertEqual([rule["key"] for rule in self.json("show", "rules", "--custom")],
+                         ["00:99:88:00:00:00/24"])
+        self.assertEqual([rule["key"] for rule in self.json("show", "rules", "--modified")],
+                         ["iPhone"])
+        self.assertEqual(len(self.json("show", "rules", "--modified", "--custom")), 2)
+        self.assertEqual(self.json("show", "rules", "dhcp-option", "--custom"), [])
+        self.assertIn("custom", self.ctl("show", "rules"))
+        self.assertNotIn("\x1b", self.ctl("show", "rules"))
+
+    def test_one_rule_and_the_next(self):
+        self.ctl("set", "rule", "user-agent", "iPhone", "--os", "iPadOS")
+        (rule,) = self.json("show", "rule", "user-agent", "iPhone")
+        self.assertEqual(list(rule), RULE_KEYS + ["configured"])
+        self.assertEqual(rule["configured"],
+                         {"name": "", "vendor": "", "category": "", "os": "iPadOS"})
+        self.assertEqual(rule["vendor"], "Apple")
+        (rule,) = self.json("show", "rule", "user-agent", "Android", "--next")
+        self.assertEqual(rule["key"], "iPhone")
+        self.assertIn("iPadOS (configured)", self.ctl("show", "rule", "user-agent", "iPhone"))
+        self.ctl("show", "rule", "user-agent", "iPhone", "--next", expect=3)
+        self.assertEqual(self.err, "byodctl: there is no such rule\n")
+
+    def test_a_whole_address_shows_the_rule_that_covers_it(self):
+        (rule,) = self.json("show", "rule", "mac", "0011.22aa.bbcc")
+        self.assertEqual(rule["key"], "00:11:22:00:00:00/24")
+
+    def test_fields_are_set_and_taken_back_one_by_one(self):
+        self.ctl("set", "rule", "mac", "00:99:88:00:00:00/ff:ff:ff:00:00:00", "--name", "N",
+                 "--vendor", "V", "--category", "C", "--os", "O")
+        (rule,) = self.json("show", "rule", "mac", "00:99:88/24")
+        self.assertEqual([rule[key] for key in ("name", "vendor", "category", "os")],
+                         ["N", "V", "C", "O"])
+        self.ctl("unset", "rule", "mac", "00:99:88/24", "--name", "--os")
+        (rule,) = self.json("show", "rule", "mac", "00:99:88/24")
+        self.assertEqual([rule[key] for key in ("name", "vendor", "category", "os")],
+                         ["", "V", "C", ""])
+        self.ctl("unset", "rule", "mac", "00:99:88/24")
+        self.ctl("show", "rule", "mac", "00:99:88/24", expect=3)
+        self.ctl("unset", "rule", "mac", "00:99:88/24", expect=3)
+
+    def test_a_rule_without_fields_and_a_change_of_nothing(self):
+        self.assertEqual(self.json("set", "rule", "user-agent", "bare"), [{"changed": True}])
+        self.assertEqual(self.json("set", "rule", "user-agent", "bare"), [{"changed": False}])
+        self.ctl("set", "rule", "user-agent", "bare")
+        self.assertEqual(self.err, "byodctl: no change, it is so already\n")
+
+    def test_a_conflict_is_refused_with_the_rule_that_it_overlaps(self):
+        self.ctl("set", "rule", "mac", "00:11:22:33:00:00/32", "--vendor", "V", "--os", "O",
+                 expect=5)
+        self.assertIn("overlaps the rule 00:11:22:00:00:00/24", self.err)
+        self.assertEqual(len(self.json("show", "rules", "mac")), 1)
+
+    def test_bad_keys_and_fields_are_bad_usage(self):
+        for arguments, reason in [(("mac", "zz"), "malformed"),
+                                  (("dhcp-option", "1,,2"), "malformed"),
+                                  (("user-agent", ""), "empty"),
+                                  (("color", "x"), "no kind of rule"),
+                                  (("user-agent", "x" * 256), "256 bytes long"),
+                                  (("user-agent", "x", "--vendor", "v" * 64), "64 bytes long"),
+                                  (("user-agent", "x", "--vendor", ""), "is empty")]:
+            self.ctl("set", "rule", *arguments, expect=1)
+            self.assertIn(reason, self.err)
+        self.assertEqual(self.json("show", "rules", "--custom"), [])
+
+
+class OrderAndState(WithDaemon):
+    def test_the_order_is_set_shown_and_unset(self):
+        self.ctl("set", "order", "mac,dhcp")
+        self.assertEqual(self.json("show", "order"), [{"order": ["mac", "dhcp"]}])
+        self.assertEqual(self.json("set", "order", "mac,dhcp"), [{"changed": False}])
+        self.ctl("unset", "order")
+        self.assertEqual(self.json("show", "order"), [{"order": ["dhcp", "user-agent", "mac"]}])
+        self.ctl("set", "order", "mac,mac", expect=1)
+        self.ctl("set", "order", "x", expect=1)
+
+    def test_counts_and_status(self):
+        self.assertEqual(self.json("show", "counts"),
+                         [{"mac": 1, "user-agent": 2, "dhcp-option": 1, "total": 4}])
+        self.ctl("set", "rule", "mac", "00:99:88/24")
+        (status,) = self.json("show", "status")
+        self.assertEqual(status["rules"]["mac"], {"rules": 2, "custom": 1, "modified": 0})
+        self.assertEqual((status["rule_limit"], status["database"], status["reload_failure"]),
+                         (None, "open", None))
+        self.assertEqual(status["changes"], 1)
+        self.assertIn("custom rules allowed", self.ctl("show", "status"))
+        self.assertIn("total", self.ctl("show", "counts"))
+
+    def test_unknown_fingerprints_are_kept_and_forgotten(self):
+        for _ in range(2):
+            self.ctl("identify", "--user-agent", "nobody", "--mac", "0099887766aa", expect=3)
+        (unknown,) = self.json("show", "unknown")
+        self.assertEqual((unknown["mac"], unknown["user_agent"], unknown["seen"]),
+                         ("00:99:88:77:66:aa", "nobody", 2))
+        self.assertRegex(unknown["last"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+        self.ctl("unset", "unknown")
+        self.assertEqual(self.json("show", "unknown"), [])
+
+    def test_reload_reads_the_files_anew_and_a_bad_one_is_refused(self):
+        path = self.daemon.rules / "user-agent.csv"
+        path.write_text(path.read_text() + "New,,V,,\n")
+        self.ctl("reload")
+        self.assertEqual(self.json("show", "counts")[0]["user-agent"], 3)
+        shutil.rmtree(self.daemon.rules)
+        self.ctl("reload", expect=5)
+        self.assertNotEqual(self.err, "")
+        self.assertEqual(self.json("show", "counts")[0]["user-agent"], 3)
+
+    def test_watch_shows_identifications_as_they_happen(self):
+        process = subprocess.Popen(
+            [BYODCTL, "--socket", self.daemon.socket, "watch", "--count", "2", "--json"],
+            stdout=subprocess.PIPE)
+        deadline = time.monotonic() + 30
+        while self.json("show", "status")[0]["watchers"] == 0 and time.monotonic() < deadline:
+            time.sleep(0.05)
+        self.ctl("identify", "--user-agent", "iPhone")
+        self.ctl("identify", "--dhcp", "9", expect=3)
+        out, _ = process.communicate(timeout=30)
+        first, second = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual(list(first), list(second))
+        self.assertEqual((first["user_agent"], first["vendor"], first["identified"]),
+                         ("iPhone", "Apple", True))
+        self.assertEqual((second["options"], second["identified"]), ("9", False))
+        self.assertEqual(process.returncode, 0)
+
+
+class Authorization(WithDaemon):
+    def test_sets_are_shown_changed_and_taken_back(self):
+        self.assertEqual(self.json("show", "authorization"), [])
+        self.ctl("set", "authorization", "staff", "Mobile", "vlan=20", "acl=a=b")
+        self.ctl("set", "authorization", "staff", "Mobile", "vlan=21")
+        self.ctl("set", "authorization", "guests", "*", "vlan=30")
+        mobile = {"group": "staff", "type": "Mobile", "attributes": {"vlan": "21", "acl": "a=b"}}
+        self.assertEqual(self.json("show", "authorization", "staff", "Mobile"), [mobile])
+        self.assertEqual(len(self.json("show", "authorization")), 2)
+        self.assertIn("vlan=21 acl=a=b", self.ctl("show", "authorization"))
+        self.ctl("unset", "authorization", "staff", "Mobile", "acl")
+        self.assertEqual(self.json("show", "authorization", "staff")[0]["attributes"],
+                         {"vlan": "21"})
+        self.ctl("unset", "authorization", "staff")
+        self.ctl("show", "authorization", "staff", expect=3)
+        self.ctl("unset", "authorization", "staff", expect=3)
+        self.ctl("set", "authorization", "staff", "Mobile", "vlan", expect=1)
+
+    def test_a_backup_brings_everything_back(self):
+        backup = self.daemon.directory / "backup"
+        self.ctl("set", "authorization", "staff", "*", "vlan=20")
+        self.ctl("set", "rule", "user-agent", "Kept", "--vendor", "K")
+        self.ctl("set", "order", "mac")
+        (report,) = self.json("backup", str(backup))
+        self.assertEqual(report["bytes"], backup.stat().st_size)
+        self.assertEqual(backup.stat().st_mode & 0o777, 0o600)
+        before = self.ctl("show", "rules", "--json")
+        self.ctl("unset", "authorization", "staff")
+        self.ctl("unset", "rule", "user-agent", "Kept")
+        self.ctl("unset", "order")
+        self.ctl("restore", str(backup))
+        self.assertEqual(self.ctl("show", "rules", "--json"), before)
+        self.assertEqual(self.json("show", "order"), [{"order": ["mac"]}])
+        self.assertEqual(len(self.json("show", "authorization")), 1)
+
+    def test_a_file_that_is_no_backup_is_refused_and_changes_nothing(self):
+        backup = self.daemon.directory / "backup"
+        self.ctl("set", "rule", "user-agent", "Kept", "--vendor", "K")
+        backup.write_bytes(b"this is no database" * 100)
+        self.ctl("restore", str(backup), expect=5)
+        self.assertEqual(len(self.json("show", "rules", "--custom")), 1)
+        self.ctl("restore", str(backup) + "-absent", expect=1)
+        self.ctl("backup", "/nonexistent/backup", expect=1)
+
+
+class ImportExport(WithDaemon):
+    FILE = ("expression,name,vendor,category,os\n"
+            '"A, ""b""",N,V,C,O\n'
+            '"#x",,V2,,\n'
+            "iPhone,,,,iPadOS\n")
+
+    def test_an_export_is_imported_without_a_change_and_elsewhere_as_it_was(self):
+        self.ctl("import", "-", stdin=self.FILE)
+        self.ctl("set", "rule", "mac", "00:99:88/24")
+        self.ctl("set", "rule", "mac", "00:99:87:66:55:44", "--name", "One")
+        self.ctl("set", "rule", "dhcp-option", "1,2", "--vendor", "V")
+        exported = self.ctl("export")
+        rows = self.json("import", "-", stdin=exported)
+        self.assertEqual({row["action"] for row in rows}, {"unchanged"})
+        self.assertEqual(len(rows), 6)
+        for rule in self.json("show", "rules", "--custom", "--modified"):
+            self.ctl("unset", "rule", rule["kind"], rule["key"])
+        self.assertEqual(self.json("show", "rules", "--custom", "--modified"), [])
+        self.assertIn("5 added, 1 changed, 0 unchanged", self.ctl("import", "-", stdin=exported))
+        self.assertEqual(self.ctl("export"), exported)
+
+    def test_an_export_of_one_kind_is_a_rule_file(self):
+        self.ctl("import", "-", stdin=self.FILE)
+        directory = self.daemon.directory / "exported"
+        directory.mkdir()
+        (directory / "user-agent.csv").write_text(self.ctl("export", "user-agent"))
+        self.assertEqual(self.json("check", "rules", str(directory)),
+                         [{"mac": 0, "user-agent": 3, "dhcp-option": 0, "problems": []}])
+        self.assertEqual([rule["key"] for rule in self.json("export", "user-agent")],
+                         ["#x", 'A, "b"', "iPhone"])
+
+    def test_a_dry_run_tells_what_would_become_of_each_row_and_changes_nothing(self):
+        file = ("mac,name,vendor,category,os\n"
+                "00:11:22:33:44:55,Inside,,,\n"
+                "00:11:22/24,Changed,,,\n"
+                "zz,,,,\n"
+                "00:99:88/24,New,,,\n")
+        rows = self.json("import", "-", "--dry-run", stdin=file, expect=1)
+        self.assertEqual([list(row) for row in rows],
+                         [["line", "kind", "key", "action", "reason"]] * 4)
+        self.assertEqual({row["line"]: row["action"] for row in rows},
+                         {2: "refused", 3: "changed", 4: "bad", 5: "added"})
+        refused = next(row for row in rows if row["line"] == 2)
+        self.assertIn("00:11:22:00:00:00/24", refused["reason"])
+        self.assertIn("-:4: address", self.err)
+        self.assertEqual(self.json("show", "rules", "--custom", "--modified"), [])
+        out = self.ctl("import", "-", "--dry-run", stdin=file, expect=1)
+        self.assertIn("would be 1 added, 1 changed, 0 unchanged, 1 refused, 1 bad", out)
+        self.ctl("import", "-", stdin=file.replace("zz,,,,\n", ""), expect=5)
+        self.assertEqual(len(self.json("show", "rules", "--custom", "--modified")), 2)
+
+    def test_thousands_of_rules_are_imported_and_survive_a_restart(self):
+        file = "options,name,vendor,category,os\n" + "".join(
+            f'"{i // 250},{i % 250}",N{i},V,C,O\n' for i in range(5000))
+        path = self.daemon.directory / "many.csv"
+        path.write_text(file)
+        self.assertIn("5000 added", self.ctl("--timeout", "60", "import", str(path)))
+        self.assertEqual(self.daemon.stop(), 0)
+        self.daemon.start()
+        self.assertEqual(len(self.json("show", "rules", "dhcp-option", "--custom")), 5000)
+
+    def test_a_file_without_a_header_or_that_is_not_there_is_bad_input(self):
+        self.ctl("import", "-", stdin="x,y\n", expect=1)
+        self.assertIn("-:1: no header", self.err)
+        self.ctl("import", "-", stdin="", expect=1)
+        self.ctl("import", "/nonexistent", expect=1)
+
+    def test_problems_of_rule_files_are_told_with_their_lines(self):
+        (self.daemon.rules / "mac.csv").write_text("mac,name,vendor,category,os\nzz,,,,\n")
+        (report,) = self.json("check", "rules", str(self.daemon.rules), expect=1)
+        self.assertEqual([problem["line"] for problem in report["problems"]], [2])
+        self.assertIn("mac.csv:2: ", self.ctl("check", "rules", str(self.daemon.rules), expect=1))
+
+
+class Limits(unittest.TestCase):
+    def test_the_limit_of_rules_is_told_as_the_reason(self):
+        daemon = Daemon(LAUTHD, BYODCTL)
+        self.addCleanup(daemon.close)
+        daemon.start("--rule-limit", "1")
+        self.assertEqual(daemon.run("set", "rule", "user-agent", "a")[0], 0)
+        status, _, err = daemon.run("set", "rule", "user-agent", "b")
+        self.assertEqual((status, "limit" in err), (5, True))
+
+    @unittest.skipUnless(os.geteuid() == 0 and shutil.which("setpriv"), "needs root and setpriv")
+    def test_another_user_may_read_and_not_change(self):
+        daemon = Daemon(LAUTHD, BYODCTL)
+        self.addCleanup(daemon.close)
+        daemon.start()
+        daemon.directory.chmod(0o755)
+        daemon.socket.parent.chmod(0o755)
+        daemon.socket.chmod(0o666)
+        other = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
+        if daemon.run("--version", prefix=other)[0] in (126, 127):
+            self.skipTest("another user cannot run the program here")
+        self.assertEqual(daemon.run("show", "order", prefix=other)[0], 0)
+        status, _, err = daemon.run("set", "order", "mac", prefix=other)
+        self.assertEqual((status, "may not change" in err), (4, True))
+        self.assertEqual(daemon.run("backup", "/dev/null", prefix=other)[0] in (1, 4), True)
+
+
+DAEMON_COMMANDS = [
+    ("identify", "--user-agent", "x"), ("show", "rules"), ("show", "rule", "mac", "00:11:22/24"),
+    ("show", "order"), ("show", "counts"), ("show", "status"), ("show", "unknown"),
+    ("show", "authorization"), ("set", "rule", "mac", "00:11:22/24"), ("set", "order", "mac"),
+    ("set", "authorization", "g", "t", "a=b"), ("unset", "rule", "mac", "00:11:22/24"),
+    ("unset", "order"), ("unset", "authorization", "g"), ("unset", "unknown"), ("import", "-"),
+    ("export",), ("watch",), ("backup", "/dev/null"), ("restore", BYODCTL or "/bin/sh"),
+    ("reload",)]
+
+
+class WithoutDaemon(unittest.TestCase):
+    def setUp(self):
+        self.daemon = Daemon(LAUTHD, BYODCTL)
+        self.addCleanup(self.daemon.close)
+        self.peer = self.daemon.directory / "peer"
+
+    def test_every_command_tells_the_socket_and_the_reason(self):
+        for command in DAEMON_COMMANDS:
+            status, out, err = self.daemon.run(*command)
+            self.assertEqual((status, out), (2, ""), command)
+            self.assertIn(f"{self.daemon.socket}: No such file or directory", err)
+
+    def test_nobody_listens(self):
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(str(self.peer))
+        status, _, err = self.daemon.run("show", "order", socket_path=self.peer)
+        self.assertEqual((status, "Connection refused" in err), (2, True))
+
+    def serve(self, answer):
+        """Calls answer(connection) for each client."""
+        listener = socket.socket(socket.AF_UNIX)
+        self.addCleanup(listener.close)
+        listener.bind(str(self.peer))
+        listener.listen(64)
+
+        def run():
+            while True:
+                try:
+                    connection, _ = listener.accept()
+                except OSError:
+                    return
+                self.kept.append(connection)
+                answer(connection)
+        self.kept = []
+        self.addCleanup(lambda: [connection.close() for connection in self.kept])
+        threading.Thread(target=run, daemon=True).start()
+
+    def test_no_command_waits_longer_than_it_may_for_a_silent_peer(self):
+        self.serve(lambda connection: None)
+        file = self.daemon.directory / "file"
+        file.write_bytes(b"x")
+        for command in DAEMON_COMMANDS:
+            if command[0] == "restore":
+                command = ("restore", str(file))
+            if command[0] == "backup":
+                command = ("backup", str(self.daemon.directory / "b"))
+            start = time.monotonic()
+            status, _, err = self.daemon.run("--timeout", "0.2", *command, socket_path=self.peer,
+                                             stdin="expression,name,vendor,category,os\nx,,,,\n")
+            self.assertEqual((status, "gave no answer within 0.2 s" in err), (2, True),
+                             f"{command} {err}")
+            self.assertLess(time.monotonic() - start, 20)
+        self.assertFalse((self.daemon.directory / "b").exists())
+
+    def test_a_peer_that_sends_byte_by_byte_gets_no_longer(self):
+        def drip(connection):
+            try:
+                for byte in b"TLV1" * 100:
+                    connection.send(bytes([byte]))
+                    time.sleep(0.05)
+            except OSError:
+                pass
+        self.serve(drip)
+        start = time.monotonic()
+        status, _, _ = self.daemon.run("--timeout", "0.5", "show", "order", socket_path=self.peer)
+        self.assertEqual(status, 2)
+        self.assertLess(time.monotonic() - start, 15)
+
+    def test_a_peer_that_closes_or_talks_nonsense_is_no_daemon(self):
+        self.serve(lambda connection: connection.close())
+        self.assertEqual(self.daemon.run("show", "order", socket_path=self.peer)[0], 2)
+        os.unlink(self.peer)
+        self.serve(lambda connection: connection.send(b"HTTP/1.1 200 OK\r\n\r\n"))
+        status, _, err = self.daemon.run("show", "order", socket_path=self.peer)
+        self.assertEqual((status, "no message" in err), (2, True))
+
+    def test_a_peer_that_does_not_accept_is_given_up(self):
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(str(self.peer))
+            listener.listen(0)
+            waiting = []
+            self.addCleanup(lambda: [client.close() for client in waiting])
+            for _ in range(8):
+                client = socket.socket(socket.AF_UNIX)
+                client.setblocking(False)
+                waiting.append(client)
+                if client.connect_ex(str(self.peer)) != 0:
+                    break
+            status, _, err = self.daemon.run("--timeout", "0.3", "show", "order",
+                                             socket_path=self.peer)
+        self.assertEqual((status, "Connection timed out" in err), (2, True), err)
+
+
+def commands_of_help():
+    """All commands, as the help tells them."""
+    def listed(*arguments):
+        out = subprocess.run([BYODCTL, *arguments, "--help"], capture_output=True, text=True,
+                             check=True).stdout
+        return re.findall(r"^  ([a-z]+)(?: |$)", out.partition("Subcommands:")[2], re.MULTILINE)
+    commands = []
+    for verb in listed():
+        if verb in ("show", "set", "unset", "check"):
+            commands += [f"{verb} {noun}" for noun in listed(verb)]
+        else:
+            commands.append(verb)
+    return commands
+
+
+class Words(unittest.TestCase):
+    def run_ctl(self, *arguments):
+        return subprocess.run([BYODCTL, "--socket", "/nonexistent/socket", *arguments],
+                              capture_output=True, text=True, check=False)
+
+    def test_words_may_be_cut_short_while_they_are_clear(self):
+        for command in (("sh", "o"), ("sho", "stat"), ("un", "o"), ("rel",), ("exp", "m")):
+            self.assertEqual(self.run_ctl(*command).returncode, 2, command)
+        self.assertEqual(self.run_ctl("show", "rule", "mac", "00:11:22/24").returncode, 2)
+        for command, choices in ((("s", "order"), '"s" may be show or set'),
+                                 (("show", "ru"), '"ru" may be rules or rule'),
+                                 (("re",), '"re" may be restore or reload')):
+            done = self.run_ctl(*command)
+            self.assertEqual((done.returncode, choices in done.stderr), (1, True), done.stderr)
+
+    def test_bad_usage_is_1(self):
+        for command in ((), ("nothing",), ("show",), ("show", "nothing"), ("show", "order", "x"),
+                        ("--timeout", "0", "show", "order"), ("identify", "--rules", "/"),
+                        ("identify", "--offline", "--group", "g")):
+            self.assertEqual(self.run_ctl(*command).returncode, 1, command)
+
+    def test_the_help_tells_every_exit_status(self):
+        out = subprocess.run([BYODCTL, "--help"], capture_output=True, text=True, check=True).stdout
+        for status in range(6):
+            self.assertRegex(out, rf"(?m)^ *{status}  ")
+
+    def complete(self, *words):
+        line = " ".join(f"'{word}'" for word in ("byodctl", *words))
+        script = (f"source '{COMPLETION}'; COMP_WORDS=({line}); COMP_CWORD={len(words)}; "
+                  "_byodctl; printf '%s\\n' \"${COMPREPLY[@]}\"")
+        done = subprocess.run(["bash", "-uc", script], capture_output=True, text=True, check=True)
+        self.assertEqual(done.stderr, "")
+        return done.stdout.split()
+
+    def test_completion_knows_every_command_and_no_other(self):
+        subprocess.run(["bash", "-n", COMPLETION], check=True)
+        completed = []
+        for verb in self.complete(""):
+            if verb.startswith("-"):
+                continue
+            nouns = [noun for noun in self.complete(verb, "") if not noun.startswith("-")]
+            if verb in ("show", "set", "unset", "check"):
+                completed += [f"{verb} {noun}" for noun in nouns]
+            else:
+                completed.append(verb)
+        self.assertGreater(len(completed), 20)
+        self.assertEqual(sorted(completed), sorted(commands_of_help()))
+
+    def test_completion_knows_the_options_of_every_command(self):
+        for command in commands_of_help():
+            out = subprocess.run([BYODCTL, *command.split(), "--help"], capture_output=True,
+                                 text=True, check=True).stdout
+            options = set(re.findall(r"^  (?:-h,)?(--[a-z-]+)", out, re.MULTILINE))
+            self.assertTrue(options)
+            self.assertLessEqual(options, set(self.complete(*command.split(), "--")), command)
+        self.assertEqual(self.complete("show", "rules", "ma"), ["mac"])
+        self.assertEqual(self.complete("--socket", "x", "show", "cou"), ["counts"])
+
+
+if __name__ == "__main__":
+    BYODCTL, LAUTHD, COMPLETION = sys.argv[1:4]
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]])

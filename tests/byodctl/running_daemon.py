@@ -1,0 +1,70 @@
+"""A lauthd of its own, in a private directory, and byodctl asking it."""
+
+import contextlib
+import pathlib
+import socket
+import subprocess
+import tempfile
+import time
+
+RULES = {
+    "user-agent.csv": "expression,name,vendor,category,os\n"
+                      "iPhone,Apple iPhone,Apple,Mobile,iOS\n"
+                      "Android,,,,Android\n",
+    "mac.csv": "mac,mask,name,vendor,category,os\n"
+               "00:11:22/24,,,MacVendor,Tablet,MacOs\n",
+    "dhcp-option.csv": "options,name,vendor,category,os\n"
+                       '"1,3,6",Printer of Acme,Acme,Printer,\n',
+}
+
+
+class Daemon:
+    """Runs from start to stop; restarts keep the state directory."""
+
+    def __init__(self, lauthd, byodctl):
+        self._scratch = tempfile.TemporaryDirectory()
+        self.directory = pathlib.Path(self._scratch.name)
+        self.socket = self.directory / "run" / "lauthd.sock"
+        self.rules = self.directory / "rules"
+        self.rules.mkdir()
+        for name, content in RULES.items():
+            (self.rules / name).write_text(content, encoding="utf-8")
+        self._lauthd = lauthd
+        self._byodctl = byodctl
+        self._process = None
+        self.log = self.directory / "log"
+
+    def start(self, *arguments):
+        with open(self.log, "ab") as log:
+            self._process = subprocess.Popen(
+                [self._lauthd, "--socket", self.socket, "--state-dir", self.directory / "state",
+                 "--rules", self.rules, *arguments], stdout=log, stderr=log)
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline:
+            if self._process.poll() is not None:
+                break
+            with contextlib.closing(socket.socket(socket.AF_UNIX)) as probe:
+                with contextlib.suppress(OSError):
+                    probe.connect(str(self.socket))
+                    return
+            time.sleep(0.02)
+        raise RuntimeError("lauthd does not start: " + self.log.read_text(encoding="utf-8"))
+
+    def stop(self):
+        """@return its exit status"""
+        if self._process is None:
+            return 0
+        process, self._process = self._process, None
+        process.terminate()
+        return process.wait(timeout=60)
+
+    def close(self):
+        self.stop()
+        self._scratch.cleanup()
+
+    def run(self, *arguments, stdin="", socket_path=None, prefix=()):
+        """@return exit status, standard output, standard error"""
+        done = subprocess.run(
+            [*prefix, self._byodctl, "--socket", str(socket_path or self.socket), *arguments],
+            input=stdin.encode(), capture_output=True, check=False, timeout=120)
+        return done.returncode, done.stdout.decode(), done.stderr.decode()
