@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
@@ -18,6 +19,7 @@ namespace {
 constexpr size_t kLongestMessage = BYOD_REPLY_MAX;
 // After so many requests that were there already it is the others' turn.
 constexpr int kRequestsInARow = 16;
+constexpr std::chrono::seconds kBulkPatience{10};
 constexpr auto kNever = Connections::Clock::time_point::max();
 
 }  // namespace
@@ -79,6 +81,12 @@ Connection::Received Connection::ParsePending(tlv::Message& message) {
   return received;
 }
 
+/// How long the client may take for its next request. While it holds a bulk open, others wait.
+Connections::Clock::duration Connection::Patience() const {
+  if (!daemon_.gate.OwnedBy(this)) return daemon_.idle_timeout;
+  return std::min<Connections::Clock::duration>(daemon_.idle_timeout, kBulkPatience);
+}
+
 /// Reads what has arrived, into memory that all connections share; what is no whole message is
 /// kept.
 Connection::Received Connection::ReadMessage(tlv::Message& message) {
@@ -106,7 +114,7 @@ Connection::Received Connection::ReadMessage(tlv::Message& message) {
 asio::awaitable<bool> Connection::Receive(tlv::Message& message) {
   Received received = pending_.empty() ? Received::kWait : ParsePending(message);
   if (received == Received::kWait) {
-    deadline_ = Connections::Clock::now() + daemon_.idle_timeout;
+    deadline_ = Connections::Clock::now() + Patience();
     do {
       // Not read on the off chance: who has its answer seldom has asked again by now.
       if (!co_await WaitForSocket(Socket::wait_read)) co_return false;

@@ -45,6 +45,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
  private:
   enum class Received { kMessage, kWait, kEnd };
 
+  Connections::Clock::duration Patience() const;
   Received ReadMessage(tlv::Message& message);
   Received ParsePending(tlv::Message& message);
   Received Parse(const uint8_t* bytes, size_t count, tlv::Message& message, size_t& used);

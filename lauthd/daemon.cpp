@@ -6,6 +6,7 @@
 #include <asio/signal_set.hpp>
 #include <asio/use_awaitable.hpp>
 #include <csignal>
+#include <cstdio>
 #include <stdexcept>
 
 #include "byod_order.h"
@@ -18,8 +19,8 @@
 namespace byod::lauthd {
 namespace {
 
-/// Drops clients that keep us waiting for too long. One timer for all: to the second is enough.
-asio::awaitable<void> DropOverdue(Daemon& daemon) {
+/// What is due now and then. One timer for all clients: to the second is enough.
+asio::awaitable<void> LookAround(Daemon& daemon) {
   asio::steady_timer timer(daemon.io);
   const auto pause =
       std::min<Daemon::Clock::duration>(std::chrono::seconds(1), daemon.idle_timeout / 2);
@@ -27,6 +28,7 @@ asio::awaitable<void> DropOverdue(Daemon& daemon) {
     timer.expires_after(pause);
     co_await timer.async_wait(asio::use_awaitable);
     daemon.connections.CloseOverdue(Daemon::Clock::now());
+    daemon.store.RetryInBackground();
   }
 }
 
@@ -47,6 +49,10 @@ asio::awaitable<void> ReloadOnSignal(Daemon& daemon, asio::signal_set& signals) 
   }
 }
 
+double Milliseconds(Daemon::Clock::duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
+
 }  // namespace
 
 Daemon::Daemon(const Options& chosen)
@@ -58,6 +64,7 @@ Daemon::Daemon(const Options& chosen)
 }
 
 Daemon::~Daemon() {
+  listener_.reset();
   store.Close();
   RemoveService();
   BYOD_order_Fini();
@@ -70,9 +77,18 @@ void Daemon::Load() {
   }
   BYOD_order_Init();
   const RuleSource source(options);
-  LoadPredefined(source.Read(), source.shows_progress());
+  const auto start = Clock::now();
+  const PredefinedRules rules = source.Read();
+  const auto read = Clock::now();
+  LoadPredefined(rules, source.shows_progress());
   ++counters.reloads;
+  const auto loaded = Clock::now();
   store.Open();
+  if (options.timing) {
+    std::fprintf(stderr, "lauthd: rules read in %.1f ms, loaded in %.1f ms, database in %.1f ms\n",
+                 Milliseconds(read - start), Milliseconds(loaded - read),
+                 Milliseconds(Clock::now() - loaded));
+  }
 }
 
 void Daemon::Listen() {
@@ -88,7 +104,7 @@ void Daemon::Run() {
     Log(Severity::kNotice, "stopping on signal %d", signal);
     io.stop();
   });
-  asio::co_spawn(io, DropOverdue(*this), asio::detached);
+  asio::co_spawn(io, LookAround(*this), asio::detached);
   asio::co_spawn(io, ReloadOnSignal(*this, hangup), asio::detached);
   asio::co_spawn(io, listener_->Accept(), asio::detached);
   Log(Severity::kNotice, "listening on %s", options.socket.c_str());

@@ -72,7 +72,6 @@ class Daemon {
   const Options options;
   const std::optional<gid_t> admin_group;
   const Clock::duration idle_timeout;
-  asio::io_context io{1};
   Counters counters;
   Authorization authorization;
   Store store;
@@ -89,6 +88,10 @@ class Daemon {
  private:
   const Clock::time_point start_ = Clock::now();
   std::unique_ptr<Listener> listener_;
+
+ public:
+  // Last: the clients' coroutines go before what they use.
+  asio::io_context io{1};
 };
 
 }  // namespace byod::lauthd

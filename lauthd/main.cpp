@@ -44,9 +44,7 @@ int Check(const Options& options) {
 int Serve(const Options& options) {
   Daemon daemon(options);
   daemon.Listen();
-  const auto start = Clock::now();
   daemon.Load();
-  if (options.timing) std::fprintf(stderr, "loaded in %.1f ms\n", MillisecondsSince(start));
   daemon.Run();
   return 0;
 }

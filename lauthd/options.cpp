@@ -57,9 +57,12 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
                  "Seconds after which a client that does nothing is dropped")
       ->check(CLI::Range(1u, 86400u))
       ->capture_default_str();
-  app.add_option("--log-level", options.log_level, "error, warning, notice, info or debug")
-      ->transform(CLI::CheckedTransformer(kSeverities, CLI::ignore_case))
-      ->default_str("notice");
+  std::string level = "notice";
+  app.add_option("--log-level", level, "error, warning, notice, info or debug")
+      ->check([](const std::string& name) {
+        return kSeverities.count(name) == 1 ? std::string() : "there is no level " + name;
+      })
+      ->capture_default_str();
   app.add_flag("--check", options.check, "Check options and rule files, then exit");
   app.add_flag("--timing", options.timing, "Tell how long loading took");
 
@@ -68,6 +71,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
     if (const std::string wrong = ReadRuleLimit(limit, options.rule_limit); !wrong.empty()) {
       throw CLI::ValidationError(wrong);
     }
+    options.log_level = kSeverities.at(level);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }

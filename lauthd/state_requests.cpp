@@ -115,6 +115,7 @@ Result StartWatch(Exchange& exchange) {
 }
 
 Result ReloadRules(Exchange& exchange) {
+  if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
   return exchange.daemon.Reload();
 }
 

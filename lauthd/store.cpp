@@ -11,6 +11,7 @@ namespace byod::lauthd {
 namespace {
 
 constexpr std::chrono::seconds kRetryPause{1};
+constexpr std::chrono::seconds kBackgroundPause{30};
 
 // The database as the library opens it.
 constexpr char kName[] = "eBYOD";
@@ -31,6 +32,7 @@ Store::~Store() {
 bool Store::Open() {
   if (none_ || open_) return true;
   next_try_ = Clock::now() + kRetryPause;
+  next_background_try_ = Clock::now() + kBackgroundPause;
   if (BYOD_db_OpenCfgDBM() != 0) {
     const std::string reason = LAUTH_db_ErrorText();
     // Once for each cause, not once for each try.
@@ -63,6 +65,12 @@ void Store::Close() {
   if (in_bulk_) Rollback();
   BYOD_db_CloseCfgDBM();
   open_ = false;
+}
+
+void Store::RetryInBackground() {
+  if (none_ || open_ || Clock::now() < next_background_try_) return;
+  next_background_try_ = Clock::now() + kBackgroundPause;
+  Open();
 }
 
 bool Store::Ready() {

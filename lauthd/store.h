@@ -33,6 +33,9 @@ class Store {
   bool Open();
   void Close();
 
+  /// Called every second or so: tries now and then to open a database that could not be opened.
+  void RetryInBackground();
+
   /// Whether a change has a chance to be kept.
   bool Ready();
 
@@ -104,6 +107,7 @@ class Store {
   bool spoilt_ = false;  // the bulk
   std::string reason_;
   Clock::time_point next_try_ = {};
+  Clock::time_point next_background_try_ = {};
   Authorization& authorization_;
 };
 
