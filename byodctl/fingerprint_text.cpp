@@ -14,7 +14,7 @@ namespace {
 using rulefiles::Quoted;
 
 std::string ParseOptions(std::string_view text, ByodFingerPrint& out) {
-  const std::string malformed = "option list " + Quoted(text) + " is malformed";
+  std::string malformed = "option list " + Quoted(text) + " is malformed";
   std::string_view rest = text;
   for (bool more = true; more;) {
     const size_t comma = rest.find(',');

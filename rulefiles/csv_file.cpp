@@ -117,10 +117,13 @@ std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics) 
   if (file == nullptr) return fail(errno);
   File result{path, {}};
   char buffer[65536];
-  while (const size_t size = std::fread(buffer, 1, sizeof buffer, file.get()))
+  for (;;) {
+    const size_t size = std::fread(buffer, 1, sizeof buffer, file.get());
     result.content.append(buffer, size);
-  if (std::ferror(file.get()) != 0) return fail(errno);
-  return result;
+    if (size == sizeof buffer) continue;
+    if (std::ferror(file.get()) != 0) return fail(errno);
+    return result;  // fread stops short at the end only
+  }
 }
 
 bool IsAbsent(const std::string& path) {

@@ -7,7 +7,7 @@ namespace byod::rulefiles {
 namespace {
 
 constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
-constexpr size_t kAddressDigits = 2 * BYOD_MAC_SIZE;
+constexpr size_t kAddressDigits = size_t{2} * BYOD_MAC_SIZE;
 
 }  // namespace
 

@@ -34,9 +34,8 @@ Fault FaultOf(const DeviceText& device) {
 /// A decimal number and nothing else.
 std::optional<unsigned> Number(std::string_view text) {
   unsigned value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (text.empty() || error != std::errc{} || stop != end) return std::nullopt;
+  const auto [stop, error] = std::from_chars(text.begin(), text.end(), value);
+  if (text.empty() || error != std::errc{} || stop != text.end()) return std::nullopt;
   return value;
 }
 
@@ -77,7 +76,7 @@ Fault ReadPrefix(std::string_view address, std::string_view mask, Prefix& prefix
   }
   unsigned bits = length.value_or(kAllBits);
   if (!mask.empty()) {
-    const Fault fault = ReadMask(mask, bits);
+    Fault fault = ReadMask(mask, bits);
     if (!fault.empty()) return fault;
     if (length && *length != bits) {
       return "prefix length of " + Quoted(address) + " contradicts mask " + Quoted(mask);
@@ -95,7 +94,7 @@ Fault FaultOfExpression(const std::string& text) {
 /// Only the text that the matching writes for a list can be found: no blanks, no leading zeros.
 Fault FaultOfOptions(const std::string& text) {
   if (text.empty()) return "options is empty";
-  const Fault malformed = "option list " + Quoted(text) + " is malformed";
+  Fault malformed = "option list " + Quoted(text) + " is malformed";
   std::string_view rest = text;
   for (bool more = true; more;) {
     const size_t comma = rest.find(',');
@@ -104,7 +103,7 @@ Fault FaultOfOptions(const std::string& text) {
         (number.size() > 1 && number.front() == '0')) {
       return malformed;
     }
-    if (number.size() > 3 || *Number(number) > 255) {
+    if (Number(number).value_or(256) > 255) {  // no value = beyond any number
       return "option number " + std::string{number} + " is above 255";
     }
     more = comma != std::string_view::npos;
