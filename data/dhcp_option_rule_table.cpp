@@ -12,6 +12,7 @@ struct DhcpOptionTable {
   static constexpr auto kText = &Rule::text;
   static ByodDhcpOptionTable& Table() { return store.dhcp; }
   static RankedList& List() { return store.dhcp_list; }
+  static TextIndex& Texts() { return store.dhcp_texts; }
 
   static void SetKey(Rule& rule, Key text) { SetText<DhcpOptionTable>(rule, text); }
   static Rule* Find(Key text) { return BYOD_data_FindDhcpOptionRule(text); }
@@ -19,7 +20,7 @@ struct DhcpOptionTable {
   static uint32_t Add(Rule* rule) { return BYOD_AddDhcpOptionRule(rule); }
   static void Erase(Rule* rule) { BYOD_DeleteDhcpOption(rule); }
 
-  static bool Reserve() { return true; }
+  static bool Reserve(Rule&) { return true; }
   static void Index(Rule&) {}
   static void Unindex(Rule&) {}
 };

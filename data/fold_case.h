@@ -2,7 +2,9 @@
 #ifndef BYOD_DATA_FOLD_CASE_H
 #define BYOD_DATA_FOLD_CASE_H
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace byod {
 
@@ -16,6 +18,18 @@ inline bool EqualWithoutCase(const char* a, const char* b) {
     if (*a == '\0') return true;
   }
   return false;
+}
+
+/// Folds eight bytes at once.
+inline uint64_t FoldCase(uint64_t bytes) {
+  constexpr uint64_t kEach = 0x0101010101010101;
+  // In each byte the highest bit tells: at or above 'A', above 'Z', above 127. No sum leaves its
+  // byte.
+  const uint64_t low = bytes & (0x7F * kEach);
+  const uint64_t from_a = low + (0x80 - 'A') * kEach;
+  const uint64_t above_z = low + (0x80 - 'Z' - 1) * kEach;
+  const uint64_t upper = from_a & ~above_z & ~bytes & (0x80 * kEach);
+  return bytes | upper >> 2;  // 0x20, from 'A' to 'a'
 }
 
 }  // namespace byod

@@ -1,13 +1,9 @@
 #include "data/ranked_list.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-
 namespace byod::data {
 
 ByodLink* RankedList::At(uint64_t index) const {
-  if (Mirrored()) return index < size_ ? links_[index] : nullptr;
+  if (Mirrored()) return index < size() ? elements_[static_cast<size_t>(index)].link : nullptr;
   ByodLink* link = *head_;
   for (; link != nullptr && index > 0; --index)
     link = link->next;
@@ -15,72 +11,48 @@ ByodLink* RankedList::At(uint64_t index) const {
 }
 
 bool RankedList::Reserve() {
-  size_t needed = 1;
-  const bool mirrored = Mirrored();
-  if (mirrored) {
-    needed += size_;
-  } else {
-    for (const ByodLink* link = *head_; link != nullptr; link = link->next)
-      ++needed;
-  }
-  if (needed > capacity_) {
-    const size_t capacity = std::max(needed, capacity_ + capacity_ / 2 + 16);
-    void* grown = std::realloc(links_, capacity * sizeof *links_);
-    if (grown == nullptr) return false;
-    links_ = static_cast<ByodLink**>(grown);
-    capacity_ = capacity;
-  }
-  if (!mirrored) {
-    size_ = 0;
-    for (ByodLink* link = *head_; link != nullptr; link = link->next)
-      links_[size_++] = link;
-  }
+  if (Mirrored()) return elements_.Reserve(size() + 1);
+  size_t length = 0;
+  for (const ByodLink* link = *head_; link != nullptr; link = link->next)
+    ++length;
+  if (!elements_.Reserve(length + 1)) return false;
+  elements_.Forget();
+  for (ByodLink* link = *head_; link != nullptr; link = link->next)
+    elements_.Insert(size(), {link, nullptr});
   return true;
 }
 
-void RankedList::InsertFirst(ByodLink& link) {
+void RankedList::InsertFirst(ByodLink& link, void* note) {
   LinkAt(*head_, link);
-  InsertIntoArray(0, link);
+  elements_.Insert(0, {&link, note});
 }
 
-void RankedList::InsertAt(const Place& place, ByodLink& link) {
-  if (place.comparison < 0) {
-    LinkAt(*place.link->prev, link);
-    InsertIntoArray(place.index, link);
-  } else {
-    LinkAt(place.link->next, link);
-    InsertIntoArray(place.index + 1, link);
-  }
+void RankedList::InsertAt(const Place& place, ByodLink& link, void* note) {
+  LinkAt(place.comparison < 0 ? *place.link->prev : place.link->next, link);
+  elements_.Insert(place.NewIndex(), {&link, note});
 }
 
-void RankedList::InsertIntoArray(size_t index, ByodLink& link) {
-  std::memmove(links_ + index + 1, links_ + index, (size_ - index) * sizeof *links_);
-  links_[index] = &link;
-  ++size_;
-}
-
-void RankedList::Forget(const ByodLink& link, size_t near) {
+void* RankedList::Forget(const ByodLink& link, size_t near) {
   // Links with equal keys stand together: look at both sides of the place before looking at all.
   size_t index = near;
-  for (size_t distance = 0; distance < size_; ++distance) {
-    if (near + distance < size_ && links_[near + distance] == &link) {
+  for (size_t distance = 0; distance < size(); ++distance) {
+    if (near + distance < size() && elements_[near + distance].link == &link) {
       index = near + distance;
       break;
     }
-    if (distance <= near && links_[near - distance] == &link) {
+    if (distance <= near && elements_[near - distance].link == &link) {
       index = near - distance;
       break;
     }
   }
-  if (index >= size_ || links_[index] != &link) return;
-  std::memmove(links_ + index, links_ + index + 1, (size_ - index - 1) * sizeof *links_);
-  --size_;
+  if (index >= size() || elements_[index].link != &link) return nullptr;
+  void* const note = elements_[index].note;
+  elements_.Erase(index);
+  return note;
 }
 
 void RankedList::Clear() {
-  std::free(links_);
-  links_ = nullptr;
-  size_ = capacity_ = 0;
+  elements_.Clear();
 }
 
 }  // namespace byod::data

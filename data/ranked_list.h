@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "byod_data.h"
+#include "data/tiered_array.h"
 
 namespace byod::data {
 
@@ -37,13 +38,16 @@ class RankedList {
     ByodLink* link = nullptr;  // null: there is none, or the count reached past the end
     size_t index = 0;
     int comparison = 0;
+
+    /// The index of a link that is put at this place: before or behind, as the comparison tells.
+    size_t NewIndex() const { return comparison < 0 ? index : index + 1; }
   };
 
   /**
    * Looks through the first count links by halves.
    *
-   * @param compare  (const ByodLink&) -> how what is sought compares with the link; 0 ends the
-   *                 search at once
+   * @param compare  (ByodLink&) -> how what is sought compares with the link; 0 ends the search at
+   *                 once
    */
   template <typename Compare>
   Place Search(uint32_t count, Compare compare) const {
@@ -69,42 +73,58 @@ class RankedList {
   bool Reserve();
 
   /// Puts a link at the head. Room is reserved.
-  void InsertFirst(ByodLink& link);
+  void InsertFirst(ByodLink& link, void* note = nullptr);
 
   /// Puts a link before or behind a search's place, as the comparison tells. Room is reserved.
-  void InsertAt(const Place& place, ByodLink& link);
+  void InsertAt(const Place& place, ByodLink& link, void* note = nullptr);
 
   /**
    * Takes a link out; one that is not in the list is left alone.
    *
    * @param compare  as for Search: how the link's own key compares. Where the order holds, it leads
    *                 near the link; where it does not, the link is found all the same.
+   * @return the link's note
    */
   template <typename Compare>
-  void Remove(ByodLink& link, Compare compare) {
+  void* Remove(ByodLink& link, Compare compare) {
+    void* note = nullptr;
     if (Mirrored()) {
-      const Place near = Search(static_cast<uint32_t>(size_), compare);
-      Forget(link, near.index);
+      const Place near = Search(static_cast<uint32_t>(size()), compare);
+      note = Forget(link, near.index);
     } else {
       // The old head may come back, and the array must not come back with this link.
-      size_ = 0;
+      elements_.Forget();
     }
     Unlink(link);
+    return note;
   }
+
+  /// Whether the array tells what the list holds.
+  bool Mirrored() const {
+    return elements_.size() == 0 ? *head_ == nullptr : *head_ == elements_[0].link;
+  }
+
+  /// The array's links, and what the user noted of each; the first of them from the head.
+  size_t size() const { return elements_.size(); }
+  ByodLink* LinkOf(size_t index) const { return elements_[index].link; }
+  void* NoteOf(size_t index) const { return elements_[index].note; }
+  void SetNote(size_t index, void* note) { elements_[index].note = note; }
+  size_t bytes() const { return elements_.bytes(); }
 
   /// Forgets the list and gives the memory of the array back. The links are not touched.
   void Clear();
 
  private:
-  bool Mirrored() const { return size_ == 0 ? *head_ == nullptr : *head_ == links_[0]; }
+  struct Element {
+    ByodLink* link;
+    void* note;
+  };
+
   ByodLink* At(uint64_t index) const;
-  void InsertIntoArray(size_t index, ByodLink& link);
-  void Forget(const ByodLink& link, size_t near);
+  void* Forget(const ByodLink& link, size_t near);
 
   ByodLink** head_;
-  ByodLink** links_ = nullptr;
-  size_t size_ = 0;
-  size_t capacity_ = 0;
+  TieredArray<Element> elements_;
 };
 
 }  // namespace byod::data

@@ -37,9 +37,12 @@ void DestroyTextTable(Table& table, void (*release)(void*)) {
   table = {};
 }
 
-void ForgetLists() {
+void ForgetIndexes() {
+  store.dhcp_texts.Clear();
+  store.user_agent_texts.Clear();
   store.dhcp_list.Clear();
   store.user_agent_list.Clear();
+  store.user_agent_index.Clear();
   store.match_list.Clear();
 }
 
@@ -50,7 +53,7 @@ using byod::data::store;
 
 uint32_t BYOD_data_GlobalInfoInit(uint32_t limit) {
   store.custom_limit = limit;
-  byod::data::ForgetLists();
+  byod::data::ForgetIndexes();
   const bool dhcp_made = byod::data::MakeTextTable(store.dhcp);
   const bool user_agent_made = byod::data::MakeTextTable(store.user_agent);
   // The MAC counts stay: Fini clears them, together with the tree that they count.
@@ -60,7 +63,7 @@ uint32_t BYOD_data_GlobalInfoInit(uint32_t limit) {
 }
 
 void BYOD_data_GlobalInfoFini() {
-  byod::data::ForgetLists();
+  byod::data::ForgetIndexes();
   byod::data::DestroyTextTable(store.dhcp, byod::data::ReleaseDhcpOptionRule);
   byod::data::DestroyTextTable(store.user_agent, byod::data::ReleaseUserAgentRule);
   if (store.mac.tree != nullptr) {

@@ -4,6 +4,8 @@
 
 #include "byod_data.h"
 #include "data/ranked_list.h"
+#include "data/text_index.h"
+#include "data/user_agent_index.h"
 #include "lauth_hash.h"
 
 namespace byod::data {
@@ -18,6 +20,9 @@ struct RuleStore {
   RankedList dhcp_list{&dhcp.list};
   RankedList user_agent_list{&user_agent.list};
   RankedList match_list{&user_agent.match_list};
+  TextIndex dhcp_texts;
+  TextIndex user_agent_texts;
+  UserAgentIndex user_agent_index{&match_list};
 };
 
 extern RuleStore store;

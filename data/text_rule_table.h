@@ -2,13 +2,16 @@
 //
 //   kText                  the member that holds the key
 //   Table(), List()        the table's record, and its list in byte order of keys
-//   Reserve()              room in every further index; false without memory
+//   Texts()                the index by key
+//   Reserve(rule)          room for the rule in every further index; false without memory, nothing
+//                          has changed then; asked last, so that the rule follows at once
 //   Index(rule), Unindex(rule)  into and out of every further index
 #ifndef BYOD_DATA_TEXT_RULE_TABLE_H
 #define BYOD_DATA_TEXT_RULE_TABLE_H
 
 #include <cstddef>
 #include <cstring>
+#include <optional>
 
 #include "data/fold_case.h"
 #include "data/rule_store.h"
@@ -34,14 +37,21 @@ void SetText(typename T::Rule& rule, const char* text) {
   CopyText(rule.*T::kText, text);
 }
 
+/// Along the chain of the key's bucket.
 template <typename T>
-typename T::Rule* FindText(const char* text) {
-  if (T::Table().hash == nullptr) return nullptr;
+typename T::Rule* FindTextInChain(const char* text) {
   const auto differs = [](const void* rule, const void* key) -> int {
     return !EqualWithoutCase(TextOf<T>(*static_cast<const typename T::Rule*>(rule)),
                              static_cast<const char*>(key));
   };
   return static_cast<typename T::Rule*>(HASH_Find(HashOf(T::Table().hash), text, differs));
+}
+
+template <typename T>
+typename T::Rule* FindText(const char* text) {
+  if (T::Table().hash == nullptr) return nullptr;
+  if (T::Texts().rules() != T::Table().rule_count) return FindTextInChain<T>(text);
+  return static_cast<typename T::Rule*>(T::Texts().Find(text));
 }
 
 /// The byte order of keys, for searches in the list.
@@ -52,12 +62,19 @@ auto ByText(const char* text) {
 
 /// Puts a rule into a list whose room is reserved. A rule for which the search finds no place, as
 /// the count reaches past the list's end, is left out.
+///
+/// @return the rule's place in the list, or none
 template <typename Compare>
-void InsertInOrder(RankedList& list, const ByodLink* head, uint32_t count, Compare compare,
-                   ByodLink& link) {
-  if (head == nullptr) return list.InsertFirst(link);
+std::optional<size_t> InsertInOrder(RankedList& list, const ByodLink* head, uint32_t count,
+                                    Compare compare, ByodLink& link, void* note = nullptr) {
+  if (head == nullptr) {
+    list.InsertFirst(link, note);
+    return 0;
+  }
   const RankedList::Place place = list.Search(count, compare);
-  if (place.link != nullptr) list.InsertAt(place, link);
+  if (place.link == nullptr) return std::nullopt;
+  list.InsertAt(place, link, note);
+  return place.NewIndex();
 }
 
 /// Nothing is changed on failure; equal keys are not refused.
@@ -65,11 +82,14 @@ template <typename T>
 uint32_t AddText(typename T::Rule* rule) {
   if (LimitReached(rule->origin)) return BYOD_ERR_RULE_LIMIT;
   auto& table = T::Table();
-  if (table.hash == nullptr || !T::List().Reserve() || !T::Reserve()) return BYOD_ERR_FAILED;
+  if (table.hash == nullptr || !T::List().Reserve() || !T::Texts().Prepare(TextOf<T>(*rule)) ||
+      !T::Reserve(*rule))
+    return BYOD_ERR_FAILED;
 
   HASH_Table* const hash = HashOf(table.hash);
   const char* const text = TextOf<T>(*rule);
   LinkAt(reinterpret_cast<ByodLink*&>(hash->buckets[hash->hash(text)]), rule->hash_link);
+  T::Texts().Insert(text, rule);
   InsertInOrder(T::List(), table.list, table.rule_count, ByText<T>(text), rule->list_link);
   T::Index(*rule);
   Count(table, rule->origin, 1);
@@ -80,6 +100,7 @@ template <typename T>
 void EraseText(typename T::Rule* rule) {
   if (rule == nullptr) return;
   Unlink(rule->hash_link);
+  T::Texts().Remove(TextOf<T>(*rule), rule, FindTextInChain<T>);
   T::List().Remove(rule->list_link, ByText<T>(TextOf<T>(*rule)));
   T::Unindex(*rule);
   Count(T::Table(), rule->origin, -1);

@@ -9,13 +9,17 @@
 namespace byod::data {
 
 /// The rule in which a link, which is not null, is the match link.
-inline const ByodUserAgentRule* RuleOfMatchLink(const ByodLink* link) {
-  return reinterpret_cast<const ByodUserAgentRule*>(reinterpret_cast<const char*>(link) -
-                                                    offsetof(ByodUserAgentRule, match_link));
+inline ByodUserAgentRule* RuleOfMatchLink(ByodLink* link) {
+  return reinterpret_cast<ByodUserAgentRule*>(reinterpret_cast<char*>(link) -
+                                              offsetof(ByodUserAgentRule, match_link));
 }
 
 /// @return the rule, or null
 const ByodUserAgentRule* FirstMatch(const char* ua);
+
+/// The same by trying every rule of the match list in turn: what FirstMatch is measured by, and
+/// what it does while the index does not know the list.
+const ByodUserAgentRule* FirstMatchByWalking(const char* ua);
 
 }  // namespace byod::data
 

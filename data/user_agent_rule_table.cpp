@@ -7,7 +7,7 @@ namespace {
 
 /// Longest first: a longer keyword belongs before a shorter one.
 auto ByLength(const ByodUserAgentRule& rule) {
-  return [length = std::strlen(rule.keyword)](const ByodLink& link) {
+  return [length = std::strlen(rule.keyword)](ByodLink& link) {
     const size_t other = std::strlen(RuleOfMatchLink(&link)->keyword);
     return (length < other) - (length > other);
   };
@@ -21,6 +21,7 @@ struct UserAgentTable {
   static constexpr auto kText = &Rule::keyword;
   static ByodUserAgentTable& Table() { return store.user_agent; }
   static RankedList& List() { return store.user_agent_list; }
+  static TextIndex& Texts() { return store.user_agent_texts; }
 
   static void SetKey(Rule& rule, Key keyword) { SetText<UserAgentTable>(rule, keyword); }
   static Rule* Find(Key keyword) { return BYOD_data_FindUserAgentRule(keyword); }
@@ -28,12 +29,29 @@ struct UserAgentTable {
   static uint32_t Add(Rule* rule) { return BYOD_AddUserAgentRule(rule); }
   static void Erase(Rule* rule) { BYOD_DeleteUserAgent(rule); }
 
-  static bool Reserve() { return store.match_list.Reserve(); }
-  static void Index(Rule& rule) {
-    InsertInOrder(store.match_list, store.user_agent.match_list, store.user_agent.rule_count,
-                  ByLength(rule), rule.match_link);
+  static bool Reserve(Rule& rule) {
+    RankedList& list = store.match_list;
+    const bool known = list.Mirrored();
+    // The notes of an array that is not true any more are lost with the next Reserve.
+    if (!known) store.user_agent_index.Clear();
+    if (!list.Reserve()) return false;
+    if (!known && !store.user_agent_index.Rebuild()) {
+      list.Clear();
+      return false;
+    }
+    return store.user_agent_index.Prepare(rule);
   }
-  static void Unindex(Rule& rule) { store.match_list.Remove(rule.match_link, ByLength(rule)); }
+  static void Index(Rule& rule) {
+    UserAgentIndex& index = store.user_agent_index;
+    const auto place =
+        InsertInOrder(store.match_list, store.user_agent.match_list, store.user_agent.rule_count,
+                      ByLength(rule), rule.match_link, index.prepared());
+    place ? index.Commit(*place) : index.Cancel();
+  }
+  static void Unindex(Rule& rule) {
+    if (!store.match_list.Mirrored()) store.user_agent_index.Clear();
+    store.user_agent_index.Remove(store.match_list.Remove(rule.match_link, ByLength(rule)));
+  }
 };
 
 }  // namespace

@@ -20,7 +20,8 @@ using namespace byod::test;
 /// Runs an operation with its first, second, … allocation failing, until it gets through.
 /// @param operation  ends with everything that it got released again
 /// @param check      what holds after a failure, asked while allocations work again
-/// @param room       of how many arrays that grew may be kept after a failure, for the next time
+/// @param room       of how many arrays that were made or grew may be kept after a failure, for the
+/// next time
 /// @return how many of its allocations were made to fail
 template <typename Operation, typename Check>
 uint32_t FailEach(Operation operation, Check check, int64_t room = 0) {
@@ -145,7 +146,7 @@ class AllocationFailureInTable : public RuleStoreTest {
                              check_failure(key);
                              EXPECT_TRUE(State() == before) << key;
                            },
-                           1);
+                           kIndexArrays);
       check_success(key);
     }
     return failures;

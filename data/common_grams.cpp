@@ -1,0 +1,53 @@
+#include "data/common_grams.h"
+
+#include <array>
+#include <bit>
+
+namespace byod::data {
+namespace {
+
+constexpr char kCommonText[] =
+    "Mozilla/5.0 (Windows NT 10.0; Win64; x64; rv:1) AppleWebKit/537.36 (KHTML, like Gecko) "
+    "Chrome/1.0.0.0 Safari/537.36 Edge/1 Firefox/1 "
+    "Mozilla/5.0 (Linux; U; Android 4.0; en-us; SM- Build/) Version/4.0 Mobile Safari/534.30 "
+    "Mozilla/5.0 (iPhone; CPU iPhone OS 1_0 like Mac OS X) "
+    "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_1) "
+    "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 5.1; Trident/4.0; .NET CLR 2.0.50727) "
+    "Profile/MIDP-2.0 Configuration/CLDC-1.1 Opera/9.80 Presto/2.1 Dalvik/1.6.0 (Linux; U; Android";
+
+constexpr uint32_t kBits = 8192;
+
+constexpr uint32_t BitOf(Gram gram) {
+  return HashOfGram(gram) / (UINT32_MAX / kBits + 1);
+}
+
+/// A gram as LoadGram gives it on this machine, but at compile time.
+constexpr Gram GramAt(const char* text, size_t width) {
+  Gram gram = 0;
+  for (size_t i = 0; i < width; ++i) {
+    const bool little = std::endian::native == std::endian::little;
+    const auto byte = static_cast<uint32_t>(static_cast<uint8_t>(text[i]));
+    gram |= byte << 8 * (little ? i : width - 1 - i);
+  }
+  return gram;
+}
+
+constexpr auto kCommonBits = [] {
+  std::array<uint32_t, kBits / 32> bits = {};
+  for (const size_t width : {2, 4}) {
+    for (size_t i = 0; i + width < sizeof kCommonText; ++i) {
+      const uint32_t bit = BitOf(GramAt(kCommonText + i, width));
+      bits[bit / 32] |= uint32_t{1} << bit % 32;
+    }
+  }
+  return bits;
+}();
+
+}  // namespace
+
+bool IsCommon(Gram gram) {
+  const uint32_t bit = BitOf(gram);
+  return (kCommonBits[bit / 32] >> bit % 32 & 1) != 0;
+}
+
+}  // namespace byod::data

@@ -1,0 +1,94 @@
+// What the User-Agent index keeps of a rule, and how its expression falls into pieces.
+#ifndef BYOD_DATA_USER_AGENT_ENTRY_H
+#define BYOD_DATA_USER_AGENT_ENTRY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "byod_data.h"
+#include "data/gram_table.h"
+
+namespace byod::data {
+
+struct Alternative;
+
+/**
+ * A term that alternatives share. Its text follows it.
+ *
+ * A term of five bytes and more is looked for by two grams of four bytes, one byte apart: wherever
+ * it stands, one of them begins at an even place, and only those places of a string are looked at.
+ * Shorter terms are looked for by two bytes, at all places; those of one byte by that.
+ */
+struct Term {
+  Alternative* anchored;  // those that are looked at when it occurs, in match order
+  uint32_t hash;
+  uint32_t uses;        // as often as alternatives hold it
+  uint8_t length;       // above 0
+  uint8_t gram_offset;  // of the first bytes that it is looked for by, while it is an anchor
+
+  static size_t BytesFor(size_t length) { return sizeof(Term) + length + 1; }
+
+  char* text() { return reinterpret_cast<char*>(this + 1); }
+  const char* text() const { return reinterpret_cast<const char*>(this + 1); }
+  size_t GramWidth() const { return length >= 5 ? 4 : length >= 2 ? 2 : 1; }
+  size_t GramCount() const { return length >= 5 ? 2 : 1; }
+  Gram GramAt(size_t offset) const { return LoadGram(text() + offset, GramWidth()); }
+  /// What the table of grams keeps beside the term.
+  uint32_t NoteAt(size_t offset) const { return static_cast<uint32_t>(offset << 8 | length); }
+};
+
+/// Terms that must all occur.
+struct Alternative {
+  Alternative* next;  // with the same anchor, or without any, in match order
+  uint64_t label;     // the rule's
+  const ByodUserAgentRule* rule;
+  Term* anchor;  // one of the terms; null if there are none
+  Term** terms;
+  uint32_t term_count;
+};
+
+/// All that is kept for one rule, in one piece of memory: the alternatives and lists of terms
+/// follow.
+struct Entry {
+  ByodUserAgentRule* rule;
+  uint64_t label;  // ascends along the match list
+  uint32_t alternative_count;
+  uint32_t term_count;  // of all alternatives
+
+  static size_t BytesFor(size_t alternatives, size_t terms) {
+    return sizeof(Entry) + alternatives * sizeof(Alternative) + terms * sizeof(Term*);
+  }
+
+  Alternative* alternatives() { return reinterpret_cast<Alternative*>(this + 1); }
+};
+static_assert(alignof(Entry) == alignof(Alternative) && alignof(Alternative) >= alignof(Term*));
+
+/// The pieces of a text between separators, of which several in a row count as one.
+class Pieces {
+ public:
+  Pieces(const char* text, size_t length, char separator)
+      : at_(text), end_(text + length), separator_(separator) {}
+
+  bool Next() {
+    while (at_ != end_ && *at_ == separator_)
+      ++at_;
+    text_ = at_;
+    while (at_ != end_ && *at_ != separator_)
+      ++at_;
+    return at_ != text_;
+  }
+
+  const char* text() const { return text_; }
+  size_t length() const { return static_cast<size_t>(at_ - text_); }
+
+ private:
+  const char* at_;
+  const char* end_;
+  const char* text_ = nullptr;
+  char separator_;
+};
+
+}  // namespace byod::data
+
+#endif  // BYOD_DATA_USER_AGENT_ENTRY_H

@@ -1,0 +1,291 @@
+// Taking rules into the index and out of it.
+#include "data/user_agent_index.h"
+
+#include <algorithm>
+#include <new>
+
+#include "data/common_grams.h"
+#include "data/user_agent_lookup.h"
+#include "data/word_hash.h"
+
+namespace byod::data {
+namespace {
+
+/// Terms whose every gram is common count as if this many alternatives used them.
+constexpr uint32_t kCommonUses = 1000;
+
+}  // namespace
+
+// ------------------------------------------------------------------ terms
+
+Term* UserAgentIndex::Intern(const char* text, size_t length) {
+  const uint32_t hash = HashOfText(text, length);
+  const auto* const slot = terms_.Find(hash, [&](const OpenTable::Slot& s) {
+    const auto* const term = static_cast<const Term*>(s.item);
+    return term->length == length && std::memcmp(term->text(), text, length) == 0;
+  });
+  if (slot != nullptr) {
+    auto* const term = static_cast<Term*>(slot->item);
+    ++term->uses;
+    return term;
+  }
+
+  if (!terms_.Reserve(1)) return nullptr;
+  void* const memory = pool_.Get(Term::BytesFor(length));
+  if (memory == nullptr) return nullptr;
+  auto* const term = new (memory) Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0};
+  std::memcpy(term->text(), text, length);
+  term->text()[length] = '\0';
+  terms_.Insert(hash, term, 0);
+  return term;
+}
+
+void UserAgentIndex::Release(Term* term) {
+  if (--term->uses != 0) return;
+  terms_.Erase(*terms_.Find(term->hash, [&](const auto& slot) { return slot.item == term; }));
+  pool_.Put(term, Term::BytesFor(term->length));
+}
+
+// ------------------------------------------------------------------ entries
+
+Entry* UserAgentIndex::MakeEntry(ByodUserAgentRule& rule) {
+  const size_t length = strnlen(rule.keyword, sizeof rule.keyword - 1);
+  size_t alternative_count = 0;
+  size_t term_count = 0;
+  for (Pieces alternatives(rule.keyword, length, '|'); alternatives.Next();) {
+    ++alternative_count;
+    for (Pieces terms(alternatives.text(), alternatives.length(), '&'); terms.Next();)
+      ++term_count;
+  }
+  // An expression without alternatives says the same as one alternative without terms.
+  if (alternative_count == 0) alternative_count = 1;
+
+  const size_t bytes = Entry::BytesFor(alternative_count, term_count);
+  void* const memory = pool_.Get(bytes);
+  if (memory == nullptr) return nullptr;
+  std::memset(memory, 0, bytes);
+  auto* const entry = new (memory)
+      Entry{&rule, 0, static_cast<uint32_t>(alternative_count), static_cast<uint32_t>(term_count)};
+  if (grams_.Reserve(2 * alternative_count) && FillEntry(*entry, rule.keyword, length))
+    return entry;
+  FreeEntry(entry);
+  return nullptr;
+}
+
+bool UserAgentIndex::FillEntry(Entry& entry, const char* expression, size_t length) {
+  Alternative* alternative = entry.alternatives();
+  auto** term = reinterpret_cast<Term**>(alternative + entry.alternative_count);
+  alternative->terms = term;
+  alternative->rule = entry.rule;
+  for (Pieces alternatives(expression, length, '|'); alternatives.Next(); ++alternative) {
+    alternative->terms = term;
+    alternative->rule = entry.rule;
+    for (Pieces terms(alternatives.text(), alternatives.length(), '&'); terms.Next(); ++term) {
+      *term = Intern(terms.text(), terms.length());
+      if (*term == nullptr) return false;
+      ++alternative->term_count;
+    }
+  }
+  return true;
+}
+
+/// Its alternatives are not anchored.
+void UserAgentIndex::FreeEntry(Entry* entry) {
+  for (uint32_t i = 0; i < entry->alternative_count; ++i) {
+    const Alternative& alternative = entry->alternatives()[i];
+    for (uint32_t t = 0; t < alternative.term_count; ++t)
+      Release(alternative.terms[t]);
+  }
+  pool_.Put(entry, Entry::BytesFor(entry->alternative_count, entry->term_count));
+}
+
+// ------------------------------------------------------------------ anchors
+
+void UserAgentIndex::ChooseGrams(Term& term) const {
+  const size_t width = term.GramWidth();
+  const auto cost = [&](size_t offset) {
+    const Gram gram = term.GramAt(offset);
+    return grams_.Count(gram) + (IsCommon(gram) ? kCommonUses : 0);
+  };
+  // From the end: versions and model numbers differ there.
+  size_t least = SIZE_MAX;
+  for (size_t offset = term.length - width - term.GramCount() + 2; offset-- > 0 && least > 0;) {
+    const size_t all = term.GramCount() == 2 ? cost(offset) + cost(offset + 1) : cost(offset);
+    if (all >= least) continue;
+    least = all;
+    term.gram_offset = static_cast<uint8_t>(offset);
+  }
+}
+
+/// Calls act(gram, note) for all that a term is looked for by.
+template <typename Act>
+void ForEachGram(const Term& term, Act act) {
+  for (size_t i = 0; i < term.GramCount(); ++i) {
+    const size_t offset = term.gram_offset + i;
+    act(term.GramAt(offset), term.NoteAt(offset));
+  }
+}
+
+/// The term that is met the least: used by the fewest alternatives and not what all browsers send.
+Term* UserAgentIndex::ChooseAnchor(const Alternative& alternative) const {
+  Term* best = nullptr;
+  uint32_t least = UINT32_MAX;
+  for (uint32_t i = 0; i < alternative.term_count; ++i) {
+    Term* const term = alternative.terms[i];
+    bool common = true;
+    for (size_t offset = 0; common && offset + term->GramWidth() <= term->length; ++offset)
+      common = IsCommon(term->GramAt(offset));
+    const uint32_t uses = term->uses + (common ? kCommonUses : 0);
+    if (uses > least || (uses == least && term->length <= best->length)) continue;
+    least = uses;
+    best = term;
+  }
+  return best;
+}
+
+void UserAgentIndex::Anchor(Alternative& alternative) {
+  Term* const term = ChooseAnchor(alternative);
+  alternative.anchor = term;
+  if (term != nullptr && term->anchored == nullptr) {
+    ChooseGrams(*term);
+    ForEachGram(*term, [&](Gram gram, uint32_t note) { grams_.Insert(gram, term, note); });
+    ++anchors_[term->GramWidth() / 2];
+  }
+  Alternative** place = term != nullptr ? &term->anchored : &always_;
+  while (*place != nullptr && (*place)->label < alternative.label)
+    place = &(*place)->next;
+  alternative.next = *place;
+  *place = &alternative;
+}
+
+void UserAgentIndex::Loosen(Alternative& alternative) {
+  Term* const term = alternative.anchor;
+  Alternative** place = term != nullptr ? &term->anchored : &always_;
+  while (*place != &alternative)
+    place = &(*place)->next;
+  *place = alternative.next;
+  if (term != nullptr && term->anchored == nullptr) {
+    ForEachGram(*term, [&](Gram gram, uint32_t note) { grams_.Erase(gram, term, note); });
+    --anchors_[term->GramWidth() / 2];
+  }
+}
+
+// ------------------------------------------------------------------ labels
+
+namespace {
+
+constexpr uint64_t kStep = uint64_t{1} << 32;  // between neighbours, where there is room
+
+void SetLabel(Entry& entry, uint64_t label) {
+  entry.label = label;
+  for (uint32_t i = 0; i < entry.alternative_count; ++i)
+    entry.alternatives()[i].label = label;
+}
+
+/// A label between two others that leaves the most room for further ones: close by at the ends,
+/// where there is room for 2^31 of them, in the middle elsewhere.
+uint64_t Between(uint64_t low, uint64_t high) {
+  const uint64_t gap = high - low;
+  if (low == 0 && high == UINT64_MAX) return gap / 2;
+  if (low == 0 && gap > 2 * kStep) return high - kStep;
+  if (high == UINT64_MAX && gap > 2 * kStep) return low + kStep;
+  return low + gap / 2;
+}
+
+}  // namespace
+
+void UserAgentIndex::Label(size_t place) {
+  const uint64_t low = place == 0 ? 0 : EntryAt(place - 1)->label;
+  const uint64_t high = place + 1 == order_->size() ? UINT64_MAX : EntryAt(place + 1)->label;
+  if (high - low < 2) return SpreadLabels(place);
+  SetLabel(*EntryAt(place), Between(low, high));
+}
+
+/// Gives the entries around a place new labels, as many of them as it takes to have room for many
+/// more. The order stays, so nothing moves.
+void UserAgentIndex::SpreadLabels(size_t place) {
+  constexpr uint64_t kRoom = uint64_t{1} << 16;
+  for (size_t width = 16;; width *= 2) {
+    const size_t first = place > width ? place - width : 0;
+    const size_t last = std::min(place + width, order_->size() - 1);
+    const uint64_t low = first == 0 ? 0 : EntryAt(first - 1)->label;
+    const uint64_t high = last + 1 == order_->size() ? UINT64_MAX : EntryAt(last + 1)->label;
+    const uint64_t step = (high - low) / (last - first + 2);
+    const bool all = first == 0 && last + 1 == order_->size();
+    if (step < kRoom && !all) continue;
+    for (size_t i = first; i <= last; ++i)
+      SetLabel(*EntryAt(i), low + step * (i - first + 1));
+    return;
+  }
+}
+
+// ------------------------------------------------------------------ rules in and out
+
+bool UserAgentIndex::Prepare(ByodUserAgentRule& rule) {
+  prepared_ = MakeEntry(rule);
+  return prepared_ != nullptr;
+}
+
+void UserAgentIndex::Commit(size_t place) {
+  Entry& entry = *prepared_;
+  prepared_ = nullptr;
+  Label(place);
+  for (uint32_t i = 0; i < entry.alternative_count; ++i)
+    Anchor(entry.alternatives()[i]);
+}
+
+void UserAgentIndex::Cancel() {
+  FreeEntry(prepared_);
+  prepared_ = nullptr;
+}
+
+void UserAgentIndex::Remove(void* note) {
+  auto* const entry = static_cast<Entry*>(note);
+  if (entry == nullptr) return;
+  for (uint32_t i = 0; i < entry->alternative_count; ++i)
+    Loosen(entry->alternatives()[i]);
+  FreeEntry(entry);
+}
+
+bool UserAgentIndex::Rebuild() {
+  for (size_t place = 0; place < order_->size(); ++place) {
+    Entry* const entry = MakeEntry(*RuleOfMatchLink(order_->LinkOf(place)));
+    if (entry == nullptr) {
+      Clear();
+      return false;
+    }
+    order_->SetNote(place, entry);
+    SetLabel(*entry, (place + 1) * kStep);
+    for (uint32_t i = 0; i < entry->alternative_count; ++i)
+      Anchor(entry->alternatives()[i]);
+  }
+  return true;
+}
+
+void UserAgentIndex::Clear() {
+  for (size_t place = 0; place < order_->size(); ++place) {
+    // Those that are too large for the pool are given back one by one.
+    if (const Entry* const entry = EntryAt(place))
+      pool_.Put(EntryAt(place), Entry::BytesFor(entry->alternative_count, entry->term_count));
+    order_->SetNote(place, nullptr);
+  }
+  terms_.Clear();
+  pool_.Clear();
+  grams_.Clear();
+  std::fill_n(anchors_, kWidths, 0);
+  always_ = nullptr;
+}
+
+size_t UserAgentIndex::bytes() const {
+  size_t bytes = terms_.bytes() + grams_.bytes();
+  terms_.VisitAll([&](const OpenTable::Slot& slot) {
+    bytes += Term::BytesFor(static_cast<const Term*>(slot.item)->length);
+  });
+  for (size_t place = 0; place < order_->size(); ++place) {
+    const Entry& entry = *EntryAt(place);
+    bytes += Entry::BytesFor(entry.alternative_count, entry.term_count);
+  }
+  return bytes;
+}
+
+}  // namespace byod::data

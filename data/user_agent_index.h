@@ -1,0 +1,96 @@
+// Which rule of the match list is the first to match a User-Agent, without trying them all.
+#ifndef BYOD_DATA_USER_AGENT_INDEX_H
+#define BYOD_DATA_USER_AGENT_INDEX_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "byod_data.h"
+#include "data/block_pool.h"
+#include "data/gram_table.h"
+#include "data/open_table.h"
+#include "data/ranked_list.h"
+#include "data/user_agent_entry.h"
+
+namespace byod::data {
+
+/**
+ * An index beside the match list.
+ *
+ *     expression   = alternative || alternative ...   matches if one of them does
+ *     alternative  = term && term ...                 if every term occurs in the string
+ *
+ * Terms are kept once, however many rules share them. Of the terms of an alternative one is its
+ * anchor: the alternative is looked at only if the anchor occurs, and the anchor is looked for only
+ * where some bytes of it (a gram) occur. Both are chosen rare. So a string costs little more than a
+ * pass over it in which grams are looked up.
+ *
+ * The order of the match list decides between rules that match, also between equally long ones.
+ * Every rule carries a label, and labels ascend along the list: a new rule gets one between those
+ * of its neighbours, and where there is none left, some neighbours get new ones.
+ *
+ * A rule's entry in the index is the note of its link in the match list.
+ */
+class UserAgentIndex {
+ public:
+  explicit constexpr UserAgentIndex(RankedList* order) : order_(order) {}
+
+  /// Makes all that a rule needs, before it is put into the match list. @return false without
+  /// memory; nothing has changed then
+  bool Prepare(ByodUserAgentRule& rule);
+
+  /// The note to put into the match list with the rule that is prepared.
+  void* prepared() const { return prepared_; }
+
+  /// Takes the prepared rule in, which now stands at this place of the match list.
+  void Commit(size_t place);
+
+  /// Forgets the prepared rule, which has found no place in the match list.
+  void Cancel();
+
+  /// Takes a rule out. @param note  of its link, which is no longer in the match list; may be null
+  void Remove(void* note);
+
+  /// Takes over a match list that other hands linked: its rules have no notes yet.
+  /// @return false without memory; the index is empty then
+  bool Rebuild();
+
+  /// Forgets every rule of the match list and gives the memory back.
+  void Clear();
+
+  /// @return the first rule of the match list that matches, or null. Nothing is allocated.
+  const ByodUserAgentRule* Find(const char* ua) const;
+
+  /// How many bytes the index holds, without what the allocator adds.
+  size_t bytes() const;
+
+ private:
+  static constexpr size_t kWidths = 3;
+
+  Entry* MakeEntry(ByodUserAgentRule& rule);
+  void FreeEntry(Entry* entry);
+  bool FillEntry(Entry& entry, const char* expression, size_t length);
+  Term* Intern(const char* text, size_t length);
+  void Release(Term* term);
+
+  Term* ChooseAnchor(const Alternative& alternative) const;
+  void Anchor(Alternative& alternative);
+  void Loosen(Alternative& alternative);
+  void ChooseGrams(Term& term) const;
+
+  Entry* EntryAt(size_t place) const { return static_cast<Entry*>(order_->NoteOf(place)); }
+  void Label(size_t place);
+  void SpreadLabels(size_t place);
+
+  RankedList* order_;
+  BlockPool pool_;  // of terms and entries
+  OpenTable terms_;
+  GramTable grams_;
+  size_t anchors_[kWidths] = {};   // by half the width of their grams
+  Alternative* always_ = nullptr;  // those without terms, in match order
+  Entry* prepared_ = nullptr;
+};
+
+}  // namespace byod::data
+
+#endif  // BYOD_DATA_USER_AGENT_INDEX_H
