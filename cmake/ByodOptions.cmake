@@ -1,6 +1,7 @@
 # What a builder may choose, and the settings that every target shares.
 
 option(BYOD_BUILD_TESTS "Build the tests" ON)
+option(BYOD_BUILD_BENCH "Build the benchmarks" OFF)
 option(BYOD_WARNINGS_AS_ERRORS "Treat every warning as an error" ON)
 set(BYOD_TRANSPORT unix CACHE STRING "How front ends reach the daemon: unix or device")
 set_property(CACHE BYOD_TRANSPORT PROPERTY STRINGS unix device)

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and running need. Does nothing, and needs no
-# rights, when all of them are there.
+# rights, when all of them are there. With --bench also those that only the benchmarks need.
 set -euo pipefail
 
 packages=(
@@ -14,6 +14,10 @@ packages=(
   # testing
   libgtest-dev libgmock-dev libclang-rt-19-dev binutils python3
 )
+
+if [ "${1:-}" = --bench ]; then
+  packages+=(libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev)
+fi
 
 missing=()
 for package in "${packages[@]}"; do
