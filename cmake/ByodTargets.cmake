@@ -47,15 +47,22 @@ function(byod_program name)
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 
+# byod_test_settings(target): what all test programs are built with. The libraries under test are
+# optimised; optimising the tests as well would take most of a build's time.
+function(byod_test_settings target)
+  target_compile_options(${target} PRIVATE -O1 -g1)
+  target_link_libraries(${target} PRIVATE GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
+  byod_warnings(${target})
+endfunction()
+
 # byod_test(name SOURCES... [LIBS libraries]): one test program under CTest.
 function(byod_test name)
   cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
-  # What is tested is optimised; optimising the tests as well takes most of a build's time.
-  target_compile_options(${name} PRIVATE -O1 -g1)
-  target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
-  byod_warnings(${name})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS})
+  byod_test_settings(${name})
+  target_precompile_headers(${name} REUSE_FROM test_headers)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300)
 endfunction()

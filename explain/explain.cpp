@@ -41,7 +41,7 @@ Searched SearchDhcp(const ByodFingerPrint& fingerprint) {
 
 Searched SearchUserAgent(const ByodFingerPrint& fingerprint) {
   if (fingerprint.user_agent[0] == '\0') return {};
-  for (const ByodLink* link = *BYOD_data_GetUserAgentRuleMatchList(); link != nullptr;
+  for (ByodLink* link = *BYOD_data_GetUserAgentRuleMatchList(); link != nullptr;
        link = link->next) {
     const ByodUserAgentRule* const rule = data::RuleOfMatchLink(link);
     if (byod_data_UserAgentMatch(fingerprint.user_agent, rule->keyword) == 1) {
