@@ -51,7 +51,7 @@ int TryToChange(const DaemonProcess& daemon) {
 }
 
 TEST_F(Access, AMemberOfTheSocketsGroupMayReadAndNotChange) {
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   EXPECT_EQ(AsNobody({}, [&] { return TryToChange(daemon_); }), kPermission);
   EXPECT_EQ(AsNobody({},
                      [&] {
@@ -79,7 +79,7 @@ TEST_F(Access, AMemberOfTheSocketsGroupMayReadAndNotChange) {
 TEST_F(Access, AMemberOfTheAdministrationGroupMayChange) {
   daemon_.AddOption("--admin-group");
   daemon_.AddOption("games");
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   const group* const games = getgrnam("games");
   ASSERT_NE(games, nullptr);
   EXPECT_EQ(AsNobody({games->gr_gid}, [&] { return TryToChange(daemon_); }), kDone);
@@ -88,12 +88,12 @@ TEST_F(Access, AMemberOfTheAdministrationGroupMayChange) {
 
 TEST_F(Access, OthersCannotConnect) {
   DaemonProcess daemon({"--no-database"});
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
   EXPECT_EQ(AsNobody({}, [&] { return TryToChange(daemon); }), kNoConnection);
 }
 
 TEST_F(Access, DirectoryAndSocketHaveTheirOwnerGroupAndMode) {
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   struct stat status;
   ASSERT_EQ(stat(daemon_.socket().c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0660u);
@@ -105,7 +105,7 @@ TEST_F(Access, DirectoryAndSocketHaveTheirOwnerGroupAndMode) {
 
 TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
   DaemonProcess daemon({"--no-database"});
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
   const std::string command = std::string(LAUTHD_PROGRAM) +
                               " --config /dev/null --no-database --socket " + daemon.socket() +
                               " 2>/dev/null";
@@ -116,10 +116,10 @@ TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
 
 TEST(Start, ASocketThatWasLeftBehindIsReplaced) {
   DaemonProcess daemon({"--no-database"});
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
   EXPECT_EQ(daemon.Kill(SIGKILL), -SIGKILL);
   EXPECT_TRUE(std::filesystem::exists(daemon.socket()));
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
 }
 
 TEST(Start, AFileThatIsNoSocketIsLeftAlone) {
@@ -134,7 +134,7 @@ TEST(Start, AFileThatIsNoSocketIsLeftAlone) {
 
 TEST(Start, SigtermEndsCleanlyWithClientsInEveryState) {
   DaemonProcess daemon;
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
   Client idle(daemon);
   Client watching(daemon);
   Client bulk(daemon);
@@ -148,7 +148,7 @@ TEST(Start, SigtermEndsCleanlyWithClientsInEveryState) {
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   EXPECT_EQ(daemon.Kill(SIGTERM), 0) << daemon.Log();
   EXPECT_FALSE(std::filesystem::exists(daemon.socket()));
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
   Client after(daemon);
   EXPECT_EQ(NumberOf(after.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT, 9), 0u);
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,7 +64,8 @@ class DaemonProcess {
     setenv("LAUTHD_SOCKET", socket().c_str(), 1);
   }
   ~DaemonProcess() {
-    if (pid_ > 0) Kill(SIGKILL);
+    if (Running()) Kill(SIGKILL);
+    Forget();
   }
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -101,7 +103,11 @@ class DaemonProcess {
     words.insert(words.end(), options_.begin(), options_.end());
     pid_ = fork();
     ASSERT_GE(pid_, 0);
-    if (pid_ > 0) return;
+    if (pid_ > 0) {
+      child_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
+      ASSERT_GE(child_, 0);
+      return;
+    }
     const int log = open(log_file().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(log, STDERR_FILENO);
     std::vector<char*> arguments;
@@ -117,7 +123,7 @@ class DaemonProcess {
     int status = 0;
     if (waitpid(pid_, &status, WNOHANG) == 0) return true;
     status_ = status;
-    pid_ = -1;
+    Forget();
     return false;
   }
 
@@ -127,12 +133,20 @@ class DaemonProcess {
     return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
   }
 
-  /// Signals it, if it runs: -1 would mean every process of this machine.
+  /// Signals it. It goes through a descriptor of the child, never by a number: whatever has become
+  /// of the child, nobody else is meant.
   void Signal(int signal) {
-    if (pid_ > 0) kill(pid_, signal);
+    if (child_ < 0 || syscall(SYS_pidfd_send_signal, child_, signal, nullptr, 0) != 0) {
+      ADD_FAILURE() << "there is no daemon to signal";
+    }
   }
 
+  /// Signals it and waits for its end. Does nothing but fail when it is not running.
   int Kill(int signal) {
+    if (!Running()) {
+      ADD_FAILURE() << "the daemon is not running\n" << Log();
+      return 0;
+    }
     Signal(signal);
     return WaitForEnd();
   }
@@ -184,9 +198,16 @@ class DaemonProcess {
     return static_cast<bool>(reply);
   }
 
+  void Forget() {
+    if (child_ >= 0) close(child_);
+    child_ = -1;
+    pid_ = 0;
+  }
+
   TemporaryDirectory directory_;
   std::vector<std::string> options_;
-  pid_t pid_ = -1;
+  pid_t pid_ = 0;   // 0: there is none
+  int child_ = -1;  // a descriptor of it
   int status_ = 0;
 };
 

@@ -40,14 +40,14 @@ class Database : public testing::Test {
 };
 
 TEST_F(Database, ThatIsNoneIsLeftAloneAndRecoveredWhenItIsBack) {
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   ASSERT_EQ(VerdictOf(SetName("iPhone", "mine")), kDone);
   daemon_.Kill(SIGTERM);
   const std::string aside = daemon_.state() + "/aside";
   std::filesystem::rename(file(), aside);
   const std::string foreign(10000, 'x');
   std::ofstream(file()) << foreign;
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   EXPECT_TRUE(daemon_.Logged("cannot be opened"));
   EXPECT_EQ(State(), uint32_t{BYOD_DATABASE_FAILING});
   EXPECT_EQ(TextOf(Get("iPhone"), BYOD_TLV_DEVNAME), "Apple iPhone");
@@ -66,7 +66,7 @@ TEST_F(Database, ThatIsNoneIsLeftAloneAndRecoveredWhenItIsBack) {
 TEST_F(Database, WhoseDirectoryCannotBeMadeIsRecoveredWhenItCan) {
   // A file stands in the directory's place.
   std::ofstream(daemon_.state()) << "in the way";
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   EXPECT_EQ(VerdictOf(SetName("iPhone", "mine")), kNotSaved);
   EXPECT_EQ(TextOf(Get("iPhone"), BYOD_TLV_DEVNAME), "Apple iPhone");
   std::filesystem::remove(daemon_.state());
@@ -82,7 +82,7 @@ TEST_F(Database, OnAFullDiskRefusesChangesUntilThereIsRoom) {
     daemon.WriteRules("user-agent.csv",
                       "expression,name,vendor,category,os\niPhone,Apple iPhone,Apple,phone,iOS\n");
     setenv("LAUTHD_SOCKET", daemon.socket().c_str(), 1);
-    daemon.Start();
+    ASSERT_NO_FATAL_FAILURE(daemon.Start());
     uint32_t made = 0;
     uint32_t result = 0;
     while (made < 5000 &&
@@ -96,7 +96,7 @@ TEST_F(Database, OnAFullDiskRefusesChangesUntilThereIsRoom) {
     const std::string larger = "mount -o remount,size=64m " + small.path();
     ASSERT_EQ(std::system(larger.c_str()), 0);
     EXPECT_EQ(BYOD_cfgmsg_SetUAValue(1, "there is room"), 0u);
-    daemon.Restart(SIGKILL);
+    ASSERT_NO_FATAL_FAILURE(daemon.Restart(SIGKILL));
     BYOD_cfgmsg_GetRulesCountByType(1, &count);
     EXPECT_EQ(count, made + 2);
     daemon.Kill(SIGTERM);
@@ -106,10 +106,10 @@ TEST_F(Database, OnAFullDiskRefusesChangesUntilThereIsRoom) {
 
 TEST_F(Database, ThatIsNotWantedKeepsChangesUntilTheEnd) {
   daemon_.AddOption("--no-database");
-  daemon_.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   EXPECT_EQ(VerdictOf(SetName("iPhone", "mine")), kDone);
   EXPECT_EQ(State(), uint32_t{BYOD_DATABASE_NONE});
-  daemon_.Restart();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart());
   EXPECT_EQ(TextOf(Get("iPhone"), BYOD_TLV_DEVNAME), "Apple iPhone");
 }
 

@@ -73,7 +73,7 @@ class Extensions : public testing::Test {
   void SetUp() override {
     daemon_.WriteRules("user-agent.csv", kUserAgents);
     daemon_.WriteRules("dhcp-option.csv", kOptions);
-    daemon_.Start();
+    ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   }
   uint32_t Count(Client& client) {
     return NumberOf(client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT);
@@ -228,7 +228,7 @@ TEST_F(Extensions, AuthorizationIsLaidOverTakenAwayAndSurvivesARestart) {
                                         "staff/phone vlan=21 acl=3000 user-profile=p"};
   EXPECT_EQ(Sets(client), all);
   client.Close();
-  daemon_.Restart(SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
   Client again(daemon_);
   EXPECT_EQ(Sets(again), all);
   EXPECT_EQ(VerdictOf(again.Ask(Authorization(BYOD_OP_UNDO, "staff", "phone", {{"acl", nullptr}}))),
@@ -239,7 +239,7 @@ TEST_F(Extensions, AuthorizationIsLaidOverTakenAwayAndSurvivesARestart) {
   const std::vector<std::string> rest = {"staff/* vlan=99", "staff/phone vlan=21 user-profile=p"};
   EXPECT_EQ(Sets(again), rest);
   again.Close();
-  daemon_.Restart();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart());
   Client last(daemon_);
   EXPECT_EQ(Sets(last), rest);
   const std::string long_name(33, 'g');
@@ -272,7 +272,7 @@ TEST_F(Extensions, IdentifyTellsTheSetThatServesTheTerminal) {
 
 TEST_F(Extensions, BytesOfAnIdentificationAreThoseOfTheDescription) {
   daemon_.WriteRules("user-agent.csv", "expression,name,vendor,category,os\niPhone,,,phone,\n");
-  daemon_.Restart();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart());
   Client client(daemon_);
   client.Ask(Authorization(BYOD_OP_SET, "staff", "phone", {{"vlan", "20"}}));
   const Message request = MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_IDENTIFY, [](Appender& append) {
@@ -335,7 +335,7 @@ TEST_F(Extensions, BulkIsKeptWholeOrTakenBackWhole) {
     EXPECT_EQ(NumberOf(client.Ask(BYOD_OP_GET, BYOD_MSG_ORDER), BYOD_TLV_ORDER), aborted ? 0u : 2u);
   }
   client.Close();
-  daemon_.Restart(SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
   Client again(daemon_);
   EXPECT_EQ(Sets(again).size(), 1u);
   EXPECT_EQ(Count(again), 3u);
@@ -414,7 +414,7 @@ TEST_F(Extensions, BackupIsRestoredWholeOrNotAtAll) {
   EXPECT_EQ(Sets(client).size(), 1u);
   EXPECT_EQ(VerdictOf(client.Ask(Value(BYOD_OP_SET, "after the restore"))), kDone);
   client.Close();
-  daemon_.Restart(SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
   Client again(daemon_);
   EXPECT_EQ(Count(again), 4u);
   for (const auto& entry : std::filesystem::directory_iterator(daemon_.state()))

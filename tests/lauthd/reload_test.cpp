@@ -12,7 +12,7 @@ class Reload : public testing::Test {
   void SetUp() override {
     daemon_.WriteRules("user-agent.csv", std::string(kHead) + "iPhone,old,Apple,,\ngone,,Gone,,\n");
     daemon_.WriteRules("mac.csv", std::string(kMacHead) + "00:11:22/24,,,Cimsys,,\n");
-    daemon_.Start();
+    ASSERT_NO_FATAL_FAILURE(daemon_.Start());
     client_ = std::make_unique<Client>(daemon_);
     SetOs("iPhone");
     SetOs("gone");
@@ -66,7 +66,7 @@ TEST_F(Reload, OnSighupNewRulesComeAndTheAdministratorsStay) {
             "gone|10|||mine\n");
   // A restart finds the very same.
   client_.reset();
-  daemon_.Restart(SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
   client_ = std::make_unique<Client>(daemon_);
   EXPECT_EQ(Table(), running);
   // What is spelt otherwise now can still be undone for good.
@@ -75,7 +75,7 @@ TEST_F(Reload, OnSighupNewRulesComeAndTheAdministratorsStay) {
                              [](Appender& append) { append.Text(BYOD_TLV_USERAGENT, "iPhone"); })),
       (Verdict{0, 0}));
   client_.reset();
-  daemon_.Restart(SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
   client_ = std::make_unique<Client>(daemon_);
   EXPECT_EQ(TextOf(Get("iPhone"), BYOD_TLV_OS), "");
 }

@@ -58,7 +58,7 @@ class Requests : public testing::Test {
     daemon_.WriteRules("mac.csv", kMacs);
     daemon_.AddOption("--rule-limit");
     daemon_.AddOption("3");
-    daemon_.Start();
+    ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   }
 
   DaemonProcess daemon_;

@@ -195,7 +195,7 @@ TEST(Restart, EveryChangeThatWasAnsweredIsThereAfterEveryKill) {
   daemon.WriteRules("user-agent.csv", user_agents);
   daemon.WriteRules("dhcp-option.csv", options);
   daemon.WriteRules("mac.csv", macs);
-  daemon.Start();
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
   ASSERT_EQ(ReadAll(daemon), model);
 
   std::mt19937_64 random(kSeed);
@@ -216,7 +216,7 @@ TEST(Restart, EveryChangeThatWasAnsweredIsThereAfterEveryKill) {
       const Message reply = client.Receive();
       Model with_open = model;
       const uint32_t code = Apply(with_open, open);
-      daemon.Start();
+      ASSERT_NO_FATAL_FAILURE(daemon.Start());
       const Model found = ReadAll(daemon);
       if (reply) {
         ASSERT_EQ(BYOD_tlv_GetErrorCode(reply.get()), code);
