@@ -34,7 +34,7 @@ constexpr Gram GramAt(const char* text, size_t width) {
 
 constexpr auto kCommonBits = [] {
   std::array<uint32_t, kBits / 32> bits = {};
-  for (const size_t width : {2, 4}) {
+  for (const size_t width : {size_t{2}, size_t{4}}) {
     for (size_t i = 0; i + width < sizeof kCommonText; ++i) {
       const uint32_t bit = BitOf(GramAt(kCommonText + i, width));
       bits[bit / 32] |= uint32_t{1} << bit % 32;
