@@ -1,11 +1,19 @@
 #include "rulefiles/text.h"
 
-#include <utf8.h>
+#include <utf8proc.h>
 
 namespace byod::rulefiles {
 
 bool IsUtf8(std::string_view text) {
-  return utf8::is_valid(text.begin(), text.end());
+  while (!text.empty()) {
+    const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+    utf8proc_int32_t code = 0;
+    const utf8proc_ssize_t size =
+        utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(text.size()), &code);
+    if (size <= 0) return false;
+    text.remove_prefix(static_cast<size_t>(size));
+  }
+  return true;
 }
 
 std::string_view CutAtCharacter(std::string_view text, size_t most) {

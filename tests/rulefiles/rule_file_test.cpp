@@ -209,6 +209,14 @@ TEST(RuleFile, AQuotedValueInAReportIsSafeToPrint) {
   EXPECT_EQ(Quoted(std::string(61, 'x')), "\"" + std::string(60, 'x') + "...\"");
 }
 
+TEST(Text, OnlyWholeShortestCharactersAreUtf8) {
+  for (const char* text : {"", "a", "\xC3\xA4", "\xE4\xB8\xAD\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF"})
+    EXPECT_TRUE(IsUtf8(text)) << text;
+  for (const char* text : {"\x80", "\xC3", "a\xC3", "\xC3(", "\xC0\x80", "\xE0\x80\x80",
+                           "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF0\x9F\x98", "\xFF"})
+    EXPECT_FALSE(IsUtf8(text)) << text;
+}
+
 TEST(Text, ACutNeverSplitsACharacter) {
   EXPECT_EQ(CutAtCharacter("abc", 3), "abc");
   EXPECT_EQ(CutAtCharacter("abcd", 3), "abc");
