@@ -157,7 +157,8 @@ TEST(CsvFile, AFileThatCannotBeReadIsReportedWithTheSystemsReason) {
 
 TEST(CsvFile, AFileIsReadWhole) {
   const TemporaryDirectory directory;
-  const std::string content = std::string(200000, 'x') + '\0' + "\r\n";
+  std::string content(200000, 'x');
+  content.append("\0\r\n", 3);
   Reports reports;
   const auto file = ReadFile(directory.Write("f.csv", content), reports.diagnostics);
   ASSERT_TRUE(file);

@@ -19,6 +19,7 @@ namespace byod::rulefiles {
 namespace {
 
 constexpr char kDirectory[] = "/usr/share/ieee-data";
+constexpr char kLargeBlocks[] = "/usr/share/ieee-data/oui.csv";
 
 /// The fields of a file, read the plain way: a state machine over its characters.
 std::vector<std::vector<std::string>> PlainRead(const std::string& path) {
@@ -47,8 +48,8 @@ std::vector<std::vector<std::string>> PlainRead(const std::string& path) {
 /// Organisations by the hexadecimal digits of their blocks.
 std::map<std::string, std::string> PlainRegistry() {
   std::map<std::string, std::string> organisations;
-  for (const char* name : {"oui.csv", "mam.csv", "oui36.csv", "iab.csv"}) {
-    const auto rows = PlainRead(std::string{kDirectory} + "/" + name);
+  for (const char* name : {"/oui.csv", "/mam.csv", "/oui36.csv", "/iab.csv"}) {
+    const auto rows = PlainRead(std::string{kDirectory}.append(name));
     for (size_t i = 1; i < rows.size(); ++i) {
       if (rows[i].size() == 4) organisations.emplace(rows[i][1], rows[i][2]);
     }
@@ -79,7 +80,7 @@ std::string PlainVendor(const std::map<std::string, std::string>& registry,
 class RegistryTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    if (IsAbsent(std::string{kDirectory} + "/oui.csv")) return;
+    if (IsAbsent(kLargeBlocks)) return;
     ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0U);
     Reports reports;
     const RuleSet set = ReadRuleSet({"", kDirectory}, reports.diagnostics);
@@ -90,7 +91,7 @@ class RegistryTest : public testing::Test {
   static void TearDownTestSuite() { BYOD_data_GlobalInfoFini(); }
 
   void SetUp() override {
-    if (IsAbsent(std::string{kDirectory} + "/oui.csv")) GTEST_SKIP() << "no registry here";
+    if (IsAbsent(kLargeBlocks)) GTEST_SKIP() << "no registry here";
   }
 
   static inline size_t handed_in = 0;
