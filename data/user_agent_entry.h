@@ -13,6 +13,15 @@ namespace byod::data {
 
 struct Alternative;
 
+/// What the table of grams keeps beside a term, so that most places where only a gram of it stands
+/// are told without going to the term.
+struct GramNote {
+  uint8_t offset;  // of the gram in the term
+  uint8_t length;  // of the term
+  char first;      // byte of the term
+  char last;
+};
+
 /**
  * A term that alternatives share. Its text follows it.
  *
@@ -34,8 +43,9 @@ struct Term {
   size_t GramWidth() const { return length >= 5 ? 4 : length >= 2 ? 2 : 1; }
   size_t GramCount() const { return length >= 5 ? 2 : 1; }
   Gram GramAt(size_t offset) const { return LoadGram(text() + offset, GramWidth()); }
-  /// What the table of grams keeps beside the term.
-  uint32_t NoteAt(size_t offset) const { return static_cast<uint32_t>(offset << 8 | length); }
+  GramNote NoteAt(size_t offset) const {
+    return {static_cast<uint8_t>(offset), length, text()[0], text()[length - 1]};
+  }
 };
 
 /// Terms that must all occur.

@@ -1,5 +1,6 @@
 // Finding the first match in the User-Agent index.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "data/user_agent_index.h"
@@ -47,11 +48,12 @@ class Search {
 
   /// Looks whether an anchor stands where one of its grams was met, and if so, at what hangs on it.
   void TryTerm(const GramTable::Slot& slot, size_t place) {
-    const size_t offset = slot.note >> 8;
-    const size_t length = slot.note & 0xFF;
-    if (place < offset || place - offset + length > length_) return;
+    const auto note = std::bit_cast<GramNote>(slot.note);
+    const size_t begin = place - note.offset;
+    if (place < note.offset || begin + note.length > length_) return;
+    if (ua_[begin] != note.first || ua_[begin + note.length - 1] != note.last) return;
     const auto& term = *static_cast<const Term*>(slot.item);
-    if (std::memcmp(ua_ + (place - offset), term.text(), length) != 0) return;
+    if (std::memcmp(ua_ + begin, term.text(), note.length) != 0) return;
     for (const Alternative* a = term.anchored; a != nullptr && a->label < label_; a = a->next) {
       if (Matches(*a)) return Take(*a);
     }

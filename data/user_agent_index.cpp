@@ -2,6 +2,7 @@
 #include "data/user_agent_index.h"
 
 #include <algorithm>
+#include <bit>
 #include <new>
 
 #include "data/common_grams.h"
@@ -122,7 +123,7 @@ template <typename Act>
 void ForEachGram(const Term& term, Act act) {
   for (size_t i = 0; i < term.GramCount(); ++i) {
     const size_t offset = term.gram_offset + i;
-    act(term.GramAt(offset), term.NoteAt(offset));
+    act(term.GramAt(offset), std::bit_cast<uint32_t>(term.NoteAt(offset)));
   }
 }
 
