@@ -3,36 +3,13 @@
 
 #include <random>
 #include <string>
-#include <vector>
 
+#include "support/plain_option_text.h"
 #include "support/rule_store_fixture.h"
 
 namespace {
 
 using namespace byod::test;
-using Bytes = std::vector<uint8_t>;
-
-constexpr char kUntouched = '\x7E';
-
-struct Formatted {
-  uint32_t result;
-  std::string text;  // up to the NUL; kUntouched where nothing was written
-  bool operator==(const Formatted&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Formatted& formatted) {
-  return out << std::hex << formatted.result << " \"" << formatted.text << '"';
-}
-
-// Into a buffer of its own that ends with the size, for a sanitizer to see.
-Formatted Format(const Bytes& bytes, uint32_t size) {
-  const std::unique_ptr<char[]> out(new char[size]);
-  std::memset(out.get(), kUntouched, size);
-  const uint32_t result = BYOD_data_GetDhcpOption55String(static_cast<uint32_t>(bytes.size()),
-                                                          bytes.data(), size, out.get());
-  return {result, std::string(out.get(), strnlen(out.get(), size))};
-}
-
 TEST(Option55Text, JoinsTheNumbersByCommas) {
   EXPECT_EQ(Format({1, 3, 6, 15}, 256), (Formatted{0, "1,3,6,15"}));
   EXPECT_EQ(Format({1, 3, 6, 15, 119, 252}, 256), (Formatted{0, "1,3,6,15,119,252"}));
@@ -89,17 +66,6 @@ TEST(Option55Text, FitsUpTo127OneDigitNumbersInto256Bytes) {
   EXPECT_EQ(Format(Bytes(128, 7), 256).result, kFailed);
   EXPECT_EQ(Format(Bytes(63, 200), 256).result, 0u);
   EXPECT_EQ(Format(Bytes(64, 200), 256).result, kFailed);
-}
-
-// The whole text with a comma behind every number; what does not fit is cut.
-Formatted Plainly(const Bytes& bytes, uint32_t size) {
-  if (size < bytes.size()) return {kFailed, std::string(size, kUntouched)};
-  if (bytes.empty()) return {0, std::string(size, kUntouched)};
-  std::string text;
-  for (const uint8_t byte : bytes)
-    text += std::to_string(byte) + ",";
-  if (text.size() + 1 <= size) return {0, text.substr(0, text.size() - 1)};
-  return {kFailed, text.substr(0, size - 1)};
 }
 
 TEST(Option55Text, AgreesWithThePlainFormForAllCountsAndSizes) {

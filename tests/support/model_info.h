@@ -4,9 +4,9 @@
 
 #include <array>
 #include <optional>
-#include <random>
 #include <string>
 
+#include "support/choices.h"
 #include "support/rule_store_fixture.h"
 
 namespace byod::test {
@@ -15,10 +15,10 @@ struct ModelInfo {
   std::array<std::string, 4> fields;  // name, vendor, category, OS; empty = absent
 
   /// Every field is absent or one letter.
-  static ModelInfo Random(std::mt19937& random) {
+  static ModelInfo Random(Choices& choices) {
     ModelInfo info;
     for (std::string& field : info.fields) {
-      if (random() % 2 == 0) field = std::string(1, static_cast<char>('a' + random() % 26));
+      if (choices.Below(2) == 0) field = std::string(1, static_cast<char>('a' + choices.Below(26)));
     }
     return info;
   }

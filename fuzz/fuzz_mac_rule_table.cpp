@@ -1,0 +1,23 @@
+// Attacks the table of MAC rules: adding, finding, updating, walking and deleting, with prefixes
+// that a new rule may overlap. The input decides the steps; after each the tree and the counts must
+// be those of a plain map.
+#include <cstddef>
+#include <cstdint>
+
+#include "fuzz/stop_on_failure.h"
+#include "support/mac_rule_table_model.h"
+
+using namespace byod::test;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Choices choices(data, size);
+  const uint32_t limit = choices.Below(4) == 0 ? 5 : BYOD_NO_RULE_LIMIT;
+  if (BYOD_data_GlobalInfoInit(limit) != 0) __builtin_trap();
+  MacRuleTableRun run(choices, limit);
+  while (!run.choices().Spent()) {
+    run.Step();
+    run.ExpectSame();
+  }
+  BYOD_data_GlobalInfoFini();
+  return 0;
+}

@@ -1,0 +1,42 @@
+// Attacks the two tables of rules keyed by text: adding, finding, updating, walking and deleting,
+// under a limit and with counts that are not the lists' length. The input decides the steps; after
+// each the lists, chains and counts must be those of a plain model.
+#include <cstddef>
+#include <cstdint>
+
+#include "fuzz/stop_on_failure.h"
+#include "support/text_rule_table_model.h"
+
+namespace {
+
+using namespace byod::test;
+
+constexpr uint32_t kSmallLimit = 5;
+
+template <typename Rules>
+void Run(Choices choices, uint32_t limit, bool with_wrong_counts) {
+  ASSERT_EQ(BYOD_data_GlobalInfoInit(limit), 0u);
+  TextRuleTableRun<Rules> run(choices, limit);
+  for (size_t step = 0; !run.choices().Spent(); ++step) {
+    run.Step();
+    if (with_wrong_counts && step % 4 == 3) run.SetWrongCount();
+    run.ExpectSameOrders();
+  }
+  run.ExpectSameRules();
+  BYOD_data_GlobalInfoFini();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Choices choices(data, size);
+  const bool agents = choices.Below(2) == 0;
+  const bool with_wrong_counts = choices.Below(4) == 0;
+  const uint32_t limit = choices.Below(4) == 0 ? kSmallLimit : BYOD_NO_RULE_LIMIT;
+  if (agents) {
+    Run<UserAgentRules>(choices, limit, with_wrong_counts);
+  } else {
+    Run<DhcpOptionRules>(choices, limit, with_wrong_counts);
+  }
+  return 0;
+}
