@@ -6,8 +6,8 @@
 
 #include "byod_tlv.h"
 #include "byodctl/authorization_text.h"
-#include "byodctl/told_explanation.h"
 #include "byodctl/told_fingerprint.h"
+#include "explain/explanation_message.h"
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
@@ -46,21 +46,15 @@ tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerp
   return reply;
 }
 
-Explanation DaemonIdentifier::Explain(const ByodFingerPrint& fingerprint) {
-  const tlv::Message reply = Ask(BYOD_EXT_MSG_EXPLAIN, fingerprint);
-  return ExplanationIn(Fields(reply), fingerprint, [&](const RuleKey& key) {
-    const tlv::Message rule = client_.Ask(AskForRule(key, Which::kThis, Telling::kConfigured));
-    return RuleIn(key.kind, Fields(rule)).device;
-  });
-}
-
 Answer DaemonIdentifier::Identify(const ByodFingerPrint& fingerprint) {
   const tlv::Message reply = Ask(BYOD_EXT_MSG_IDENTIFY, fingerprint);
   const Fields fields(reply);
   Answer answer = AnswerIn(fields);
   fields.ForEachNested(BYOD_EXT_AUTHORIZATION,
                        [&](const Fields& set) { answer.authorization = AuthorizationIn(set); });
-  if (explains_) answer.explanation = Explain(fingerprint);
+  if (explains_) {
+    answer.explanation = explain::ReadExplanation(Ask(BYOD_EXT_MSG_EXPLAIN, fingerprint).get());
+  }
   return answer;
 }
 

@@ -23,7 +23,6 @@ class DaemonIdentifier : public Identifier {
 
  private:
   tlv::Message Ask(uint32_t kind, const ByodFingerPrint& fingerprint);
-  Explanation Explain(const ByodFingerPrint& fingerprint);
 
   Client client_;
   std::string group_;

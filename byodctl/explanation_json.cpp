@@ -67,9 +67,9 @@ Json StepsJson(const std::vector<Step>& steps, std::span<const char* const> name
 
 }  // namespace
 
-Json ExplanationJson(const Explanation& explanation) {
-  return {{"attributes", StepsJson(explanation.attributes.steps, kAttributeNames)},
-          {"name", StepsJson(explanation.name.steps, kNameNames)}};
+Json ExplanationJson(const explain::Explanation& explanation) {
+  return {{"attributes", StepsJson(explanation.attributes, kAttributeNames)},
+          {"name", StepsJson(explanation.name, kNameNames)}};
 }
 
 }  // namespace byod::ctl

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "byodctl/identifier.h"
+#include "explain/explain.h"
 
 namespace byod::ctl {
 
@@ -19,7 +19,7 @@ namespace byod::ctl {
  * and fields is empty. source is "configured", "predefined" or null. next is "continue",
  * "complete" or "exhausted".
  */
-nlohmann::ordered_json ExplanationJson(const Explanation& explanation);
+nlohmann::ordered_json ExplanationJson(const explain::Explanation& explanation);
 
 }  // namespace byod::ctl
 

@@ -80,9 +80,9 @@ std::string Search(const char* title, const std::vector<Step>& steps,
 
 }  // namespace
 
-std::string ExplanationText(const Explanation& explanation) {
-  return Search("vendor, category and os", explanation.attributes.steps, kAttributeNames) +
-         Search("name", explanation.name.steps, kNameNames);
+std::string ExplanationText(const explain::Explanation& explanation) {
+  return Search("vendor, category and os", explanation.attributes, kAttributeNames) +
+         Search("name", explanation.name, kNameNames);
 }
 
 }  // namespace byod::ctl

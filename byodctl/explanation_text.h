@@ -4,12 +4,12 @@
 
 #include <string>
 
-#include "byodctl/identifier.h"
+#include "explain/explain.h"
 
 namespace byod::ctl {
 
 /// Lines, each with its end, indented by two blanks or more.
-std::string ExplanationText(const Explanation& explanation);
+std::string ExplanationText(const explain::Explanation& explanation);
 
 }  // namespace byod::ctl
 

@@ -12,11 +12,6 @@
 
 namespace byod::ctl {
 
-struct Explanation {
-  explain::AttributeSearch attributes;
-  explain::NameSearch name;
-};
-
 /// What a terminal of a user group may do.
 struct AuthorizationSet {
   std::string group;
@@ -30,7 +25,7 @@ struct Answer {
   std::string category;
   std::string os;
   std::string name;
-  std::optional<Explanation> explanation;
+  std::optional<explain::Explanation> explanation;
   std::optional<AuthorizationSet> authorization;
 
   bool IsUnknown() const {

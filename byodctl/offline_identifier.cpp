@@ -30,10 +30,7 @@ Answer OfflineIdentifier::Identify(const ByodFingerPrint& fingerprint) {
   BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &attributes);
   BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof name, name);
   Answer answer{attributes.vendor, attributes.category, attributes.os, name, {}, {}};
-  if (explains_) {
-    answer.explanation =
-        Explanation{explain::ExplainAttributes(fingerprint), explain::ExplainName(fingerprint)};
-  }
+  if (explains_) answer.explanation = explain::Explain(fingerprint);
   return answer;
 }
 

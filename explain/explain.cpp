@@ -39,6 +39,8 @@ Searched SearchDhcp(const ByodFingerPrint& fingerprint) {
   return Found(rule, rule != nullptr ? rule->text : "");
 }
 
+/// Tries the rules in turn. The library's own lookup asks an index and comes to the same rule, but
+/// what it hands out is that rule's information, not which rule it is.
 Searched SearchUserAgent(const ByodFingerPrint& fingerprint) {
   if (fingerprint.user_agent[0] == '\0') return {};
   for (ByodLink* link = *BYOD_data_GetUserAgentRuleMatchList(); link != nullptr;
@@ -185,6 +187,10 @@ NameSearch ExplainName(const ByodFingerPrint& fingerprint) {
     return step;
   });
   return search;
+}
+
+Explanation Explain(const ByodFingerPrint& fingerprint) {
+  return {ExplainAttributes(fingerprint).steps, ExplainName(fingerprint).steps};
 }
 
 }  // namespace byod::explain

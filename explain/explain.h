@@ -1,7 +1,8 @@
 // Why an identification came out as it did.
 //
 // Goes through the same rules in the same order as the identification, by the exported lookups of
-// the library, and writes down each step. Threads: as byod_data.h, callers serialise.
+// the library, and writes down each step. The daemon and its front end explain alike: both ask
+// here. Threads: as byod_data.h, callers serialise.
 #ifndef BYOD_EXPLAIN_EXPLAIN_H
 #define BYOD_EXPLAIN_EXPLAIN_H
 
@@ -21,6 +22,8 @@ struct Field {
   std::string value;  ///< empty = nothing
   Source source = Source::kNone;
   bool is_used = false;  ///< not when an earlier method had filled the field, nor without a value
+
+  bool operator==(const Field&) const = default;
 };
 
 /// What a method found.
@@ -46,6 +49,8 @@ struct Step {
   bool is_custom = false;     ///< the rule's origin
   std::vector<Field> fields;  ///< by kField*; none without a rule
   Next next = Next::kContinue;
+
+  bool operator==(const Step&) const = default;
 };
 
 /// Positions in Step::fields: vendor, category and OS when attributes are searched, else the name.
@@ -70,6 +75,16 @@ AttributeSearch ExplainAttributes(const ByodFingerPrint& fingerprint);
 
 /// Explains what BYOD_data_GetDeviceTypeByFingerPrint answers when a name of any length fits.
 NameSearch ExplainName(const ByodFingerPrint& fingerprint);
+
+/// Both searches, step by step.
+struct Explanation {
+  std::vector<Step> attributes;
+  std::vector<Step> name;
+
+  bool operator==(const Explanation&) const = default;
+};
+
+Explanation Explain(const ByodFingerPrint& fingerprint);
 
 }  // namespace byod::explain
 

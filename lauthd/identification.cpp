@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/byte_order.h"
+#include "explain/explanation_message.h"
 #include "lauthd/authorization_requests.h"
 #include "lauthd/connection.h"
 #include "lauthd/daemon.h"
@@ -66,6 +67,25 @@ Result Tell(Exchange& exchange, Look look, Append append) {
   tlv::Appender answer = exchange.Answer();
   append(answer, identity);
   return exchange.Answered(answer);
+}
+
+/**
+ * Answers all that is known, as far as anything is.
+ *
+ * @param append_more  (appender, fingerprint, identity): what is answered besides, in any case
+ */
+template <typename AppendMore>
+Result TellAll(Exchange& exchange, AppendMore append_more) {
+  ByodFingerPrint fingerprint;
+  if (Result read = ReadFingerPrint(exchange.request, fingerprint); !read.Ok()) return read;
+  const Identity identity = LookUp(fingerprint);
+  const Result result = identity.Known() ? Result() : Unidentified();
+  Account(exchange, fingerprint, result.code, identity);
+  tlv::Appender append = exchange.Answer(result);
+  AppendIdentity(append, identity);
+  append_more(append, fingerprint, identity);
+  const Result answered = exchange.Answered(append);
+  return answered.Ok() ? result : answered;
 }
 
 }  // namespace
@@ -157,26 +177,26 @@ Result TellAttributes(Exchange& exchange) {
 }
 
 Result Identify(Exchange& exchange) {
-  ByodFingerPrint fingerprint;
-  if (Result read = ReadFingerPrint(exchange.request, fingerprint); !read.Ok()) return read;
   std::string group;
   if (!ReadGroup(exchange.request, group)) {
     return Refused(BYOD_REFUSAL_MALFORMED, "a group has a name of at most 32 characters");
   }
-  const Identity identity = LookUp(fingerprint);
-  const Result result = identity.Known() ? Result() : Unidentified();
-  Account(exchange, fingerprint, result.code, identity);
-  tlv::Appender append = exchange.Answer(result);
-  AppendIdentity(append, identity);
-  const auto* const set =
-      group.empty() ? nullptr
-                    : exchange.daemon.authorization.Applying(group, identity.attributes.category);
-  if (set != nullptr && !AppendSet(append, group, set->first, set->second)) {
-    exchange.reply = {};
-    return NoMemory();
-  }
-  const Result answered = exchange.Answered(append);
-  return answered.Ok() ? result : answered;
+  const Authorization& authorization = exchange.daemon.authorization;
+  return TellAll(
+      exchange, [&](tlv::Appender& append, const ByodFingerPrint&, const Identity& identity) {
+        const auto* const set =
+            group.empty() ? nullptr : authorization.Applying(group, identity.attributes.category);
+        if (set != nullptr && !AppendSet(append, group, set->first, set->second)) {
+          append.Combine(BYOD_ERR_FAILED);
+        }
+      });
+}
+
+Result Explain(Exchange& exchange) {
+  return TellAll(
+      exchange, [](tlv::Appender& append, const ByodFingerPrint& fingerprint, const Identity&) {
+        append.Combine(explain::AppendExplanation(append.message(), explain::Explain(fingerprint)));
+      });
 }
 
 }  // namespace byod::lauthd

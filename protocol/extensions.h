@@ -13,7 +13,7 @@
 
 /** Message kinds. "Changes" needs root, the daemon's own user or the administration group. */
 enum {
-  /** GET: how a fingerprint is identified, step by step. */
+  /** GET: how a fingerprint is identified, step by step (explain/explanation_message.h). */
   BYOD_EXT_MSG_EXPLAIN = 1000,
   /** GET: the state of the daemon. */
   BYOD_EXT_MSG_STATUS = 1001,
@@ -52,12 +52,14 @@ enum {
   /* Fingerprints and what is known of them. */
   BYOD_EXT_GROUP = 1010,          /**< text, 33: the name of a user group */
   BYOD_EXT_DERIVED_VENDOR = 1011, /**< text, 64: the vendor derived from the device name */
-  BYOD_EXT_STEP = 1012,           /**< nested: one method of an explanation, in order */
+  BYOD_EXT_STEP = 1012,           /**< nested: one step of the search for the attributes */
   BYOD_EXT_METHOD = 1013,         /**< number: BYOD_METHOD_* */
   BYOD_EXT_OUTCOME = 1014,        /**< number: BYOD_OUTCOME_* */
-  BYOD_EXT_SUPPLIED = 1015,       /**< number: BYOD_FIELD_* bits that this method supplied */
-  BYOD_EXT_CONFIGURED = 1016,     /**< number: those of them that an administrator configured */
-  BYOD_EXT_OPTION_TEXT = 1017,    /**< text, 256: the option list as rules write it */
+  BYOD_EXT_SUPPLIED = 1015,       /**< number: BYOD_FIELD_* bits that this step supplied */
+  BYOD_EXT_CONFIGURED = 1016,     /**< number: bits of what an administrator configured */
+  BYOD_EXT_NAME_STEP = 1017,      /**< nested: one step of the search for the name */
+  BYOD_EXT_NEXT = 1018,           /**< number: BYOD_NEXT_* */
+  BYOD_EXT_RULE_TEXT = 1019,      /**< text, 256: expression, option list, or address/mask */
 
   /* Fingerprints that nothing matched, and identifications as they happen. */
   BYOD_EXT_UNKNOWN = 1020,    /**< nested: one fingerprint: types 14, 5, 6, and how often, when */
@@ -116,12 +118,19 @@ enum {
   BYOD_REFUSAL_BAD_DATA = 12      /**< restored bytes are no such database; rule files are bad */
 };
 
-/** What became of one method of an identification. */
+/** What a method of an identification found. */
 enum {
-  BYOD_OUTCOME_MATCHED = 0,  /**< a rule matched; it stands in the step, with all information */
-  BYOD_OUTCOME_NO_PART = 1,  /**< the fingerprint has no such part */
-  BYOD_OUTCOME_NO_RULE = 2,  /**< no rule matches it */
-  BYOD_OUTCOME_NOT_TRIED = 3 /**< all attributes were known by then */
+  BYOD_OUTCOME_MATCHED = 0, /**< a rule, which the step tells of */
+  BYOD_OUTCOME_NO_PART = 1, /**< the fingerprint has nothing for this method */
+  BYOD_OUTCOME_NO_RULE = 2, /**< no rule matches it */
+  BYOD_OUTCOME_TOO_LONG = 3 /**< the text of the option list is longer than a rule's can be */
+};
+
+/** What came after a step of an identification. */
+enum {
+  BYOD_NEXT_CONTINUE = 0, /**< something is still open: the next method */
+  BYOD_NEXT_COMPLETE = 1, /**< nothing: all that is searched for is known */
+  BYOD_NEXT_EXHAUSTED = 2 /**< nothing: the order ends here */
 };
 
 /** Fields of a device information, as bits. */

@@ -46,20 +46,14 @@ class Identify(WithDaemon):
 
     def test_the_daemons_explanation_is_that_of_the_files(self):
         fingerprints = [("--mac", "001122334455", "--user-agent", "Android", "--dhcp", "1,3"),
-                        ("--user-agent", "iPhone"), ("--dhcp", "1,3,6"), ("--mac", "009988776655")]
+                        ("--user-agent", "iPhone"), ("--dhcp", "1,3,6"), ("--mac", "009988776655"),
+                        ("--dhcp", ",".join(["200"] * 255))]
         for fingerprint in fingerprints:
             arguments = ("identify", "--explain", "--json", *fingerprint)
             _, online, _ = self.daemon.run(*arguments)
             _, offline, _ = self.daemon.run(*arguments, "--offline", "--rules",
                                             str(self.daemon.rules), "--ieee", "")
-            online, offline = json.loads(online), json.loads(offline)
-            if "001122334455" not in fingerprint:
-                # Without an address only one of the two searches looks it up.
-                for answer in (online, offline):
-                    for step in answer["explanation"]["name"]:
-                        if step["lookup"] == "no-value":
-                            step["lookup"] = "no-rule"
-            self.assertEqual(online, offline)
+            self.assertEqual(json.loads(online), json.loads(offline))
 
     def test_a_modified_rule_is_explained_by_what_was_configured(self):
         self.ctl("set", "rule", "user-agent", "iPhone", "--os", "iPadOS")

@@ -10,6 +10,9 @@
 
 #include "byod_data.h"
 #include "byod_order.h"
+#include "explain/explanation_message.h"
+#include "protocol/extensions.h"
+#include "tlv/message.h"
 
 namespace byod::explain {
 namespace {
@@ -156,6 +159,36 @@ TEST_F(ExplainTest, TheSearchForTheNameStopsAtTheFirstRuleThatHasOne) {
   EXPECT_EQ(search.steps[0].next, Next::kContinue);
   EXPECT_EQ(search.steps[1].next, Next::kComplete);
   EXPECT_EQ(search.name, "The phone");
+}
+
+TEST_F(ExplainTest, AnExplanationComesOutOfAMessageAsItWentIn) {
+  AddOptions("1,3", Info("", "Acme", "", ""));
+  AddAgent("Phone", Info("The phone", "Other", "Mobile", ""));
+  AddMac(Block({0, 1}), Info("Mac", "V", "C", "O"));
+  ByodTextRuleShowRec record = {};
+  record.info = Info("", "Configured", "", "OS");
+  ASSERT_EQ(BYOD_data_UpdateUserAgentRule(&record, BYOD_data_FindUserAgentRule("Phone")), 0U);
+  uint16_t created = 0;
+  uint32_t err = 0;
+  ASSERT_NE(BYOD_data_FindOrNewUserAgentRule("Custom", BYOD_RULE_CUSTOM, &created, &err), nullptr);
+  ByodFingerPrint too_long = FingerPrint({}, "no rule", {});
+  too_long.option_length = 255;
+  std::memset(too_long.options, 200, sizeof too_long.options);
+  for (const ByodFingerPrint& fingerprint :
+       {FingerPrint({1, 3}, "Phone", {0, 1, 2, 3, 4, 5}), FingerPrint({}, "Custom", {0, 1}),
+        FingerPrint({9}, "", {}), too_long}) {
+    const Explanation told = Explain(fingerprint);
+    const tlv::Message message(TLV_Create());
+    ASSERT_EQ(AppendExplanation(message.get(), told), 0U);
+    EXPECT_EQ(ReadExplanation(message.get()), told);
+  }
+}
+
+TEST_F(ExplainTest, AMessageWithoutStepsIsAnEmptyExplanation) {
+  const tlv::Message message(TLV_Create());
+  TLV_Append_UINT(message.get(), BYOD_EXT_STEP, 1);
+  TLV_Append_UINT(message.get(), BYOD_TLV_ERRCODE, 0);
+  EXPECT_EQ(ReadExplanation(message.get()), Explanation());
 }
 
 // Rules and fingerprints drawn from few values, so that every combination of found, half found and

@@ -82,7 +82,7 @@ class Extensions : public testing::Test {
   DaemonProcess daemon_;
 };
 
-TEST_F(Extensions, ExplanationTellsEveryMethodAndWhatItSupplied) {
+TEST_F(Extensions, ExplanationTellsTheStepsOfBothSearches) {
   Client client(daemon_);
   client.Ask(BYOD_OP_SET, BYOD_MSG_UA_DEVATTR, [](Appender& append) {
     append.Number(BYOD_TLV_ATTRKIND, BYOD_ATTR_OS).Text(BYOD_TLV_USERAGENT, "iPhone");
@@ -94,21 +94,42 @@ TEST_F(Extensions, ExplanationTellsEveryMethodAndWhatItSupplied) {
   EXPECT_EQ(TextOf(reply, BYOD_TLV_OS), "iPhone OS");
   EXPECT_EQ(TextOf(reply, BYOD_EXT_DERIVED_VENDOR), "Apple");
   const auto steps = NestedIn(reply, BYOD_EXT_STEP);
-  ASSERT_EQ(steps.size(), 3u);
+  ASSERT_EQ(steps.size(), 2u);
   EXPECT_EQ(NumberOf(steps[0], BYOD_EXT_METHOD), uint32_t{BYOD_METHOD_DHCP});
-  EXPECT_EQ(TextOf(steps[0], BYOD_EXT_OPTION_TEXT), "1,3,6");
+  EXPECT_EQ(TextOf(steps[0], BYOD_EXT_RULE_TEXT), "1,3,6");
   EXPECT_EQ(NumberOf(steps[0], BYOD_EXT_SUPPLIED), uint32_t{BYOD_FIELD_VENDOR});
-  EXPECT_EQ(NumberOf(steps[1], BYOD_EXT_SUPPLIED),
-            uint32_t{BYOD_FIELD_NAME | BYOD_FIELD_CATEGORY | BYOD_FIELD_OS});
+  EXPECT_EQ(NumberOf(steps[1], BYOD_EXT_SUPPLIED), uint32_t{BYOD_FIELD_CATEGORY | BYOD_FIELD_OS});
   EXPECT_EQ(NumberOf(steps[1], BYOD_EXT_CONFIGURED), uint32_t{BYOD_FIELD_OS});
-  EXPECT_EQ(TextOf(steps[1], BYOD_TLV_USERAGENT), "iPhone");
-  EXPECT_EQ(NumberOf(steps[2], BYOD_EXT_OUTCOME), uint32_t{BYOD_OUTCOME_NOT_TRIED});
+  EXPECT_EQ(TextOf(steps[1], BYOD_EXT_RULE_TEXT), "iPhone");
+  EXPECT_EQ(NumberOf(steps[1], BYOD_EXT_NEXT), uint32_t{BYOD_NEXT_COMPLETE});
+  const auto name_steps = NestedIn(reply, BYOD_EXT_NAME_STEP);
+  ASSERT_EQ(name_steps.size(), 2u);
+  EXPECT_EQ(NumberOf(name_steps[0], BYOD_EXT_SUPPLIED), 0u);
+  EXPECT_EQ(TextOf(name_steps[1], BYOD_TLV_DEVNAME), "Apple iPhone");
+  EXPECT_EQ(NumberOf(name_steps[1], BYOD_EXT_SUPPLIED), uint32_t{BYOD_FIELD_NAME});
   const Message nothing = client.Ask(Fingerprint(BYOD_EXT_MSG_EXPLAIN, "a toaster"));
   EXPECT_EQ(VerdictOf(nothing), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_UNIDENTIFIED}));
   const auto failed = NestedIn(nothing, BYOD_EXT_STEP);
   ASSERT_EQ(failed.size(), 3u);
   EXPECT_EQ(NumberOf(failed[0], BYOD_EXT_OUTCOME), uint32_t{BYOD_OUTCOME_NO_PART});
   EXPECT_EQ(NumberOf(failed[1], BYOD_EXT_OUTCOME), uint32_t{BYOD_OUTCOME_NO_RULE});
+  EXPECT_EQ(NumberOf(failed[2], BYOD_EXT_NEXT), uint32_t{BYOD_NEXT_EXHAUSTED});
+}
+
+// The explanation said that a terminal without an address has nothing for the MAC rules, while the
+// answer beside it held the name of the rule for the address of zeros.
+TEST_F(Extensions, AnAddressOfZerosIsExplainedAsLookedUpForTheName) {
+  daemon_.WriteRules("mac.csv", "mac,mask,name,vendor,category,os\n00:00:00/24,,Zero,V,C,O\n");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart());
+  Client client(daemon_);
+  const Message reply = client.Ask(Fingerprint(BYOD_EXT_MSG_EXPLAIN, ""));
+  EXPECT_EQ(VerdictOf(reply), kDone);
+  EXPECT_EQ(TextOf(reply, BYOD_TLV_DEVNAME), "Zero");
+  EXPECT_EQ(TextOf(reply, BYOD_TLV_VENDOR), "");
+  EXPECT_EQ(NumberOf(NestedIn(reply, BYOD_EXT_STEP).at(2), BYOD_EXT_OUTCOME),
+            uint32_t{BYOD_OUTCOME_NO_PART});
+  EXPECT_EQ(TextOf(NestedIn(reply, BYOD_EXT_NAME_STEP).at(2), BYOD_EXT_RULE_TEXT),
+            "00:00:00:00:00:00/ff:ff:ff:00:00:00");
 }
 
 TEST_F(Extensions, StatusCountsWhatHappened) {
