@@ -138,7 +138,7 @@ class ExplanationWriter : public Writer {
          << ", options " << Shown(line.text.options) << ", user-agent "
          << Shown(line.text.user_agent) << '\n';
     if (!line.error.empty()) {
-      out_ << "  bad line: " << line.error << '\n' << std::flush;
+      out_ << "  bad line: " << Printable(line.error) << '\n' << std::flush;
       return;
     }
     if (answer.explanation) out_ << ExplanationText(*answer.explanation);

@@ -313,6 +313,12 @@ class IdentifyTest(unittest.TestCase):
         self.assertNotIn("\x1b", out + err)
         self.assertIn("iPhone ?[31m\ufffd", out)
 
+    def test_an_explanation_shows_nothing_that_a_terminal_obeys(self):
+        # The reason why a line is bad was shown as it was.
+        _, out, err = self.identify("--explain", stdin=b"mac\n\x1b[2J\n")
+        self.assertIn("bad line: address \"?[2J\"", out)
+        self.assertNotIn("\x1b", out + err)
+
     def test_a_long_user_agent_is_cut_in_the_table(self):
         _, out, _ = self.identify("--user-agent", "iPhone" + "x" * 100)
         self.assertTrue(out.endswith("iPhone" + "x" * 53 + "\u2026\n"))
