@@ -108,19 +108,18 @@ class Matcher:
         return found
 
 
-def implies(narrow, wide):
-    """True when `wide` surely matches every text that `narrow` matches.
+def covers(terms, parts):
+    """True when alternatives surely match every text that holds all of `terms`.
 
-    Decided on the expressions alone: for each alternative of `narrow` there is
-    one of `wide` whose every term is part of a term of it.
+    Decided on the terms alone: every term of one alternative is part of one of them.
     """
-    wide_parts = alternatives(wide)
-    if not wide_parts or [] in wide_parts:
-        return True
-    narrow_parts = alternatives(narrow)
-    if not narrow_parts:
-        return False
-    return all(
-        any(all(any(w in n for n in terms) for w in other) for other in wide_parts)
-        for terms in narrow_parts
+    return not parts or any(
+        all(any(wide in term for term in terms) for wide in other) for other in parts
     )
+
+
+def implies(narrow, wide):
+    """True when `wide` surely matches every text that `narrow` matches: it covers each
+    alternative of `narrow`."""
+    wide_parts = alternatives(wide)
+    return all(covers(terms, wide_parts) for terms in alternatives(narrow) or [[]])

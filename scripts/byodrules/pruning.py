@@ -11,9 +11,11 @@ def _runs(terms):
 
 
 def never_winning(rules):
-    """Indices of rules shadowed by one as long or longer that matches whenever they do.
+    """Indices of rules that others, as long or longer, leave nothing to match.
 
-    Also of duplicates but for case (the later one), and of rules that say nothing.
+    Each alternative of such a rule is covered by one of theirs; several rules
+    together may cover what none of them covers alone. Also of duplicates but for
+    case (the later one), and of rules that say nothing.
     """
     lost = set()
     seen = {}
@@ -23,9 +25,9 @@ def never_winning(rules):
             lost.add(index)
         else:
             seen[key] = index
-    # What shadows a rule has an alternative whose every term is part of a term of the
-    # rule's first alternative. Each alternative is filed under its rarest run, and the
-    # runs of the first alternative find all that could be such.
+    # What covers an alternative has only terms that are part of terms of it. Each
+    # alternative is filed under its rarest run, and the runs of another find all that
+    # could cover it.
     common = Counter()
     parsed = [matching.alternatives(rule.key) for rule in rules]
     for parts in parsed:
@@ -46,21 +48,22 @@ def never_winning(rules):
             else:
                 always.add(index)
     sizes = [matching.length(rule.key) for rule in rules]
-    for index, rule in enumerate(rules):
-        if index in lost:
-            continue
+
+    def is_covered(index, terms):
         near = set(always)
-        for run in _runs(parsed[index][0]) if parsed[index] else ():
+        for run in _runs(terms):
             near.update(filed.get(run, ()))
-        for other in sorted(near):
-            if (
-                other != index
-                and other not in lost
-                and sizes[other] >= sizes[index]
-                and matching.implies(rule.key, rules[other].key)
-            ):
-                lost.add(index)
-                break
+        return any(
+            other != index
+            and other not in lost
+            and sizes[other] >= sizes[index]
+            and matching.covers(terms, parsed[other])
+            for other in near
+        )
+
+    for index in range(len(rules)):
+        if index not in lost and all(is_covered(index, terms) for terms in parsed[index] or [[]]):
+            lost.add(index)
     return lost
 
 

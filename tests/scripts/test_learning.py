@@ -128,6 +128,10 @@ class Pruning(unittest.TestCase):
     def test_a_shadowed_rule_of_alternatives_is_dropped(self):
         self.assertEqual(self.lost("ab1||ab2", "ab&&ab&&ab&&ab"), {0})
 
+    def test_a_rule_that_several_leave_nothing_to_match_is_dropped(self):
+        self.assertEqual(self.lost("ax||by", "x||nobody sends it", "y||nobody sends it too"), {0})
+        self.assertEqual(self.lost("ax||bz", "x||nobody sends it", "y||nobody sends it too"), set())
+
     def test_a_rule_that_says_nothing_is_dropped(self):
         self.assertEqual(pruning.never_winning([Rule("Android", name="only a name")]), {0})
 
