@@ -56,7 +56,7 @@ _byodctl() {
       'export ') choices="$kinds --json" ;;
       'import ') choices='--dry-run --json' ;;
       'watch ') choices='--count --json' ;;
-      'check rules') choices='--ieee --json' ;;
+      'check rules') choices='--ieee --strict --json' ;;
       *) choices='--json' ;;
     esac
     if [[ $noun == rule && ${#words[@]} -eq 2 ]]; then choices+=" $kinds"; fi

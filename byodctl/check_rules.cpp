@@ -3,43 +3,60 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "byodctl/command.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
-#include "rulefiles/rule_set.h"
+#include "lint/lint.h"
 
 namespace byod::ctl {
 namespace {
 
 struct Options {
   rulefiles::Sources sources;
+  bool is_strict = false;
   bool json = false;
 };
 
+Json JsonOf(const rulefiles::Place& place, const std::string& rule) {
+  return {{"file", *place.file}, {"line", place.line}, {"rule", rule}};
+}
+
+Json JsonOf(const lint::Finding& finding) {
+  Json problem = {{"severity", NameOf(finding.severity)}, {"check", finding.check}};
+  problem.update(JsonOf(finding.place, finding.rule));
+  problem["reason"] = finding.reason;
+  problem["other"] = finding.other ? JsonOf(finding.other->place, finding.other->rule) : Json();
+  return problem;
+}
+
+std::string Counted(size_t count, const char* what) {
+  return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
 int Check(const Options& options) {
-  Json problems = Json::array();
-  rulefiles::Diagnostics diagnostics([&](const rulefiles::Diagnostic& diagnostic) {
-    if (options.json) {
-      problems.push_back({{"file", diagnostic.place.file ? *diagnostic.place.file : ""},
-                          {"line", diagnostic.place.line},
-                          {"reason", diagnostic.reason}});
-    } else {
-      std::cout << Printable(ToString(diagnostic)) << '\n';
-    }
-  });
-  const rulefiles::RuleSet rules = rulefiles::ReadRuleSet(options.sources, diagnostics);
+  const lint::Report report = lint::Check(options.sources);
+  const size_t errors = Count(report.findings, lint::Severity::kError);
+  const size_t warnings = Count(report.findings, lint::Severity::kWarning);
   if (options.json) {
-    WriteJsonLine({{"mac", rules.mac.size()},
-                   {"user-agent", rules.user_agent.size()},
-                   {"dhcp-option", rules.dhcp_option.size()},
-                   {"problems", problems}});
+    Json problems = Json::array();
+    for (const lint::Finding& finding : report.findings)
+      problems.push_back(JsonOf(finding));
+    WriteJsonLine({{"mac", report.rules.mac.size()},
+                   {"user-agent", report.rules.user_agent.size()},
+                   {"dhcp-option", report.rules.dhcp_option.size()},
+                   {"errors", errors},
+                   {"warnings", warnings},
+                   {"problems", std::move(problems)}});
   } else {
-    std::cout << rules.mac.size() << " mac, " << rules.user_agent.size() << " user-agent, "
-              << rules.dhcp_option.size() << " dhcp-option rules, " << diagnostics.count()
-              << (diagnostics.count() == 1 ? " problem\n" : " problems\n");
+    for (const lint::Finding& finding : report.findings)
+      std::cout << Printable(ToString(finding)) << '\n';
+    std::cout << report.rules.mac.size() << " mac, " << report.rules.user_agent.size()
+              << " user-agent, " << report.rules.dhcp_option.size() << " dhcp-option rules, "
+              << Counted(errors, "error") << ", " << Counted(warnings, "warning") << '\n';
   }
-  return diagnostics.count() == 0 ? kExitSuccess : kExitBadInput;
+  return errors > 0 || (options.is_strict && warnings > 0) ? kExitBadInput : kExitSuccess;
 }
 
 }  // namespace
@@ -47,8 +64,12 @@ int Check(const Options& options) {
 Run DefineCheckRules(CLI::App& app, const Settings&) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Reads the rule files as the daemon would, without the daemon, and tells what it "
-      "would leave out.\nExit status: 0 without a problem, 1 with one.");
+      "Reads the rule files as the daemon would, without the daemon, and tells what it would "
+      "leave out,\nwhich rules never win or match what no terminal sends, and whether each rule "
+      "wins on its example.\n\n"
+      "JSON: mac, user-agent, dhcp-option, errors, warnings, problems; of each problem severity, "
+      "check,\nfile, line, rule, reason, other (file, line, rule; or null).\n\n"
+      "Exit status: 0 without an error, 1 with one.");
   app.add_option("DIR", options->sources.rules_directory, "Directory of rule files")
       ->required()
       ->check(CLI::ExistingDirectory);
@@ -56,7 +77,8 @@ Run DefineCheckRules(CLI::App& app, const Settings&) {
                  "Directory of the registry of MAC prefixes, to check with it")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
-  app.add_flag("--json", options->json, "Write JSON: mac, user-agent, dhcp-option, problems");
+  app.add_flag("--strict", options->is_strict, "Exit with 1 on a warning too");
+  app.add_flag("--json", options->json, "Write JSON");
   return [options] { return Check(*options); };
 }
 

@@ -12,9 +12,9 @@ std::string ToString(const Diagnostic& diagnostic) {
   return ToString(diagnostic.place) + ": " + diagnostic.reason;
 }
 
-void Diagnostics::Report(const Place& place, std::string reason) {
+void Diagnostics::Report(const Place& place, std::string reason, std::optional<Place> other) {
   ++count_;
-  if (sink_) sink_({place, std::move(reason)});
+  if (sink_) sink_({place, std::move(reason), std::move(other)});
 }
 
 std::string Quoted(std::string_view value) {

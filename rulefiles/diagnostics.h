@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,8 @@ std::string ToString(const Place& place);
 
 struct Diagnostic {
   Place place;
-  std::string reason;
+  std::string reason;  ///< names the other place too
+  std::optional<Place> other = std::nullopt;  ///< of the rule that is in the row's way
 };
 
 /// "mac.csv:12: vendor is 70 bytes long, 63 fit"
@@ -34,7 +36,7 @@ class Diagnostics {
 
   explicit Diagnostics(Sink sink) : sink_(std::move(sink)) {}
 
-  void Report(const Place& place, std::string reason);
+  void Report(const Place& place, std::string reason, std::optional<Place> other = std::nullopt);
 
   size_t count() const { return count_; }
 

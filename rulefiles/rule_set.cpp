@@ -29,7 +29,8 @@ void ReportOverlap(const MacRule& rule, const MacRule& other, Diagnostics& diagn
   const std::string relation = rule.prefix == other.prefix ? " is also that of " : " overlaps ";
   const std::string what = rule.prefix == other.prefix ? "" : ToString(other.prefix) + " of ";
   diagnostics.Report(rule.place,
-                     "block " + ToString(rule.prefix) + relation + what + ToString(other.place));
+                     "block " + ToString(rule.prefix) + relation + what + ToString(other.place),
+                     other.place);
 }
 
 Blocks WithoutOverlaps(std::vector<MacRule> rules, Diagnostics& diagnostics) {
@@ -51,7 +52,8 @@ std::vector<TextRule> WithoutRepeats(std::vector<TextRule> rules, Diagnostics& d
     const auto [first, is_new] = seen.try_emplace(rule.text, rule.place);
     if (is_new) return false;
     diagnostics.Report(rule.place,
-                       Quoted(rule.text) + " is also that of " + ToString(first->second));
+                       Quoted(rule.text) + " is also that of " + ToString(first->second),
+                       first->second);
     return true;
   });
   return rules;

@@ -284,7 +284,8 @@ class ImportExport(WithDaemon):
         directory.mkdir()
         (directory / "user-agent.csv").write_text(self.ctl("export", "user-agent"))
         self.assertEqual(self.json("check", "rules", str(directory)),
-                         [{"mac": 0, "user-agent": 3, "dhcp-option": 0, "problems": []}])
+                         [{"mac": 0, "user-agent": 3, "dhcp-option": 0, "errors": 0,
+                           "warnings": 0, "problems": []}])
         self.assertEqual([rule["key"] for rule in self.json("export", "user-agent")],
                          ["#x", 'A, "b"', "iPhone"])
 
@@ -328,7 +329,8 @@ class ImportExport(WithDaemon):
         (self.daemon.rules / "mac.csv").write_text("mac,name,vendor,category,os\nzz,,,,\n")
         (report,) = self.json("check", "rules", str(self.daemon.rules), expect=1)
         self.assertEqual([problem["line"] for problem in report["problems"]], [2])
-        self.assertIn("mac.csv:2: ", self.ctl("check", "rules", str(self.daemon.rules), expect=1))
+        self.assertIn("mac.csv:2: error: ",
+                      self.ctl("check", "rules", str(self.daemon.rules), expect=1))
 
 
 class Limits(unittest.TestCase):

@@ -1,0 +1,19 @@
+#include "lint/finding.h"
+
+#include <algorithm>
+
+namespace byod::lint {
+
+const char* NameOf(Severity severity) {
+  return severity == Severity::kError ? "error" : "warning";
+}
+
+std::string ToString(const Finding& finding) {
+  return ToString(finding.place) + ": " + NameOf(finding.severity) + ": " + finding.reason;
+}
+
+size_t Count(const std::vector<Finding>& findings, Severity severity) {
+  return static_cast<size_t>(std::ranges::count(findings, severity, &Finding::severity));
+}
+
+}  // namespace byod::lint

@@ -1,0 +1,40 @@
+#include "lint/lint.h"
+
+#include <algorithm>
+#include <string_view>
+#include <tuple>
+
+#include "lint/numbered_store.h"
+#include "lint/rule_lint.h"
+
+namespace byod::lint {
+namespace {
+
+Finding FindingOf(const rulefiles::Diagnostic& diagnostic) {
+  Finding finding{Severity::kError, "unusable", diagnostic.place, {}, diagnostic.reason};
+  if (diagnostic.other) {
+    finding.check = "conflict";
+    finding.other = Other{*diagnostic.other, {}};
+  }
+  return finding;
+}
+
+}  // namespace
+
+Report Check(const rulefiles::Sources& sources) {
+  Report report;
+  rulefiles::Diagnostics diagnostics([&](const rulefiles::Diagnostic& diagnostic) {
+    report.findings.push_back(FindingOf(diagnostic));
+  });
+  report.rules = rulefiles::ReadRuleSet(sources, diagnostics);
+  const NumberedStore store(report.rules, diagnostics);
+  CheckUserAgentRules(report.rules.user_agent, store, report.findings);
+  CheckDhcpOptionRules(report.rules.dhcp_option, store, report.findings);
+  CheckMacRules(report.rules.mac, store, report.findings);
+  std::ranges::stable_sort(report.findings, {}, [](const Finding& finding) {
+    return std::tuple(std::string_view{*finding.place.file}, finding.place.line);
+  });
+  return report;
+}
+
+}  // namespace byod::lint

@@ -1,0 +1,299 @@
+#include "lint/rule_lint.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "byod_data.h"
+#include "data/fold_case.h"
+#include "lint/expression.h"
+#include "lint/shadows.h"
+#include "rulefiles/mac_text.h"
+
+namespace byod::lint {
+namespace {
+
+using rulefiles::DeviceText;
+using rulefiles::MacRule;
+using rulefiles::Quoted;
+using rulefiles::TextRule;
+
+std::string TextOf(const TextRule& rule) {
+  return rule.text;
+}
+
+std::string TextOf(const MacRule& rule) {
+  return ToString(rule.prefix);
+}
+
+/// Makes the findings about the rules of one table.
+template <typename Rule>
+class Findings {
+ public:
+  Findings(const std::vector<Rule>& rules, std::vector<Finding>& out) : rules_(rules), out_(out) {}
+
+  void Add(Severity severity, const char* check, size_t rule, std::string reason) {
+    const Rule& about = rules_[rule];
+    out_.push_back({severity, check, about.place, TextOf(about), std::move(reason)});
+  }
+
+  /// The reason ends with the other rule.
+  void Add(Severity severity, const char* check, size_t rule, std::string reason, size_t other) {
+    const Rule& named = rules_[other];
+    reason += ' ' + Quoted(TextOf(named)) + " of " + ToString(named.place);
+    Add(severity, check, rule, std::move(reason));
+    out_.back().other = Other{named.place, TextOf(named)};
+  }
+
+ private:
+  const std::vector<Rule>& rules_;
+  std::vector<Finding>& out_;
+};
+
+bool SaysNothing(const DeviceText& device) {
+  return device.name.empty() && device.vendor.empty() && device.category.empty() &&
+         device.os.empty();
+}
+
+template <typename Rule>
+void CheckThatItSaysSomething(const std::vector<Rule>& rules, Findings<Rule>& findings) {
+  for (size_t i = 0; i < rules.size(); ++i) {
+    if (!SaysNothing(rules[i].device)) continue;
+    findings.Add(Severity::kWarning, "says-nothing", i,
+                 "says nothing of a device, and keeps other rules from it");
+  }
+}
+
+/// What an example may be, and which rule wins on it.
+struct Example {
+  const char* what;
+  bool is_valid;
+  std::optional<size_t> winner;
+};
+
+/// @param read  (text) -> Example
+template <typename Rule, typename Read>
+void CheckExamples(const std::vector<Rule>& rules, Read read, Findings<Rule>& findings) {
+  for (size_t i = 0; i < rules.size(); ++i) {
+    const std::string& text = rules[i].example;
+    if (text.empty()) continue;
+    const Example example = read(text);
+    if (!example.is_valid) {
+      findings.Add(Severity::kError, "example", i,
+                   "example " + Quoted(text) + " is no " + example.what);
+    } else if (!example.winner) {
+      findings.Add(Severity::kError, "example", i, "no rule matches the example " + Quoted(text));
+    } else if (*example.winner != i) {
+      findings.Add(Severity::kError, "example", i,
+                   "on the example " + Quoted(text) + " wins the rule", *example.winner);
+    }
+  }
+}
+
+/// A header field holds blanks and tabs, but no other control character.
+bool MayStandInAHeader(std::string_view text) {
+  return std::ranges::none_of(text, [](char c) {
+    const auto byte = static_cast<uint8_t>(c);
+    return (byte < 0x20 && byte != '\t') || byte == 0x7F;
+  });
+}
+
+// ---------------------------------------------------------------- User-Agent rules
+
+std::string WithoutCase(std::string_view text) {
+  std::string folded;
+  for (const char c : text)
+    folded += static_cast<char>(FoldCase(c));
+  return folded;
+}
+
+class UserAgentLint {
+ public:
+  UserAgentLint(const std::vector<TextRule>& rules, Findings<TextRule>& findings)
+      : rules_(rules), findings_(findings) {}
+
+  /// Rules are visited in the order in which they are tried.
+  void Visit(size_t rule) {
+    if (all_matching_) {
+      return findings_.Add(Severity::kError, "never-wins", rule,
+                           "never wins: every User-Agent is matched before by", *all_matching_);
+    }
+    const std::vector<Terms> alternatives = AlternativesOf(rules_[rule].text);
+    if (std::ranges::any_of(alternatives, &Terms::empty)) {
+      all_matching_ = rule;
+      return findings_.Add(Severity::kError, "matches-everything", rule,
+                           "matches every User-Agent: an alternative has no term");
+    }
+    CheckSpelling(rule, alternatives);
+    std::vector<Terms> possible;
+    for (const Terms& terms : alternatives) {
+      if (IsPossible(rule, terms)) possible.push_back(terms);
+    }
+    CheckShadows(rule, possible);
+    for (const Terms& terms : possible)
+      earlier_.Add(rule, terms);
+  }
+
+ private:
+  void CheckSpelling(size_t rule, const std::vector<Terms>& alternatives) {
+    const std::string plain = ToString(alternatives);
+    if (plain == rules_[rule].text) return;
+    findings_.Add(Severity::kWarning, "separators", rule,
+                  "is read as " + Quoted(plain) + ": single and repeated separators separate too");
+  }
+
+  bool IsPossible(size_t rule, const Terms& terms) {
+    for (const std::string_view term : terms) {
+      if (MayStandInAHeader(term)) continue;
+      findings_.Add(Severity::kError, "impossible", rule,
+                    "term " + Quoted(term) + " holds a control character, which no header has");
+      return false;
+    }
+    return true;
+  }
+
+  void CheckShadows(size_t rule, const std::vector<Terms>& alternatives) {
+    std::vector<std::pair<const Terms*, size_t>> shadowed;
+    for (size_t i = 0; i < alternatives.size(); ++i) {
+      const Terms& terms = alternatives[i];
+      if (const auto by = earlier_.Find(terms)) {
+        shadowed.emplace_back(&terms, *by);
+      } else {
+        CheckThatNoOtherCovers(rule, alternatives, i);
+      }
+    }
+    if (shadowed.empty()) return;
+    if (shadowed.size() == alternatives.size()) return ReportRule(rule, shadowed);
+    for (const auto& [terms, by] : shadowed) {
+      findings_.Add(Severity::kWarning, "dead-alternative", rule,
+                    "alternative " + Quoted(ToString(*terms)) +
+                        " never decides: all that it matches is matched before by",
+                    by);
+    }
+  }
+
+  void CheckThatNoOtherCovers(size_t rule, const std::vector<Terms>& alternatives, size_t i) {
+    for (size_t other = 0; other < alternatives.size(); ++other) {
+      if (other == i || !Implies(alternatives[i], alternatives[other])) continue;
+      // Of two that say the same the first one stays.
+      if (other > i && Implies(alternatives[other], alternatives[i])) continue;
+      return findings_.Add(Severity::kWarning, "dead-alternative", rule,
+                           "alternative " + Quoted(ToString(alternatives[i])) +
+                               " adds nothing to the alternative " +
+                               Quoted(ToString(alternatives[other])));
+    }
+  }
+
+  void ReportRule(size_t rule, const std::vector<std::pair<const Terms*, size_t>>& shadowed) {
+    std::vector<size_t> others;
+    for (const auto& [terms, by] : shadowed) {
+      if (std::ranges::find(others, by) == others.end()) others.push_back(by);
+    }
+    std::string reason = "never wins: all that it matches is matched before by";
+    if (others.size() > 1) {
+      reason += ' ' + std::to_string(others.size()) + " rules together, one of them";
+    }
+    findings_.Add(Severity::kError, "never-wins", rule, std::move(reason), others.front());
+  }
+
+  const std::vector<TextRule>& rules_;
+  Findings<TextRule>& findings_;
+  Shadows earlier_;
+  std::optional<size_t> all_matching_;
+};
+
+void CheckSpellingsWithoutCase(const std::vector<TextRule>& rules, Findings<TextRule>& findings) {
+  std::unordered_map<std::string, size_t> seen;
+  for (size_t i = 0; i < rules.size(); ++i) {
+    const auto [first, is_new] = seen.try_emplace(WithoutCase(rules[i].text), i);
+    if (is_new) continue;
+    findings.Add(Severity::kError, "duplicate", i,
+                 "cannot be shown or changed: but for case it is", first->second);
+  }
+}
+
+// ---------------------------------------------------------------- DHCP option rules
+
+/// Whether the library writes this text for a list of options. Read from a rule file, it consists
+/// of numbers up to 255.
+bool IsTextOfAList(std::string_view text) {
+  std::vector<uint8_t> numbers;
+  for (std::string_view rest = text; !rest.empty();) {
+    unsigned number = 0;
+    const auto [stop, error] = std::from_chars(rest.begin(), rest.end(), number);
+    if (error != std::errc{}) return false;
+    numbers.push_back(static_cast<uint8_t>(number));
+    rest.remove_prefix(static_cast<size_t>(stop - rest.begin()));
+    if (!rest.empty()) rest.remove_prefix(1);
+  }
+  char written[BYOD_RULETEXT_SIZE] = "";
+  return BYOD_data_GetDhcpOption55String(static_cast<uint32_t>(numbers.size()), numbers.data(),
+                                         sizeof written, written) == 0 &&
+         text == written;
+}
+
+bool IsOptionList(std::string_view text) {
+  return text.find_first_not_of("0123456789,") == std::string_view::npos && IsTextOfAList(text);
+}
+
+}  // namespace
+
+void CheckUserAgentRules(const std::vector<TextRule>& rules, const NumberedStore& store,
+                         std::vector<Finding>& out) {
+  Findings findings(rules, out);
+  UserAgentLint lint(rules, findings);
+  for (const size_t rule : store.UserAgentRulesInMatchOrder())
+    lint.Visit(rule);
+  CheckSpellingsWithoutCase(rules, findings);
+  CheckThatItSaysSomething(rules, findings);
+  CheckExamples(
+      rules,
+      [&](const std::string& text) {
+        return Example{"header's text", MayStandInAHeader(text), store.WinnerOnUserAgent(text)};
+      },
+      findings);
+}
+
+void CheckDhcpOptionRules(const std::vector<TextRule>& rules, const NumberedStore& store,
+                          std::vector<Finding>& out) {
+  Findings findings(rules, out);
+  for (size_t i = 0; i < rules.size(); ++i) {
+    if (IsTextOfAList(rules[i].text)) continue;
+    findings.Add(Severity::kError, "impossible", i,
+                 "no list is written so: with the comma that follows each number while it is "
+                 "written, it has more than 255 bytes");
+  }
+  CheckThatItSaysSomething(rules, findings);
+  CheckExamples(
+      rules,
+      [&](const std::string& text) {
+        return Example{"option list", IsOptionList(text), store.WinnerOnOptions(text)};
+      },
+      findings);
+}
+
+void CheckMacRules(const std::vector<MacRule>& rules, const NumberedStore& store,
+                   std::vector<Finding>& out) {
+  constexpr unsigned kGroupBit = 8;  // the last of the first byte
+  Findings findings(rules, out);
+  for (size_t i = 0; i < rules.size(); ++i) {
+    const auto& prefix = rules[i].prefix;
+    if (prefix.bits < kGroupBit || (prefix.Mac()[0] & 0x01) == 0) continue;
+    findings.Add(Severity::kError, "impossible", i,
+                 "block " + ToString(prefix) + " is of group addresses, which no terminal has");
+  }
+  CheckThatItSaysSomething(rules, findings);
+  CheckExamples(
+      rules,
+      [&](const std::string& text) {
+        const auto mac = rulefiles::ParseMac(text);
+        return Example{"address", mac.has_value(),
+                       mac ? store.WinnerOnAddress(*mac) : std::nullopt};
+      },
+      findings);
+}
+
+}  // namespace byod::lint

@@ -1,0 +1,28 @@
+// The checks of each kind of rule. docs/rule-files.md explains them one by one.
+#ifndef BYOD_LINT_RULE_LINT_H
+#define BYOD_LINT_RULE_LINT_H
+
+#include <vector>
+
+#include "lint/finding.h"
+#include "lint/numbered_store.h"
+#include "rulefiles/rule_file.h"
+
+namespace byod::lint {
+
+/// @param rules  those of the store, by their numbers
+/// @param out    findings are added to it
+void CheckUserAgentRules(const std::vector<rulefiles::TextRule>& rules, const NumberedStore& store,
+                         std::vector<Finding>& out);
+
+/// As CheckUserAgentRules.
+void CheckDhcpOptionRules(const std::vector<rulefiles::TextRule>& rules, const NumberedStore& store,
+                          std::vector<Finding>& out);
+
+/// As CheckUserAgentRules. Rules of the registry, which has none of these columns, pass.
+void CheckMacRules(const std::vector<rulefiles::MacRule>& rules, const NumberedStore& store,
+                   std::vector<Finding>& out);
+
+}  // namespace byod::lint
+
+#endif  // BYOD_LINT_RULE_LINT_H
