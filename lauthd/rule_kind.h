@@ -4,7 +4,7 @@
 //   Rule, Record           the rule, and its stored form
 //   Key                    what names it in a request
 //   kMethod, kName         BYOD_METHOD_*, and a word for people
-//   kRuleMessage and so on the message kinds
+//   kDatabaseKey           where it is stored
 //   Find(key)              the very rule that the key names
 //   FindOrNew(key, ...)    as the library's function
 //   Erase(rule)            out of the table, and released
@@ -41,9 +41,6 @@ struct MacKind {
 
   static constexpr uint32_t kMethod = BYOD_METHOD_MAC;
   static constexpr const char* kName = "MAC";
-  static constexpr uint32_t kRuleMessage = BYOD_MSG_MACRULE;
-  static constexpr uint32_t kValueMessage = BYOD_MSG_MAC_VALUE;
-  static constexpr uint32_t kAttributeMessage = BYOD_MSG_MAC_DEVATTR;
   static constexpr const char* kDatabaseKey = BYOD_DB_MAC_KEY;
 
   static Rule* Find(const Key& key) { return BYOD_data_SetFindMacRule(&key); }
@@ -87,25 +84,80 @@ struct TextKey {
   char text[BYOD_RULETEXT_SIZE];
 };
 
-template <typename Derived, typename RuleType>
+/// What these two differ in.
+template <typename Rule, typename Table>
+struct TextCalls {
+  uint32_t method;
+  const char* name;
+  const char* database_key;
+  uint16_t key_element;
+  char (Rule::*text)[BYOD_RULETEXT_SIZE];
+  Table* (*table)();
+  Rule* (*find)(const char* text);
+  Rule* (*find_or_new)(const char* text, uint32_t origin, uint16_t* created, uint32_t* err);
+  Rule* (*next)(const char* text);
+  void (*erase)(Rule* rule);
+  uint32_t (*save)(const Rule* rule);
+  uint32_t (*unsave)(const ByodTextRuleShowRec* record);
+  uint32_t (*encode)(uint32_t msg, const Rule* rule, uint32_t mode);
+};
+
+inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCalls = {
+    BYOD_METHOD_USERAGENT,
+    "User-Agent",
+    BYOD_DB_USERAGENT_KEY,
+    BYOD_TLV_USERAGENT,
+    &ByodUserAgentRule::keyword,
+    BYOD_data_GetUserAgentRuleTbl,
+    BYOD_data_FindUserAgentRule,
+    BYOD_data_FindOrNewUserAgentRule,
+    BYOD_data_GetNextUserAgentRule,
+    BYOD_DeleteUserAgent,
+    BYOD_db_AddUserAgentRule,
+    BYOD_db_DeleteUserAgentRule,
+    BYOD_tlv_EncapUserAgentRuleAllInfo};
+
+inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionCalls = {
+    BYOD_METHOD_DHCP,
+    "DHCP option",
+    BYOD_DB_DHCPOPT_KEY,
+    BYOD_TLV_DHCPOPT,
+    &ByodDhcpOptionRule::text,
+    BYOD_data_GetDhcpOptionRuleTbl,
+    BYOD_data_FindDhcpOptionRule,
+    BYOD_data_FindOrNewDhcpOptionRule,
+    BYOD_data_GetNextDhcpOptionRule,
+    BYOD_DeleteDhcpOption,
+    BYOD_db_AddDhcpOptionRule,
+    BYOD_db_DeleteDhcpOptionRule,
+    BYOD_tlv_EncapDhcpOptionRuleAllInfo};
+
+template <typename RuleType, typename TableType, const TextCalls<RuleType, TableType>& kCalls>
 struct TextKind {
   using Rule = RuleType;
   using Record = ByodTextRuleShowRec;
   using Key = TextKey;
 
+  static constexpr uint32_t kMethod = kCalls.method;
+  static constexpr const char* kName = kCalls.name;
+  static constexpr const char* kDatabaseKey = kCalls.database_key;
+  static constexpr uint16_t kKeyElement = kCalls.key_element;
+
+  static const TableType& Table() { return *kCalls.table(); }
+  static const char* TextOf(const Rule& rule) { return rule.*kCalls.text; }
   static Rule* RuleOf(ByodLink* link) {
     if (link == nullptr) return nullptr;
     return reinterpret_cast<Rule*>(reinterpret_cast<char*>(link) - offsetof(Rule, list_link));
   }
-  static Rule* First() { return RuleOf(Derived::Table().list); }
+  static Rule* First() { return RuleOf(Table().list); }
   static Rule* Next(Rule* rule) { return RuleOf(rule->list_link.next); }
   static bool Before(const Rule& rule, const Key& key) {
-    return std::strcmp(Derived::TextOf(rule), key.text) < 0;
+    return std::strcmp(TextOf(rule), key.text) < 0;
   }
   /// Rules of the same text would come again and again when a client pages from text to text.
   static Rule* NextOf(const Key& key) {
-    Rule* rule = Derived::LibraryNext(key.text);
-    while (rule != nullptr && std::strcmp(Derived::TextOf(*rule), key.text) == 0)
+    Rule* rule = kCalls.next(key.text);
+    while (rule != nullptr && std::strcmp(TextOf(*rule), key.text) == 0)
       rule = Next(rule);
     return rule;
   }
@@ -115,84 +167,36 @@ struct TextKind {
       rule = Next(rule);
     return rule;
   }
-  static Key KeyOf(const Rule& rule) {
+
+  static Rule* Find(const Key& key) { return kCalls.find(key.text); }
+  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
+    return kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
+  }
+  static void Erase(Rule* rule) { kCalls.erase(rule); }
+
+  static Key KeyOf(const char* text) {
     Key key = {};
-    CopyText(key.text, Derived::TextOf(rule));
+    CopyText(key.text, text);
     return key;
   }
+  static Key KeyOf(const Rule& rule) { return KeyOf(TextOf(rule)); }
+  static Key KeyOfRecord(const Record& record) { return KeyOf(record.text); }
   static bool SameKey(const Key& a, const Key& b) { return std::strcmp(a.text, b.text) == 0; }
-  static Key KeyOfRecord(const Record& record) {
-    Key key = {};
-    CopyText(key.text, record.text);
-    return key;
-  }
   static std::string Describe(const Key& key) { return Quoted(key.text); }
-  static Record RecordOf(const Key& key) {
+
+  static uint32_t Save(const Rule* rule) { return kCalls.save(rule); }
+  static uint32_t Unsave(const Key& key) {
     Record record = {};
     CopyText(record.text, key.text);
-    return record;
-  }
-};
-
-struct UserAgentKind : TextKind<UserAgentKind, ByodUserAgentRule> {
-  static constexpr uint32_t kMethod = BYOD_METHOD_USERAGENT;
-  static constexpr const char* kName = "User-Agent";
-  static constexpr uint32_t kRuleMessage = BYOD_MSG_UARULE;
-  static constexpr uint32_t kValueMessage = BYOD_MSG_UA_VALUE;
-  static constexpr uint32_t kAttributeMessage = BYOD_MSG_UA_DEVATTR;
-  static constexpr const char* kDatabaseKey = BYOD_DB_USERAGENT_KEY;
-  static constexpr uint16_t kKeyElement = BYOD_TLV_USERAGENT;
-
-  static const char* TextOf(const Rule& rule) { return rule.keyword; }
-  static const ByodUserAgentTable& Table() { return *BYOD_data_GetUserAgentRuleTbl(); }
-  static Rule* LibraryNext(const char* text) { return BYOD_data_GetNextUserAgentRule(text); }
-  static Rule* Find(const Key& key) { return BYOD_data_FindUserAgentRule(key.text); }
-  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
-    return BYOD_data_FindOrNewUserAgentRule(key.text, BYOD_RULE_CUSTOM, created, err);
-  }
-  static void Erase(Rule* rule) { BYOD_DeleteUserAgent(rule); }
-  static uint32_t DecodeRule(uint32_t msg, uint32_t* origin, char* text_and_name) {
-    return BYOD_tlv_GetUserAgentRule(msg, origin, text_and_name);
-  }
-  static uint32_t Save(const Rule* rule) { return BYOD_db_AddUserAgentRule(rule); }
-  static uint32_t Unsave(const Key& key) {
-    const Record record = RecordOf(key);
-    return BYOD_db_DeleteUserAgentRule(&record);
+    return kCalls.unsave(&record);
   }
   static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
-    return BYOD_tlv_EncapUserAgentRuleAllInfo(msg, rule, mode);
+    return kCalls.encode(msg, rule, mode);
   }
 };
 
-struct DhcpOptionKind : TextKind<DhcpOptionKind, ByodDhcpOptionRule> {
-  static constexpr uint32_t kMethod = BYOD_METHOD_DHCP;
-  static constexpr const char* kName = "DHCP option";
-  static constexpr uint32_t kRuleMessage = BYOD_MSG_DHCPOPTRULE;
-  static constexpr uint32_t kValueMessage = BYOD_MSG_DHCPOPT_VALUE;
-  static constexpr uint32_t kAttributeMessage = BYOD_MSG_DHCPOPT_DEVATTR;
-  static constexpr const char* kDatabaseKey = BYOD_DB_DHCPOPT_KEY;
-  static constexpr uint16_t kKeyElement = BYOD_TLV_DHCPOPT;
-
-  static const char* TextOf(const Rule& rule) { return rule.text; }
-  static const ByodDhcpOptionTable& Table() { return *BYOD_data_GetDhcpOptionRuleTbl(); }
-  static Rule* LibraryNext(const char* text) { return BYOD_data_GetNextDhcpOptionRule(text); }
-  static Rule* Find(const Key& key) { return BYOD_data_FindDhcpOptionRule(key.text); }
-  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
-    return BYOD_data_FindOrNewDhcpOptionRule(key.text, BYOD_RULE_CUSTOM, created, err);
-  }
-  static void Erase(Rule* rule) { BYOD_DeleteDhcpOption(rule); }
-  static uint32_t DecodeRule(uint32_t msg, uint32_t* origin, char* text_and_name) {
-    return BYOD_tlv_GetDhcpOptionRule(msg, origin, text_and_name);
-  }
-  static uint32_t Save(const Rule* rule) { return BYOD_db_AddDhcpOptionRule(rule); }
-  static uint32_t Unsave(const Key& key) {
-    const Record record = RecordOf(key);
-    return BYOD_db_DeleteDhcpOptionRule(&record);
-  }
-  static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
-    return BYOD_tlv_EncapDhcpOptionRuleAllInfo(msg, rule, mode);
-  }
-};
+using UserAgentKind = TextKind<ByodUserAgentRule, ByodUserAgentTable, kUserAgentCalls>;
+using DhcpOptionKind = TextKind<ByodDhcpOptionRule, ByodDhcpOptionTable, kDhcpOptionCalls>;
 
 /// Calls a function template's instance for each kind.
 template <typename Function>
