@@ -22,6 +22,12 @@ class Bulk {
   bool Open() const { return open_; }
   void Begin() { open_ = true; }
 
+  /// Makes room, so that remembering one change more cannot fail once it is made.
+  /// @throws std::bad_alloc
+  void MakeRoom() {
+    if (open_ && formers_.size() == formers_.capacity()) formers_.reserve(2 * formers_.size() + 64);
+  }
+
   template <typename Former>
   void Remember(Former former) {
     if (open_) formers_.emplace_back(std::move(former));

@@ -24,6 +24,7 @@ Result ReadOrder(uint32_t request, ByodOrder& order) {
 /// Stored first: setting an order cannot fail.
 Result Put(Daemon& daemon, const ByodOrder& order) {
   if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  daemon.bulk.MakeRoom();
   if (!daemon.store.Write([&] { return BYOD_db_SetOrder(&order); })) return daemon.store.NotSaved();
   FormerOrder former;
   BYOD_order_GetOrder(&former.order);

@@ -74,6 +74,7 @@ Result Erase(Daemon& daemon, typename Kind::Rule* rule) {
 template <typename Kind, typename Edit>
 Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit edit) {
   if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  daemon.bulk.MakeRoom();
   uint16_t created = 0;
   auto* rule = Kind::Find(key);
   if (rule == nullptr && !create) {
