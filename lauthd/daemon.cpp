@@ -1,12 +1,13 @@
 #include "lauthd/daemon.h"
 
 #include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
+#include <asio/error.hpp>
 #include <asio/redirect_error.hpp>
-#include <asio/signal_set.hpp>
+#include <asio/system_error.hpp>
 #include <asio/use_awaitable.hpp>
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <stdexcept>
 
 #include "byod_order.h"
@@ -47,6 +48,18 @@ asio::awaitable<void> ReloadOnSignal(Daemon& daemon, asio::signal_set& signals) 
     daemon.Reload();
     TellManagerReady();
   }
+}
+
+/// Runs one of the daemon's own tasks. What it throws ends the daemon: without it there would be no
+/// more than half of one. That it is cancelled does not.
+void Spawn(asio::io_context& io, asio::awaitable<void> task) {
+  asio::co_spawn(io, std::move(task), [](std::exception_ptr failure) {
+    try {
+      if (failure) std::rethrow_exception(failure);
+    } catch (const asio::system_error& error) {
+      if (error.code() != asio::error::operation_aborted) throw;
+    }
+  });
 }
 
 double Milliseconds(Daemon::Clock::duration duration) {
@@ -92,21 +105,22 @@ void Daemon::Load() {
 }
 
 void Daemon::Listen() {
+  std::signal(SIGPIPE, SIG_IGN);
+  for (const int signal : {SIGTERM, SIGINT})
+    stop_.add(signal);
+  hangup_.add(SIGHUP);
   listener_ = std::make_unique<Listener>(*this);
 }
 
 void Daemon::Run() {
-  std::signal(SIGPIPE, SIG_IGN);
-  asio::signal_set stop(io, SIGTERM, SIGINT);
-  asio::signal_set hangup(io, SIGHUP);
-  stop.async_wait([this](asio::error_code error, int signal) {
+  stop_.async_wait([this](asio::error_code error, int signal) {
     if (error) return;
     Log(Severity::kNotice, "stopping on signal %d", signal);
     io.stop();
   });
-  asio::co_spawn(io, LookAround(*this), asio::detached);
-  asio::co_spawn(io, ReloadOnSignal(*this, hangup), asio::detached);
-  asio::co_spawn(io, listener_->Accept(), asio::detached);
+  Spawn(io, LookAround(*this));
+  Spawn(io, ReloadOnSignal(*this, hangup_));
+  Spawn(io, listener_->Accept());
   Log(Severity::kNotice, "listening on %s", options.socket.c_str());
   TellManagerReady();
   io.run();
@@ -115,8 +129,8 @@ void Daemon::Run() {
   // What waits is destroyed with what it waits for; let the clients' coroutines end by themselves.
   io.restart();
   listener_->Stop();
-  stop.cancel();
-  hangup.cancel();
+  stop_.cancel();
+  hangup_.cancel();
   while (connections.size() > 0 && io.run_one_for(std::chrono::seconds(1)) > 0) {
   }
 }

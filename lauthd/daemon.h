@@ -4,6 +4,7 @@
 
 #include <array>
 #include <asio/io_context.hpp>
+#include <asio/signal_set.hpp>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -49,10 +50,11 @@ class Daemon {
   void Load();
 
   /// Makes the socket, so that a second daemon stops before it touches anything. Clients may
-  /// connect from here on, and wait. @throws std::runtime_error  when it cannot listen
+  /// connect from here on, and wait; so do signals. @throws std::runtime_error  when it cannot
+  /// listen
   void Listen();
 
-  /// Serves clients until a signal ends it.
+  /// Serves clients until a signal ends it. @throws what ends one of the daemon's own tasks
   void Run();
 
   /// Reads the rule files anew; all rules are as before when anything is wrong with them.
@@ -90,8 +92,13 @@ class Daemon {
   std::unique_ptr<Listener> listener_;
 
  public:
-  // Last: the clients' coroutines go before what they use.
+  // Behind the rest: the clients' coroutines go before what they use.
   asio::io_context io{1};
+
+ private:
+  // The signals that end it, and those that reload; caught from Listen on.
+  asio::signal_set stop_{io};
+  asio::signal_set hangup_{io};
 };
 
 }  // namespace byod::lauthd

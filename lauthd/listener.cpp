@@ -1,6 +1,7 @@
 #include "lauthd/listener.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <asio/co_spawn.hpp>
 #include <asio/redirect_error.hpp>
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include "lauthd/access.h"
 #include "lauthd/connection.h"
@@ -54,6 +56,28 @@ void Listener::Stop() {
   room_.cancel();
 }
 
+bool Listener::TakeIn(int client) {
+  Connection::Socket socket(daemon_.io);
+  asio::error_code error;
+  socket.assign(asio::local::stream_protocol(), client, error);
+  if (error) {
+    close(client);
+    TellOnce(error.message().c_str());
+    return false;
+  }
+  try {
+    Serve(daemon_, std::move(socket));
+  } catch (const std::exception& reason) {
+    TellOnce(reason.what());
+    return false;
+  }
+  return true;
+}
+
+void Listener::TellOnce(const char* reason) {
+  if (!std::exchange(told_, true)) Log(Severity::kWarning, "clients wait: %s", reason);
+}
+
 asio::awaitable<void> Listener::Pause() {
   asio::error_code cancelled;
   room_.expires_after(kPause);
@@ -63,8 +87,7 @@ asio::awaitable<void> Listener::Pause() {
 asio::awaitable<void> Listener::Accept() {
   while (acceptor_.is_open()) {
     if (daemon_.connections.size() >= daemon_.options.max_connections) {
-      if (!std::exchange(told_, true))
-        Log(Severity::kWarning, "clients wait: too many connections");
+      TellOnce("too many connections");
       co_await Pause();
       continue;
     }
@@ -74,13 +97,11 @@ asio::awaitable<void> Listener::Accept() {
     if (stopped) co_return;
     const int client =
         accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (client >= 0) {
+    if (client < 0 && (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED)) continue;
+    if (client < 0) TellOnce(std::strerror(errno));
+    if (client >= 0 && TakeIn(client)) {
       told_ = false;
-      Serve(daemon_, Connection::Socket(daemon_.io, asio::local::stream_protocol(), client));
-    } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
-      if (!std::exchange(told_, true)) {
-        Log(Severity::kWarning, "clients wait: %s", std::strerror(errno));
-      }
+    } else {
       co_await Pause();
     }
   }

@@ -27,6 +27,10 @@ class Listener {
   void Stop();
 
  private:
+  /// Takes a client's descriptor over. @return false when it had to be closed instead
+  bool TakeIn(int client);
+
+  void TellOnce(const char* reason);
   asio::awaitable<void> Pause();
 
   Daemon& daemon_;

@@ -153,6 +153,30 @@ TEST(Start, SigtermEndsCleanlyWithClientsInEveryState) {
   EXPECT_EQ(NumberOf(after.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT, 9), 0u);
 }
 
+// A daemon that was still loading ended when it was told to reload, and left its socket behind when
+// it was told to stop.
+TEST(Start, SignalsWhileItLoadsWaitUntilItServes) {
+  std::string rules = "expression,name,vendor,category,os\n";
+  for (int i = 0; i < 30000; ++i)
+    rules += "Agent-" + std::to_string(i) + ",name,vendor,category,os\n";
+  DaemonProcess daemon({"--no-database"});
+  daemon.WriteRules("user-agent.csv", rules);
+  for (const int signal : {SIGHUP, SIGTERM}) {
+    ASSERT_NO_FATAL_FAILURE(daemon.Launch());
+    int probe = -1;
+    ASSERT_TRUE(Eventually([&] { return (probe = daemon.NewSocket()) >= 0; })) << daemon.Log();
+    daemon.Signal(signal);
+    if (signal == SIGHUP) {
+      ASSERT_TRUE(Eventually([&] { return daemon.Logged("are read anew"); })) << daemon.Log();
+      EXPECT_EQ(daemon.Kill(SIGTERM), 0) << daemon.Log();
+    } else {
+      EXPECT_EQ(daemon.WaitForEnd(), 0) << daemon.Log();
+    }
+    close(probe);
+    EXPECT_FALSE(std::filesystem::exists(daemon.socket()));
+  }
+}
+
 TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {
   const TemporaryDirectory directory;
   const std::string file = directory.path() + "/lauthd.conf";

@@ -1,6 +1,13 @@
 // Clients that are many, slow, broken or hostile: only they themselves feel it.
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/epoll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+
+#include <bit>
+#include <cstddef>
 
 #include <random>
 
@@ -99,6 +106,51 @@ TEST_F(Clients, OutOfDescriptorsTheOthersAreServedAndTheProcessorRests) {
   clients.resize(2);
   Client late(daemon_);
   EXPECT_TRUE(IsAnswered(late));
+}
+
+/// Makes the system refuse to wait for descriptors from a number on, as when its users wait for too
+/// many already.
+void RefuseToWaitFrom(uint32_t descriptor) {
+  const auto argument = [](size_t number) {
+    constexpr size_t kLowHalf = std::endian::native == std::endian::big ? 4 : 0;
+    return static_cast<uint32_t>(offsetof(seccomp_data, args) + number * 8 + kLowHalf);
+  };
+  sock_filter filter[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_epoll_ctl, 0, 5),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, argument(1)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, EPOLL_CTL_ADD, 0, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, argument(2)),
+      BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, descriptor, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSPC),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program = {std::size(filter), filter};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    _exit(126);
+  }
+}
+
+// The daemon took nobody in any more, and said nothing.
+TEST_F(Clients, OneThatCannotBeWaitedForIsDroppedAndLaterOnesAreServed) {
+  daemon_.BeforeItRuns([] { RefuseToWaitFrom(40); });
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  std::vector<std::unique_ptr<Client>> clients;
+  bool dropped = false;
+  while (!dropped && clients.size() < 60) {
+    clients.push_back(std::make_unique<Client>(daemon_));
+    dropped = !IsAnswered(*clients.back());
+  }
+  ASSERT_TRUE(dropped);
+  EXPECT_TRUE(Eventually([&] { return daemon_.Logged("clients wait: No space left"); }))
+      << daemon_.Log();
+  EXPECT_TRUE(IsAnswered(*clients.front()));
+  clients.resize(2);
+  EXPECT_TRUE(Eventually([&] {
+    Client late(daemon_);
+    return IsAnswered(late);
+  }));
 }
 
 TEST_F(Clients, OneByteAtATimeIsDroppedInTimeAndTheOthersAreAnswered) {

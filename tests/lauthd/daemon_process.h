@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -76,6 +77,8 @@ class DaemonProcess {
   std::string log_file() const { return directory_.path() + "/log"; }
   pid_t pid() const { return pid_; }
   void AddOption(const std::string& option) { options_.push_back(option); }
+  /// Calls a function in the process that becomes the daemon.
+  void BeforeItRuns(std::function<void()> function) { before_it_runs_ = std::move(function); }
 
   void WriteRules(const std::string& name, const std::string& text) {
     std::filesystem::create_directories(rules());
@@ -110,6 +113,7 @@ class DaemonProcess {
     }
     const int log = open(log_file().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(log, STDERR_FILENO);
+    if (before_it_runs_) before_it_runs_();
     std::vector<char*> arguments;
     for (std::string& word : words)
       arguments.push_back(word.data());
@@ -206,6 +210,7 @@ class DaemonProcess {
 
   TemporaryDirectory directory_;
   std::vector<std::string> options_;
+  std::function<void()> before_it_runs_;
   pid_t pid_ = 0;   // 0: there is none
   int child_ = -1;  // a descriptor of it
   int status_ = 0;
