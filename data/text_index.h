@@ -60,8 +60,9 @@ class TextIndex {
   void Clear();
 
  private:
-  /// A text in lower case, filled up with NUL to whole blocks of words, which follow it.
-  struct Text {
+  /// A text in lower case, filled up with NUL to whole blocks of words, which follow it. Aligned as
+  /// they are, also where a pointer is narrower.
+  struct alignas(uint64_t) Text {
     void* newest;
     uint32_t older;  // how many rules the newest hides
     uint32_t word_count;
