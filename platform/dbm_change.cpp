@@ -6,7 +6,10 @@
 namespace lauth::dbm {
 namespace {
 
-std::atomic<uint64_t> flush_count{0};
+// As wide as the machine counts without a lock: 64 bits would ask for a support library where they
+// are two words, and 32 outlast the storage.
+std::atomic<uintptr_t> flush_count{0};
+static_assert(decltype(flush_count)::is_always_lock_free);
 
 }  // namespace
 
