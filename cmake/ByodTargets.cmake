@@ -41,18 +41,41 @@ function(byod_program name)
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} byod)
+  target_compile_options(${name} PRIVATE ${BYOD_PROGRAM_OPTIONS})
   set_target_properties(${name} PROPERTIES
     INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   byod_strict_warnings(${name})
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 
+# byod_command(program variable): how a test starts this program: its file or, where it is of another
+# machine, commands/<program> in the build folder, a script in whose place the emulator runs it. The
+# script is there in every build, for a test that takes the programs of two.
+function(byod_command program variable)
+  set(script ${PROJECT_BINARY_DIR}/commands/${program})
+  get_property(generated GLOBAL PROPERTY BYOD_COMMANDS)
+  if(NOT program IN_LIST generated)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    file(GENERATE OUTPUT ${script}
+      CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:${program}> \"$@\"\n"
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+        WORLD_READ WORLD_EXECUTE)
+    set_property(GLOBAL APPEND PROPERTY BYOD_COMMANDS ${program})
+  endif()
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    set(${variable} ${script} PARENT_SCOPE)
+  else()
+    set(${variable} $<TARGET_FILE:${program}> PARENT_SCOPE)
+  endif()
+endfunction()
+
 # byod_test_settings(target): what all test programs are built with. The libraries under test are
 # optimised; optimising the tests as well would take most of a build's time.
 function(byod_test_settings target)
   # At -O1 g++ 12 warns of faults inside std::string that are not there.
-  target_compile_options(${target} PRIVATE -O1 -g1 $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds
-    -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict -Wno-maybe-uninitialized>)
+  target_compile_options(${target} PRIVATE ${BYOD_TEST_OPTIONS}
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
+    -Wno-restrict -Wno-maybe-uninitialized>)
   target_link_libraries(${target} PRIVATE GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
   byod_warnings(${target})
 endfunction()
@@ -66,5 +89,6 @@ function(byod_test name)
   byod_test_settings(${name})
   target_precompile_headers(${name} REUSE_FROM test_headers)
   add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${BYOD_TEST_TIMEOUT})
+  byod_leave_out_cases(${name})
 endfunction()

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and running need. Does nothing, and needs no
-# rights, when all of them are there. With --bench also those that only the benchmarks need.
+# rights, when all of them are there. With --bench also those that only the benchmarks need,
+# with --cross those that scripts/test-cross.sh needs.
 set -euo pipefail
 
 packages=(
@@ -17,6 +18,11 @@ packages=(
 
 if [ "${1:-}" = --bench ]; then
   packages+=(libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev)
+fi
+
+if [ "${1:-}" = --cross ]; then
+  packages+=(g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-powerpc-linux-gnu qemu-user
+    tcl dpkg-dev) # SQLite is made from Debian's source package
 fi
 
 missing=()

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# abi_test.sh LIBRARY EXPORTS IMPORTS
+# abi_test.sh LIBRARY EXPORTS IMPORTS COMPILER...
 # Fails unless the library exports exactly the names of EXPORTS, and imports nothing but the names of
 # IMPORTS, what the C and C++ runtime libraries define, and the instrumentation of a test build.
 set -euo pipefail
 library=$1 exports=$2 imports=$3
+shift 3
 
 failed=0
 exported=$(nm -D --defined-only "$library" | awk '{print $NF}' | sed 's/@.*//' | LC_ALL=C sort)
@@ -13,11 +14,11 @@ if ! diff <(LC_ALL=C sort "$exports") <(printf '%s\n' "$exported"); then
 fi
 
 defined_by_runtime() {
-  ldd "$library" | awk '$3 ~ /\/(libc|libm|libstdc\+\+|libgcc_s)\.so/ {print $3}' |
-    while read -r runtime; do nm -D --defined-only "$runtime"; done | awk '{print $NF}' |
-    sed 's/@.*//'
+  for runtime in libc.so.6 libm.so.6 libstdc++.so.6 libgcc_s.so.1; do
+    nm -D --defined-only "$("$@" -print-file-name=$runtime)"
+  done | awk '{print $NF}' | sed 's/@.*//'
 }
-allowed=$(sort -u "$imports" <(defined_by_runtime))
+allowed=$(sort -u "$imports" <(defined_by_runtime "$@"))
 instrumentation='^__(asan|ubsan|tsan|lsan|sanitizer|gcov|llvm|start_|stop_)|^_ITM_|^__gmon_start__$'
 foreign=$(comm -23 \
   <(nm -D --undefined-only "$library" | awk '{print $NF}' | sed 's/@.*//' |

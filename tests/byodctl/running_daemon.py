@@ -34,6 +34,11 @@ class Daemon:
         self._process = None
         self.log = self.directory / "log"
 
+    def use(self, lauthd, byodctl):
+        """Other programs from the next start on."""
+        self._lauthd = lauthd
+        self._byodctl = byodctl
+
     def start(self, *arguments):
         with open(self.log, "ab") as log:
             self._process = subprocess.Popen(

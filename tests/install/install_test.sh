@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# install_test.sh BUILD CC CXX LIBDIR SANITIZERS
+# install_test.sh BUILD CC CXX LIBDIR SANITIZERS [SYSROOT EMULATOR...]
 # Installs a build into a folder of its own, and builds and runs programs outside the tree against
 # it: C99 and C++ through pkg-config, C++ through the CMake package.
 set -euo pipefail
-build=$1 cc=$2 cxx=$3 libdir=$4 sanitizers=$5
+build=$1 cc=$2 cxx=$3 libdir=$4 sanitizers=$5 sysroot=${6:-}
+emulator=("${@:7}")
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -13,14 +14,15 @@ cmake --install "$build" --prefix "$work/root" >"$work/install.log"
 export PKG_CONFIG_PATH=$work/root/$libdir/pkgconfig
 flags=$(pkg-config --define-variable=prefix="$work/root" --cflags --libs byod)
 [ -z "$sanitizers" ] || flags="$flags -fsanitize=$sanitizers"
+[ -z "$sysroot" ] || flags="$flags --sysroot=$sysroot"
 export LD_LIBRARY_PATH=$work/root/$libdir
 
 # shellcheck disable=SC2086
 "$cc" -std=c99 -Wall -Wextra -Wpedantic -Werror "$here/outside.c" -o "$work/outside_c" $flags
 # shellcheck disable=SC2086
 "$cxx" -std=c++20 -Wall -Wextra -Wpedantic -Werror -x c++ "$here/outside.c" -o "$work/outside_cpp" $flags
-"$work/outside_c"
-"$work/outside_cpp"
+"${emulator[@]}" "$work/outside_c"
+"${emulator[@]}" "$work/outside_cpp"
 
 mkdir "$work/package"
 cp "$here/outside.c" "$work/package/outside.cpp"
@@ -33,6 +35,6 @@ target_link_libraries(outside PRIVATE byod::byod)
 CMAKE
 cmake -S "$work/package" -B "$work/package/build" -DCMAKE_PREFIX_PATH="$work/root" \
   -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="${sanitizers:+-fsanitize=$sanitizers}" \
-  >"$work/configure.log"
+  ${sysroot:+-DCMAKE_SYSROOT="$sysroot"} >"$work/configure.log"
 cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
-"$work/package/build/outside"
+"${emulator[@]}" "$work/package/build/outside"

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Runs the tests on other kinds of machine, emulated by qemu-user: all of them, or those that are
+# named: scripts/test-cross.sh s390x
+#
+#   s390x    64 bits, big-endian
+#   armhf    32 bits, little-endian
+#   powerpc  32 bits, big-endian
+#
+# Each is built with Debian's cross compiler and what scripts/cross-root.sh unpacks. The release build
+# for this machine is the other side of the conversations. tests/emulation.txt names what is left
+# out. A machine takes some twenty minutes of two cores; JOBS=n runs n at a time.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/setup.sh --cross
+machines=("$@")
+[ ${#machines[@]} -gt 0 ] || machines=(s390x armhf powerpc)
+jobs=${JOBS:-$(nproc)}
+
+cmake --preset release
+cmake --build --preset release -j "$jobs" --target byodctl lauthd message_forms
+
+failed=()
+for machine in "${machines[@]}"; do
+  echo "== $machine"
+  scripts/cross-root.sh "$machine"
+  cmake --preset "$machine"
+  cmake --build --preset "$machine" -j "$jobs"
+  ctest --preset "$machine" -j "$jobs" || failed+=("$machine")
+  echo "== $machine leaves out:"
+  grep -E "^(all|([a-z0-9]+,)*$machine(,[a-z0-9]+)*) " tests/emulation.txt
+done
+[ ${#failed[@]} -eq 0 ] || { echo "test-cross: failed: ${failed[*]}" >&2; exit 1; }
