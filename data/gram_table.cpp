@@ -44,10 +44,8 @@ void GramTable::Insert(Gram gram, void* item, uint32_t note) {
 
 void GramTable::Erase(Gram gram, const void* item, uint32_t note) {
   const uint32_t hash = HashOfGram(gram);
-  const Slot* const slot =
-      table_.Find(hash, [&](const Slot& s) { return s.item == item && s.note == note; });
-  if (slot == nullptr) return;
-  table_.Erase(*slot);
+  table_.Erase(
+      *table_.Find(hash, [&](const Slot& s) { return s.item == item && s.note == note; }));
   const uint32_t bit = hash >> shift_;
   bool shared = false;
   table_.VisitRun(hash, [&](const Slot& s) { shared |= s.hash >> shift_ == bit; });
@@ -56,7 +54,7 @@ void GramTable::Erase(Gram gram, const void* item, uint32_t note) {
 
 size_t GramTable::Count(Gram gram) const {
   size_t count = 0;
-  if (filter_ == nullptr || !filter().Passes(HashOfGram(gram))) return count;
+  if (!filter().Passes(HashOfGram(gram))) return count;
   VisitGram(gram, [&](const Slot&) { ++count; });
   return count;
 }

@@ -45,14 +45,14 @@ class GramTable {
 
   /// Room is reserved.
   void Insert(Gram gram, void* item, uint32_t note);
-  /// Takes out the item of this gram and note.
+  /// Takes out the item of this gram and note, which is there.
   void Erase(Gram gram, const void* item, uint32_t note);
   void Clear();
 
-  /// How many items have a gram.
+  /// How many items have a gram. Room has been reserved.
   size_t Count(Gram gram) const;
 
-  /// Only for a table that has had an item.
+  /// Only for a table in which room has been reserved.
   struct Filter {
     const uint32_t* bits;
     uint32_t shift;

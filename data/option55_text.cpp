@@ -7,9 +7,8 @@ namespace {
 /// Appends to a buffer as a bounded formatter does: what does not fit is cut.
 class BoundedText {
  public:
-  BoundedText(char* out, uint32_t size) : out_(out), size_(size) {
-    if (size > 0) *out = '\0';
-  }
+  /// @param size  above 0
+  BoundedText(char* out, uint32_t size) : out_(out), size_(size) { *out = '\0'; }
 
   void Put(char c) {
     if (length_ + 1 < size_) {

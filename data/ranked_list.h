@@ -109,7 +109,6 @@ class RankedList {
   ByodLink* LinkOf(size_t index) const { return elements_[index].link; }
   void* NoteOf(size_t index) const { return elements_[index].note; }
   void SetNote(size_t index, void* note) { elements_[index].note = note; }
-  size_t bytes() const { return elements_.bytes(); }
 
   /// Forgets the list and gives the memory of the array back. The links are not touched.
   void Clear();

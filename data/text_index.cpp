@@ -93,13 +93,6 @@ void TextIndex::Drop(const OpenTable::Slot& slot) {
   texts_.Erase(slot);
 }
 
-size_t TextIndex::bytes() const {
-  size_t bytes = texts_.bytes();
-  texts_.VisitAll(
-      [&](const OpenTable::Slot& slot) { bytes += static_cast<const Text*>(slot.item)->Bytes(); });
-  return bytes;
-}
-
 void TextIndex::Clear() {
   texts_.Clear();
   pool_.Clear();

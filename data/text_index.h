@@ -54,8 +54,6 @@ class TextIndex {
   /// How many rules there are, those hidden behind newer ones too.
   uint32_t rules() const { return rules_; }
 
-  size_t bytes() const;
-
   /// Forgets all rules and gives the memory back.
   void Clear();
 

@@ -27,7 +27,6 @@ class TieredArray {
 
  public:
   size_t size() const { return size_; }
-  size_t bytes() const { return ring_count_ * (sizeof(Ring) + sizeof(Ring*)); }
 
   T& operator[](size_t index) const {
     Ring& ring = *rings_[index / kRing];

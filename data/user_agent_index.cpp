@@ -211,9 +211,9 @@ void UserAgentIndex::SpreadLabels(size_t place) {
     const size_t last = std::min(place + width, order_->size() - 1);
     const uint64_t low = first == 0 ? 0 : EntryAt(first - 1)->label;
     const uint64_t high = last + 1 == order_->size() ? UINT64_MAX : EntryAt(last + 1)->label;
+    // All entries together have room enough, so this ends.
     const uint64_t step = (high - low) / (last - first + 2);
-    const bool all = first == 0 && last + 1 == order_->size();
-    if (step < kRoom && !all) continue;
+    if (step < kRoom) continue;
     for (size_t i = first; i <= last; ++i)
       SetLabel(*EntryAt(i), low + step * (i - first + 1));
     return;

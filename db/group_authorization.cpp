@@ -39,7 +39,7 @@ OnHeap<AuthorizationRecord> NewRecord() {
 struct GroupKey {
   explicit GroupKey(const char* group) : length(BYOD_db_MakeGroupAutzKey(group, text)) {}
 
-  char text[BYOD_DB_GROUP_KEY_SIZE];
+  char text[BYOD_DB_GROUP_KEY_SIZE] = {};
   uint32_t length;
 };
 

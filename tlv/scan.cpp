@@ -49,9 +49,9 @@ uint32_t Store(uint32_t msg, uintptr_t element, const Field& field) {
     case Field::Shape::kText:
       return StoreText(msg, element, field);
     case Field::Shape::kOptionList:
-      return StoreOptionList(msg, element, field);
+      break;
   }
-  return BYOD_ERR_FAILED;
+  return StoreOptionList(msg, element, field);
 }
 
 uint32_t Scan(uint32_t msg, std::span<const Field> fields) {

@@ -230,6 +230,22 @@ TEST_F(Identification, OutputsAreEmptiedBeforeTheDaemonIsAsked) {
   BYOD_Fini(connection);
 }
 
+TEST_F(Identification, OutputWithoutRoomIsNeverWritten) {
+  const ByodFingerPrint fp = FingerPrint();
+  ScriptedPeer peer([](Connection& c) {
+    for (int i = 0; i < 2; ++i) {
+      c.ReceiveBytes();
+      c.Send({Number(12, 0), Text(8, "Acme"), Text(16, "Acme")});
+    }
+  });
+  const int connection = BYOD_Init();
+  char text[64] = "before";
+  EXPECT_EQ(BYOD_GetVendorByFingerPrint(connection, &fp, 0, text), kFailed);
+  EXPECT_EQ(BYOD_GetDeviceNameByFingerPrint(connection, &fp, 0, text), kFailed);
+  EXPECT_STREQ(text, "before");
+  BYOD_Fini(connection);
+}
+
 TEST_F(Identification, BadArgumentFailsWithoutTouchingAnything) {
   const ByodFingerPrint fp = FingerPrint();
   char text[64] = "before";

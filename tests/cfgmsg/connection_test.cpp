@@ -130,6 +130,16 @@ TEST_F(Connection, PathInTheEnvironmentOverridesTheDefault) {
   EXPECT_EQ(PathOf(machine.addresses[1]), "/tmp/again");
 }
 
+TEST_F(Connection, EmptyPathInTheEnvironmentIsNoneAndOneCharacterIsAPath) {
+  setenv("LAUTHD_SOCKET", "", 1);
+  BYOD_cfgmsg_ConnectToLauthd();
+  setenv("LAUTHD_SOCKET", "s", 1);
+  BYOD_cfgmsg_ConnectToLauthd();
+  ASSERT_EQ(machine.addresses.size(), 2u);
+  EXPECT_EQ(PathOf(machine.addresses[0]), BYOD_CONFIGURED_SOCKET);
+  EXPECT_EQ(PathOf(machine.addresses[1]), "s");
+}
+
 TEST_F(Connection, PathThatDoesNotFitTheAddressIsUnreachableAndNeverCut) {
   constexpr size_t kRoom = sizeof(sockaddr_un::sun_path);
   for (const size_t length : {kRoom - 1, kRoom, kRoom + 1, size_t{5000}}) {

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "data/internal.h"
+#include "data/ranked_list.h"
+#include "support/equal_hashes.h"
 #include "support/rule_lists.h"
 #include "support/rule_store_fixture.h"
 #include "support/rule_tables.h"
@@ -148,6 +150,40 @@ TYPED_TEST(TextRuleTable, MakesARuleAnewForEachOverLongTextAsTheCutOneIsNotEqual
   EXPECT_EQ(created, 0);
 }
 
+TYPED_TEST(TextRuleTable, RefusesATextWithoutANul) {
+  auto* rule = TypeParam::Alloc();
+  Fill(TypeParam::Text(*rule), std::string(BYOD_RULETEXT_SIZE, 'x'));
+  EXPECT_EQ(TypeParam::Add(rule), kFailed);
+  EXPECT_EQ(TypeParam::Count(), 0u);
+  EXPECT_EQ(this->List(), Texts{});
+  TypeParam::Free(rule);
+}
+
+TYPED_TEST(TextRuleTable, RefusesARuleWhileTheStoreIsClosed) {
+  BYOD_data_GlobalInfoFini();
+  auto* rule = TypeParam::Alloc();
+  Fill(TypeParam::Text(*rule), "abc");
+  EXPECT_EQ(TypeParam::Add(rule), kFailed);
+  EXPECT_EQ(TypeParam::Count(), 0u);
+  EXPECT_EQ(TypeParam::Find("abc"), nullptr);
+  TypeParam::Free(rule);
+}
+
+TYPED_TEST(TextRuleTable, TellsTextsWithEqualHashesApart) {
+  const auto pairs = PairsWithEqualHashes();
+  EXPECT_GT(pairs.size(), 0u);
+  for (const auto& [text, other] : pairs) {
+    auto* rule = this->Add(text);
+    EXPECT_EQ(TypeParam::Find(other), nullptr);
+    auto* second = this->Add(other);
+    EXPECT_EQ(TypeParam::Find(text), rule);
+    EXPECT_EQ(TypeParam::Find(other), second);
+    TypeParam::Erase(rule);
+    EXPECT_EQ(TypeParam::Find(text), nullptr);
+    EXPECT_EQ(TypeParam::Find(other), second);
+  }
+}
+
 TYPED_TEST(TextRuleTable, PagesByBytesAndCase) {
   for (const char* text : {"Android", "iPhone", "ipad"})
     this->Add(text);
@@ -247,6 +283,31 @@ TYPED_TEST(TextRuleTable, PagesToNoneWhenTheCountReachesPastTheEnd) {
   TypeParam::Table().rule_count = 10;
   EXPECT_EQ(TypeParam::Next("a"), nullptr);
   EXPECT_EQ(TypeParam::Next(""), a);  // before the head: no search
+}
+
+TYPED_TEST(TextRuleTable, KeepsARuleWhoseTwinIsErasedWithoutHavingBeenAdded) {
+  auto* kept = this->Add("abc");
+  auto* twin = TypeParam::Alloc();
+  Fill(TypeParam::Text(*twin), "ABC");
+  TypeParam::Erase(twin);
+  EXPECT_EQ(TypeParam::Count(), 0u);
+  EXPECT_EQ(TypeParam::Find("abc"), kept);
+  TypeParam::Table().rule_count = 1;
+  EXPECT_EQ(TypeParam::Find("abc"), kept);
+  EXPECT_EQ(this->List(), Texts{"abc"});
+}
+
+TYPED_TEST(TextRuleTable, FindsNoRuleThatOtherHandsTookOutOfItsChainWhenTheNewerOneIsErased) {
+  auto* older = this->Add("abc");
+  auto* newer = this->Add("abc");
+  byod::data::Unlink(older->hash_link);
+  older->hash_link = {};
+  EXPECT_EQ(TypeParam::Find("abc"), newer);
+  TypeParam::Erase(newer);
+  EXPECT_EQ(TypeParam::Find("abc"), nullptr);
+  TypeParam::Erase(older);
+  EXPECT_EQ(TypeParam::Count(), 0u);
+  EXPECT_EQ(this->List(), Texts{});
 }
 
 TYPED_TEST(TextRuleTable, WrapsTheCountsBelowZero) {

@@ -1,14 +1,17 @@
 // The index against the walk through the match list, which it must answer like in every case.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "byod_data.h"
 #include "data/rule_store.h"
 #include "data/user_agent_lookup.h"
+#include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
 #include "support/random_expressions.h"
 
@@ -148,6 +151,95 @@ TEST_F(UserAgentIndex, ManyRulesBetweenTheSameNeighboursKeepTheirOrder) {
   }
 }
 
+TEST_F(UserAgentIndex, RulesInFrontOfAListThatWasTakenOverKeepTheirOrder) {
+  std::vector<ByodUserAgentRule*> foreign = {NewRule("Android"), NewRule("ndroid"), NewRule("droid")};
+  for (size_t i = foreign.size(); i-- > 0;)
+    byod::data::LinkAt(*BYOD_data_GetUserAgentRuleMatchList(), foreign[i]->match_link);
+  BYOD_data_GetUserAgentRuleTbl()->rule_count = 3;
+  Add("id");  // takes the list over
+  std::string text = "Android";
+  for (int i = 0; i < 100; ++i) {
+    const auto* const longest = Add(text + "&&A");
+    ASSERT_EQ(MatchList().front(), longest);
+    EXPECT_EQ(Indexed("Android"), longest);
+    text += "&&A";
+    if (text.size() > 240) break;
+  }
+  ExpectAsByWalking("ndroid");
+  ExpectAsByWalking("droid");
+  ExpectAsByWalking("id");
+  for (ByodUserAgentRule* const rule : foreign)
+    BYOD_DeleteUserAgent(rule);
+}
+
+TEST_F(UserAgentIndex, TermsWithEqualHashesAreToldApart) {
+  const auto pairs = byod::test::PairsWithEqualHashes();
+  EXPECT_GT(pairs.size(), 0u);
+  for (const auto& [term, other] : pairs) {
+    ByodUserAgentRule* const rule = Add(term);
+    EXPECT_EQ(Indexed(other.c_str()), nullptr);
+    ByodUserAgentRule* const second = Add(other);
+    EXPECT_EQ(Indexed(term.c_str()), rule);
+    EXPECT_EQ(Indexed(other.c_str()), second);
+    BYOD_DeleteUserAgent(rule);
+    EXPECT_EQ(Indexed(term.c_str()), nullptr);
+    EXPECT_EQ(Indexed(other.c_str()), second);
+    BYOD_DeleteUserAgent(second);
+  }
+}
+
+TEST_F(UserAgentIndex, TermsOfOneRepeatedByteComeAndGo) {
+  // Both of such a term's grams are the same, so only their notes tell them apart.
+  std::mt19937 random(1);
+  for (int round = 0; round < 10; ++round) {
+    std::vector<std::string> terms;
+    for (char c = '0'; c <= 'z'; ++c) {
+      terms.emplace_back(5, c);
+      if (random() % 2 == 0) terms.emplace_back(2, c);
+    }
+    std::shuffle(terms.begin(), terms.end(), random);
+    std::vector<ByodUserAgentRule*> rules;
+    for (const std::string& term : terms)
+      rules.push_back(Add(term));
+    std::shuffle(rules.begin(), rules.end(), random);
+    for (ByodUserAgentRule* const rule : rules) {
+      const std::string term = rule->keyword;
+      EXPECT_EQ(Indexed(term.c_str()), rule);
+      BYOD_DeleteUserAgent(rule);
+      ExpectAsByWalking(term);
+    }
+    BYOD_data_GlobalInfoFini();
+    ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
+  }
+}
+
+TEST_F(UserAgentIndex, ClosingTheStoreGivesAllMemoryBack) {
+  std::string many;  // terms, more than are kept close together with others
+  for (char c = '0'; c <= 'z'; ++c)
+    many += std::string(1, c) + "||";
+  BYOD_data_GlobalInfoFini();
+  const int64_t before = support::LiveAllocations();
+  ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
+  Add("Android&&Mobile");
+  Add(many);
+  BYOD_data_GlobalInfoFini();
+  EXPECT_EQ(support::LiveAllocations(), before);
+  ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
+}
+
+TEST_F(UserAgentIndex, TellsItsSizeWhichGrowsByEachRule) {
+  EXPECT_EQ(store.user_agent_index.bytes(), 0u);
+  Add("Android&&Mobile");
+  const size_t one = store.user_agent_index.bytes();
+  EXPECT_GE(one, std::strlen("Android") + std::strlen("Mobile"));
+  ByodUserAgentRule* const second = Add(std::string(200, 'x') + "&&Android");
+  const size_t two = store.user_agent_index.bytes();
+  EXPECT_GE(two, one + 200);
+  EXPECT_LT(two, one + 400);  // the term that both have is kept once
+  BYOD_DeleteUserAgent(second);
+  EXPECT_EQ(store.user_agent_index.bytes(), one);
+}
+
 TEST_F(UserAgentIndex, AnswersAsTheWalkWhileRulesComeAndGo) {
   for (uint32_t seed = 1; seed <= 12; ++seed) {
     RandomExpressions random(seed);
@@ -256,6 +348,26 @@ TEST_F(UserAgentIndex, AddWithoutMemoryFailsAndChangesNothing) {
     for (int i = 0; i < 5; ++i)
       ExpectAsByWalking(random.UserAgent());
   }
+}
+
+TEST_F(UserAgentIndex, RuleWithoutMemoryIsRefusedWhereOtherHandsLinkedTheFirstOnes) {
+  ByodUserAgentRule* const foreign = NewRule("Android");
+  byod::data::LinkAt(*BYOD_data_GetUserAgentRuleList(), foreign->list_link);
+  BYOD_data_GetUserAgentRuleTbl()->rule_count = 1;
+  ByodUserAgentRule* const rule = NewRule("iPad");
+  uint32_t failing = 1;
+  for (;; ++failing) {
+    ASSERT_LT(failing, 200u);
+    support::FailingAllocation allocation(failing);
+    const uint32_t result = BYOD_AddUserAgentRule(rule);
+    if (!allocation.Failed()) break;
+    ASSERT_EQ(result, static_cast<uint32_t>(BYOD_ERR_FAILED));
+    ASSERT_EQ(*BYOD_data_GetUserAgentRuleList(), &foreign->list_link);
+    ASSERT_EQ(foreign->list_link.next, nullptr);
+  }
+  EXPECT_GT(failing, 1u);
+  EXPECT_EQ(foreign->list_link.next, &rule->list_link);
+  BYOD_DeleteUserAgent(foreign);
 }
 
 TEST_F(UserAgentIndex, TakingOverAListWithoutMemoryLeavesTheWalk) {

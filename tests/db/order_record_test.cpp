@@ -81,6 +81,12 @@ TEST_F(OrderRecord, MessageThatCannotBeMadeFails) {
   EXPECT_EQ(MemoryDbm::CallCount("SetBinary"), 0);
 }
 
+TEST_F(OrderRecord, MissingOrderFailsWithoutTouchingTheDatabase) {
+  EXPECT_EQ(BYOD_db_SetOrder(nullptr), kFailed);
+  EXPECT_EQ(MemoryDbm::TakeCalls(), Calls{});
+  EXPECT_EQ(PlatformFaults::Made(), 0);
+}
+
 TEST_F(OrderRecord, FailureToStoreIsReported) {
   const ByodOrder order = {{2, 0, 1}};
   for (const int32_t result : {-1, 1, -5}) {
@@ -130,6 +136,7 @@ TEST_F(OrderRecord, FailureToReadLeavesTheOrderInForce) {
   for (const int32_t result : {0, -1, -2147483647 - 1}) {
     MemoryDbm::Fail("GetBinary", 1, result);
     EXPECT_EQ(Recovered(Serialize({Number(15, 2)})), kDefault) << result;
+    EXPECT_EQ(PlatformFaults::Receives().size(), 0u) << result;  // nothing to take apart
   }
 }
 

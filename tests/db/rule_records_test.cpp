@@ -99,6 +99,25 @@ TEST_F(RuleRecords, MissingRuleOrRecordFailsWithoutTouchingTheDatabase) {
   EXPECT_EQ(MemoryDbm::CallCount(), 0 + 1);  // but for the opening
 }
 
+TEST_F(RuleRecords, NothingIsStoredInAListThatCannotBeCreated) {
+  const ByodMacRule mac = Mac();
+  const ByodUserAgentRule agent = Agent();
+  const ByodDhcpOptionRule option = Option();
+  const auto fails = [](uint32_t result) {
+    EXPECT_EQ(result, kFailed);
+    EXPECT_EQ(MemoryDbm::CallCount("CreateSortList"), 1);
+    EXPECT_EQ(MemoryDbm::TakeCalls().size(), 2u);  // the check and the creation, and no insertion
+    MemoryDbm::Reset();
+    BYOD_db_OpenCfgDBM();
+    MemoryDbm::TakeCalls();
+    MemoryDbm::Fail("CreateSortList", 1, -1);
+  };
+  MemoryDbm::Fail("CreateSortList", 1, -1);
+  fails(BYOD_db_AddMacRule(&mac));
+  fails(BYOD_db_AddUserAgentRule(&agent));
+  fails(BYOD_db_AddDhcpOptionRule(&option));
+}
+
 TEST_F(RuleRecords, ReadyRecordsAreStoredAsTheyStand) {
   ByodMacRuleShowRec mac;
   ByodTextRuleShowRec agent, option;

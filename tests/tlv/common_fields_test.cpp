@@ -222,6 +222,13 @@ TEST_F(CommonFields, OrderTakesTheFirstThreeMethodsBelow3) {
             (Slots{2, 9, 9}));
 }
 
+TEST_F(CommonFields, NothingIsWrittenBehindTheThreeSlotsOfAnOrder) {
+  const Message msg({Number(15, 2), Number(15, 0), Number(15, 1), Number(15, 1), Number(15, 0)});
+  std::array<uint32_t, 5> slots = {9, 9, 9, 77, 78};
+  EXPECT_EQ(BYOD_tlv_GetOrder(msg.get(), slots.data()), 0u);
+  EXPECT_EQ(slots, (std::array<uint32_t, 5>{2, 0, 1, 77, 78}));
+}
+
 TEST_F(CommonFields, OrderSlotsNotReachedKeepWhatTheyHeld) {
   EXPECT_EQ(ReadOrder({}), (Slots{9, 9, 9}));
   EXPECT_EQ(ReadOrder({Number(15, 1)}, {0, 1, 2}), (Slots{1, 1, 2}));
@@ -276,6 +283,14 @@ TEST_F(CommonFields, PuttingFailsUnlessExactlyTheWholeMessageWasWritten) {
     EXPECT_EQ(BYOD_tlv_PutSubTlv(msg.get(), 1, sub.get()), 0x40010001u) << written;
     EXPECT_EQ(msg.elements(), Elements{});
   }
+}
+
+TEST_F(CommonFields, PuttingAMessageOfNoLengthFailsBeforeItIsWritten) {
+  const Message sub({Number(3, 1)}), msg;
+  PlatformFaults::Fail(PlatformFaults::kGetMsgLen, 1, 0);
+  EXPECT_EQ(BYOD_tlv_PutSubTlv(msg.get(), 1, sub.get()), 0x40010001u);
+  EXPECT_EQ(PlatformFaults::Count(PlatformFaults::kFlush), 0);
+  EXPECT_EQ(msg.elements(), Elements{});
 }
 
 TEST_F(CommonFields, PuttingPassesOnTheContainersAppendResult) {

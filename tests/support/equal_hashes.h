@@ -1,0 +1,34 @@
+// Texts that differ and have the same 32-bit hash, which tables are to tell apart all the same.
+#ifndef BYOD_TESTS_SUPPORT_EQUAL_HASHES_H
+#define BYOD_TESTS_SUPPORT_EQUAL_HASHES_H
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "data/word_hash.h"
+
+namespace byod::test {
+
+/// Pairs of texts in lower case: of a few letters, of more than one block of the hash, and of both.
+/// So many texts are tried that there are some forty pairs, whatever the byte order makes of them.
+inline std::vector<std::pair<std::string, std::string>> PairsWithEqualHashes() {
+  constexpr uint32_t kTexts = 600000;
+  const std::string prefix(40, 'x');
+  const auto text_of = [&](uint32_t i) { return (i % 2 == 0 ? "t" : prefix) + std::to_string(i); };
+  std::vector<std::pair<std::string, std::string>> pairs;
+  std::unordered_map<uint32_t, uint32_t> seen;
+  seen.reserve(kTexts);
+  for (uint32_t i = 0; i < kTexts; ++i) {
+    const std::string text = text_of(i);
+    const auto [first, fresh] = seen.emplace(data::HashOfText(text.data(), text.size()), i);
+    if (!fresh) pairs.emplace_back(text_of(first->second), text);
+  }
+  return pairs;
+}
+
+}  // namespace byod::test
+
+#endif  // BYOD_TESTS_SUPPORT_EQUAL_HASHES_H
