@@ -10,7 +10,7 @@ set(BYOD_PROGRAM_OPTIONS "" CACHE STRING "Compiler options for the programs alon
 set(BYOD_TEST_OPTIONS -O1 -g1 CACHE STRING "Compiler options for the tests alone")
 set(BYOD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as in -fsanitize=")
 option(BYOD_SYSTEMD "Tell systemd when the daemon is ready; needs libsystemd" ON)
-option(BYOD_COVERAGE "Instrument for line and branch coverage" OFF)
+option(BYOD_COVERAGE "Instrument the library and the platform for line and branch coverage" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -30,6 +30,5 @@ if(BYOD_SANITIZE)
 endif()
 
 if(BYOD_COVERAGE)
-  add_compile_options(--coverage)
-  add_link_options(--coverage)
+  add_link_options(--coverage) # what is measured is compiled so by byod_measured
 endif()

@@ -14,6 +14,14 @@ function(byod_strict_warnings target)
   target_compile_options(${target} PRIVATE -Wconversion -Wshadow)
 endfunction()
 
+# byod_measured(target): counts the target's lines and branches in a build that measures coverage.
+function(byod_measured target)
+  if(BYOD_COVERAGE)
+    # Tests run side by side and in threads.
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+  endif()
+endfunction()
+
 # byod_module(name SOURCES...): one folder of the library. Its objects are linked into libbyod.so,
 # and by tests that look at what the library does not export.
 function(byod_module name)
@@ -23,6 +31,7 @@ function(byod_module name)
     -fvisibility=hidden -ffunction-sections -fdata-sections
     $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fvisibility-inlines-hidden>)
   byod_strict_warnings(byod_${name})
+  byod_measured(byod_${name})
   set_property(GLOBAL APPEND PROPERTY BYOD_MODULES byod_${name})
 endfunction()
 
