@@ -34,9 +34,8 @@ std::vector<Terms> AlternativesOf(std::string_view expression) {
 
 bool Implies(const Terms& narrow, const Terms& wide) {
   return std::ranges::all_of(wide, [&](std::string_view part) {
-    return std::ranges::any_of(narrow, [&](std::string_view term) {
-      return term.find(part) != std::string_view::npos;
-    });
+    return std::ranges::any_of(
+        narrow, [&](std::string_view term) { return term.find(part) != std::string_view::npos; });
   });
 }
 

@@ -31,8 +31,9 @@ Report Check(const rulefiles::Sources& sources) {
   CheckUserAgentRules(report.rules.user_agent, store, report.findings);
   CheckDhcpOptionRules(report.rules.dhcp_option, store, report.findings);
   CheckMacRules(report.rules.mac, store, report.findings);
-  std::ranges::stable_sort(report.findings, {}, [](const Finding& finding) {
-    return std::tuple(std::string_view{*finding.place.file}, finding.place.line);
+  std::ranges::sort(report.findings, {}, [](const Finding& finding) {
+    return std::tuple(std::string_view{*finding.place.file}, finding.place.line,
+                      std::string_view{finding.reason});
   });
   return report;
 }

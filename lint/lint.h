@@ -1,9 +1,9 @@
 // Checks rule files as a whole: rules that are in each other's way, and rules that nothing matches.
 //
-// Which checks there are is told in docs/rule-files.md. They are exact in one direction: a rule that
-// is said never to win never wins. Of two expressions it is asked whether the texts of their terms
-// alone decide that one matches whenever the other does; that no terminal happens to send a text is
-// nothing that a lint knows.
+// Which checks there are is told in docs/rule-files.md. They are exact in one direction: a rule
+// that is said never to win never wins. Of two expressions it is asked whether the texts of their
+// terms alone decide that one matches whenever the other does; that no terminal happens to send a
+// text is nothing that a lint knows.
 #ifndef BYOD_LINT_LINT_H
 #define BYOD_LINT_LINT_H
 
@@ -15,7 +15,7 @@
 namespace byod::lint {
 
 struct Report {
-  rulefiles::RuleSet rules;  ///< those that the tables take
+  rulefiles::RuleSet rules;       ///< those that the tables take
   std::vector<Finding> findings;  ///< by file and line
 };
 

@@ -31,8 +31,7 @@ std::optional<size_t> NumberOf(Lookup lookup) {
 
 }  // namespace
 
-NumberedStore::NumberedStore(const rulefiles::RuleSet& rules,
-                             rulefiles::Diagnostics& diagnostics) {
+NumberedStore::NumberedStore(const rulefiles::RuleSet& rules, rulefiles::Diagnostics& diagnostics) {
   if (BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT) != 0) {
     BYOD_data_GlobalInfoFini();
     throw std::runtime_error("no memory for the rules");
@@ -70,9 +69,8 @@ std::optional<size_t> NumberedStore::WinnerOnOptions(const std::string& options)
 }
 
 std::optional<size_t> NumberedStore::WinnerOnAddress(const rulefiles::MacAddress& mac) {
-  return NumberOf([&](uint32_t size, char* out) {
-    return BYOD_data_GetDevTypeByMac(mac.data(), size, out);
-  });
+  return NumberOf(
+      [&](uint32_t size, char* out) { return BYOD_data_GetDevTypeByMac(mac.data(), size, out); });
 }
 
 }  // namespace byod::lint

@@ -210,8 +210,8 @@ void CheckSpellingsWithoutCase(const std::vector<TextRule>& rules, Findings<Text
   for (size_t i = 0; i < rules.size(); ++i) {
     const auto [first, is_new] = seen.try_emplace(WithoutCase(rules[i].text), i);
     if (is_new) continue;
-    findings.Add(Severity::kError, "duplicate", i,
-                 "cannot be shown or changed: but for case it is", first->second);
+    findings.Add(Severity::kError, "duplicate", i, "cannot be shown or changed: but for case it is",
+                 first->second);
   }
 }
 

@@ -1,4 +1,5 @@
-// Finds, among the rules that are tried before, the one that leaves an alternative nothing to match.
+// Finds, among the rules that are tried before, the one that leaves an alternative nothing to
+// match.
 #ifndef BYOD_LINT_SHADOWS_H
 #define BYOD_LINT_SHADOWS_H
 

@@ -22,7 +22,7 @@ std::string ToString(const Place& place);
 
 struct Diagnostic {
   Place place;
-  std::string reason;  ///< names the other place too
+  std::string reason;                         ///< names the other place too
   std::optional<Place> other = std::nullopt;  ///< of the rule that is in the row's way
 };
 

@@ -82,8 +82,8 @@ TEST(LintNeverWins, OfEqualLengthTheOneThatTheTableTriesLater) {
   ASSERT_EQ(found.size(), 1U);
   // Which of them that is the table decides; the library is asked.
   const bool second_first = found[0].starts_with("user-agent.csv:2: error: never wins");
-  const auto won = FoundInAgents({{"ab&&cd", second_first ? "" : "ab cd"},
-                                  {"cd&&ab", second_first ? "ab cd" : ""}});
+  const auto won = FoundInAgents(
+      {{"ab&&cd", second_first ? "" : "ab cd"}, {"cd&&ab", second_first ? "ab cd" : ""}});
   EXPECT_EQ(won, found);
 }
 
