@@ -74,7 +74,7 @@ class Learner:
 
     def _take(self, rule, holding):
         self.rules.append(rule)
-        self._taken.add(rule.key.lower())
+        self._taken.add(rule.key)
         size = matching.length(rule.key)
         answer = rule.answer()
         for i in holding:
@@ -210,10 +210,10 @@ class Learner:
         added = 0
         while heap and len(self.rules) < most:
             _, size, expression, place = heapq.heappop(heap)
-            if expression.lower() in self._taken:
+            if expression in self._taken:
                 continue
             known = pool[place][3]
-            held = self._texts.holding(expression)
+            held = pool[place][2] if known else self._texts.holding(expression)
             gain, answer = self._gain(expression, size, held, known)
             gain -= self._chances(size, held, answer)
             if gain < LEAST:

@@ -10,17 +10,18 @@ def _runs(terms):
     return {t[i : i + 3] for t in terms for i in range(len(t) - 2)}
 
 
-def never_winning(rules):
+def never_winning(rules, fold_case=True):
     """Indices of rules that others, as long or longer, leave nothing to match.
 
     Each alternative of such a rule is covered by one of theirs; several rules
     together may cover what none of them covers alone. Also of duplicates but for
-    case (the later one), and of rules that say nothing.
+    case (the later one), and of rules that say nothing. Without `fold_case`
+    spellings stay apart: merging may yet make them alternatives of one rule.
     """
     lost = set()
     seen = {}
     for index, rule in enumerate(rules):
-        key = rule.key.lower()
+        key = rule.key.lower() if fold_case else rule.key
         if key in seen or not any(rule.answer()):
             lost.add(index)
         else:

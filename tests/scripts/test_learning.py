@@ -9,7 +9,7 @@ import unittest
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
-from byodrules import catalogue, pruning  # noqa: E402
+from byodrules import brands, catalogue, merging, pruning  # noqa: E402
 from byodrules.catalogue import Rule  # noqa: E402
 from byodrules.matching import Matcher  # noqa: E402
 
@@ -30,14 +30,31 @@ def labelled_lines():
         yield f"{browser(f'XY-{number}')}\tmobile\tForeign\tAndroid\tdevice-detector\n"
 
 
+# What the learner starts from; the catalogue's own would take a while to weigh.
+BASE = {
+    "vocabulary.tsv": "field\tlabel\tanswer\ncategory\tmobile\tMobile\n"
+    "category\ttablet\tTablet\ncategory\tpc\tPC\ncategory\tprinter\tPrinter\n",
+    "base/user-agent.csv": "expression,name,vendor,category,os\n"
+    "Windows NT,Windows computer,,PC,Windows\nAndroid,Android tablet,,Tablet,Android\n"
+    "Mozilla/5.0&&Android&&Mobile,Android phone,,Mobile,Android\n",
+    "base/brands.csv": "term,vendor,kind\n; Word,Brand,phone\n",
+    "base/names.csv": "name,vendor,kind\nForeign,Foreign,phone\n",
+    "base/dhcp-option.csv": "options,name,vendor,category,os\n",
+}
+
+
 def learn(folder, text, *arguments):
     source = os.path.join(folder, "labelled.tsv")
     output = os.path.join(folder, "rules.csv")
-    with open(source, "w", encoding="utf-8") as file:
-        file.write(text)
+    files = {os.path.join("rules", name): held for name, held in BASE.items()}
+    files["labelled.tsv"] = text
+    os.makedirs(os.path.join(folder, "rules", "base"), exist_ok=True)
+    for name, held in files.items():
+        with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
+            file.write(held)
     subprocess.run(
         [sys.executable, os.path.join(ROOT, "scripts", "learn-rules"), "--output", output,
-         *arguments, source],
+         "--rules", os.path.join(folder, "rules"), *arguments, source],
         check=True,
         stdout=subprocess.DEVNULL,
     )
@@ -87,6 +104,19 @@ class LearnRules(unittest.TestCase):
         matcher = Matcher([rule.key for rule in rules])
         answer = rules[matcher.winner(windows.format(55, 55))].answer()
         self.assertEqual(answer, ("PC", "", "Windows"))
+
+    def test_a_hand_written_word_needs_no_row_and_one_that_the_rows_contradict_is_left_out(self):
+        text = HEADER + "".join(labelled_lines())
+        text += "".join(
+            f"{browser(f'Foreign {n}')}\tmobile\tAcme\tAndroid\tuap-core\n" for n in range(10, 30)
+        )
+        output, _ = learn(self.folder, text)
+        rules = catalogue.read_rules(output, "expression")
+        matcher = Matcher([rule.key for rule in rules])
+        answer = rules[matcher.winner(browser("Word 5"))].answer()
+        self.assertEqual(answer, ("Mobile", "Brand", "Android"))
+        answer = rules[matcher.winner(browser("Foreign 77"))].answer()
+        self.assertEqual(answer, ("Mobile", "Acme", "Android"))
 
     def test_the_same_rows_in_any_order_give_the_same_bytes(self):
         lines = list(labelled_lines())
@@ -139,6 +169,110 @@ class Pruning(unittest.TestCase):
         rules = [Rule("abc", vendor="A", example="abcdef"), Rule("abcd", vendor="B")]
         shown = pruning.with_examples(rules, ["xabcdx", "abc"], 10)
         self.assertEqual([rule.example for rule in shown], ["abc", "xabcdx"])
+
+
+class Merging(unittest.TestCase):
+    PHONE, TABLET = ("Mobile", "A"), ("Tablet", "A")
+
+    def merged(self, rules, texts=(), fixed=()):
+        rules = [Rule(key, category=c, vendor=v) for key, (c, v) in rules]
+        return sorted(rule.key for rule in merging.merge(rules, list(texts), set(fixed)))
+
+    def test_rules_of_one_answer_become_alternatives(self):
+        self.assertEqual(
+            self.merged([("abc", self.PHONE), ("xyz", self.PHONE), ("other", self.TABLET)]),
+            ["abc||xyz", "other"],
+        )
+
+    def test_a_general_rule_stays_shorter_than_its_special_case_of_another_answer(self):
+        general = [("abc", self.TABLET), ("xyz", self.TABLET)]
+        self.assertEqual(
+            self.merged([*general, ("abc&&Mob", self.PHONE)]), ["abc", "abc&&Mob", "xyz"]
+        )
+        self.assertEqual(
+            self.merged([*general, ("abc&&Mobile", self.PHONE)]), ["abc&&Mobile", "abc||xyz"]
+        )
+
+    def test_special_cases_grow_first_and_make_room_below(self):
+        found = self.merged(
+            [
+                ("abc", self.TABLET),
+                ("xyz", self.TABLET),
+                ("abc&&Mob", self.PHONE),
+                ("xyz&&Mob", self.PHONE),
+            ]
+        )
+        self.assertEqual(found, ["abc&&Mob||xyz&&Mob", "abc||xyz"])
+
+    def test_a_rule_does_not_outgrow_the_winner_of_a_text_both_match(self):
+        rules = [("abc", self.TABLET), ("def", self.TABLET), ("Mobile", self.PHONE)]
+        self.assertEqual(self.merged(rules), ["Mobile", "abc||def"])
+        self.assertEqual(self.merged(rules, ["abc Mobile"]), ["Mobile", "abc", "def"])
+
+    def test_what_a_long_expression_of_the_same_answer_covers_is_not_said_again(self):
+        self.assertEqual(
+            self.merged([("abc", self.PHONE), ("uvw", self.PHONE), ("abc&&d", self.PHONE)]),
+            ["abc||uvw"],
+        )
+
+    def test_fixed_rules_stay_alone(self):
+        self.assertEqual(
+            self.merged([("abc", self.PHONE), ("xyz", self.PHONE)], fixed=["abc"]), ["abc", "xyz"]
+        )
+
+    def test_no_expression_outgrows_its_limit(self):
+        keys = [f"word-{i:03}" for i in range(100)]
+        found = self.merged([(key, self.PHONE) for key in keys])
+        self.assertTrue(all(len(key) <= 255 for key in found))
+        self.assertEqual(sorted("||".join(found).split("||")), keys)
+
+
+class HandWritten(unittest.TestCase):
+    def rules(self, words="", names=""):
+        with tempfile.TemporaryDirectory() as folder:
+            paths = [os.path.join(folder, name) for name in ("brands.csv", "names.csv")]
+            for path, text in zip(paths, ("term,vendor,kind\n" + words, "name,vendor,kind\n" + names)):
+                with open(path, "w", encoding="utf-8") as file:
+                    file.write(text)
+            return {rule.key: rule.answer() for rule in brands.rules(*paths)}
+
+    def test_a_brand_of_phones_and_tablets_is_told_apart_by_mobile(self):
+        self.assertEqual(
+            self.rules("; AB-,Acme,both\n"),
+            {
+                "Android&&; AB-": ("Tablet", "Acme", "Android"),
+                "Mozilla/5.0&&Android&&Mobile&&; AB-": ("Mobile", "Acme", "Android"),
+            },
+        )
+
+    def test_a_long_word_of_a_tablet_outweighs_mobile_and_a_short_one_does_not(self):
+        self.assertEqual(set(self.rules("; AB1,Acme,tablet\n")), {"Android&&; AB1"})
+        answers = self.rules("; AB12,Acme,tablet\n")
+        self.assertEqual(
+            answers["Mozilla/5.0&&Android&&Mobile&&; AB12"], ("Tablet", "Acme", "Android")
+        )
+
+    def test_a_name_is_tried_in_its_usual_spellings(self):
+        self.assertEqual(brands.spellings("Acme"), ["Acme", "ACME"])
+        self.assertEqual(
+            brands.spellings("be Well"),
+            ["be Well", "BE WELL", "Be Well", "be_Well", "BE_WELL", "Be_Well", "beWell", "BEWELL",
+             "Bewell"],
+        )
+
+    def test_a_common_word_is_a_name_only_where_a_model_begins(self):
+        keys = self.rules(names="Sky,Sky,tv!\n")
+        self.assertIn("Android&&; SKY ", keys)
+        self.assertNotIn("Android&&Sky", keys)
+
+    def test_a_word_goes_before_a_name(self):
+        answers = self.rules("Acme,Own,phone\n", "Acme,Acme,phone\n")
+        self.assertEqual(answers["Android&&Acme"][1], "Own")
+        self.assertEqual(answers["Android&&ACME"][1], "Acme")
+
+    def test_an_unknown_kind_is_refused(self):
+        with self.assertRaises(ValueError):
+            self.rules("; AB-,Acme,phones\n")
 
 
 class Quoting(unittest.TestCase):
