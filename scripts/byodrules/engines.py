@@ -20,9 +20,17 @@ class PythonEngine:
         self.agent_rules = agents
         self.option_rules = options
         self._matcher = Matcher([rule.key for rule in agents])
+        self._found = {}  # winners of texts already seen: methods are measured one by one
         self._options = {rule.key: i for i, rule in reversed(list(enumerate(options)))}
         self._registry = Registry(ieee_folder, rules_folder)
-        self.used = {"dhcp": set(), "user-agent": set()}
+        # By method: every rule of the catalogue, and the places of those that decided.
+        self.rules = {
+            "dhcp": [rule.key for rule in options],
+            "user-agent": [rule.key for rule in agents],
+            "mac": list(self._registry.own.values()),
+        }
+        self._own = {prefix: i for i, prefix in enumerate(self._registry.own)}
+        self.used = {method: set() for method in METHODS}
         self.ties = 0  # fingerprints that rules of one length answer differently
 
     def _by(self, method, row):
@@ -32,13 +40,18 @@ class PythonEngine:
                 self.used[method].add(index)
                 return self.option_rules[index].answer()
         elif method == "user-agent" and row.user_agent:
-            found = self._matcher.winners(row.user_agent)
+            found = self._found.get(row.user_agent)
+            if found is None:
+                found = self._found[row.user_agent] = self._matcher.winners(row.user_agent)
             if found:
                 self.used[method].add(found[0])
                 if len({self.agent_rules[i].answer() for i in found}) > 1:
                     self.ties += 1
                 return self.agent_rules[found[0]].answer()
         elif method == "mac" and digits(row.mac).strip("0"):
+            prefix = self._registry.prefix(row.mac)
+            if prefix in self._own:
+                self.used[method].add(self._own[prefix])
             return self._registry.find(row.mac) or NOTHING
         return NOTHING
 

@@ -54,6 +54,7 @@ class Registry:
             for row in catalogue.read_table(path, ("organisation", "vendor")):
                 aliases[row["organisation"]] = row["vendor"]
         self._answers = {}
+        self.own = {}  # prefixes of the catalogue's own rules, and the rules as written
         if ieee_folder:
             for prefix, organisation in read_organisations(ieee_folder).items():
                 if organisation == NOBODY:
@@ -68,12 +69,17 @@ class Registry:
             for row in catalogue.read_table(path, columns, ("example",)):
                 prefix = parse_prefix(row["mac"], row["mask"])
                 self._answers[prefix] = (row["category"], row["vendor"], row["os"])
+                self.own[prefix] = row["mac"]
         self._counts = sorted({len(p) for p in self._answers}, reverse=True)
 
-    def find(self, mac):
+    def prefix(self, mac):
+        """The prefix that decides on an address, or None."""
         text = digits(mac)
         for count in self._counts:
-            answer = self._answers.get(text[:count])
-            if answer is not None:
-                return answer
+            if text[:count] in self._answers:
+                return text[:count]
         return None
+
+    def find(self, mac):
+        prefix = self.prefix(mac)
+        return None if prefix is None else self._answers[prefix]

@@ -112,6 +112,8 @@ class Evaluation(unittest.TestCase):
         done = self.run_script("--engine", "python", "--save", saved)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertIn("user-agent: 1 of 3, such as 'Never'", done.stdout)
+        self.assertIn("mac: 1 of 1, such as '00:11:22/24'", done.stdout)
+        self.assertIn("worst of vendor, wanted > given:\n      Canon > HP 1", done.stdout)
         self.assertEqual(self.run_script("--engine", "python", "--baseline", saved).returncode, 0)
         with open(saved, encoding="utf-8") as file:
             figures = json.load(file)
