@@ -181,6 +181,33 @@ TEST_P(Listings, ConnectionThatDropsBeforeTheLastReplyFailsAfterTheRulesThatCame
   EXPECT_EQ(ListedNames(), (Names{"name of a", "name of b"}));
 }
 
+// Three calls for each reply: for itself, for its result, which is no message anyway, and for its
+// rule. A reply that is not received ends the listing, a rule that is not taken out is left out.
+TEST_P(Listings, EachFailedReceiveInTurnFailsTheListingOrLeavesOneRuleOut) {
+  const Names all = {"name of a", "name of b", "name of c"};
+  for (int n = 1; n <= 9; ++n) {
+    SCOPED_TRACE(n);
+    listed.clear();
+    PlatformFaults::Reset();
+    PlatformFaults::Fail(PlatformFaults::kReceive, n, 0);
+    ScriptedPeer peer([&](Connection& c) {
+      c.ReceiveBytes();
+      c.Send({Number(12, kContinue), RuleOf("a")});
+      c.Send({Number(12, kContinue), RuleOf("b")});
+      c.Send({Number(12, 0), RuleOf("c")});
+      c.ClientCloses();
+    });
+    const auto reply = all.begin() + (n - 1) / 3;
+    Names expected = all;
+    if (n % 3 == 1) expected.assign(all.begin(), reply);
+    if (n % 3 == 0) expected.erase(expected.begin() + (reply - all.begin()));
+    EXPECT_EQ(List(), n % 3 == 1 ? kFailed : 0u);
+    peer.Join();
+    EXPECT_EQ(ListedNames(), expected);
+    EXPECT_TRUE(PlatformFaults::Alive().empty());
+  }
+}
+
 TEST_P(Listings, WithoutDaemonSucceedsAndCallsNothing) {
   SetUnreachable();
   EXPECT_EQ(List(), 0u);
