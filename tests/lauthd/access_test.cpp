@@ -177,6 +177,33 @@ TEST(Start, SignalsWhileItLoadsWaitUntilItServes) {
   }
 }
 
+TEST(Start, TheManagerIsToldThatItServesReloadsAndStops) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.path() + "/notify";
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  const int manager = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(manager, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  const timeval patience = {30, 0};
+  setsockopt(manager, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  const auto told = [&] {
+    char text[256] = "";
+    const ssize_t got = recv(manager, text, sizeof text - 1, 0);
+    return got > 0 ? std::string(text, static_cast<size_t>(got)) : std::string("nothing");
+  };
+  DaemonProcess daemon({"--no-database"});
+  daemon.BeforeItRuns([&] { setenv("NOTIFY_SOCKET", path.c_str(), 1); });
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  EXPECT_EQ(told(), "READY=1");
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(told().starts_with("RELOADING=1\nMONOTONIC_USEC="));
+  EXPECT_EQ(told(), "READY=1");
+  EXPECT_EQ(daemon.Kill(SIGTERM), 0);
+  EXPECT_EQ(told(), "STOPPING=1");
+  close(manager);
+}
+
 TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {
   const TemporaryDirectory directory;
   const std::string file = directory.path() + "/lauthd.conf";
