@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # install_test.sh BUILD CC CXX LIBDIR SANITIZERS [SYSROOT EMULATOR...]
 # Installs a build into a folder of its own, and builds and runs programs outside the tree against
-# it: C99 and C++ through pkg-config, C++ through the CMake package.
+# it: C99 and C++ through pkg-config, C++ through the CMake package, and the program of the README as
+# it stands there.
 set -euo pipefail
 build=$1 cc=$2 cxx=$3 libdir=$4 sanitizers=$5 sysroot=${6:-}
 emulator=("${@:7}")
@@ -23,6 +24,12 @@ export LD_LIBRARY_PATH=$work/root/$libdir
 "$cxx" -std=c++20 -Wall -Wextra -Wpedantic -Werror -x c++ "$here/outside.c" -o "$work/outside_cpp" $flags
 "${emulator[@]}" "$work/outside_c"
 "${emulator[@]}" "$work/outside_cpp"
+
+# shellcheck disable=SC2016
+sed -n '/^```c$/,/^```$/{/^```/!p}' "$here/../../README.md" >"$work/example.c"
+# shellcheck disable=SC2086
+"$cc" -Wall -Wextra -Werror "$work/example.c" -o "$work/example" $flags
+[ "$("${emulator[@]}" "$work/example")" = Example ]
 
 mkdir "$work/package"
 cp "$here/outside.c" "$work/package/outside.cpp"
