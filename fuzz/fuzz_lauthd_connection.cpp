@@ -5,8 +5,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
@@ -69,15 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Daemon& daemon = TheDaemon();
   int ends[2];
   Expect(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
-  {
-    Connection::Socket socket(daemon.io, asio::local::stream_protocol(), ends[1]);
-    auto connection = std::make_shared<Connection>(daemon, std::move(socket));
-    auto running = connection->Run();
-    asio::co_spawn(daemon.io, std::move(running), [connection](std::exception_ptr failure) {
-      Expect(!failure);
-      connection->Close();
-    });
-  }
+  Connection::Begin(daemon, ends[1]);
   std::vector<uint8_t> answers;
   daemon.io.restart();
   const size_t cut = data[0] % size;

@@ -1,16 +1,21 @@
 #include "lauthd/connection.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <asio/co_spawn.hpp>
 #include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
 #include <cerrno>
+#include <exception>
+#include <new>
 
 #include "byod_cfgmsg.h"
 #include "lauth_tlv_stream.h"
 #include "lauthd/daemon.h"
+#include "lauthd/log.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {
@@ -21,57 +26,129 @@ constexpr size_t kLongestMessage = BYOD_REPLY_MAX;
 constexpr int kRequestsInARow = 16;
 constexpr std::chrono::seconds kBulkPatience{10};
 constexpr auto kNever = Connections::Clock::time_point::max();
+constexpr asio::use_awaitable_t<asio::io_context::executor_type> kAwait;
+
+void Drop(const std::exception& reason) {
+  Log(Severity::kWarning, "a client is dropped: %s", reason.what());
+}
 
 }  // namespace
 
-Connection::Connection(Daemon& daemon, Socket socket)
-    : daemon_(daemon),
-      socket_(std::move(socket)),
-      wake_(socket_.get_executor(), kNever),
-      place_(daemon.connections.Add(this)) {}
+bool Connection::Begin(Daemon& daemon, int descriptor) {
+  std::shared_ptr<Connection> connection;
+  try {
+    connection = std::make_shared<Connection>(daemon, descriptor);
+  } catch (const std::bad_alloc&) {
+    close(descriptor);
+    return false;
+  }
+  try {
+    if (!connection->ServeAtOnce()) return true;
+    // Who has been answered will probably have gone before long: see then.
+    if (connection->requests_ == 1) {
+      daemon.LookAgainAt(connection);
+    } else {
+      connection->Spawn();
+    }
+  } catch (const std::exception& reason) {
+    Drop(reason);
+    connection->Close();
+  }
+  return true;
+}
+
+void Connection::Continue() {
+  try {
+    readable_ = true;
+    if (ServeAtOnce()) Spawn();
+  } catch (const std::exception& reason) {
+    Drop(reason);
+    Close();
+  }
+}
+
+/// @return whether there is more to come
+bool Connection::ServeAtOnce() {
+  if (ServeWhatIsThere() != Need::kEnd) return true;
+  Close();
+  return false;
+}
+
+void Connection::Spawn() {
+  asio::co_spawn(daemon_.io, Run(), [self = shared_from_this()](std::exception_ptr failure) {
+    if (!failure) return;
+    self->Close();
+    try {
+      std::rethrow_exception(failure);
+    } catch (const std::exception& reason) {
+      Drop(reason);
+    }
+  });
+}
+
+Connection::Connection(Daemon& daemon, int descriptor)
+    : daemon_(daemon), descriptor_(descriptor), place_(daemon.connections.Add(this)) {}
 
 Connection::~Connection() {
+  Close();
   if (daemon_.gate.OwnedBy(this)) daemon_.AbortBulk();
   daemon_.connections.Remove(place_);
 }
 
 void Connection::Close() {
-  closed_ = true;
+  if (std::exchange(closed_, true)) return;
   asio::error_code ignored;
-  socket_.close(ignored);
-  wake_.cancel();
+  if (socket_) {
+    socket_->close(ignored);
+  } else {
+    close(descriptor_);
+  }
+  descriptor_ = -1;
+  if (wake_) wake_->cancel();
 }
 
 const Peer& Connection::peer() {
-  if (!peer_) peer_ = LookAtPeer(socket_.native_handle(), daemon_.admin_group);
+  if (!peer_) peer_ = LookAtPeer(descriptor_, daemon_.admin_group);
   return *peer_;
 }
 
-asio::awaitable<bool> Connection::WaitForSocket(Socket::wait_type what) {
+/// The socket as something to wait for, which costs the system more than a short visit.
+Connection::Socket& Connection::socket() {
+  if (!socket_) socket_.emplace(daemon_.io, asio::local::stream_protocol(), descriptor_);
+  return *socket_;
+}
+
+Connection::Awaitable<bool> Connection::WaitForSocket(Socket::wait_type what) {
   if (closed_) co_return false;
   asio::error_code error;
-  co_await socket_.async_wait(what, asio::redirect_error(asio::use_awaitable, error));
+  co_await socket().async_wait(what, asio::redirect_error(kAwait, error));
   co_return !error && !closed_;
+}
+
+/// Waits until somebody cancels the timer.
+Connection::Awaitable<void> Connection::WaitForWake() {
+  asio::error_code cancelled;
+  wake_->expires_at(kNever);
+  co_await wake_->async_wait(asio::redirect_error(kAwait, cancelled));
 }
 
 // ---------------------------------------------------------------- receiving
 
 /// Looks for a whole message at the start of some bytes.
-Connection::Received Connection::Parse(const uint8_t* bytes, size_t count, tlv::Message& message,
-                                       size_t& used) {
+Connection::Received Connection::Parse(const uint8_t* bytes, size_t count, size_t& used) {
   const int64_t length = TLV_Stream_MessageLength(bytes, count);
   if (length < 0 || length > static_cast<int64_t>(kLongestMessage)) return Received::kEnd;
   if (length == 0 || static_cast<size_t>(length) > count) return Received::kWait;
   used = static_cast<size_t>(length);
-  message = tlv::Message(TLV_CreateReceiveMsg(tlv::kMemory, reinterpret_cast<uintptr_t>(bytes),
-                                              static_cast<uint32_t>(length)));
-  return message ? Received::kMessage : Received::kEnd;
+  request_ = tlv::Message(TLV_CreateReceiveMsg(tlv::kMemory, reinterpret_cast<uintptr_t>(bytes),
+                                               static_cast<uint32_t>(length)));
+  return request_ ? Received::kMessage : Received::kEnd;
 }
 
-Connection::Received Connection::ParsePending(tlv::Message& message) {
+Connection::Received Connection::ParsePending() {
   size_t used = 0;
   const Received received =
-      Parse(pending_.data() + pending_start_, pending_.size() - pending_start_, message, used);
+      Parse(pending_.data() + pending_start_, pending_.size() - pending_start_, used);
   pending_start_ += used;
   // A client that waits holds no memory.
   if (pending_start_ == pending_.size()) {
@@ -89,9 +166,9 @@ Connections::Clock::duration Connection::Patience() const {
 
 /// Reads what has arrived, into memory that all connections share; what is no whole message is
 /// kept.
-Connection::Received Connection::ReadMessage(tlv::Message& message) {
+Connection::Received Connection::ReadMessage() {
   auto& arrived = daemon_.scratch;
-  const ssize_t got = recv(socket_.native_handle(), arrived.data(), arrived.size(), MSG_DONTWAIT);
+  const ssize_t got = recv(descriptor_, arrived.data(), arrived.size(), MSG_DONTWAIT);
   if (got < 0) {
     const bool nothing_yet = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
     return nothing_yet ? Received::kWait : Received::kEnd;
@@ -100,46 +177,30 @@ Connection::Received Connection::ReadMessage(tlv::Message& message) {
   const auto count = static_cast<size_t>(got);
   size_t used = 0;
   const bool first = pending_.empty();
-  const Received received = first ? Parse(arrived.data(), count, message, used) : Received::kWait;
+  const Received received = first ? Parse(arrived.data(), count, used) : Received::kWait;
   if (received != Received::kEnd && used < count) {
     pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(pending_start_));
     pending_start_ = 0;
     pending_.insert(pending_.end(), arrived.begin() + static_cast<ptrdiff_t>(used),
                     arrived.begin() + got);
   }
-  return first ? received : ParsePending(message);
+  return first ? received : ParsePending();
 }
 
-/// Waits for the next message: not for ever, and not longer because it comes byte by byte.
-asio::awaitable<bool> Connection::Receive(tlv::Message& message) {
-  Received received = pending_.empty() ? Received::kWait : ParsePending(message);
-  if (received == Received::kWait) {
-    deadline_ = Connections::Clock::now() + Patience();
-    do {
-      // Not read on the off chance: who has its answer seldom has asked again by now.
-      if (!co_await WaitForSocket(Socket::wait_read)) co_return false;
-      received = ReadMessage(message);
-    } while (received == Received::kWait);
-    deadline_ = kNever;
-  }
-  co_return received == Received::kMessage;
+/// Takes the next message out of what has arrived. Nothing is read on the off chance: who has its
+/// answer seldom has asked again by now.
+Connection::Received Connection::NextMessage() {
+  Received received = pending_.empty() ? Received::kWait : ParsePending();
+  if (received == Received::kWait && std::exchange(readable_, false)) received = ReadMessage();
+  return received;
 }
 
 // ---------------------------------------------------------------- sending
 
-/// Lays a message down in the shared memory.
-bool Connection::Serialize(const tlv::Message& message, size_t& length) {
-  const uint32_t needed = TLV_GetMsgLen(message.get(), tlv::kMemory);
-  if (needed == 0 || needed > kLongestMessage) return false;
-  const auto target = reinterpret_cast<uintptr_t>(daemon_.scratch.data());
-  length = TLV_Flush(message.get(), tlv::kMemory, needed, target);
-  return length == needed;
-}
-
 /// Sends what the socket takes and keeps the rest. @return false when the client has gone
 bool Connection::SendNow(const uint8_t* bytes, size_t length) {
   while (length > 0) {
-    const ssize_t sent = send(socket_.native_handle(), bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t sent = send(descriptor_, bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && errno == EINTR) continue;
     if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
     if (sent < 0) return false;
@@ -150,11 +211,17 @@ bool Connection::SendNow(const uint8_t* bytes, size_t length) {
   return true;
 }
 
-asio::awaitable<bool> Connection::Send(const tlv::Message& message) {
-  size_t length = 0;
-  if (!message || !Serialize(message, length)) co_return false;
-  if (!SendNow(daemon_.scratch.data(), length)) co_return false;
-  if (outgoing_.empty()) co_return true;
+/// The same for a message, laid down in the memory that all connections share.
+bool Connection::SendNow(const tlv::Message& message) {
+  const uint32_t length = TLV_GetMsgLen(message.get(), tlv::kMemory);
+  if (length == 0 || length > kLongestMessage) return false;
+  const auto target = reinterpret_cast<uintptr_t>(daemon_.scratch.data());
+  return TLV_Flush(message.get(), tlv::kMemory, length, target) == length &&
+         SendNow(daemon_.scratch.data(), length);
+}
+
+/// Waits for room for what the socket did not take.
+Connection::Awaitable<bool> Connection::SendRest() {
   deadline_ = Connections::Clock::now() + daemon_.idle_timeout;
   while (!outgoing_.empty()) {
     if (!co_await WaitForSocket(Socket::wait_write)) co_return false;
@@ -167,7 +234,12 @@ asio::awaitable<bool> Connection::Send(const tlv::Message& message) {
   co_return true;
 }
 
-asio::awaitable<bool> Connection::SendSeries(Series& series) {
+Connection::Awaitable<bool> Connection::Send(const tlv::Message& message) {
+  if (!SendNow(message)) co_return false;
+  co_return outgoing_.empty() || co_await SendRest();
+}
+
+Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
   Pieces pieces;
   for (bool more = true; more;) {
     pieces.Clear();
@@ -177,7 +249,7 @@ asio::awaitable<bool> Connection::SendSeries(Series& series) {
       if (!co_await Send(pieces.MakeReply(more ? BYOD_ERR_CONTINUE : 0))) co_return false;
     }
     // Others are served between the replies, however fast this client reads.
-    if (more) co_await asio::post(asio::use_awaitable);
+    if (more) co_await asio::post(kAwait);
     if (closed_) co_return false;
   }
   co_return true;
@@ -185,38 +257,94 @@ asio::awaitable<bool> Connection::SendSeries(Series& series) {
 
 // ---------------------------------------------------------------- requests
 
-asio::awaitable<bool> Connection::WaitForGate() {
-  const ChangeGate::Waiter waiter(daemon_.gate, wake_);
+Connection::Awaitable<bool> Connection::WaitForGate() {
+  if (!wake_) wake_.emplace(daemon_.io);
+  const ChangeGate::Waiter waiter(daemon_.gate, *wake_);
   deadline_ = Connections::Clock::now() + daemon_.idle_timeout;
   while (!daemon_.gate.OpenFor(this)) {
-    asio::error_code cancelled;
-    wake_.expires_at(kNever);
-    co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+    co_await WaitForWake();
     if (closed_) co_return false;
   }
   deadline_ = kNever;
   co_return true;
 }
 
-asio::awaitable<bool> Connection::Answer(const tlv::Message& request) {
-  Exchange exchange{daemon_, *this, request.get(), 0, 0, {}, nullptr, false};
-  Task task = FindTask(exchange);
-  if (task.changes && !daemon_.gate.OpenFor(this) && !co_await WaitForGate()) co_return false;
-  const Result result = task.handler != nullptr ? task.handler(exchange) : std::move(task.refusal);
-  daemon_.Count(exchange, result);
-  if (exchange.series) co_return co_await SendSeries(*exchange.series);
-  if (exchange.watch) co_return co_await Watch();
-  if (!exchange.reply && exchange.Answer(result).status() != 0) co_return false;
-  co_return co_await Send(exchange.reply);
+/// Answers the request, unless that takes longer than this moment.
+Connection::Answered Connection::AnswerAtOnce() {
+  exchange_.emplace(Exchange{daemon_, *this, request_.get(), 0, 0, {}, nullptr, false});
+  task_ = FindTask(*exchange_);
+  if (task_.changes && !daemon_.gate.OpenFor(this)) return Answered::kLater;
+  return Perform();
 }
 
-asio::awaitable<void> Connection::Run() {
-  tlv::Message request;
-  for (int in_a_row = 1; co_await Receive(request); ++in_a_row) {
-    if (!co_await Answer(request)) break;
-    request = tlv::Message();
-    if (in_a_row % kRequestsInARow == 0) co_await asio::post(asio::use_awaitable);
-    if (closed_) break;
+/// Carries the request out, and sends the answer unless it is one of many replies.
+Connection::Answered Connection::Perform() {
+  const Result result =
+      task_.handler != nullptr ? task_.handler(*exchange_) : std::move(task_.refusal);
+  daemon_.Count(*exchange_, result);
+  if (exchange_->series || exchange_->watch) return Answered::kLater;
+  const bool made = exchange_->reply || exchange_->Answer(result).status() == 0;
+  return made && SendNow(exchange_->reply) ? Answered::kWhole : Answered::kNot;
+}
+
+/// What AnswerAtOnce left for later.
+Connection::Awaitable<bool> Connection::AnswerInTime() {
+  if (!exchange_->series && !exchange_->watch) {
+    if (!co_await WaitForGate()) co_return false;
+    const Answered answered = Perform();
+    if (answered != Answered::kLater) co_return answered == Answered::kWhole;
+  }
+  if (exchange_->series) co_return co_await SendSeries(*exchange_->series);
+  co_return co_await Watch();
+}
+
+/// Answers requests until something has to be waited for; says so again when asked again.
+Connection::Need Connection::ServeWhatIsThere() {
+  for (;;) {
+    if (closed_) return Need::kEnd;
+    if (exchange_) return Need::kTime;
+    if (!outgoing_.empty()) return Need::kRoom;
+    const Received received = NextMessage();
+    if (received == Received::kEnd) return Need::kEnd;
+    if (received == Received::kWait) return Need::kInput;
+    deadline_ = kNever;
+    const Answered answered = AnswerAtOnce();
+    if (answered == Answered::kNot) return Need::kEnd;
+    if (answered == Answered::kLater) return Need::kTime;
+    exchange_.reset();
+    request_ = tlv::Message();
+    ++requests_;
+    if (outgoing_.empty() && requests_ % kRequestsInARow == 0) return Need::kTurn;
+  }
+}
+
+Connection::Awaitable<void> Connection::Run() {
+  asio::error_code error;
+  for (bool goes_on = true; goes_on;) {
+    switch (ServeWhatIsThere()) {
+      case Need::kInput:
+        // Not longer because it comes byte by byte.
+        if (deadline_ == kNever) deadline_ = Connections::Clock::now() + Patience();
+        co_await socket().async_wait(Socket::wait_read, asio::redirect_error(kAwait, error));
+        goes_on = !error;
+        readable_ = true;
+        break;
+      case Need::kRoom:
+        goes_on = co_await SendRest();
+        break;
+      case Need::kTime:
+        goes_on = co_await AnswerInTime();
+        exchange_.reset();
+        request_ = tlv::Message();
+        ++requests_;
+        break;
+      case Need::kTurn:
+        co_await asio::post(kAwait);
+        break;
+      case Need::kEnd:
+        goes_on = false;
+        break;
+    }
   }
   // Whatever still waits for this socket lets go of it.
   Close();
@@ -226,19 +354,20 @@ asio::awaitable<void> Connection::Run() {
 
 /// Sets the flag when there is something to read, the end of the connection included.
 void Connection::NoticeMove(const std::shared_ptr<bool>& moved) {
-  socket_.async_wait(Socket::wait_read, [self = shared_from_this(), moved](asio::error_code error) {
-    char byte;
-    const ssize_t got =
-        error ? 0 : recv(self->socket_.native_handle(), &byte, 1, MSG_DONTWAIT | MSG_PEEK);
-    // What is reported may be what was read before the wait began.
-    if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return self->NoticeMove(moved);
-    *moved = true;
-    self->wake_.cancel();
-  });
+  socket().async_wait(
+      Socket::wait_read, [self = shared_from_this(), moved](asio::error_code error) {
+        char byte;
+        const ssize_t got = error ? 0 : recv(self->descriptor_, &byte, 1, MSG_DONTWAIT | MSG_PEEK);
+        // What is reported may be what was read before the wait began.
+        if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return self->NoticeMove(moved);
+        *moved = true;
+        self->wake_->cancel();
+      });
 }
 
-asio::awaitable<bool> Connection::Watch() {
-  Watcher watcher([this] { wake_.cancel(); });
+Connection::Awaitable<bool> Connection::Watch() {
+  if (!wake_) wake_.emplace(daemon_.io);
+  Watcher watcher([this] { wake_->cancel(); });
   const WatchHub::Registration registration(daemon_.watch_hub, watcher);
   Pieces pieces;
   if (!co_await Send(pieces.MakeReply(BYOD_ERR_CONTINUE))) co_return false;
@@ -248,9 +377,7 @@ asio::awaitable<bool> Connection::Watch() {
   NoticeMove(client_moved);
   while (!*client_moved && !closed_) {
     if (watcher.Empty()) {
-      asio::error_code cancelled;
-      wake_.expires_at(kNever);
-      co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+      co_await WaitForWake();
       continue;
     }
     pieces.Clear();

@@ -3,6 +3,8 @@
 #define LAUTHD_CONNECTION_H
 
 #include <asio/awaitable.hpp>
+#include <asio/basic_stream_socket.hpp>
+#include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
 #include <cstdint>
@@ -21,17 +23,26 @@ namespace byod::lauthd {
 
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
-  using Socket = asio::local::stream_protocol::socket;
+  /**
+   * Serves a client until it goes, or has to.
+   *
+   * What it asks for at once is answered before this returns: who connects mostly does so with a
+   * question, and goes when it has the answer.
+   *
+   * @param descriptor  of a connected socket; owned
+   * @return false without memory for it; it has been closed then
+   */
+  static bool Begin(Daemon& daemon, int descriptor);
 
-  Connection(Daemon& daemon, Socket socket);
+  /// Serves on a client that Begin has put off.
+  void Continue();
+
+  Connection(Daemon& daemon, int descriptor);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// Serves the client until it goes, or has to.
-  asio::awaitable<void> Run();
-
-  /// Ends what the client and we are waiting for; Run returns then.
+  /// Ends what the client and we are waiting for, and with it the connection.
   void Close();
 
   /// Until when the client may keep us waiting.
@@ -43,32 +54,60 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::unique_ptr<RestoreUpload> upload;
 
  private:
+  // The executor by its own type: behind a general one every step of a coroutine costs more.
+  using Executor = asio::io_context::executor_type;
+  using Socket = asio::basic_stream_socket<asio::local::stream_protocol, Executor>;
+  template <typename T>
+  using Awaitable = asio::awaitable<T, Executor>;
+
   enum class Received { kMessage, kWait, kEnd };
+  enum class Answered { kWhole, kLater, kNot };
+
+  // What has to happen before the client can be served on.
+  enum class Need { kInput, kRoom, kTime, kTurn, kEnd };
+
+  bool ServeAtOnce();
+  void Spawn();
+  Awaitable<void> Run();
+  Need ServeWhatIsThere();
 
   Connections::Clock::duration Patience() const;
-  Received ReadMessage(tlv::Message& message);
-  Received ParsePending(tlv::Message& message);
-  Received Parse(const uint8_t* bytes, size_t count, tlv::Message& message, size_t& used);
-  asio::awaitable<bool> Receive(tlv::Message& message);
+  Received NextMessage();
+  Received ReadMessage();
+  Received ParsePending();
+  Received Parse(const uint8_t* bytes, size_t count, size_t& used);
 
-  bool Serialize(const tlv::Message& message, size_t& length);
   bool SendNow(const uint8_t* bytes, size_t length);
-  asio::awaitable<bool> Send(const tlv::Message& message);
+  bool SendNow(const tlv::Message& message);
+  Awaitable<bool> SendRest();
+  Awaitable<bool> Send(const tlv::Message& message);
 
-  asio::awaitable<bool> Answer(const tlv::Message& request);
-  asio::awaitable<bool> SendSeries(Series& series);
-  asio::awaitable<bool> Watch();
+  Answered AnswerAtOnce();
+  Answered Perform();
+  Awaitable<bool> AnswerInTime();
+  Awaitable<bool> SendSeries(Series& series);
+  Awaitable<bool> Watch();
   void NoticeMove(const std::shared_ptr<bool>& moved);
-  asio::awaitable<bool> WaitForGate();
-  asio::awaitable<bool> WaitForSocket(Socket::wait_type what);
+  Awaitable<bool> WaitForGate();
+  Awaitable<bool> WaitForSocket(Socket::wait_type what);
+  Awaitable<void> WaitForWake();
+  Socket& socket();
 
   Daemon& daemon_;
-  Socket socket_;
-  asio::steady_timer wake_;  // cancelled when something happens that a client waits for
+  int descriptor_;                          // -1: closed, or the socket's
+  std::optional<Socket> socket_;            // since something is waited for
+  std::optional<asio::steady_timer> wake_;  // cancelled when something happens that is waited for
   Connections::Place place_;
   Connections::Clock::time_point deadline_ = Connections::Clock::time_point::max();
   std::optional<Peer> peer_;
   bool closed_ = false;
+  bool readable_ = true;  // as far as is known
+  int requests_ = 0;
+
+  // The request that is being answered, and how.
+  tlv::Message request_;
+  std::optional<Exchange> exchange_;
+  Task task_;
 
   // Bytes that have arrived and are no whole message yet, or wait for their turn.
   std::vector<uint8_t> pending_;

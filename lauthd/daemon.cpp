@@ -20,6 +20,8 @@
 namespace byod::lauthd {
 namespace {
 
+constexpr int kTurnsBetweenLooks = 16;
+
 /// What is due now and then. One timer for all clients: to the second is enough.
 asio::awaitable<void> LookAround(Daemon& daemon) {
   asio::steady_timer timer(daemon.io);
@@ -123,8 +125,10 @@ void Daemon::Run() {
   Spawn(io, listener_->Accept());
   Log(Severity::kNotice, "listening on %s", options.socket.c_str());
   TellManagerReady();
-  io.run();
+  while (RunOnce()) {
+  }
   TellManagerStopping();
+  seen_lately_.clear();
   connections.CloseAll();
   // What waits is destroyed with what it waits for; let the clients' coroutines end by themselves.
   io.restart();
@@ -133,6 +137,19 @@ void Daemon::Run() {
   hangup_.cancel();
   while (connections.size() > 0 && io.run_one_for(std::chrono::seconds(1)) > 0) {
   }
+}
+
+bool Daemon::RunOnce() {
+  if (seen_lately_.empty()) return io.run_one() > 0;
+  for (int turn = 0; turn < kTurnsBetweenLooks && io.poll_one() > 0; ++turn) {
+  }
+  for (const auto& connection : std::exchange(seen_lately_, {}))
+    connection->Continue();
+  return !io.stopped();
+}
+
+void Daemon::LookAgainAt(std::shared_ptr<Connection> connection) {
+  seen_lately_.push_back(std::move(connection));
 }
 
 Result Daemon::Reload() {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "lauthd/authorization.h"
 #include "lauthd/bulk.h"
@@ -23,6 +24,7 @@
 
 namespace byod::lauthd {
 
+class Connection;
 class Listener;
 
 struct Counters {
@@ -57,6 +59,13 @@ class Daemon {
   /// Serves clients until a signal ends it. @throws what ends one of the daemon's own tasks
   void Run();
 
+  /// Does what there is to do, and waits for it. @return false when there will be nothing any more
+  bool RunOnce();
+
+  /// Serves a client on after others have had their turn; by then it has probably gone, and nothing
+  /// needs to be set up to wait for it.
+  void LookAgainAt(std::shared_ptr<Connection> connection);
+
   /// Reads the rule files anew; all rules are as before when anything is wrong with them.
   Result Reload();
 
@@ -90,6 +99,7 @@ class Daemon {
  private:
   const Clock::time_point start_ = Clock::now();
   std::unique_ptr<Listener> listener_;
+  std::vector<std::shared_ptr<Connection>> seen_lately_;
 
  public:
   // Behind the rest: the clients' coroutines go before what they use.

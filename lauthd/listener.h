@@ -20,16 +20,15 @@ class Listener {
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  /// Takes one client at a time, so that those who are connected are served in between. Waits while
-  /// there are too many, and while the system has no more descriptors.
+  /// Takes a few clients at a time, so that those who are connected are served in between. Waits
+  /// while there are too many, and while the system has no more descriptors.
   asio::awaitable<void> Accept();
 
   void Stop();
 
  private:
-  /// Takes a client's descriptor over. @return false when it had to be closed instead
-  bool TakeIn(int client);
-
+  /// @return false when the system has no more descriptors, or no memory
+  bool AcceptSome();
   void TellOnce(const char* reason);
   asio::awaitable<void> Pause();
 

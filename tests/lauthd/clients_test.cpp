@@ -140,11 +140,12 @@ TEST_F(Clients, OneThatCannotBeWaitedForIsDroppedAndLaterOnesAreServed) {
   bool dropped = false;
   while (!dropped && clients.size() < 60) {
     clients.push_back(std::make_unique<Client>(daemon_));
-    dropped = !IsAnswered(*clients.back());
+    // What it asks at once may be answered all the same.
+    for (int i = 0; i < 5 && !dropped; ++i)
+      dropped = !IsAnswered(*clients.back());
   }
   ASSERT_TRUE(dropped);
-  EXPECT_TRUE(Eventually([&] { return daemon_.Logged("clients wait: No space left"); }))
-      << daemon_.Log();
+  EXPECT_TRUE(Eventually([&] { return daemon_.Logged("No space left"); })) << daemon_.Log();
   EXPECT_TRUE(IsAnswered(*clients.front()));
   clients.resize(2);
   EXPECT_TRUE(Eventually([&] {
