@@ -56,7 +56,7 @@ class Pool {
   }
 
   Slot* Take() {
-    const std::lock_guard guard(lock_);
+    const Guard guard(lock_);
     if (made_ < kSlotsInTurn || (with_memory_.IsEmpty() && without_memory_.IsEmpty())) {
       if (Slot* slot = Make()) return slot;
     }
@@ -69,14 +69,14 @@ class Pool {
   void GiveBack(Slot* slot) {
     const size_t footprint = slot->message.Footprint();
     {
-      const std::lock_guard guard(lock_);
+      const Guard guard(lock_);
       if (footprint <= kMostSpareEach && spare_ + footprint <= kMostSpare) {
         spare_ += footprint;
         return with_memory_.Push(slot);
       }
     }
     slot->message.Release();
-    const std::lock_guard guard(lock_);
+    const Guard guard(lock_);
     without_memory_.Push(slot);
   }
 
@@ -123,16 +123,16 @@ uint32_t NewMessage::FirstSerial() const {
 uint32_t NewMessage::Publish() {
   Slot* slot = slot_;
   slot_ = nullptr;
-  const std::lock_guard guard(slot->lock);
+  const Guard guard(slot->lock);
   slot->live = true;
   return HandleOf(*slot);
 }
 
 OpenMessage::OpenMessage(uint32_t handle) : slot_(pool.Find(handle)) {
   if (slot_ == nullptr) return;
-  slot_->lock.lock();
+  guard_.emplace(slot_->lock);
   if (slot_->live && HandleOf(*slot_) == handle) return;
-  slot_->lock.unlock();
+  guard_.reset();
   slot_ = nullptr;
 }
 
@@ -141,7 +141,7 @@ void OpenMessage::Destroy() {
   slot_ = nullptr;
   slot->live = false;
   ++slot->generation;
-  slot->lock.unlock();
+  guard_.reset();
   pool.GiveBack(slot);
 }
 

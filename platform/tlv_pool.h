@@ -7,10 +7,43 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
 
 #include "tlv_message.h"
 
 namespace lauth::tlv {
+
+// A lock that costs nothing as long as the process has one thread. No thread begins while one is
+// held.
+class Guard {
+ public:
+  explicit Guard(std::mutex& lock) : lock_(IsAlone() ? nullptr : &lock) {
+    if (lock_ != nullptr) lock_->lock();
+  }
+  ~Guard() { Release(); }
+  Guard(const Guard&) = delete;
+  Guard& operator=(const Guard&) = delete;
+
+  void Release() {
+    if (lock_ != nullptr) lock_->unlock();
+    lock_ = nullptr;
+  }
+
+ private:
+  static bool IsAlone() {
+#if __has_include(<sys/single_threaded.h>)
+    return __libc_single_threaded != 0;
+#else
+    return false;
+#endif
+  }
+
+  std::mutex* lock_;
+};
 
 struct Slot {
   std::mutex lock;  // over all but index and next_free
@@ -46,9 +79,6 @@ class NewMessage {
 class OpenMessage {
  public:
   explicit OpenMessage(uint32_t handle);
-  ~OpenMessage() {
-    if (slot_ != nullptr) slot_->lock.unlock();
-  }
   OpenMessage(const OpenMessage&) = delete;
   OpenMessage& operator=(const OpenMessage&) = delete;
 
@@ -60,6 +90,7 @@ class OpenMessage {
 
  private:
   Slot* slot_;
+  std::optional<Guard> guard_;
 };
 
 }  // namespace lauth::tlv
