@@ -77,6 +77,7 @@ int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t
 template <typename Kind>
 void Tidy(int32_t handle) {
   std::vector<typename Kind::Key> respelt;
+  const bool reading = LAUTH_db_BeginReading(handle) == 0;  // else it only takes longer
   const auto key_length = static_cast<uint32_t>(std::strlen(Kind::kDatabaseKey) + 1);
   uintptr_t iterator = 0;
   typename Kind::Record record = {};
@@ -93,6 +94,7 @@ void Tidy(int32_t handle) {
     record = {};
   }
   DBM_FreeIterator(handle, &iterator);
+  if (reading) LAUTH_db_EndReading(handle);
   if (respelt.empty()) return;
 
   bool kept = LAUTH_db_Begin(handle) == 0;
@@ -119,9 +121,11 @@ void RecoverAll(int32_t handle, Authorization& authorization) {
   authorization.Clear();
   BYOD_order_UnSetOrder();
   Walk walk = {handle};
+  const bool reading = LAUTH_db_BeginReading(handle) == 0;  // else it only takes longer
   if (LAUTH_db_WalkKeys(handle, RecoverKey, &walk) != 0) {
     Log(Severity::kError, "the database cannot be read to its end: %s", LAUTH_db_ErrorText());
   }
+  if (reading) LAUTH_db_EndReading(handle);
   TidyAll(handle);
   Log(Severity::kInfo, "recovered %u custom rules", Byod_GetCustomRuleCount());
 }

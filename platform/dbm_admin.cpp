@@ -38,6 +38,14 @@ int32_t LAUTH_db_WalkKeys(int32_t handle, LAUTH_db_KeyCallback callback, void* c
   });
 }
 
+int32_t LAUTH_db_BeginReading(int32_t handle) {
+  return WithDatabase(handle, [](Database& database) { return database.BeginReading(); });
+}
+
+int32_t LAUTH_db_EndReading(int32_t handle) {
+  return WithDatabase(handle, [](Database& database) { return database.EndReading(); });
+}
+
 int32_t LAUTH_db_Begin(int32_t handle) {
   return WithDatabase(handle, [](Database& database) { return database.BeginBulk(); });
 }

@@ -19,6 +19,7 @@ uint64_t FlushCount() {
 
 Result Change::Begin() {
   Database& database = database_;
+  if (const Result result = database.RefuseInReading(); result != DBM_OK) return result;
   if (database.bulk_ && !database.connection_.InTransaction()) {
     return Fail(DBM_ERR_FAILED, "%s: the bulk change was lost at an earlier failure",
                 database.connection_.name().c_str());
@@ -62,7 +63,35 @@ Result Database::Commit() {
               settled ? "" : "; a crash before the next change may yet bring this one back");
 }
 
+Result Database::RefuseInReading() const {
+  if (!reading_) return DBM_OK;
+  return Fail(DBM_ERR_REFUSED, "%s: a reading is under way", connection_.name().c_str());
+}
+
+Result Database::BeginReading() {
+  if (bulk_) {
+    return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.name().c_str());
+  }
+  if (const Result refused = RefuseInReading(); refused != DBM_OK) return refused;
+  const Result result = Run(Sql::kBegin);
+  reading_ = result == DBM_OK;
+  return result;
+}
+
+Result Database::EndReading() {
+  if (!reading_) {
+    return Fail(DBM_ERR_REFUSED, "%s: no reading is under way", connection_.name().c_str());
+  }
+  reading_ = false;
+  for (auto& [iterator, cursor] : cursors_)
+    cursor.walk.reset();
+  const Result result = connection_.InTransaction() ? Run(Sql::kRollback) : DBM_OK;
+  connection_.ForgetPages();
+  return result;
+}
+
 Result Database::BeginBulk() {
+  if (const Result refused = RefuseInReading(); refused != DBM_OK) return refused;
   if (bulk_) {
     return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.name().c_str());
   }

@@ -60,6 +60,9 @@ class Connection {
   /** Closes; later calls do nothing. */
   Result Close();
 
+  /** Gives back the memory of pages that a look at the whole file has left. */
+  void ForgetPages() { sqlite3_db_release_memory(sqlite_); }
+
   /** Runs statements that are of use only once. */
   Result Execute(const char* sql);
 

@@ -91,6 +91,7 @@ Result Database::Open(const Place& place, const Identity& identity,
 Result Database::Close() {
   cursors_.clear();
   bulk_ = false;
+  reading_ = false;
   const Result result = connection_.Close();
   if (result == DBM_OK) lock_.Release();
   return result;

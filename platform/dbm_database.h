@@ -52,6 +52,9 @@ class Database {
   Result DeleteKey(std::string_view key);
   Result AllKeys(std::vector<Key>& keys);
 
+  Result BeginReading();
+  Result EndReading();
+
   Result BeginBulk();
   Result CommitBulk();
   Result RollbackBulk();
@@ -69,10 +72,16 @@ class Database {
   struct Cursor {
     std::string list_key;
     std::string sort_key;
+    // In a reading: the list, being read from the place on.
+    int64_t list = 0;
+    std::string walk_from = {};
+    std::unique_ptr<Statement> walk = nullptr;
   };
 
   Result Run(Sql which) { return Statement(connection_, which).Run(); }
   Result Commit();
+  Result RefuseInReading() const;
+  Result WalkOn(Cursor& cursor, Buffer record);
   Result FindList(std::string_view key, List& list, bool& found);
   Result FindValue(std::string_view key, bool& found);
 
@@ -80,6 +89,7 @@ class Database {
   Lock lock_;
   Connection connection_;
   bool bulk_ = false;
+  bool reading_ = false;
   int64_t changes_at_begin_ = 0;
   std::map<uintptr_t, Cursor> cursors_;
 };

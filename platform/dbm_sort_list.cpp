@@ -129,6 +129,7 @@ Result Database::GetNext(std::string_view key, uintptr_t& iterator, Buffer recor
   if (iterator != 0 && (cursor == cursors_.end() || cursor->second.list_key != key)) {
     return Fail(DBM_ERR_REFUSED, "%s: not an iterator of this list", connection_.name().c_str());
   }
+  if (iterator != 0 && cursor->second.walk != nullptr) return WalkOn(cursor->second, record);
   Reading reading(*this);
   List list;
   bool found = false;
@@ -148,12 +149,37 @@ Result Database::GetNext(std::string_view key, uintptr_t& iterator, Buffer recor
     uintptr_t fresh = ++last_iterator;
     while (fresh == 0 || cursors_.contains(fresh))
       fresh = ++last_iterator;
-    cursors_.emplace(fresh, Cursor{std::string(key), std::move(sort_key)});
+    cursor = cursors_.emplace(fresh, Cursor{std::string(key), std::move(sort_key)}).first;
     iterator = fresh;
   } else {
     cursor->second.sort_key.swap(sort_key);  // the old one stays bound until the end
   }
+  if (reading_) {
+    cursor->second.list = list.id;
+    cursor->second.walk = std::make_unique<Statement>(
+        connection_,
+        "SELECT data, sum, sort_key FROM record WHERE list = ?1 AND sort_key > ?2"
+        " ORDER BY sort_key");
+    // The bytes stay where they are until the walk ends: the place moves on in another string.
+    cursor->second.walk_from = cursor->second.sort_key;
+    cursor->second.walk->Bind(list.id).Bind(cursor->second.walk_from);
+  }
   return Copy(next.Bytes(0), record);
+}
+
+/// The next step of a walk through one state: nothing has to be sought.
+Result Database::WalkOn(Cursor& cursor, Buffer record) {
+  bool found = false;
+  const Result result = cursor.walk->Step(found);
+  if (result != DBM_OK || !found) {
+    cursor.walk.reset();
+    return result;
+  }
+  if (cursor.walk->Number(1) != int64_t{RecordSum(cursor.list, cursor.walk->Bytes(0))}) {
+    return connection_.FailDamaged("a record is not as it was stored");
+  }
+  cursor.sort_key = cursor.walk->Bytes(2);
+  return Copy(cursor.walk->Bytes(0), record);
 }
 
 Result Database::FreeIterator(uintptr_t& iterator) {

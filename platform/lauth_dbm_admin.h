@@ -53,6 +53,18 @@ typedef int32_t (*LAUTH_db_KeyCallback)(void* context, const void* key, uint32_t
 int32_t LAUTH_db_WalkKeys(int32_t handle, LAUTH_db_KeyCallback callback, void* context);
 
 /**
+ * Begins a reading: until LAUTH_db_EndReading the handle's calls see one state of the database,
+ * whatever other processes change, and walking a list costs least. Changes by the handle are
+ * refused meanwhile.
+ *
+ * @return 0; DBM_ERR_REFUSED when a reading or a bulk change is under way
+ */
+int32_t LAUTH_db_BeginReading(int32_t handle);
+
+/** Ends a reading. Iterators keep their places. @return 0; DBM_ERR_REFUSED when there is none */
+int32_t LAUTH_db_EndReading(int32_t handle);
+
+/**
  * Begins a bulk change: the handle's changes from here to LAUTH_db_Commit are saved by one flush,
  * all or none. Other processes see none of them before and cannot change anything meanwhile. Each
  * call within still succeeds or fails as a whole.

@@ -227,6 +227,62 @@ TEST_F(SortList, IteratorsAreIndependent) {
   EXPECT_EQ(DBM_FreeIterator(handle_, &two), DBM_OK);
 }
 
+TEST_F(SortList, AReadingSeesOneStateWhateverOthersChange) {
+  for (const char* key : {"a", "c", "d"})
+    ASSERT_EQ(Insert(handle_, "L", Record(key)), DBM_OK);
+  int32_t other = -1;
+  ASSERT_EQ(Open(other), DBM_OK);
+  uintptr_t before = 0;
+  EXPECT_EQ(Next(handle_, "L", before), Record("a"));
+  ASSERT_EQ(LAUTH_db_BeginReading(handle_), DBM_OK);
+  uintptr_t iterator = 0;
+  EXPECT_EQ(Next(handle_, "L", iterator), Record("a"));
+  EXPECT_EQ(Next(handle_, "L", iterator), Record("c"));
+  ASSERT_EQ(Insert(other, "L", Record("b")), DBM_OK);
+  ASSERT_EQ(Insert(other, "L", Record("cc")), DBM_OK);
+  ASSERT_EQ(Remove(other, "L", Record("d")), DBM_OK);
+  EXPECT_EQ(Next(handle_, "L", before), Record("c"));
+  EXPECT_EQ(Next(handle_, "L", iterator), Record("d"));
+  EXPECT_EQ(Next(handle_, "L", iterator), "");
+  EXPECT_EQ(Next(handle_, "L", iterator), "");
+  EXPECT_EQ(Get(handle_, "L", "d"), Record("d"));
+  ASSERT_EQ(LAUTH_db_EndReading(handle_), DBM_OK);
+  EXPECT_EQ(Next(handle_, "L", before), Record("cc"));
+  EXPECT_EQ(Next(handle_, "L", before), "");
+  EXPECT_EQ(DBM_FreeIterator(handle_, &iterator), DBM_OK);
+  EXPECT_EQ(DBM_FreeIterator(handle_, &before), DBM_OK);
+  EXPECT_EQ(DBM_Close(other), DBM_OK);
+}
+
+TEST_F(SortList, AReadingRefusesChangesUntilItEnds) {
+  ASSERT_EQ(Insert(handle_, "L", Record("a")), DBM_OK);
+  EXPECT_EQ(LAUTH_db_EndReading(handle_), DBM_ERR_REFUSED);
+  ASSERT_EQ(LAUTH_db_BeginReading(handle_), DBM_OK);
+  EXPECT_EQ(LAUTH_db_BeginReading(handle_), DBM_ERR_REFUSED);
+  EXPECT_EQ(LAUTH_db_Begin(handle_), DBM_ERR_REFUSED);
+  EXPECT_EQ(Insert(handle_, "L", Record("b")), DBM_ERR_REFUSED);
+  EXPECT_EQ(SetValue(handle_, "V", "v"), DBM_ERR_REFUSED);
+  EXPECT_THAT(Records(handle_, "L"), ElementsAre(Record("a")));
+  ASSERT_EQ(LAUTH_db_EndReading(handle_), DBM_OK);
+  ASSERT_EQ(LAUTH_db_Begin(handle_), DBM_OK);
+  EXPECT_EQ(LAUTH_db_BeginReading(handle_), DBM_ERR_REFUSED);
+  ASSERT_EQ(Insert(handle_, "L", Record("b")), DBM_OK);
+  ASSERT_EQ(LAUTH_db_Commit(handle_), DBM_OK);
+  EXPECT_THAT(Records(handle_, "L"), ElementsAre(Record("a"), Record("b")));
+}
+
+TEST_F(SortList, ClosingEndsAReadingInTheMiddleOfAWalk) {
+  for (const char* key : {"a", "b"})
+    ASSERT_EQ(Insert(handle_, "L", Record(key)), DBM_OK);
+  ASSERT_EQ(LAUTH_db_BeginReading(handle_), DBM_OK);
+  uintptr_t iterator = 0;
+  EXPECT_EQ(Next(handle_, "L", iterator), Record("a"));
+  EXPECT_EQ(Next(handle_, "L", iterator), Record("b"));
+  ASSERT_EQ(DBM_Close(handle_), DBM_OK);
+  OpenIt();
+  EXPECT_EQ(Insert(handle_, "L", Record("c")), DBM_OK);
+}
+
 TEST_F(SortList, FreeingAnIteratorMakesItZeroAndFreeingZeroIsHarmless) {
   ASSERT_EQ(Insert(handle_, "L", Record("a")), DBM_OK);
   uintptr_t iterator = 0;
