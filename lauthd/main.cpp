@@ -5,9 +5,11 @@
 
 #include "byod_order.h"
 #include "lauthd/access.h"
+#include "lauthd/authorization.h"
 #include "lauthd/daemon.h"
 #include "lauthd/options.h"
 #include "lauthd/rule_source.h"
+#include "lauthd/store.h"
 
 namespace byod::lauthd {
 namespace {
@@ -18,7 +20,32 @@ double MillisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-/// Reads everything that a start reads, and changes nothing. @return the exit status
+/// Loads what was read, and recovers what a database that is there holds, as a start does.
+void TellLoadingTimes(const Options& options, const PredefinedRules& rules, double read) {
+  BYOD_data_GlobalInfoInit(options.rule_limit);
+  BYOD_order_Init();
+  const auto loading = Clock::now();
+  LoadPredefined({rules.set, {}}, false);
+  const double loaded = MillisecondsSince(loading);
+  std::printf("read in %.1f ms, loaded in %.1f ms\n", read, loaded);
+
+  Authorization authorization;
+  Store store(options.state_dir, options.no_database, authorization);
+  if (store.Exists()) {
+    InstallService(authorization);
+    const auto recovering = Clock::now();
+    if (store.Open()) {
+      std::printf("recovered %u custom rules from the database in %.1f ms\n",
+                  Byod_GetCustomRuleCount(), MillisecondsSince(recovering));
+    }
+    store.Close();
+    RemoveService();
+  }
+  BYOD_order_Fini();
+  BYOD_data_GlobalInfoFini();
+}
+
+/// Reads everything that a start reads. @return the exit status
 int Check(const Options& options) {
   FindGroup(options.socket_group);
   FindGroup(options.admin_group);
@@ -30,14 +57,7 @@ int Check(const Options& options) {
   std::printf("%zu MAC, %zu User-Agent and %zu DHCP option rules, %zu faults\n",
               rules.set.mac.size(), rules.set.user_agent.size(), rules.set.dhcp_option.size(),
               rules.faults.size());
-  if (options.timing) {
-    BYOD_data_GlobalInfoInit(options.rule_limit);
-    BYOD_order_Init();
-    const auto loading = Clock::now();
-    LoadPredefined({rules.set, {}}, false);
-    std::printf("read in %.1f ms, loaded in %.1f ms\n", read, MillisecondsSince(loading));
-    BYOD_data_GlobalInfoFini();
-  }
+  if (options.timing) TellLoadingTimes(options, rules, read);
   return rules.faults.empty() ? 0 : 1;
 }
 

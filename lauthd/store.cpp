@@ -1,5 +1,7 @@
 #include "lauthd/store.h"
 
+#include <filesystem>
+
 #include "byod_db.h"
 #include "lauth_dbm.h"
 #include "lauth_dbm_admin.h"
@@ -27,6 +29,11 @@ Store::Store(const std::string& directory, bool none, Authorization& authorizati
 
 Store::~Store() {
   Close();
+}
+
+bool Store::Exists() const {
+  std::error_code unreadable;
+  return !none_ && std::filesystem::exists(directory_ + "/" + kName + ".db", unreadable);
 }
 
 bool Store::Open() {

@@ -28,6 +28,9 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
+  /// Whether a database is there to be opened; an open makes one that is not.
+  bool Exists() const;
+
   /// Opens the database and recovers rules, order and authorization from it. The predefined rules
   /// are in their tables. @return false, and says why in the log, when it cannot be opened
   bool Open();

@@ -220,6 +220,27 @@ TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {
   EXPECT_EQ(check("admin-group = \"no-such-group\"\n"), 1);
 }
 
+TEST(Start, CheckTellsHowLongLoadingAndRecoveringTake) {
+  DaemonProcess daemon;
+  const std::string command = std::string(LAUTHD_PROGRAM) +
+                              " --check --timing --config /dev/null --state-dir " + daemon.state() +
+                              " >" + daemon.log_file();
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_TRUE(daemon.Logged("loaded in ")) << daemon.Log();
+  EXPECT_FALSE(daemon.Logged("recovered"));
+  EXPECT_FALSE(std::filesystem::exists(daemon.state()));
+
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  Client client(daemon);
+  for (const char* const agent : {"one", "two"}) {
+    const auto fill = [agent](Appender& append) { append.Text(BYOD_TLV_USERAGENT, agent); };
+    EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_UA_VALUE, fill)).code, 0u);
+  }
+  daemon.Kill(SIGKILL);
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  EXPECT_TRUE(daemon.Logged("recovered 2 custom rules from the database in ")) << daemon.Log();
+}
+
 TEST(Start, CheckTellsFaultsOfRuleFilesByTheirLine) {
   DaemonProcess daemon;
   daemon.WriteRules("mac.csv", "mac,mask,name,vendor,category,os\n00:11:22/99,,,,x,\n");
