@@ -10,6 +10,10 @@
 #include <exception>
 #include <stdexcept>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include "byod_order.h"
 #include "lauthd/connection.h"
 #include "lauthd/listener.h"
@@ -157,6 +161,9 @@ Result Daemon::Reload() {
   Result result = ReplacePredefined(source, options.rule_limit);
   if (result.Ok()) {
     store.Tidy();
+#ifdef __GLIBC__
+    malloc_trim(0);  // both sets of rules were in memory
+#endif
     ++counters.reloads;
     reload_failure.clear();
     Log(Severity::kNotice, "the rule files are read anew");
