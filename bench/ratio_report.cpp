@@ -19,9 +19,11 @@ class Collector : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+        // A benchmark that chose another time than the processor's says so.
+        const bool own_time = !run.run_name.time_type.empty();
         times_[run.run_name.function_name + (run.run_name.args.empty() ? "" : "/") +
                run.run_name.args]
-            .push_back(run.GetAdjustedCPUTime());
+            .push_back(own_time ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
       }
     }
     ConsoleReporter::ReportRuns(runs);
