@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and running need. Does nothing, and needs no
 # rights, when all of them are there. With --bench also those that only the benchmarks need,
-# with --cross those that scripts/test-cross.sh needs.
+# with --cross those that scripts/test-cross.sh needs, with --analysis those of scripts/analyse.sh.
 set -euo pipefail
 
 packages=(
@@ -23,6 +23,10 @@ fi
 if [ "${1:-}" = --cross ]; then
   packages+=(g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-powerpc-linux-gnu qemu-user
     tcl dpkg-dev) # SQLite is made from Debian's source package
+fi
+
+if [ "${1:-}" = --analysis ]; then
+  packages+=(cppcheck)
 fi
 
 missing=()
