@@ -222,6 +222,7 @@ TEST_F(UserAgentIndex, ClosingTheStoreGivesAllMemoryBack) {
   ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
   Add("Android&&Mobile");
   Add(many);
+  BYOD_DeleteUserAgent(Add(many + "Android"));
   BYOD_data_GlobalInfoFini();
   EXPECT_EQ(support::LiveAllocations(), before);
   ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
