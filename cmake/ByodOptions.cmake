@@ -24,6 +24,11 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Kind of build" FORCE)
 endif()
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Or looking at a file fails when its number or its times need more than 32 bits.
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
 if(BYOD_SANITIZE)
   add_compile_options(-fsanitize=${BYOD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${BYOD_SANITIZE})

@@ -1,5 +1,7 @@
 // Where every field stands, as other machines' code and stored data rely on it.
 #include <gtest/gtest.h>
+#include <sys/types.h>
+#include <time.h>
 
 #include <cstddef>
 
@@ -112,6 +114,13 @@ TEST(Codes, HaveTheirValues) {
   EXPECT_EQ(BYOD_TERMINAL_MOBILE, 2);
   EXPECT_EQ(BYOD_TERMINAL_TABLET, 3);
   EXPECT_EQ(BYOD_TERMINAL_UNKNOWN, 4);
+}
+
+// Where they are narrower, looking at a file with a high inode number fails with EOVERFLOW.
+TEST(System, FilesAndTimesAreCountedIn64Bits) {
+  EXPECT_EQ(sizeof(off_t), 8u);
+  EXPECT_EQ(sizeof(ino_t), 8u);
+  EXPECT_EQ(sizeof(time_t), 8u);
 }
 
 }  // namespace
