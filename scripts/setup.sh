@@ -9,7 +9,7 @@ packages=(
   g++ clang-19 clang-tidy-19 clang-format-19 cmake ninja-build pkg-config
   # the platform library and the programs
   libboost-dev libsqlite3-dev libasio-dev libcli11-dev nlohmann-json3-dev libcsv-dev libutf8proc-dev
-  libsystemd-dev
+  libsystemd-dev libpcap-dev libtins-dev
   # the registry of MAC prefixes
   ieee-data
   # testing

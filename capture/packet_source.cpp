@@ -1,0 +1,103 @@
+#include "capture/packet_source.h"
+
+#include <pcap/pcap.h>
+
+#include <utility>
+
+#include "capture/link_layer.h"
+
+namespace byod::capture {
+namespace {
+
+constexpr int kLongestPacket = 65535;
+// How long packets may be gathered before they are handed over together.
+constexpr int kGatherMs = 100;
+
+[[noreturn]] void Fail(const std::string& name, const std::string& reason) {
+  throw SourceError(name + ": " + reason, false);
+}
+
+/// What went wrong while an interface was opened.
+[[noreturn]] void FailToActivate(const std::string& name, pcap_t* handle, int status) {
+  if (status == PCAP_ERROR_PERM_DENIED || status == PCAP_ERROR_PROMISC_PERM_DENIED) {
+    throw SourceError("capturing on " + name +
+                          " is not permitted: it needs the capability "
+                          "CAP_NET_RAW, which root has",
+                      true);
+  }
+  if (status == PCAP_ERROR_NO_SUCH_DEVICE) Fail(name, "no such interface");
+  const std::string reason = status == PCAP_ERROR ? pcap_geterr(handle) : pcap_statustostr(status);
+  Fail(name, reason);
+}
+
+}  // namespace
+
+void PacketSource::Closer::operator()(pcap* handle) const {
+  pcap_close(handle);
+}
+
+PacketSource::PacketSource(Handle handle, std::string name)
+    : handle_(std::move(handle)), name_(std::move(name)), link_type_(pcap_datalink(handle_.get())) {
+  if (IsKnownLinkType(link_type_)) return;
+  const char* const known = pcap_datalink_val_to_name(link_type_);
+  Fail(name_, "frames of the kind " +
+                  (known != nullptr ? std::string{known} : std::to_string(link_type_)) +
+                  " are not read");
+}
+
+PacketSource PacketSource::OpenFile(const std::string& path) {
+  char reason[PCAP_ERRBUF_SIZE] = "";
+  Handle handle(pcap_open_offline(path.c_str(), reason));
+  const std::string name = path == "-" ? "standard input" : path;
+  if (!handle) {
+    // A file that cannot be opened is named in the reason already.
+    const std::string text = reason;
+    if (text.starts_with(path + ": ")) throw SourceError(text, false);
+    Fail(name, text);
+  }
+  return {std::move(handle), name};
+}
+
+PacketSource PacketSource::OpenInterface(const std::string& name) {
+  char reason[PCAP_ERRBUF_SIZE] = "";
+  Handle handle(pcap_create(name.c_str(), reason));
+  if (!handle) Fail(name, reason);
+  pcap_set_snaplen(handle.get(), kLongestPacket);
+  pcap_set_promisc(handle.get(), 1);
+  pcap_set_timeout(handle.get(), kGatherMs);
+  const int status = pcap_activate(handle.get());
+  if (status < 0) FailToActivate(name, handle.get(), status);
+  return {std::move(handle), name};
+}
+
+bool PacketSource::Next(Frame& frame) {
+  for (;;) {
+    pcap_pkthdr* header = nullptr;
+    const uint8_t* bytes = nullptr;
+    switch (pcap_next_ex(handle_.get(), &header, &bytes)) {
+      case 1:
+        frame.link_type = link_type_;
+        frame.time_us = static_cast<uint64_t>(header->ts.tv_sec) * 1000000 +
+                        static_cast<uint64_t>(header->ts.tv_usec);
+        frame.bytes = Bytes(bytes, header->caplen);
+        return true;
+      case 0:  // nothing yet
+        break;
+      case PCAP_ERROR_BREAK:
+        return false;
+      default:
+        Fail(name_, pcap_geterr(handle_.get()));
+    }
+  }
+}
+
+void PacketSource::Stop() {
+  pcap_breakloop(handle_.get());
+}
+
+uint64_t PacketSource::dropped() const {
+  pcap_stat counts = {};
+  return pcap_stats(handle_.get(), &counts) == 0 ? counts.ps_drop : 0;
+}
+
+}  // namespace byod::capture

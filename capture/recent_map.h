@@ -1,0 +1,64 @@
+// A map that forgets what was not touched for longest when it is full, so that whatever a network
+// sends cannot exhaust memory.
+#ifndef BYOD_CAPTURE_RECENT_MAP_H
+#define BYOD_CAPTURE_RECENT_MAP_H
+
+#include <cstddef>
+#include <list>
+#include <map>
+#include <utility>
+
+namespace byod::capture {
+
+template <typename Key, typename Value>
+class RecentMap {
+ public:
+  explicit RecentMap(size_t most) : most_(most) {}
+
+  size_t size() const { return places_.size(); }
+
+  /// @return the value, or null; borrowed until the next Touch of another key, or Erase
+  Value* Find(const Key& key) {
+    const auto place = places_.find(key);
+    if (place == places_.end()) return nullptr;
+    entries_.splice(entries_.begin(), entries_, place->second);
+    return &place->second->second;
+  }
+
+  /// The value, made when there is none.
+  Value& Touch(const Key& key) {
+    if (Value* const found = Find(key)) return *found;
+    if (places_.size() >= most_) {
+      places_.erase(entries_.back().first);
+      entries_.pop_back();
+    }
+    entries_.emplace_front(key, Value{});
+    places_[key] = entries_.begin();
+    return entries_.front().second;
+  }
+
+  /// Calls take(value) for each, the last touched first.
+  template <typename Take>
+  void ForEach(Take take) const {
+    for (const auto& [key, value] : entries_)
+      take(value);
+  }
+
+  void Erase(const Key& key) {
+    const auto place = places_.find(key);
+    if (place == places_.end()) return;
+    entries_.erase(place->second);
+    places_.erase(place);
+  }
+
+ private:
+  using Entries = std::list<std::pair<Key, Value>>;  // the last touched in front
+
+  size_t most_;
+  Entries entries_;
+  std::map<Key, typename Entries::iterator> places_;
+};
+
+}  // namespace byod::capture
+
+#endif  // BYOD_CAPTURE_RECENT_MAP_H

@@ -1,0 +1,73 @@
+#include "capture/stations.h"
+
+namespace byod::capture {
+
+Stations::Stations(size_t most) : stations_(most), holders_(most), forwarders_(most) {}
+
+Station& Stations::Known(const StationKey& key) {
+  Station& station = stations_.Touch(key);
+  station.key = key;
+  return station;
+}
+
+const Station* Stations::Take(const Sighting& sighting) {
+  return sighting.kind == Sighting::Kind::kDhcp ? TakeDhcp(sighting) : TakeUserAgent(sighting);
+}
+
+/// From now on the address is this station's, and what was said from it before is too.
+void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
+  if (address == kNoAddress) return;
+  holders_.Touch(address) = mac;
+  std::string user_agent;
+  if (const Station* const nameless = stations_.Find({std::nullopt, address})) {
+    user_agent = nameless->user_agent;
+    stations_.Erase({std::nullopt, address});
+  }
+  Station* station = stations_.Find({mac, kNoAddress});
+  if (station == nullptr && !user_agent.empty()) station = &Known({mac, kNoAddress});
+  if (station == nullptr) return;
+  station->address = address;
+  if (station->user_agent.empty()) station->user_agent = user_agent;
+}
+
+const Station* Stations::TakeDhcp(const Sighting& sighting) {
+  const DhcpMessage& dhcp = sighting.dhcp;
+  const bool is_others = !dhcp.is_request || (dhcp.is_relayed && sighting.sender != dhcp.client);
+  if (is_others && sighting.sender) forwarders_.Touch(*sighting.sender) = true;
+
+  const Station* station = nullptr;
+  if (sighting.HasOptions()) {
+    Station& known = Known({dhcp.client, kNoAddress});
+    known.options = dhcp.option55;
+    station = &known;
+  }
+  if (dhcp.is_request) {
+    // An address that a client asks for again is its own until a server says no.
+    const bool has_asked = dhcp.type == DhcpMessage::kRequest;
+    const bool has_own = dhcp.client_address != kNoAddress;
+    Bind(has_own || !has_asked ? dhcp.client_address : dhcp.requested_address, dhcp.client);
+  } else if (dhcp.type == DhcpMessage::kAck) {
+    Bind(dhcp.offered_address, dhcp.client);
+  } else if (dhcp.type == DhcpMessage::kNak) {
+    if (Station* const refused = stations_.Find({dhcp.client, kNoAddress})) {
+      holders_.Erase(refused->address);
+      refused->address = kNoAddress;
+    }
+  }
+  return station;
+}
+
+const Station* Stations::TakeUserAgent(const Sighting& sighting) {
+  StationKey key{sighting.sender, kNoAddress};
+  if (!key.mac || forwarders_.Find(*key.mac) != nullptr) {
+    const MacAddress* const holder = holders_.Find(sighting.source);
+    key = holder != nullptr ? StationKey{*holder, kNoAddress}
+                            : StationKey{std::nullopt, sighting.source};
+  }
+  Station& station = Known(key);
+  station.address = sighting.source;
+  station.user_agent = sighting.user_agent;
+  return &station;
+}
+
+}  // namespace byod::capture

@@ -1,0 +1,112 @@
+#include "capture/transport.h"
+
+#include <netinet/in.h>
+#include <tins/exceptions.h>
+#include <tins/ip.h>
+#include <tins/ipv6.h>
+#include <tins/rawpdu.h>
+#include <tins/tcp.h>
+#include <tins/udp.h>
+
+#include <algorithm>
+
+namespace byod::capture {
+namespace {
+
+constexpr size_t kUdpHeader = 8;
+
+Transport Malformed() {
+  return {Verdict::kMalformed, {}};
+}
+
+uint16_t WordAt(Bytes bytes, size_t at) {
+  return static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
+}
+
+void TakePayload(const Tins::PDU& carrier, Segment& segment) {
+  if (const auto* const raw = carrier.find_pdu<Tins::RawPDU>()) segment.payload = raw->payload();
+}
+
+/// Cuts what stands behind the length that a UDP header tells. @return whether it may be right
+bool TrimUdp(size_t length, Segment& segment) {
+  if (length < kUdpHeader) return false;
+  const size_t payload = length - kUdpHeader;
+  if (payload > segment.payload.size()) return segment.is_cut;
+  segment.payload.resize(payload);
+  return true;
+}
+
+/// What an IP packet carries, when it is UDP or TCP.
+Transport Carried(const Tins::PDU& ip, Segment segment) {
+  if (const auto* const tcp = ip.find_pdu<Tins::TCP>()) {
+    segment.is_tcp = true;
+    segment.source_port = tcp->sport();
+    segment.destination_port = tcp->dport();
+    segment.sequence = tcp->seq();
+    segment.is_start = tcp->get_flag(Tins::TCP::SYN) != 0;
+    segment.is_reset = tcp->get_flag(Tins::TCP::RST) != 0;
+    TakePayload(*tcp, segment);
+    return {Verdict::kFound, std::move(segment)};
+  }
+  if (const auto* const udp = ip.find_pdu<Tins::UDP>()) {
+    segment.source_port = udp->sport();
+    segment.destination_port = udp->dport();
+    TakePayload(*udp, segment);
+    if (!TrimUdp(udp->length(), segment)) return Malformed();
+    return {Verdict::kFound, std::move(segment)};
+  }
+  // Of a packet that ends with its own header it was cut off.
+  if (segment.is_cut) return Malformed();
+  return {};
+}
+
+Transport ReadIpv4(Bytes bytes) {
+  constexpr size_t kHeader = 20;
+  if (bytes.size() < kHeader) return Malformed();
+  const uint8_t protocol = bytes[9];
+  // Packets inside packets are not looked into, so nothing here nests.
+  if (protocol != IPPROTO_TCP && protocol != IPPROTO_UDP) return {};
+  Segment segment;
+  // 0 stands for a length above 65535, which network cards put together.
+  const size_t length = WordAt(bytes, 2) != 0 ? WordAt(bytes, 2) : bytes.size();
+  if (length < kHeader) return Malformed();
+  segment.is_cut = length > bytes.size();
+  if (length < bytes.size()) bytes = bytes.first(length);
+  const Tins::IP ip(bytes.data(), static_cast<uint32_t>(bytes.size()));
+  if (ip.is_fragmented()) return {};
+  segment.source = MakeIpAddress(bytes.subspan(12, 4));
+  segment.destination = MakeIpAddress(bytes.subspan(16, 4));
+  return Carried(ip, std::move(segment));
+}
+
+Transport ReadIpv6(Bytes bytes) {
+  constexpr size_t kHeader = 40;
+  if (bytes.size() < kHeader) return Malformed();
+  constexpr uint8_t kLookedInto[] = {IPPROTO_TCP, IPPROTO_UDP, IPPROTO_HOPOPTS, IPPROTO_ROUTING,
+                                     IPPROTO_DSTOPTS};
+  if (std::ranges::find(kLookedInto, bytes[6]) == std::end(kLookedInto)) return {};
+  Segment segment;
+  const size_t told = WordAt(bytes, 4);
+  const size_t length = told != 0 ? kHeader + told : bytes.size();
+  segment.is_cut = length > bytes.size();
+  if (length < bytes.size()) bytes = bytes.first(length);
+  const Tins::IPv6 ip(bytes.data(), static_cast<uint32_t>(bytes.size()));
+  if (ip.search_header(Tins::IPv6::FRAGMENT) != nullptr) return {};
+  segment.source = MakeIpAddress(bytes.subspan(8, 16));
+  segment.destination = MakeIpAddress(bytes.subspan(24, 16));
+  return Carried(ip, std::move(segment));
+}
+
+}  // namespace
+
+Transport ReadIp(Bytes ip) {
+  if (ip.empty()) return Malformed();
+  try {
+    if (ip[0] >> 4 == 4) return ReadIpv4(ip);
+    if (ip[0] >> 4 == 6) return ReadIpv6(ip);
+  } catch (const Tins::exception_base&) {
+  }
+  return Malformed();
+}
+
+}  // namespace byod::capture
