@@ -14,12 +14,16 @@ _byodctl() {
   local fields='--name --vendor --category --os'
 
   case $previous in
-    --socket | --rules | --ieee)
+    --socket | --rules | --ieee | --pcap)
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return
       ;;
     --input)
       mapfile -t COMPREPLY < <(compgen -W 'auto tsv json' -- "$current")
+      return
+      ;;
+    --interface)
+      mapfile -t COMPREPLY < <(compgen -W "$(ls /sys/class/net 2>/dev/null)" -- "$current")
       return
       ;;
     --timeout | --mac | --user-agent | --dhcp | --order | --group | --count)
@@ -46,8 +50,8 @@ _byodctl() {
     [[ -n ${nouns[$verb]-} ]] || noun=''
     case "$verb $noun" in
       'identify ')
-        choices='--offline --mac --user-agent --dhcp --input --tsv --json --explain --rules --ieee
-                 --order --group'
+        choices='--offline --mac --user-agent --dhcp --pcap --input --tsv --json --explain --rules
+                 --ieee --order --group'
         ;;
       'show rules') choices="$kinds --custom --modified --json" ;;
       'show rule') choices='--next --json' ;;
@@ -55,7 +59,7 @@ _byodctl() {
       'set order') choices='dhcp,user-agent,mac --json' ;;
       'export ') choices="$kinds --json" ;;
       'import ') choices='--dry-run --json' ;;
-      'watch ') choices='--count --json' ;;
+      'watch ') choices='--interface --offline --rules --ieee --order --count --json' ;;
       'check rules') choices='--ieee --strict --json' ;;
       *) choices='--json' ;;
     esac

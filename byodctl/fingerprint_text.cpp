@@ -62,4 +62,9 @@ ParsedFingerprint ParseFingerprint(const FingerprintText& text) {
   return parsed;
 }
 
+bool IsLocallyAdministered(const std::string& mac) {
+  const auto parsed = rulefiles::ParseMac(mac);
+  return parsed && rulefiles::IsLocallyAdministered(*parsed);
+}
+
 }  // namespace byod::ctl

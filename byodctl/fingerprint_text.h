@@ -27,6 +27,17 @@ struct ParsedFingerprint {
 
 ParsedFingerprint ParseFingerprint(const FingerprintText& text);
 
+/// Whether a text is an address that was made up on the spot, so that its prefix says nothing.
+bool IsLocallyAdministered(const std::string& mac);
+
+/// An address in a table, with a mark when it is locally administered.
+inline std::string Flagged(const std::string& mac, bool is_locally_administered) {
+  return is_locally_administered ? mac + '*' : mac;
+}
+
+/// What stands below a table with such a mark.
+inline constexpr char kFlagNote[] = "* locally administered address: its prefix names no vendor\n";
+
 }  // namespace byod::ctl
 
 #endif  // BYODCTL_FINGERPRINT_TEXT_H

@@ -1,7 +1,6 @@
 // byodctl identify
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -11,27 +10,26 @@
 #include <vector>
 
 #include "byodctl/command.h"
-#include "byodctl/daemon_identifier.h"
 #include "byodctl/display_text.h"
+#include "byodctl/identifier_options.h"
 #include "byodctl/input.h"
-#include "byodctl/offline_identifier.h"
-#include "byodctl/order_text.h"
 #include "byodctl/output.h"
+#ifdef BYOD_CAPTURE
+#include "byodctl/station_watch.h"
+#include "byodctl/told_fingerprint.h"
+#endif
 
 namespace byod::ctl {
 namespace {
 
 struct Options {
-  bool offline = false;
+  IdentifierOptions identifier;
+  std::string capture;
   FingerprintText fingerprint;
   bool has_fingerprint = false;
   std::string input = "auto";
   bool tsv = false;
   bool json = false;
-  bool explains = false;
-  std::string group;
-  std::vector<std::string> order;
-  rulefiles::Sources sources{BYOD_RULES_DIRECTORY, BYOD_REGISTRY_DIRECTORY};
 
   InputFormat input_format() const {
     if (input == "tsv") return InputFormat::kTsv;
@@ -78,16 +76,6 @@ struct Summary {
   }
 };
 
-/// Of the default places those that are there: a machine may do without either.
-rulefiles::Sources SourcesThatAreThere(rulefiles::Sources sources) {
-  for (std::string* directory : {&sources.rules_directory, &sources.registry_directory}) {
-    if (directory->empty() || std::filesystem::is_directory(*directory)) continue;
-    std::cerr << "byodctl: no directory " << *directory << ", going on without it\n";
-    directory->clear();
-  }
-  return sources;
-}
-
 Identification IdentifyLine(InputLine line, Identifier& identifier, bool& is_cut) {
   Identification result;
   result.line = std::move(line);
@@ -112,32 +100,52 @@ void Report(const Summary& summary, const Options& options) {
   }
 }
 
-std::unique_ptr<Identifier> MakeOfflineIdentifier(const Options& options) {
-  rulefiles::Diagnostics diagnostics([](const rulefiles::Diagnostic& diagnostic) {
-    std::cerr << Printable(ToString(diagnostic)) << '\n';
-  });
-  OfflineIdentifier::Settings settings;
-  settings.sources = SourcesThatAreThere(options.sources);
-  if (!options.order.empty()) settings.order = OrderOf(options.order);
-  settings.explains = options.explains;
-  return std::make_unique<OfflineIdentifier>(settings, diagnostics);
+void CheckOutput() {
+  std::cout.flush();
+  if (!std::cout) throw std::runtime_error("cannot write the output");
 }
 
+#ifdef BYOD_CAPTURE
+/// The stations that packets of a file tell of.
+int IdentifyCapture(const Options& options, const Settings& settings) {
+  auto source = OpenCapture([&] { return capture::PacketSource::OpenFile(options.capture); });
+  const auto identifier = MakePatientIdentifier(options.identifier, settings);
+  const auto writer =
+      MakeWriter(options.output_format(),
+                 {options.identifier.explains, !options.identifier.group.empty(), true}, std::cout);
+  StationWatch watch(*identifier, [&](const StationReport& report) {
+    Identification result;
+    result.line = {static_cast<size_t>(report.packet), report.fingerprint, {}};
+    result.is_locally_administered = report.is_locally_administered;
+    result.answer = report.answer;
+    result.time = TimeText(report.time_us);
+    result.address = report.address;
+    writer->Write(result);
+  });
+  const bool is_whole = SeeAll(source, watch, [] { return true; });
+  writer->Finish();
+  CheckOutput();
+  const StationSummary summary = watch.summary();
+  WriteSummary(summary, options.json);
+  if (!is_whole) return kExitBadInput;
+  return summary.unknown > 0 ? kExitUnknown : kExitSuccess;
+}
+#endif
+
 int Identify(const Options& options, const Settings& settings) {
-  std::unique_ptr<Identifier> identifier;
-  if (options.offline) {
-    identifier = MakeOfflineIdentifier(options);
-  } else {
-    identifier = std::make_unique<DaemonIdentifier>(settings, options.group, options.explains);
-  }
+#ifdef BYOD_CAPTURE
+  if (!options.capture.empty()) return IdentifyCapture(options, settings);
+#endif
+  const std::unique_ptr<Identifier> identifier = MakeIdentifier(options.identifier, settings);
   std::unique_ptr<LineReader> reader;
   if (options.has_fingerprint) {
     reader = std::make_unique<ArgumentReader>(options.fingerprint);
   } else {
     reader = OpenInput(std::cin, options.input_format());
   }
-  const auto writer =
-      MakeWriter(options.output_format(), {options.explains, !options.group.empty()}, std::cout);
+  const auto writer = MakeWriter(
+      options.output_format(),
+      {options.identifier.explains, !options.identifier.group.empty(), false}, std::cout);
   Summary summary;
   while (auto line = reader->Next()) {
     bool is_cut = false;
@@ -152,8 +160,7 @@ int Identify(const Options& options, const Settings& settings) {
     writer->Write(result);
   }
   writer->Finish();
-  std::cout.flush();
-  if (!std::cout) throw std::runtime_error("cannot write the output");
+  CheckOutput();
   Report(summary, options);
   return summary.ExitStatus();
 }
@@ -169,8 +176,7 @@ Run DefineIdentify(CLI::App& app, const Settings& settings) {
       "answer.\n\n"
       "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 something stayed "
       "unknown.");
-  auto* const offline = app.add_flag("--offline", options->offline,
-                                     "Identify in this process, with the rules of files");
+  auto* const offline = options->identifier.Declare(app);
   const std::vector<const CLI::Option*> parts = {
       app.add_option("--mac", options->fingerprint.mac, "Address of a terminal")->type_name("MAC"),
       app.add_option("--user-agent", options->fingerprint.user_agent, "HTTP User-Agent")
@@ -183,39 +189,25 @@ Run DefineIdentify(CLI::App& app, const Settings& settings) {
       ->capture_default_str();
   auto* const tsv = app.add_flag("--tsv", options->tsv, "Write tab-separated lines");
   app.add_flag("--json", options->json, "Write JSON Lines")->excludes(tsv);
-  app.add_flag("--explain", options->explains, "Tell the rules behind each answer")->excludes(tsv);
-  app.add_option("--rules", options->sources.rules_directory,
-                 "Directory of rule files; empty for none")
-      ->type_name("DIR")
-      ->needs(offline)
-      ->capture_default_str();
-  app.add_option("--ieee", options->sources.registry_directory,
-                 "Directory of the registry of MAC prefixes; empty for none")
-      ->type_name("DIR")
-      ->needs(offline)
-      ->capture_default_str();
-  app.add_option("--order", options->order, "Methods in the order of trying: dhcp,user-agent,mac")
-      ->type_name("METHODS")
-      ->needs(offline)
-      ->delimiter(',');
-  app.add_option("--group", options->group, "Tell too what terminals of this user group may do")
+  app.add_flag("--explain", options->identifier.explains, "Tell the rules behind each answer")
+      ->excludes(tsv);
+  app.add_option("--group", options->identifier.group,
+                 "Tell too what terminals of this user group may do")
       ->type_name("GROUP")
       ->excludes(offline);
-  const auto* const rules = app.get_option("--rules");
-  const auto* const ieee = app.get_option("--ieee");
+#ifdef BYOD_CAPTURE
+  auto* const pcap = app.add_option("--pcap", options->capture,
+                                    "Identify the stations that packets of this capture tell of")
+                         ->type_name("FILE")
+                         ->excludes("--input");
+  for (const char* const part : {"--mac", "--user-agent", "--dhcp"})
+    pcap->excludes(part);
+#endif
 
-  app.final_callback([options, parts, rules, ieee] {
+  app.final_callback([options, parts, &app] {
     options->has_fingerprint =
         std::ranges::any_of(parts, [](const CLI::Option* part) { return part->count() > 0; });
-    const std::string fault = FaultOfOrder(options->order);
-    if (!fault.empty()) throw CLI::ValidationError("--order: " + fault);
-    for (const auto* given : {rules, ieee}) {
-      const std::string directory = given->as<std::string>();
-      if (given->count() == 0 || directory.empty()) continue;
-      if (!std::filesystem::is_directory(directory)) {
-        throw CLI::ValidationError(given->get_name() + ": no directory " + directory);
-      }
-    }
+    options->identifier.Validate(app);
   });
   return [options, &settings] { return Identify(*options, settings); };
 }

@@ -20,9 +20,10 @@ using Json = nlohmann::ordered_json;
 
 class TsvWriter : public Writer {
  public:
-  TsvWriter(std::ostream& out, bool authorizes) : out_(out), authorizes_(authorizes) {
+  TsvWriter(std::ostream& out, OutputExtras extras) : out_(out), extras_(extras) {
     out_ << "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname"
-         << (authorizes ? "\tauthorization\n" : "\n");
+         << (extras.authorizes ? "\tauthorization" : "") << (extras.sights ? "\ttime\taddress" : "")
+         << '\n';
   }
 
   void Write(const Identification& identification) override {
@@ -34,8 +35,14 @@ class TsvWriter : public Writer {
     Put(answer.vendor, '\t');
     Put(answer.category, '\t');
     Put(answer.os, '\t');
-    Put(answer.name, authorizes_ ? '\t' : '\n');
-    if (authorizes_) Put(AuthorizationText(answer.authorization), '\n');
+    Put(answer.name, extras_.authorizes || extras_.sights ? '\t' : '\n');
+    if (extras_.authorizes) {
+      Put(AuthorizationText(answer.authorization), extras_.sights ? '\t' : '\n');
+    }
+    if (extras_.sights) {
+      Put(identification.time, '\t');
+      Put(identification.address, '\n');
+    }
     out_.flush();  // for a program that waits for the answer before its next question
   }
 
@@ -46,7 +53,7 @@ class TsvWriter : public Writer {
   }
 
   std::ostream& out_;
-  bool authorizes_;
+  OutputExtras extras_;
 };
 
 class JsonWriter : public Writer {
@@ -69,8 +76,9 @@ class JsonWriter : public Writer {
         {"locally_administered", identification.is_locally_administered},
         {"error", line.error.empty() ? Json() : Json(line.error)},
         {"explanation", answer.explanation ? Json(ExplanationJson(*answer.explanation)) : Json()},
-        {"authorization",
-         answer.authorization ? AuthorizationJson(*answer.authorization) : Json()}};
+        {"authorization", answer.authorization ? AuthorizationJson(*answer.authorization) : Json()},
+        {"time", identification.time.empty() ? Json() : Json(identification.time)},
+        {"address", identification.address}};
     // A User-Agent need not be UTF-8, but JSON is.
     out_ << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
   }
@@ -79,12 +87,12 @@ class JsonWriter : public Writer {
   std::ostream& out_;
 };
 
-constexpr char kRandomNote[] = "* locally administered address: its prefix names no vendor\n";
-
 class TableWriter : public Writer {
  public:
-  TableWriter(std::ostream& out, bool authorizes) : out_(out), authorizes_(authorizes) {
-    if (authorizes) rows_.front().insert(rows_.front().begin() + kAuthorizationAt, "AUTHORIZATION");
+  TableWriter(std::ostream& out, OutputExtras extras) : out_(out), extras_(extras) {
+    Row& heading = rows_.front();
+    if (extras.authorizes) heading.insert(heading.begin() + kAuthorizationAt, "AUTHORIZATION");
+    if (extras.sights) heading.insert(heading.begin() + kAddressAt, "ADDRESS");
   }
 
   void Write(const Identification& identification) override {
@@ -92,14 +100,15 @@ class TableWriter : public Writer {
     const Answer& answer = identification.answer;
     const bool is_bad = !identification.line.error.empty();
     has_random_ = has_random_ || identification.is_locally_administered;
-    rows_.push_back({Cell(text.mac + (identification.is_locally_administered ? "*" : "")),
+    rows_.push_back({Cell(Flagged(text.mac, identification.is_locally_administered)),
                      Cell(answer.vendor), Cell(answer.category), Cell(answer.os),
                      is_bad ? "(bad line)" : Cell(answer.name), Cell(text.options, 30),
                      Cell(text.user_agent, 60)});
-    if (authorizes_) {
-      rows_.back().insert(rows_.back().begin() + kAuthorizationAt,
-                          Cell(AuthorizationText(answer.authorization)));
+    Row& row = rows_.back();
+    if (extras_.authorizes) {
+      row.insert(row.begin() + kAuthorizationAt, Cell(AuthorizationText(answer.authorization)));
     }
+    if (extras_.sights) row.insert(row.begin() + kAddressAt, Cell(identification.address));
   }
 
   void Finish() override {
@@ -107,11 +116,12 @@ class TableWriter : public Writer {
     for (size_t i = 1; i < rows_.size(); ++i)
       table.Add(std::move(rows_[i]));
     table.Write(out_);
-    if (has_random_) out_ << kRandomNote;
+    if (has_random_) out_ << kFlagNote;
   }
 
  private:
   static constexpr std::ptrdiff_t kAuthorizationAt = 5;
+  static constexpr std::ptrdiff_t kAddressAt = 1;
   using Row = std::vector<std::string>;
 
   static std::string Cell(const std::string& text, size_t most = 128) {
@@ -119,7 +129,7 @@ class TableWriter : public Writer {
   }
 
   std::ostream& out_;
-  bool authorizes_;
+  OutputExtras extras_;
   std::vector<Row> rows_ = {
       {"MAC", "VENDOR", "CATEGORY", "OS", "NAME", "DHCP OPTIONS", "USER-AGENT"}};
   bool has_random_ = false;
@@ -128,12 +138,13 @@ class TableWriter : public Writer {
 /// One paragraph for each terminal, with what was asked, the steps and the answer.
 class ExplanationWriter : public Writer {
  public:
-  explicit ExplanationWriter(std::ostream& out) : out_(out) {}
+  ExplanationWriter(std::ostream& out, OutputExtras extras) : out_(out), extras_(extras) {}
 
   void Write(const Identification& identification) override {
     const InputLine& line = identification.line;
     const Answer& answer = identification.answer;
-    out_ << "line " << line.number << ": mac " << Shown(line.text.mac)
+    out_ << (extras_.sights ? "packet " : "line ") << line.number << ": mac "
+         << Shown(line.text.mac)
          << (identification.is_locally_administered ? " (locally administered)" : "")
          << ", options " << Shown(line.text.options) << ", user-agent "
          << Shown(line.text.user_agent) << '\n';
@@ -154,15 +165,16 @@ class ExplanationWriter : public Writer {
   static std::string Shown(const std::string& text) { return text.empty() ? "-" : Printable(text); }
 
   std::ostream& out_;
+  OutputExtras extras_;
 };
 
 }  // namespace
 
 std::unique_ptr<Writer> MakeWriter(OutputFormat format, OutputExtras extras, std::ostream& out) {
-  if (format == OutputFormat::kTsv) return std::make_unique<TsvWriter>(out, extras.authorizes);
+  if (format == OutputFormat::kTsv) return std::make_unique<TsvWriter>(out, extras);
   if (format == OutputFormat::kJson) return std::make_unique<JsonWriter>(out);
-  if (extras.explains) return std::make_unique<ExplanationWriter>(out);
-  return std::make_unique<TableWriter>(out, extras.authorizes);
+  if (extras.explains) return std::make_unique<ExplanationWriter>(out, extras);
+  return std::make_unique<TableWriter>(out, extras);
 }
 
 }  // namespace byod::ctl

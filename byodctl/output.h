@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <ostream>
+#include <string>
 
 #include "byodctl/identifier.h"
 #include "byodctl/input.h"
@@ -14,6 +15,9 @@ struct Identification {
   InputLine line;
   bool is_locally_administered = false;
   Answer answer;  ///< all unknown when the line has an error
+  // Of a station in a capture, where a line is a packet.
+  std::string time;     ///< empty = none
+  std::string address;  ///< IP address; empty = none
 };
 
 class Writer {
@@ -36,6 +40,7 @@ enum class OutputFormat {
 struct OutputExtras {
   bool explains = false;
   bool authorizes = false;  ///< a column more, in tables and tab-separated lines
+  bool sights = false;      ///< the lines are packets; time and address are columns more
 };
 
 /// @param out  borrowed by the writer

@@ -18,26 +18,32 @@ namespace {
 
 int ShowUnknown(bool json, const Settings& settings) {
   Client client(settings);
+  bool has_flag = false;
   Table table({"LAST SEEN", "TIMES", "MAC", "DHCP OPTIONS", "USER-AGENT"});
   client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_UNKNOWN), [&](const Fields& reply) {
     reply.ForEachNested(BYOD_EXT_UNKNOWN, [&](const Fields& unknown) {
       const FingerprintText text = FingerprintIn(unknown);
       const uint64_t seen = unknown.Counter(BYOD_EXT_SEEN);
       const std::string last = TimeText(unknown.Counter(BYOD_EXT_TIME));
+      const bool is_local = IsLocallyAdministered(text.mac);
+      has_flag = has_flag || is_local;
       if (json) {
         WriteJsonLine({{"mac", text.mac},
                        {"options", text.options},
                        {"user_agent", text.user_agent},
                        {"seen", seen},
                        {"first", TimeText(unknown.Counter(BYOD_EXT_FIRST_TIME))},
-                       {"last", last}});
+                       {"last", last},
+                       {"locally_administered", is_local}});
       } else {
-        table.Add({last, std::to_string(seen), Cell(text.mac), Cell(text.options, 30),
-                   Cell(text.user_agent)});
+        table.Add({last, std::to_string(seen), Cell(Flagged(text.mac, is_local)),
+                   Cell(text.options, 30), Cell(text.user_agent)});
       }
     });
   });
-  if (!json) table.Write(std::cout);
+  if (json) return kExitSuccess;
+  table.Write(std::cout);
+  if (has_flag) std::cout << kFlagNote;
   return kExitSuccess;
 }
 
@@ -47,7 +53,8 @@ Run DefineShowUnknown(CLI::App& app, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
   app.footer(
       "The last seen stand first. JSON: mac, options, user_agent, seen (how often), first, "
-      "last.\nThe keys mac, options and user_agent are those that identify reads.");
+      "last,\nlocally_administered. The keys mac, options and user_agent are those that identify "
+      "reads.");
   app.add_flag("--json", *json, "Write JSON, a line for each fingerprint");
   return [json, &settings] { return ShowUnknown(*json, settings); };
 }

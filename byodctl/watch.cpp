@@ -7,9 +7,12 @@
 #include "byod_tlv.h"
 #include "byodctl/client.h"
 #include "byodctl/command.h"
-#include "byodctl/display_text.h"
+#include "byodctl/event_text.h"
 #include "byodctl/json_line.h"
 #include "byodctl/told_fingerprint.h"
+#ifdef BYOD_CAPTURE
+#include "byodctl/watch_interface.h"
+#endif
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
@@ -18,6 +21,10 @@ namespace {
 struct Options {
   uint64_t count = 0;  ///< 0 = without end
   bool json = false;
+#ifdef BYOD_CAPTURE
+  std::string interface;  ///< empty = the daemon's identifications
+  IdentifierOptions identifier;
+#endif
 };
 
 const char* QuestionName(uint32_t kind) {
@@ -50,28 +57,20 @@ void WriteJson(const Fields& event, uint64_t lost) {
                  {"os", answer.os},
                  {"name", answer.name},
                  {"identified", CodeOf(event) == 0},
+                 {"locally_administered", IsLocallyAdministered(text.mac)},
                  {"lost", lost}});
 }
 
-/// A line as the event happens, so nothing is aligned.
 void WriteText(const Fields& event, uint64_t lost) {
-  const auto put = [](const char* name, const std::string& value) {
-    if (!value.empty()) std::cout << ' ' << name << '=' << Json(Printable(value)).dump();
-  };
   if (lost > 0) std::cout << "(" << lost << " left out)\n";
-  const FingerprintText text = FingerprintIn(event);
-  const Answer answer = AnswerIn(event);
-  std::cout << TimeText(event.Counter(BYOD_EXT_TIME)) << ' '
-            << QuestionName(event.Number(BYOD_TLV_MSGTYPE));
-  put("mac", text.mac);
-  put("options", text.options);
-  put("user-agent", text.user_agent);
-  std::cout << (CodeOf(event) == 0 ? " ->" : " -> unknown");
-  put("vendor", answer.vendor.empty() ? event.Text(BYOD_EXT_DERIVED_VENDOR) : answer.vendor);
-  put("category", answer.category);
-  put("os", answer.os);
-  put("name", answer.name);
-  std::cout << '\n';
+  Event shown{TimeText(event.Counter(BYOD_EXT_TIME)),
+              QuestionName(event.Number(BYOD_TLV_MSGTYPE)),
+              FingerprintIn(event),
+              {},
+              CodeOf(event) == 0,
+              AnswerIn(event)};
+  if (shown.answer.vendor.empty()) shown.answer.vendor = event.Text(BYOD_EXT_DERIVED_VENDOR);
+  std::cout << ToString(shown) << '\n';
 }
 
 int Watch(const Options& options, const Settings& settings) {
@@ -107,13 +106,33 @@ Run DefineWatch(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
       "JSON: time, user_id (who asked), question, mac, options, user_agent, vendor, "
-      "category, os, name,\nidentified, lost (identifications left out before this one, as "
-      "they came too fast).");
+      "category, os, name,\nidentified, locally_administered, lost (identifications left out "
+      "before this one, as they came too fast).\n\n"
+#ifdef BYOD_CAPTURE
+      "With --interface: the stations whose DHCP and HTTP requests pass an interface, each told "
+      "when it is new\nand when its answer changes, until the command is interrupted; then counts "
+      "on standard error.\nJSON: time, mac, address, options, user_agent, vendor, "
+      "category, os, name, identified, locally_administered."
+#endif
+  );
   app.add_option("--count", options->count, "End after so many; without end if not given")
       ->type_name("NUMBER")
       ->check(CLI::PositiveNumber);
   app.add_flag("--json", options->json, "Write JSON, a line for each identification");
+#ifdef BYOD_CAPTURE
+  auto* const interface = app.add_option("--interface", options->interface,
+                                         "Watch the packets on a network interface instead")
+                              ->type_name("NAME");
+  options->identifier.Declare(app)->needs(interface);
+  app.final_callback([options, &app] { options->identifier.Validate(app); });
+  return [options, &settings] {
+    if (options->interface.empty()) return Watch(*options, settings);
+    return WatchInterface({options->interface, options->identifier, options->count, options->json},
+                          settings);
+  };
+#else
   return [options, &settings] { return Watch(*options, settings); };
+#endif
 }
 
 }  // namespace byod::ctl

@@ -14,6 +14,8 @@ packages=(
   ieee-data
   # testing
   libgtest-dev libgmock-dev libclang-rt-19-dev binutils python3
+  # testing with real clients
+  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc
 )
 
 if [ "${1:-}" = --bench ]; then

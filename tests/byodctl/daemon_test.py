@@ -184,6 +184,25 @@ class OrderAndState(WithDaemon):
         self.ctl("unset", "unknown")
         self.assertEqual(self.json("show", "unknown"), [])
 
+    def test_a_locally_administered_address_is_flagged_wherever_it_is_told(self):
+        for mac, flag in (("0099887766aa", False), ("da99887766aa", True)):
+            self.ctl("unset", "unknown")
+            with subprocess.Popen([BYODCTL, "--socket", self.daemon.socket, "watch", "--count", "1",
+                                   "--json"], stdout=subprocess.PIPE) as watch, \
+                    subprocess.Popen([BYODCTL, "--socket", self.daemon.socket, "watch", "--count",
+                                      "1"], stdout=subprocess.PIPE,
+                                     stderr=subprocess.DEVNULL) as plain:
+                deadline = time.monotonic() + 20
+                while self.json("show", "status")[0]["watchers"] < 2 and \
+                        time.monotonic() < deadline:
+                    time.sleep(0.02)
+                self.ctl("identify", "--mac", mac, expect=3)
+                self.assertEqual(json.loads(watch.stdout.read())["locally_administered"], flag)
+                self.assertEqual(b'" (locally administered)' in plain.stdout.read(), flag)
+            (unknown,) = self.json("show", "unknown")
+            self.assertEqual(unknown["locally_administered"], flag)
+            self.assertEqual("aa*" in self.ctl("show", "unknown"), flag)
+
     def test_reload_reads_the_files_anew_and_a_bad_one_is_refused(self):
         path = self.daemon.rules / "user-agent.csv"
         path.write_text(path.read_text() + "New,,V,,\n")

@@ -281,7 +281,7 @@ class IdentifyTest(unittest.TestCase):
     def test_json_output_has_the_same_keys_for_every_line(self):
         keys = ["line", "mac", "options", "user_agent", "vendor", "category", "os", "name",
                 "identified", "locally_administered", "error", "explanation",
-                "authorization"]
+                "authorization", "time", "address"]
         stdin = "mac\n001122334455\nzz\nfc0000000000\n"
         for arguments in ((), ("--explain",)):
             _, out, _ = self.identify("--json", *arguments, stdin=stdin)
