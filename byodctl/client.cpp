@@ -152,9 +152,14 @@ Refusal::Refusal(const Fields& reply)
 // ---------------------------------------------------------------- the connection
 
 Client::Client(const Settings& settings)
-    : place_(PlaceOfDaemon(settings)),
+    : settings_(settings),
+      place_(PlaceOfDaemon(settings)),
       timeout_(std::max<int64_t>(1, static_cast<int64_t>(settings.timeout_s * 1000))) {
-  socket_ = ConnectWithin(timeout_, settings, place_);
+  Connect();
+}
+
+void Client::Connect() {
+  socket_ = ConnectWithin(timeout_, settings_, place_);
   if (socket_ < 0) {
     const ExitStatus status = errno == EACCES ? kExitPermission : kExitNoDaemon;
     throw Failure(status, "cannot reach the daemon at " + place_ + ": " + std::strerror(errno));
@@ -167,6 +172,15 @@ Client::Client(const Settings& settings)
 
 Client::~Client() {
   BYOD_Fini(socket_);
+}
+
+void Client::Renew() {
+  char byte;
+  const ssize_t got = recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  if (got > 0 || (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))) return;
+  BYOD_Fini(socket_);
+  received_.clear();
+  Connect();
 }
 
 void Client::Fail(const std::string& what) const {

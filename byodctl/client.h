@@ -85,6 +85,9 @@ class Client {
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
+  /// Connects anew if the daemon has closed the connection, as it does with one that is idle.
+  void Renew();
+
   /// @return the reply, whatever its code
   tlv::Message Exchange(const Request& request);
 
@@ -104,10 +107,12 @@ class Client {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void Connect();
   [[noreturn]] void Fail(const std::string& what) const;
   /// @return false when the time is over
   bool WaitForBytes(Clock::time_point until) const;
 
+  Settings settings_;
   std::string place_;
   std::chrono::milliseconds timeout_;
   int socket_ = -1;

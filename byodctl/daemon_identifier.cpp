@@ -41,6 +41,8 @@ tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerp
     request.Bytes(BYOD_TLV_MAC, fingerprint.mac, sizeof fingerprint.mac);
   }
   if (kind == BYOD_EXT_MSG_IDENTIFY && !group_.empty()) request.Text(BYOD_EXT_GROUP, group_);
+  // The terminals may come one by one, with any time between them.
+  client_.Renew();
   tlv::Message reply = client_.Exchange(request);
   if (!IsAnswer(Fields(reply))) throw Refusal(Fields(reply));
   return reply;

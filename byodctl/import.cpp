@@ -169,13 +169,18 @@ void Apply(Client& client, Bulk& bulk, const std::vector<PlacedRule>& rules, Rep
 }
 
 int Import(const Options& options, const Settings& settings) {
-  Client client(settings);
+  // A daemon that is not there is told before anything is read.
+  {
+    const Client probe(settings);
+  }
   Report report(options);
   rulefiles::Diagnostics diagnostics([&](const rulefiles::Diagnostic& diagnostic) {
     report.Add(diagnostic.place, nullptr, {kBad, diagnostic.reason});
   });
   const std::vector<PlacedRule> rules = ReadAnyRuleCsv(ReadInput(options.file), diagnostics);
   if (!rules.empty()) {
+    // Reading may have taken longer than the daemon keeps a client that asks nothing.
+    Client client(settings);
     Bulk bulk(client);
     Apply(client, bulk, rules, report);
     if (options.dry_run) {

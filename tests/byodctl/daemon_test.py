@@ -55,6 +55,25 @@ class Identify(WithDaemon):
                                             str(self.daemon.rules), "--ieee", "")
             self.assertEqual(json.loads(online), json.loads(offline))
 
+    def test_terminals_may_come_more_slowly_than_the_daemon_drops_idle_clients(self):
+        # The second one met a connection that the daemon had closed.
+        self.daemon.stop()
+        self.daemon.start("--idle-timeout", "1")
+        with subprocess.Popen([BYODCTL, "--socket", str(self.daemon.socket), "identify", "--tsv"],
+                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as identify:
+            identify.stdin.write("user_agent\n")
+            for user_agent, name in (("iPhone", "Apple iPhone"), ("an iPhone", "Apple iPhone")):
+                identify.stdin.write(user_agent + "\n")
+                identify.stdin.flush()
+                line = identify.stdout.readline()
+                if line.startswith("mac\t"):
+                    line = identify.stdout.readline()
+                self.assertEqual(line.rstrip("\n").split("\t")[2:],
+                                 [user_agent, "Apple", "Mobile", "iOS", name])
+                time.sleep(2.5)
+            identify.stdin.close()
+            self.assertEqual(identify.wait(timeout=60), 0)
+
     def test_a_modified_rule_is_explained_by_what_was_configured(self):
         self.ctl("set", "rule", "user-agent", "iPhone", "--os", "iPadOS")
         (answer,) = self.json("identify", "--explain", "--user-agent", "iPhone")
