@@ -1,7 +1,8 @@
 // Attacks the daemon's connection: what a client may send, whole, in pieces, and then goes away.
 //
 // Whatever comes back must be whole messages, each with a result; and when the client has gone, so
-// have its connection and its bulk. The first byte of the input says where it is cut in two.
+// have its connection and its bulk. The first byte of the input says where it is cut in two, and
+// whether the first part is there before the client is taken in.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -67,19 +68,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Daemon& daemon = TheDaemon();
   int ends[2];
   Expect(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
-  Connection::Begin(daemon, ends[1]);
+  // Half of the clients have sent something before they are taken in.
+  const size_t cut = data[0] % size;
+  const auto send_first = [&] {
+    Expect(send(ends[0], data, cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut));
+  };
+  const bool early = data[0] % 2 == 1;
+  if (early) send_first();
+  Expect(Connection::Begin(daemon, ends[1]));
   std::vector<uint8_t> answers;
   daemon.io.restart();
-  const size_t cut = data[0] % size;
-  Expect(send(ends[0], data, cut, MSG_NOSIGNAL) == static_cast<ssize_t>(cut));
-  for (int i = 0; i < 8; ++i)
+  if (!early) send_first();
+  for (int i = 0; i < 8; ++i) {
+    daemon.LookAgain();
     daemon.io.poll();
+  }
   Drain(ends[0], answers);
   // The daemon may have ended the connection by now.
   (void)!send(ends[0], data + cut, size - cut, MSG_NOSIGNAL);
   shutdown(ends[0], SHUT_WR);
   while (daemon.connections.size() > 0) {
     daemon.io.restart();
+    daemon.LookAgain();
     daemon.io.poll();
     Drain(ends[0], answers);
   }

@@ -147,9 +147,13 @@ bool Daemon::RunOnce() {
   if (seen_lately_.empty()) return io.run_one() > 0;
   for (int turn = 0; turn < kTurnsBetweenLooks && io.poll_one() > 0; ++turn) {
   }
+  LookAgain();
+  return !io.stopped();
+}
+
+void Daemon::LookAgain() {
   for (const auto& connection : std::exchange(seen_lately_, {}))
     connection->Continue();
-  return !io.stopped();
 }
 
 void Daemon::LookAgainAt(std::shared_ptr<Connection> connection) {

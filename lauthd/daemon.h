@@ -66,6 +66,9 @@ class Daemon {
   /// needs to be set up to wait for it.
   void LookAgainAt(std::shared_ptr<Connection> connection);
 
+  /// Serves those clients on.
+  void LookAgain();
+
   /// Reads the rule files anew; all rules are as before when anything is wrong with them.
   Result Reload();
 
