@@ -37,6 +37,7 @@ class PassingFile {
 };
 
 Result CopyPages(Connection& from, Connection& to) {
+  errno = 0;
   sqlite3_backup* backup = sqlite3_backup_init(to.sqlite(), "main", from.sqlite(), "main");
   if (backup == nullptr) return to.Fail(sqlite3_extended_errcode(to.sqlite()));
   sqlite3_backup_step(backup, -1);

@@ -24,6 +24,7 @@ Result Change::Begin() {
     return Fail(DBM_ERR_FAILED, "%s: the bulk change was lost at an earlier failure",
                 database.connection_.name().c_str());
   }
+  if (database.bulk_ && writes_ == Writes::kOneStatement) return DBM_OK;
   const Result result = database.Run(database.bulk_ ? Sql::kBeginStep : Sql::kBeginChange);
   open_ = result == DBM_OK;
   if (open_ && !database.bulk_) {
@@ -33,6 +34,7 @@ Result Change::Begin() {
 }
 
 Result Change::Commit() {
+  if (!open_) return DBM_OK;
   const Result result = database_.bulk_ ? database_.Run(Sql::kCommitStep) : database_.Commit();
   if (result == DBM_OK) open_ = false;
   return result;

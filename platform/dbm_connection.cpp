@@ -1,5 +1,8 @@
 #include "dbm_connection.h"
 
+#include <cerrno>
+#include <cstring>
+
 namespace lauth::dbm {
 namespace {
 
@@ -56,6 +59,7 @@ Result CodeFor(int sqlite_code) {
 
 Result Connection::Open(const std::string& path, const std::string& name) {
   name_ = name;
+  errno = 0;
   int code = sqlite3_open_v2(path.c_str(), &sqlite_,
                              SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_EXRESCODE,
                              nullptr);
@@ -88,6 +92,7 @@ Result Connection::Close() {
 }
 
 Result Connection::Execute(const char* sql) {
+  errno = 0;
   const int code = sqlite3_exec(sqlite_, sql, nullptr, nullptr, nullptr);
   return code == SQLITE_OK ? DBM_OK : Fail(code);
 }
@@ -109,12 +114,20 @@ Result Connection::Read(const char* sql, std::string& text) {
 }
 
 Result Connection::Fail(int code) const {
+  const int reason = errno;  // of the call that failed: it was 0 before
   const char* detail = sqlite3_errstr(code);
   // The connection's own text says more, unless it is about another failure.
   if (sqlite_ != nullptr && sqlite3_extended_errcode(sqlite_) == code) {
     detail = sqlite3_errmsg(sqlite_);
   }
-  return dbm::Fail(CodeFor(code), "%s: %s", name_.c_str(), detail);
+  // It does not say why the system refused.
+  const int primary = code & 0xFF;
+  if (reason == 0 || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) {
+    return dbm::Fail(CodeFor(code), "%s: %s", name_.c_str(), detail);
+  }
+  char buffer[128];
+  return dbm::Fail(ResultOf(reason), "%s: %s: %s", name_.c_str(), detail,
+                   strerror_r(reason, buffer, sizeof buffer));
 }
 
 Result Connection::FailDamaged(const char* reason) const {
@@ -131,11 +144,13 @@ sqlite3_stmt* Connection::Prepared(Sql which, int& code) {
 }
 
 Statement::Statement(Connection& connection, Sql which) : connection_(connection), kept_(true) {
+  errno = 0;
   statement_ = connection.Prepared(which, code_);
 }
 
 Statement::Statement(Connection& connection, const char* sql)
     : connection_(connection), kept_(false) {
+  errno = 0;
   code_ = sqlite3_prepare_v2(connection.sqlite_, sql, -1, &statement_, nullptr);
 }
 
@@ -166,6 +181,7 @@ Statement& Statement::Bind(int64_t number) {
 Result Statement::Step(bool& row) {
   row = false;
   if (code_ != SQLITE_OK) return connection_.Fail(code_);
+  errno = 0;
   const int code = sqlite3_step(statement_);
   row = code == SQLITE_ROW;
   return row || code == SQLITE_DONE ? DBM_OK : connection_.Fail(code);

@@ -94,10 +94,18 @@ class Database {
   std::map<uintptr_t, Cursor> cursors_;
 };
 
-/** One change: from Begin to Commit all or nothing, withdrawn if the object goes before. */
+/**
+ * One change: from Begin to Commit all or nothing, withdrawn if the object goes before.
+ *
+ * Within a bulk change a single statement is all or nothing by itself, and a savepoint costs more
+ * than the statement: SQLite keeps the former pages in a temporary file.
+ */
 class Change {
  public:
-  explicit Change(Database& database) : database_(database) {}
+  enum class Writes { kOneStatement, kSeveral };
+
+  explicit Change(Database& database, Writes writes = Writes::kOneStatement)
+      : database_(database), writes_(writes) {}
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
   ~Change();
@@ -107,6 +115,7 @@ class Change {
 
  private:
   Database& database_;
+  Writes writes_;
   bool open_ = false;
 };
 

@@ -23,12 +23,15 @@ Result Fail(Result code, const char* format, ...) noexcept {
   return code;
 }
 
+Result ResultOf(int reason) noexcept {
+  return reason == ENOSPC || reason == EDQUOT || reason == EFBIG ? DBM_ERR_FULL : DBM_ERR_FAILED;
+}
+
 Result FailSystem(const char* doing, const char* path) noexcept {
   const int reason = errno;
-  const Result code =
-      reason == ENOSPC || reason == EDQUOT || reason == EFBIG ? DBM_ERR_FULL : DBM_ERR_FAILED;
   char buffer[128];
-  return Fail(code, "cannot %s %s: %s", doing, path, strerror_r(reason, buffer, sizeof buffer));
+  return Fail(ResultOf(reason), "cannot %s %s: %s", doing, path,
+              strerror_r(reason, buffer, sizeof buffer));
 }
 
 const char* ErrorText() noexcept {

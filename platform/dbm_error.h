@@ -16,7 +16,10 @@ using Result = int32_t;
 /** Keeps a text as the calling thread's error text. @return code */
 Result Fail(Result code, const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));
 
-/** Fails with what errno says. @return DBM_ERR_FULL or DBM_ERR_FAILED */
+/** @return DBM_ERR_FULL for a reason of the system that is a lack of room, or DBM_ERR_FAILED */
+Result ResultOf(int reason) noexcept;
+
+/** Fails with what errno says. @return as ResultOf */
 Result FailSystem(const char* doing, const char* path) noexcept;
 
 /** @return the calling thread's error text */

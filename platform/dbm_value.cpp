@@ -75,7 +75,7 @@ Result Database::HasKey(std::string_view key) {
 }
 
 Result Database::DeleteKey(std::string_view key) {
-  Change change(*this);
+  Change change(*this, Change::Writes::kSeveral);
   List list;
   bool is_list = false;
   Result result = change.Begin();

@@ -217,11 +217,14 @@ TEST_F(DbmProcess, AFullDiskIsToldAndNothingIsLostAndItGoesOnOnceThereIsRoom) {
     const rlimit limit = {300000, RLIM_INFINITY};
     if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return false;
     size_t stored = 0;
-    while (stored < 1000 &&
-           Insert(handle, "L", Record(std::to_string(stored), std::string(4000, 'f'))) == DBM_OK) {
-      ++stored;
+    int32_t result = DBM_OK;
+    while (stored < 1000 && result == DBM_OK) {
+      result = Insert(handle, "L", Record(std::to_string(stored), std::string(4000, 'f')));
+      if (result == DBM_OK) ++stored;
     }
-    const bool told = strstr(LAUTH_db_ErrorText(), "eBYOD.db") != nullptr;
+    const bool told = result == DBM_ERR_FULL &&
+                      strstr(LAUTH_db_ErrorText(), "eBYOD.db") != nullptr &&
+                      strstr(LAUTH_db_ErrorText(), strerror(EFBIG)) != nullptr;
     const bool kept = Records(handle, "L").size() == stored;
     const rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
     return stored > 0 && stored < 1000 && told && kept && setrlimit(RLIMIT_FSIZE, &none) == 0 &&
