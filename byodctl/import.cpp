@@ -58,7 +58,7 @@ class ProgressLine {
   bool is_shown_;
 };
 
-/// Tells what became of each row as it is known, and counts.
+/// Tells what is wrong with a row as soon as it is known; what became of all rows, at the end.
 class Report {
  public:
   explicit Report(const Options& options) : options_(options) {}
@@ -71,11 +71,11 @@ class Report {
                 << '\n';
     }
     if (options_.json) {
-      WriteJsonLine({{"line", place.line},
-                     {"kind", rule != nullptr ? Json(kRuleKindNames[rule->key.kind]) : Json()},
-                     {"key", rule != nullptr ? Json(ToString(rule->key)) : Json()},
-                     {"action", kActionNames[outcome.action]},
-                     {"reason", outcome.reason.empty() ? Json() : Json(outcome.reason)}});
+      lines_ += JsonLine({{"line", place.line},
+                          {"kind", rule != nullptr ? Json(kRuleKindNames[rule->key.kind]) : Json()},
+                          {"key", rule != nullptr ? Json(ToString(rule->key)) : Json()},
+                          {"action", kActionNames[outcome.action]},
+                          {"reason", outcome.reason.empty() ? Json() : Json(outcome.reason)}});
     } else if (options_.dry_run && rule != nullptr && outcome.action != kUnchanged) {
       table_.Add({std::to_string(place.line), kActionNames[outcome.action],
                   kRuleKindNames[rule->key.kind], Cell(ToString(rule->key)), Cell(outcome.reason)},
@@ -83,7 +83,9 @@ class Report {
     }
   }
 
+  /// The rules are kept, or were not meant to be.
   int Finish() const {
+    std::cout << lines_;
     if (!options_.json) {
       if (options_.dry_run) table_.Write(std::cout);
       std::cout << (options_.dry_run ? "would be " : "");
@@ -98,6 +100,7 @@ class Report {
  private:
   const Options& options_;
   std::array<size_t, kActionCount> counts_ = {};
+  std::string lines_;
   Table table_{{"LINE", "ACTION", "KIND", "KEY", "REASON"}};
 };
 

@@ -5,6 +5,7 @@
 #include "byod_db.h"
 #include "byod_lauthservice.h"
 #include "byod_tlv.h"
+#include "data/bounded_copy.h"
 #include "lauthd/log.h"
 #include "protocol/extensions.h"
 
@@ -105,6 +106,20 @@ bool ReadAttributes(uint32_t message, Attributes& attributes) {
 void AppendAttributes(tlv::Appender& append, const Attributes& attributes) {
   for (const auto& [name, value] : attributes)
     append.Text(BYOD_EXT_ATTR_NAME, name.c_str()).Text(BYOD_EXT_ATTR_VALUE, value.c_str());
+}
+
+uint32_t StoreSet(const std::string& group, const std::string& category,
+                  const Attributes* attributes) {
+  if (attributes == nullptr) {
+    char type[BYOD_DB_DEVTYPE_SIZE] = {};
+    CopyText(type, category.c_str());
+    return BYOD_db_DeleteDeviceTypeAuthorAttr(group.c_str(), type);
+  }
+  const tlv::Message message(TLV_Create());
+  tlv::Appender append(message.get());
+  AppendAttributes(append, *attributes);
+  if (append.status() != 0) return BYOD_ERR_FAILED;
+  return BYOD_db_AddDeviceTypeAuthorAttr(group.c_str(), category.c_str(), message.get());
 }
 
 tlv::Message EncodeSet(std::string_view group, std::string_view category,

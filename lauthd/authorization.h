@@ -60,13 +60,9 @@ bool AppendSet(tlv::Appender& append, std::string_view group, std::string_view c
 tlv::Message EncodeSet(std::string_view group, std::string_view category,
                        const Attributes& attributes);
 
-struct FormerAuthorization {
-  Authorization* authorization;
-  std::string group;
-  std::string category;
-  std::optional<Attributes> attributes;
-  void Restore() { authorization->Put(group, category, std::move(attributes)); }
-};
+/// Stores a set in the database, or that there is none. @return 0 or BYOD_ERR_FAILED
+uint32_t StoreSet(const std::string& group, const std::string& category,
+                  const Attributes* attributes);
 
 }  // namespace byod::lauthd
 

@@ -63,21 +63,6 @@ class SetSeries : public Series {
   size_t next_ = 0;
 };
 
-/// Stores a set, or that there is none. @return 0 or BYOD_ERR_FAILED
-uint32_t Write(const std::string& group, const std::string& category,
-               const std::optional<Attributes>& attributes) {
-  if (!attributes) {
-    char type[BYOD_DB_DEVTYPE_SIZE] = {};
-    CopyText(type, category.c_str());
-    return BYOD_db_DeleteDeviceTypeAuthorAttr(group.c_str(), type);
-  }
-  const tlv::Message message(TLV_Create());
-  tlv::Appender append(message.get());
-  AppendAttributes(append, *attributes);
-  if (append.status() != 0) return BYOD_ERR_FAILED;
-  return BYOD_db_AddDeviceTypeAuthorAttr(group.c_str(), category.c_str(), message.get());
-}
-
 bool FitsRecord(const Attributes& attributes) {
   const tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());
@@ -90,18 +75,15 @@ Result Put(Daemon& daemon, const std::string& group, const std::vector<std::stri
            const std::optional<Attributes>& attributes) {
   if (!daemon.store.Ready()) return daemon.store.NotSaved();
   // The library removes and inserts: two writes for one set.
-  const bool saved = daemon.store.WriteTogether([&] {
+  const bool saved = daemon.bulk.Open() || daemon.store.WriteTogether([&] {
     uint32_t failed = 0;
     for (const std::string& category : categories)
-      failed |= Write(group, category, attributes);
+      failed |= StoreSet(group, category, attributes ? &*attributes : nullptr);
     return failed;
   });
   if (!saved) return daemon.store.NotSaved();
   for (const std::string& category : categories) {
-    const Attributes* const former = daemon.authorization.Find(group, category);
-    daemon.bulk.Remember(
-        FormerAuthorization{&daemon.authorization, group, category,
-                            former != nullptr ? std::optional<Attributes>(*former) : std::nullopt});
+    daemon.bulk.Remember(group, category, daemon.authorization.Find(group, category));
     daemon.authorization.Put(group, category, attributes);
   }
   return {};

@@ -130,6 +130,7 @@ bool RestoreUpload::Add(const void* bytes, size_t length) {
 
 Result SendBackup(Exchange& exchange) {
   if (exchange.daemon.options.no_database) return NoDatabase();
+  if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
   Store& store = exchange.daemon.store;
   const ScratchDirectory directory(store.directory());
   if (!directory.made()) return CannotWrite(store.directory());

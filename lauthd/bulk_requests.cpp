@@ -10,7 +10,7 @@ namespace {
 Result Begin(Exchange& exchange) {
   Daemon& daemon = exchange.daemon;
   if (daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open already");
-  if (!daemon.store.Ready() || !daemon.store.Begin()) return daemon.store.NotSaved();
+  if (!daemon.store.Ready()) return daemon.store.NotSaved();
   daemon.bulk.Begin();
   daemon.gate.Take(&exchange.connection);
   return {};
@@ -37,14 +37,15 @@ Result Apply(Exchange& exchange) {
 }
 
 Result Commit(Daemon& daemon) {
-  const bool kept = daemon.store.Commit();
-  if (kept) {
-    daemon.bulk.Keep();
-  } else {
-    daemon.bulk.TakeBack();
+  const bool kept =
+      daemon.store.WriteTogether([&] { return daemon.bulk.Save(daemon.authorization); });
+  if (!kept) {
+    daemon.AbortBulk();
+    return daemon.store.NotSaved();
   }
+  daemon.bulk.Keep();
   daemon.gate.Release();
-  return kept ? Result() : daemon.store.NotSaved();
+  return {};
 }
 
 }  // namespace

@@ -112,6 +112,7 @@ void Daemon::Load() {
 
 void Daemon::Listen() {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, not the end
   for (const int signal : {SIGTERM, SIGINT})
     stop_.add(signal);
   hangup_.add(SIGHUP);
@@ -184,8 +185,7 @@ void Daemon::TakeStoredState() {
 }
 
 void Daemon::AbortBulk() {
-  store.Rollback();
-  bulk.TakeBack();
+  bulk.TakeBack(authorization);
   gate.Release();
 }
 

@@ -75,7 +75,7 @@ class Daemon {
   /// Makes rules, order and authorization those of the database, which was replaced.
   void TakeStoredState();
 
-  /// Takes a bulk back, in the database and in the tables, and lets others change again.
+  /// Takes a bulk back, of which nothing is stored yet, and lets others change again.
   void AbortBulk();
 
   /// Counts an answered request.

@@ -24,10 +24,11 @@ Result ReadOrder(uint32_t request, ByodOrder& order) {
 /// Stored first: setting an order cannot fail.
 Result Put(Daemon& daemon, const ByodOrder& order) {
   if (!daemon.store.Ready()) return daemon.store.NotSaved();
-  daemon.bulk.MakeRoom();
-  if (!daemon.store.Write([&] { return BYOD_db_SetOrder(&order); })) return daemon.store.NotSaved();
-  FormerOrder former;
-  BYOD_order_GetOrder(&former.order);
+  const bool saved =
+      daemon.bulk.Open() || daemon.store.Write([&] { return BYOD_db_SetOrder(&order); });
+  if (!saved) return daemon.store.NotSaved();
+  ByodOrder former;
+  BYOD_order_GetOrder(&former);
   daemon.bulk.Remember(former);
   BYOD_order_SetOrder(&order);
   return {};

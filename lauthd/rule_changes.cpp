@@ -46,21 +46,24 @@ Result CannotMake(const typename Kind::Key& key, uint32_t err) {
   return NoMemory();
 }
 
-/// Stores what an administrator gave a rule, or that there is nothing.
+/// Stores what an administrator gave a rule, or that there is nothing; in a bulk that is done at
+/// its end.
 template <typename Kind>
-bool Save(Store& store, const typename Kind::Rule& rule) {
-  if (IsConfigured(rule.origin, rule.modified)) {
-    return store.Write([&] { return Kind::Save(&rule); });
-  }
-  return store.Write([&] { return Kind::Unsave(Kind::KeyOf(rule)); });
+bool Save(Daemon& daemon, const typename Kind::Rule& rule) {
+  if (daemon.bulk.Open()) return true;
+  return daemon.store.Write([&] {
+    return IsConfigured(rule.origin, rule.modified) ? Kind::Save(&rule)
+                                                    : Kind::Unsave(Kind::KeyOf(rule));
+  });
 }
 
 template <typename Kind>
 Result Erase(Daemon& daemon, typename Kind::Rule* rule) {
   const auto key = Kind::KeyOf(*rule);
-  if (!daemon.store.Write([&] { return Kind::Unsave(key); })) return daemon.store.NotSaved();
-  daemon.bulk.Remember(
-      FormerRule<Kind>{key, true, OwnedInfo(std::exchange(rule->configured, nullptr))});
+  const bool saved = daemon.bulk.Open() || daemon.store.Write([&] { return Kind::Unsave(key); });
+  if (!saved) return daemon.store.NotSaved();
+  daemon.bulk.Remember<Kind>(
+      key, FormerRule<Kind>::Of(rule->origin, OwnedInfo(std::exchange(rule->configured, nullptr))));
   EraseRule<Kind>(rule);
   return {};
 }
@@ -74,7 +77,7 @@ Result Erase(Daemon& daemon, typename Kind::Rule* rule) {
 template <typename Kind, typename Edit>
 Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit edit) {
   if (!daemon.store.Ready()) return daemon.store.NotSaved();
-  daemon.bulk.MakeRoom();
+  daemon.bulk.MakeRoom<Kind>();
   uint16_t created = 0;
   auto* rule = Kind::Find(key);
   if (rule == nullptr && !create) {
@@ -95,10 +98,12 @@ Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit e
     if (wish.what == Wish::What::kNewInfo) {
       old = ExchangeInfo<Kind>(*rule, std::move(wish.info));
     }
-    saved = Save<Kind>(daemon.store, *rule);
+    saved = Save<Kind>(daemon, *rule);
   }
   if (saved) {
-    daemon.bulk.Remember(FormerRule<Kind>{Kind::KeyOf(*rule), created == 0, std::move(old)});
+    daemon.bulk.Remember<Kind>(
+        Kind::KeyOf(*rule),
+        created == 1 ? FormerRule<Kind>() : FormerRule<Kind>::Of(rule->origin, std::move(old)));
     return {};
   }
   if (created == 1) {

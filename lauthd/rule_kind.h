@@ -12,6 +12,7 @@
 //   Before(rule, key)      whether the rule stands before the key in that order
 //   NextOf(key), NextConfigured(key)
 //   KeyOf(rule)
+//   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
 //   Save(rule), Unsave(rule)
 #ifndef LAUTHD_RULE_KIND_H
 #define LAUTHD_RULE_KIND_H
@@ -62,10 +63,11 @@ struct MacKind {
     std::memcpy(key.mask, rule.mask, sizeof key.mask);
     return key;
   }
-  static bool SameKey(const Key& a, const Key& b) {
-    return std::memcmp(a.mac, b.mac, sizeof a.mac) == 0 &&
-           std::memcmp(a.mask, b.mask, sizeof a.mask) == 0;
+  static int CompareKeys(const Key& a, const Key& b) {
+    const int order = std::memcmp(a.mac, b.mac, sizeof a.mac);
+    return order != 0 ? order : std::memcmp(a.mask, b.mask, sizeof a.mask);
   }
+  static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
   static Key KeyOfRecord(const Record& record);
   static std::string Describe(const Key& key);
 
@@ -181,7 +183,8 @@ struct TextKind {
   }
   static Key KeyOf(const Rule& rule) { return KeyOf(TextOf(rule)); }
   static Key KeyOfRecord(const Record& record) { return KeyOf(record.text); }
-  static bool SameKey(const Key& a, const Key& b) { return std::strcmp(a.text, b.text) == 0; }
+  static int CompareKeys(const Key& a, const Key& b) { return std::strcmp(a.text, b.text); }
+  static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
   static std::string Describe(const Key& key) { return Quoted(key.text); }
 
   static uint32_t Save(const Rule* rule) { return kCalls.save(rule); }

@@ -30,19 +30,22 @@ void EraseRule(typename Kind::Rule* rule) {
   Kind::Erase(rule);
 }
 
-/// Puts a rule back to what it was when this was made.
+/// What a rule was before it was changed.
 template <typename Kind>
 struct FormerRule {
-  typename Kind::Key key;
-  bool existed;
+  bool existed = false;
+  bool was_stored = false;  // something of it, in the database
   OwnedInfo info;
 
-  void Restore() {
+  /// @param info  the configured information of a rule that there was
+  static FormerRule Of(uint32_t origin, OwnedInfo info) {
+    const bool modified = BYOD_data_IsPredefinedRuleModify(origin, info.get()) == 1;
+    return {true, IsConfigured(origin, modified), std::move(info)};
+  }
+
+  /// Makes the rule what it was; it existed.
+  void Restore(const typename Kind::Key& key) {
     typename Kind::Rule* rule = Kind::Find(key);
-    if (!existed) {
-      if (rule != nullptr) EraseRule<Kind>(rule);
-      return;
-    }
     if (rule == nullptr) {
       uint16_t created = 0;
       uint32_t err = 0;

@@ -69,7 +69,6 @@ void Store::Tidy() {
 
 void Store::Close() {
   if (!open_) return;
-  if (in_bulk_) Rollback();
   BYOD_db_CloseCfgDBM();
   open_ = false;
 }
@@ -101,22 +100,14 @@ bool Store::Note(bool succeeded) {
 }
 
 bool Store::Begin() {
-  if (none_) return true;
-  in_bulk_ = Note(LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0);
-  spoilt_ = false;
-  return in_bulk_;
+  return Note(LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0);
 }
 
 bool Store::Commit() {
-  if (none_) return true;
-  if (spoilt_) return Rollback(), false;
-  in_bulk_ = false;
   return Note(LAUTH_db_Commit(BYOD_db_GetDBHandle()) == 0);
 }
 
 void Store::Rollback() {
-  if (none_) return;
-  in_bulk_ = false;
   LAUTH_db_Rollback(BYOD_db_GetDBHandle());
 }
 

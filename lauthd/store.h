@@ -54,25 +54,15 @@ class Store {
     return Note(write() == 0);
   }
 
-  /// Makes several writes, all or none of which are kept.
+  /// Makes several writes with one flush, all or none of which are kept.
   template <typename Function>
   bool WriteTogether(Function write) {
     if (none_) return true;
-    const bool nested = in_bulk_;
-    if (!nested && !Begin()) return false;
-    const bool written = Note(write() == 0);
-    if (nested) {
-      // Half of it may have been written: the bulk must not be kept.
-      spoilt_ = spoilt_ || !written;
-      return written;
-    }
-    return written ? Commit() : (Rollback(), false);
+    if (!Begin()) return false;
+    if (Note(write() == 0)) return Commit();
+    Rollback();
+    return false;
   }
-
-  /// Many writes with one flush.
-  bool Begin();
-  bool Commit();
-  void Rollback();
 
   Result NotSaved() const;
 
@@ -101,13 +91,14 @@ class Store {
   using Clock = std::chrono::steady_clock;
 
   bool Note(bool succeeded);
+  bool Begin();
+  bool Commit();
+  void Rollback();
 
   std::string directory_;
   bool none_;
   bool open_ = false;
   bool failing_ = false;
-  bool in_bulk_ = false;
-  bool spoilt_ = false;  // the bulk
   std::string reason_;
   Clock::time_point next_try_ = {};
   Clock::time_point next_background_try_ = {};

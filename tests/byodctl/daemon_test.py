@@ -357,6 +357,19 @@ class ImportExport(WithDaemon):
         self.daemon.start()
         self.assertEqual(len(self.json("show", "rules", "dhcp-option", "--custom")), 5000)
 
+    def test_an_import_that_cannot_be_kept_changes_nothing_and_tells_of_nothing_added(self):
+        file = "options,name,vendor,category,os\n" + "".join(
+            f'"{i // 250},{i % 250}",N{i},V,C,O\n' for i in range(2000))
+        self.ctl("set", "rule", "dhcp-option", "1,1", "--name", "Before")
+        before = self.ctl("show", "rules", "--json")
+        self.daemon.limit_file_size(300_000)
+        self.assertEqual(self.ctl("import", "-", "--json", stdin=file, expect=5), "")
+        self.assertIn("eBYOD.db", self.err)
+        self.assertIn("File too large", self.err)
+        self.assertEqual(self.ctl("show", "rules", "--json"), before)
+        self.daemon.limit_file_size()
+        self.assertIn("1999 added, 1 changed", self.ctl("import", "-", stdin=file))
+
     def test_a_file_without_a_header_or_that_is_not_there_is_bad_input(self):
         self.ctl("import", "-", stdin="x,y\n", expect=1)
         self.assertIn("-:1: no header", self.err)

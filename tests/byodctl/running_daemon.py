@@ -2,6 +2,7 @@
 
 import contextlib
 import pathlib
+import resource
 import socket
 import subprocess
 import tempfile
@@ -62,6 +63,10 @@ class Daemon:
         process, self._process = self._process, None
         process.terminate()
         return process.wait(timeout=60)
+
+    def limit_file_size(self, size=resource.RLIM_INFINITY):
+        """Lets no file of the daemon grow beyond a size: a disk that is full."""
+        resource.prlimit(self._process.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
 
     def close(self):
         self.stop()
