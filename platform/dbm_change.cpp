@@ -25,7 +25,9 @@ Result Change::Begin() {
                 database.connection_.name().c_str());
   }
   if (database.bulk_ && writes_ == Writes::kOneStatement) return DBM_OK;
-  const Result result = database.Run(database.bulk_ ? Sql::kBeginStep : Sql::kBeginChange);
+  Result result = database.bulk_ ? DBM_OK : database.CheckPlace();
+  if (result != DBM_OK) return result;
+  result = database.Run(database.bulk_ ? Sql::kBeginStep : Sql::kBeginChange);
   open_ = result == DBM_OK;
   if (open_ && !database.bulk_) {
     database.changes_at_begin_ = sqlite3_total_changes64(database.connection_.sqlite());
@@ -92,12 +94,22 @@ Result Database::EndReading() {
   return result;
 }
 
+// A change of a file that nobody finds any more would be lost with the last one who has it open.
+Result Database::CheckPlace() {
+  int moved = 0;
+  sqlite3_file_control(connection_.sqlite(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  if (moved == 0) return DBM_OK;
+  return Fail(DBM_ERR_FAILED, "%s: the open file is no longer found under this name",
+              connection_.name().c_str());
+}
+
 Result Database::BeginBulk() {
   if (const Result refused = RefuseInReading(); refused != DBM_OK) return refused;
   if (bulk_) {
     return Fail(DBM_ERR_REFUSED, "%s: a bulk change is under way", connection_.name().c_str());
   }
-  const Result result = Run(Sql::kBeginChange);
+  Result result = CheckPlace();
+  if (result == DBM_OK) result = Run(Sql::kBeginChange);
   bulk_ = result == DBM_OK;
   if (bulk_) changes_at_begin_ = sqlite3_total_changes64(connection_.sqlite());
   return result;

@@ -1,5 +1,6 @@
 #include "dbm_database.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,6 +54,17 @@ Result Create(const Place& place, const Identity& identity) {
   return result == DBM_OK ? FlushDirectory(place.directory) : result;
 }
 
+// SQLite reads what it may not write, and says of a directory only that the database is read-only.
+Result CheckAccess(const Place& place) {
+  if (faccessat(AT_FDCWD, place.directory.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) != 0) {
+    return FailSystem("write in", place.directory.c_str());
+  }
+  if (faccessat(AT_FDCWD, place.database.c_str(), R_OK | W_OK, AT_EACCESS) != 0) {
+    return FailSystem("write", place.database.c_str());
+  }
+  return DBM_OK;
+}
+
 // Takes the shared lock with the database in its place.
 Result LockExisting(const Place& place, const Identity& identity, Lock& lock) {
   for (;;) {
@@ -81,6 +93,7 @@ Result Database::Open(const Place& place, const Identity& identity,
   auto opened = std::make_shared<Database>();
   result = LockExisting(place, identity, opened->lock_);
   if (result == DBM_OK) result = JudgeFiles(place);
+  if (result == DBM_OK) result = CheckAccess(place);
   if (result == DBM_OK) result = opened->connection_.Open(place.database);
   if (result == DBM_OK) result = Verify(opened->connection_, identity, Depth::kOpening);
   if (result == DBM_OK) result = MakeDurable(opened->connection_);

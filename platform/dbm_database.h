@@ -78,6 +78,7 @@ class Database {
     std::unique_ptr<Statement> walk = nullptr;
   };
 
+  Result CheckPlace();
   Result Run(Sql which) { return Statement(connection_, which).Run(); }
   Result Commit();
   Result RefuseInReading() const;

@@ -10,7 +10,8 @@
  * - A change whose call did not return left the old state or the new one, nothing between.
  * - A change whose call failed left the old state. One gap: when the disk refuses to flush the
  *   change and then refuses to flush its withdrawal too, a crash before the next change may bring
- * it back; the error text says so.
+ *   it back; the error text says so.
+ * - A change of a database whose file was taken away while it is open fails, until it is back.
  * - A file that is torn, truncated or not ours is refused by DBM_Open with a text that names it and
  *   the reason, and is not written to, not even by a clean-up.
  *

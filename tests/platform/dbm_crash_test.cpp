@@ -40,6 +40,28 @@ int32_t InsertMany(int32_t handle) {
   return result;
 }
 
+// As a set of attributes is replaced: what is there goes, and the new one comes.
+int32_t ReplaceInTwoSteps(int32_t handle) {
+  int32_t result = LAUTH_db_Begin(handle);
+  if (result == DBM_OK) result = Remove(handle, "L", Record("a"));
+  if (result == DBM_OK) result = Insert(handle, "L", Record("a", "another length"));
+  if (result == DBM_OK) return LAUTH_db_Commit(handle);
+  LAUTH_db_Rollback(handle);
+  return result;
+}
+
+// Every kind of change in one.
+int32_t ChangeEverything(int32_t handle) {
+  int32_t result = LAUTH_db_Begin(handle);
+  if (result == DBM_OK) result = CreateList(handle, "M");
+  if (result == DBM_OK) result = Insert(handle, "M", Record("x", "new"));
+  if (result == DBM_OK) result = SetValue(handle, "V", "new value");
+  if (result == DBM_OK) result = DeleteKey(handle, "L");
+  if (result == DBM_OK) return LAUTH_db_Commit(handle);
+  LAUTH_db_Rollback(handle);
+  return result;
+}
+
 const Step kSteps[] = {
     {"create a list", [](int32_t handle) { return CreateList(handle, "M"); }},
     {"insert", [](int32_t handle) { return Insert(handle, "L", Record("b", "new")); }},
@@ -49,6 +71,8 @@ const Step kSteps[] = {
     {"set a value", [](int32_t handle) { return SetValue(handle, "V", "new value"); }},
     {"delete a list", [](int32_t handle) { return DeleteKey(handle, "L"); }},
     {"change in bulk", InsertMany},
+    {"replace by a removal and an insertion", ReplaceInTwoSteps},
+    {"change everything in bulk", ChangeEverything},
 };
 
 class Crash : public DbmTest {

@@ -190,6 +190,31 @@ TEST_F(DbmOpen, TheEnvironmentNamesTheDirectoryUnlessTheProgramHas) {
   unsetenv("LAUTH_STATE_DIR");
 }
 
+TEST_F(DbmOpen, TheEnvironmentIsNotAskedByAProgramWithMoreRightsThanItsUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser has rights to lend";
+  const std::string named = directory_ / "named";
+  for (const bool privileged : {false, true}) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      setenv("LAUTH_STATE_DIR", named.c_str(), 1);
+      dup2(ends[1], STDOUT_FILENO);
+      // Started by nobody with the superuser's rights, as a set-user-id program is.
+      if (privileged && setresuid(65534, 0, 0) != 0) _exit(1);
+      execl(DBM_PLACE_PROGRAM, DBM_PLACE_PROGRAM, nullptr);
+      _exit(1);
+    }
+    close(ends[1]);
+    char told[512] = "";
+    EXPECT_GT(read(ends[0], told, sizeof told - 1), 0);
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    EXPECT_THAT(told, HasSubstr("there is no such database"));
+    EXPECT_EQ(strstr(told, named.c_str()) == nullptr, privileged) << told;
+  }
+}
+
 TEST_F(DbmOpen, ARelativeDirectoryIsTakenFromWhereItWasSet) {
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::current_path(directory_.path());
@@ -260,13 +285,36 @@ TEST_F(DbmOpen, ADatabaseInADirectoryThatMayNotBeWrittenIsToldAndLeftAlone) {
   const std::string before = FileBytes(file_);
   EXPECT_TRUE(AsNobody(state_, [this] {
     int32_t handle = -1;
-    return chmod(state_.c_str(), 0500) == 0 && Open(handle) != DBM_OK &&
-           strstr(LAUTH_db_ErrorText(), "eBYOD") != nullptr;
+    return chmod(state_.c_str(), 0500) == 0 && Open(handle) == DBM_ERR_FAILED &&
+           TellsPermission() && strstr(LAUTH_db_ErrorText(), state_.c_str()) != nullptr;
   }));
   EXPECT_EQ(FileBytes(file_), before);
   ASSERT_EQ(chmod(state_.c_str(), 0700), 0);
   OpenIt();
   EXPECT_EQ(GetValue(handle_, "V"), "value");
+}
+
+TEST_F(DbmOpen, ADatabaseWhoseFileIsTakenAwayWhileOpenRefusesChangesUntilItIsBack) {
+  OpenIt();
+  ASSERT_EQ(SetValue(handle_, "V", "before"), DBM_OK);
+  const std::string aside = directory_ / "aside";
+  std::filesystem::rename(state_, aside);
+  for (const bool replaced : {false, true}) {
+    if (replaced) {
+      std::filesystem::create_directory(state_);
+      WriteFile(file_, "another file");
+    }
+    EXPECT_EQ(SetValue(handle_, "V", "lost"), DBM_ERR_FAILED);
+    EXPECT_THAT(LAUTH_db_ErrorText(), HasSubstr(file_ + ": the open file is no longer found"));
+    EXPECT_EQ(LAUTH_db_Begin(handle_), DBM_ERR_FAILED);
+    EXPECT_EQ(GetValue(handle_, "V"), "before");
+  }
+  std::filesystem::remove_all(state_);
+  std::filesystem::rename(aside, state_);
+  EXPECT_EQ(SetValue(handle_, "V", "after"), DBM_OK);
+  Close();
+  OpenIt();
+  EXPECT_EQ(GetValue(handle_, "V"), "after");
 }
 
 TEST_F(DbmOpen, WhatTheAdministratorCreatesTheDirectorysOwnerCanUse) {
