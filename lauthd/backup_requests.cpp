@@ -89,7 +89,7 @@ Result CommitRestore(Exchange& exchange) {
   const auto upload = std::move(exchange.connection.upload);
   if (!upload->Whole()) return Refused(BYOD_REFUSAL_BAD_DATA, "the data is not whole");
   Result result = exchange.daemon.store.Restore(upload->file());
-  if (result.Ok()) exchange.daemon.TakeStoredState();
+  if (result.Ok()) exchange.daemon.store.Recover();
   return result;
 }
 

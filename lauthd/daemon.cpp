@@ -179,11 +179,6 @@ Result Daemon::Reload() {
   return result;
 }
 
-void Daemon::TakeStoredState() {
-  DropConfigured();
-  store.Recover();
-}
-
 void Daemon::AbortBulk() {
   bulk.TakeBack(authorization);
   gate.Release();

@@ -72,9 +72,6 @@ class Daemon {
   /// Reads the rule files anew; all rules are as before when anything is wrong with them.
   Result Reload();
 
-  /// Makes rules, order and authorization those of the database, which was replaced.
-  void TakeStoredState();
-
   /// Takes a bulk back, of which nothing is stored yet, and lets others change again.
   void AbortBulk();
 

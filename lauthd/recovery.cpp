@@ -10,6 +10,7 @@
 #include "lauth_dbm_admin.h"
 #include "lauthd/authorization.h"
 #include "lauthd/log.h"
+#include "lauthd/reload.h"
 #include "lauthd/rule_kind.h"
 #include "tlv/message.h"
 
@@ -118,6 +119,7 @@ void TidyAll(int32_t handle) {
 }
 
 void RecoverAll(int32_t handle, Authorization& authorization) {
+  DropConfigured();
   authorization.Clear();
   BYOD_order_UnSetOrder();
   Walk walk = {handle};

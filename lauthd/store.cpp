@@ -100,7 +100,8 @@ bool Store::Note(bool succeeded) {
 }
 
 bool Store::Begin() {
-  return Note(LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0);
+  // That writes may begin does not say yet that they are kept.
+  return LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0 || Note(false);
 }
 
 bool Store::Commit() {

@@ -75,13 +75,13 @@ class Store {
   Result Backup(const std::string& file);
 
   /// Puts a backup in the database's place, which is closed for that and opened again. What is in
-  /// memory is not touched: see Daemon::ReplaceRules.
+  /// memory is not touched: see Recover.
   Result Restore(const std::string& file);
 
   /// The directory for files that go through a backup or restore.
   const std::string& directory() const { return directory_; }
 
-  /// Fills rules, order and authorization from the open database.
+  /// Makes rules, order and authorization those of the open database.
   void Recover();
 
   /// Stores rules anew whose keys are spelt otherwise since the predefined rules have changed.
