@@ -47,11 +47,11 @@ struct Change {
   uint32_t table = 0;  // 0 DHCP option, 1 User-Agent, 2 MAC
   int key = 0;
   uint32_t attribute = 0;  // 1 vendor, 2 category, 3 os
-  std::string text;
-  std::vector<uint32_t> order;
-  std::string group;
-  std::string category;      // empty: of any, or all to be undone
-  AttributeList attributes;  // to be set, or the names to be undone; none: all
+  std::string text = {};
+  std::vector<uint32_t> order = {};
+  std::string group = {};
+  std::string category = {};      // empty: of any, or all to be undone
+  AttributeList attributes = {};  // to be set, or the names to be undone; none: all
 
   bool operator==(const Change&) const = default;
 };

@@ -3,8 +3,10 @@
 #define TESTS_LAUTHD_DAEMON_PROCESS_H
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
@@ -77,6 +79,20 @@ class DaemonProcess {
   std::string log_file() const { return directory_.path() + "/log"; }
   pid_t pid() const { return pid_; }
   void AddOption(const std::string& option) { options_.push_back(option); }
+
+  /// Has it run as another user, who owns its directory. For root before it starts.
+  void RunAs(uid_t user, gid_t group) {
+    user_ = user;
+    group_ = group;
+    ASSERT_EQ(chown(directory_.path().c_str(), user, group), 0);
+  }
+
+  /// Lets no file of it, its log included, grow beyond a size: a disk that is full.
+  void LimitFileSize(rlim_t size = RLIM_INFINITY) {
+    file_size_ = {size, RLIM_INFINITY};
+    if (!Running()) return;
+    ASSERT_EQ(prlimit(pid_, RLIMIT_FSIZE, &file_size_, nullptr), 0);
+  }
   /// Calls a function in the process that becomes the daemon.
   void BeforeItRuns(std::function<void()> function) { before_it_runs_ = std::move(function); }
 
@@ -113,6 +129,11 @@ class DaemonProcess {
     }
     const int log = open(log_file().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(log, STDERR_FILENO);
+    setrlimit(RLIMIT_FSIZE, &file_size_);
+    if (user_ != geteuid() &&
+        (setgroups(0, nullptr) != 0 || setgid(group_) != 0 || setuid(user_) != 0)) {
+      _exit(126);
+    }
     if (before_it_runs_) before_it_runs_();
     std::vector<char*> arguments;
     for (std::string& word : words)
@@ -214,6 +235,9 @@ class DaemonProcess {
   pid_t pid_ = 0;   // 0: there is none
   int child_ = -1;  // a descriptor of it
   int status_ = 0;
+  uid_t user_ = geteuid();
+  gid_t group_ = getegid();
+  rlimit file_size_ = {RLIM_INFINITY, RLIM_INFINITY};
 };
 
 }  // namespace byod::test

@@ -126,7 +126,7 @@ TEST_F(Restart, EveryChangeThatWasAnsweredIsThereAfterEveryKill) {
   int lost = 0;
   for (int restart = 0; restart < restarts; ++restart) {
     SCOPED_TRACE(restart);
-    for (auto left = random_() % (2 * kChangesForEachRestart - 1); left > 0; --left)
+    for (auto left = random_() % (2 * kChangesForEachRestart + 1); left > 0; --left)
       ASSERT_NO_FATAL_FAILURE(MakeChange());
     Configuration with_open;
     const bool was_answered = KillInAChange(with_open);
