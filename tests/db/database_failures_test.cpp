@@ -2,6 +2,7 @@
 // allocations failing in turn: the documented result, nothing half done in memory, nothing left.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -88,6 +89,22 @@ std::vector<Operation> Operations() {
        [] { return BYOD_db_AddDeviceTypeAuthorAttr("staff", "printer", attributes); }},
       {"ReplaceDeviceTypeAuthorAttr", kStatus,
        [] { return BYOD_db_AddDeviceTypeAuthorAttr("staff", "stored", attributes); }},
+      {"FindGroupAutzRecord", kBoolean,
+       [] {
+         uint32_t length = 0;
+         void* const record = BYOD_db_FindGroupAutzRecord("staff", type, &length);
+         std::free(record);
+         return record != nullptr ? 1u : 0u;
+       }},
+      {"RemoveGroupAutzRecord", kStatus,
+       [] { return BYOD_db_RemoveGroupAutzRecord("staff", sizeof type, type); }},
+      {"AddToSortList", kStatus,
+       [] {
+         return AddToSortList(BYOD_DB_MAC_KEY, 14, sizeof mac_rec, &mac_rec, BYOD_DB_MAC_LIST);
+       }},
+      {"RemoveFromSortList", kStatus,
+       [] { return BYOD_db_RemoveFromSortList(BYOD_DB_MAC_KEY, 14, sizeof mac_rec, &mac_rec); }},
+      {"OpenCfgDBM", kStatus, [] { return BYOD_db_OpenCfgDBM(); }},
       {"DelDevAutzAttrByGrp", kPlatform,
        [] { return static_cast<uint32_t>(BYOD_db_DelDevAutzAttrByGrp("staff")); }},
       {"Delete", kPlatform, [] { return static_cast<uint32_t>(BYOD_db_Delete()); }},
@@ -278,6 +295,25 @@ TEST_P(DatabaseFailures, EachAllocationInTurnFails) {
       EXPECT_TRUE(result == kFailed || (result & 0xFFFF0000u) != 0x40010000u) << result;
     }
   }
+}
+
+TEST(DatabaseAllocations, KeysFieldsAndTheHandleNeedNeitherMemoryNorTheDatabase) {
+  MemoryDbm::Reset();
+  BYOD_db_OpenCfgDBM();
+  char key[BYOD_DB_GROUP_KEY_SIZE];
+  ByodDeviceInfo copy = {};
+  FailingAllocation failing(1);
+  const uint32_t length = BYOD_db_MakeGroupAutzKey("staff", key);
+  AddDeviceInfoToDBRule(&kInfo, copy.name, copy.vendor, copy.category, copy.os);
+  const int32_t handle = BYOD_db_GetDBHandle();
+  const bool failed = failing.Failed();
+  failing.Disarm();
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(length, 21u);
+  EXPECT_EQ(std::memcmp(&copy, &kInfo, sizeof copy), 0);
+  EXPECT_EQ(handle, 5);
+  EXPECT_EQ(MemoryDbm::CallCount(), 1);  // the opening
+  BYOD_db_CloseCfgDBM();
 }
 
 TEST(DatabaseAllocations, AuthorizationRecordsFailWithoutMemoryOfTheirOwn) {
