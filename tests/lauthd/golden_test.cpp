@@ -2,8 +2,6 @@
 // are answered with tests/golden/answers.txt.
 #include <sys/socket.h>
 
-#include <set>
-
 #include "lauth_tlv_stream.h"
 #include "tests/lauthd/client.h"
 #include "tests/support/golden.h"
