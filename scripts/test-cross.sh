@@ -8,7 +8,7 @@
 #
 # Each is built with Debian's cross compiler and what scripts/cross-root.sh unpacks. The release build
 # for this machine is the other side of the conversations. tests/emulation.txt names what is left
-# out. A machine takes some twenty minutes of two cores; JOBS=n runs n at a time.
+# out. Each compiles everything, so the first run takes long; JOBS=n runs n at a time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

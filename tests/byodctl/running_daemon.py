@@ -1,6 +1,7 @@
 """A lauthd of its own, in a private directory, and byodctl asking it."""
 
 import contextlib
+import os
 import pathlib
 import resource
 import socket
@@ -74,6 +75,9 @@ class Daemon:
 
     def run(self, *arguments, stdin="", socket_path=None, prefix=()):
         """@return exit status, standard output, standard error"""
+        patience = os.environ.get("BYOD_TEST_PATIENCE")  # seconds, where programs are emulated
+        if patience and "--timeout" not in arguments:
+            arguments = ("--timeout", patience, *arguments)
         done = subprocess.run(
             [*prefix, self._byodctl, "--socket", str(socket_path or self.socket), *arguments],
             input=stdin.encode(), capture_output=True, check=False, timeout=120)
