@@ -1,7 +1,10 @@
 #include "data/common_grams.h"
 
+#include <algorithm>
 #include <array>
-#include <bit>
+#include <cstdint>
+
+#include "data/gram.h"
 
 namespace byod::data {
 namespace {
@@ -15,26 +18,26 @@ constexpr char kCommonText[] =
     "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 5.1; Trident/4.0; .NET CLR 2.0.50727) "
     "Profile/MIDP-2.0 Configuration/CLDC-1.1 Opera/9.80 Presto/2.1 Dalvik/1.6.0 (Linux; U; Android";
 
-constexpr uint32_t kBits = 8192;
+constexpr uint32_t kBits = 16384;
+constexpr size_t kWidest = 4;
 
 constexpr uint32_t BitOf(Gram gram) {
-  return HashOfGram(gram) / (UINT32_MAX / kBits + 1);
+  return gram * 0x9E3779B1u / (UINT32_MAX / kBits + 1);
 }
 
 /// A gram as LoadGram gives it on this machine, but at compile time.
 constexpr Gram GramAt(const char* text, size_t width) {
   Gram gram = 0;
   for (size_t i = 0; i < width; ++i) {
-    const bool little = std::endian::native == std::endian::little;
     const auto byte = static_cast<uint32_t>(static_cast<uint8_t>(text[i]));
-    gram |= byte << 8 * (little ? i : width - 1 - i);
+    gram |= byte << 8 * (kLittleEndian ? i : sizeof gram - 1 - i);
   }
   return gram;
 }
 
 constexpr auto kCommonBits = [] {
   std::array<uint32_t, kBits / 32> bits = {};
-  for (const size_t width : {size_t{2}, size_t{4}}) {
+  for (size_t width = 2; width <= kWidest; ++width) {
     for (size_t i = 0; i + width < sizeof kCommonText; ++i) {
       const uint32_t bit = BitOf(GramAt(kCommonText + i, width));
       bits[bit / 32] |= uint32_t{1} << bit % 32;
@@ -43,11 +46,19 @@ constexpr auto kCommonBits = [] {
   return bits;
 }();
 
-}  // namespace
-
-bool IsCommon(Gram gram) {
+bool IsCommonGram(Gram gram) {
   const uint32_t bit = BitOf(gram);
   return (kCommonBits[bit / 32] >> bit % 32 & 1) != 0;
+}
+
+}  // namespace
+
+bool IsCommon(const char* text, size_t length) {
+  const size_t width = std::min(length, kWidest);
+  for (size_t i = 0; i + width <= length; ++i) {
+    if (!IsCommonGram(LoadGram(text + i, width))) return false;
+  }
+  return true;
 }
 
 }  // namespace byod::data

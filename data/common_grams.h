@@ -2,13 +2,14 @@
 #ifndef BYOD_DATA_COMMON_GRAMS_H
 #define BYOD_DATA_COMMON_GRAMS_H
 
-#include "data/gram_table.h"
+#include <cstddef>
 
 namespace byod::data {
 
-/// Whether a gram of two or four bytes occurs in what most User-Agents have in common, or, now and
-/// then, only seems to. A term is better looked for by other bytes.
-bool IsCommon(Gram gram);
+/// Whether all pieces of a text, of four bytes or of as many as it has, occur in what most
+/// User-Agents have in common, or, now and then, only seem to. A term is better looked for by other
+/// bytes. @param length  above 0
+bool IsCommon(const char* text, size_t length);
 
 }  // namespace byod::data
 

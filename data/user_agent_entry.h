@@ -7,45 +7,34 @@
 #include <cstring>
 
 #include "byod_data.h"
-#include "data/gram_table.h"
 
 namespace byod::data {
 
 struct Alternative;
 
-/// What the table of grams keeps beside a term, so that most places where only a gram of it stands
-/// are told without going to the term.
-struct GramNote {
-  uint8_t offset;  // of the gram in the term
-  uint8_t length;  // of the term
-  char first;      // byte of the term
+/// What the table of anchors keeps beside a term, so that most places where only a window of it
+/// stands are told without going to the term.
+struct AnchorNote {
+  uint8_t window_end;  // offset in the term
+  uint8_t length;      // of the term
+  char first;          // byte of the term
   char last;
 };
 
-/**
- * A term that alternatives share. Its text follows it.
- *
- * A term of five bytes and more is looked for by two grams of four bytes, one byte apart: wherever
- * it stands, one of them begins at an even place, and only those places of a string are looked at.
- * Shorter terms are looked for by two bytes, at all places; those of one byte by that.
- */
+/// A term that alternatives share. Its text follows it.
 struct Term {
   Alternative* anchored;  // those that are looked at when it occurs, in match order
   uint32_t hash;
-  uint32_t uses;        // as often as alternatives hold it
-  uint8_t length;       // above 0
-  uint8_t gram_offset;  // of the first bytes that it is looked for by, while it is an anchor
+  uint32_t uses;       // as often as alternatives hold it
+  uint8_t length;      // above 0
+  uint8_t window_end;  // offset behind the bytes that it is looked for by, while it is an anchor
 
   static size_t BytesFor(size_t length) { return sizeof(Term) + length + 1; }
 
   char* text() { return reinterpret_cast<char*>(this + 1); }
   const char* text() const { return reinterpret_cast<const char*>(this + 1); }
-  size_t GramWidth() const { return length >= 5 ? 4 : length >= 2 ? 2 : 1; }
-  size_t GramCount() const { return length >= 5 ? 2 : 1; }
-  Gram GramAt(size_t offset) const { return LoadGram(text() + offset, GramWidth()); }
-  GramNote NoteAt(size_t offset) const {
-    return {static_cast<uint8_t>(offset), length, text()[0], text()[length - 1]};
-  }
+  size_t WindowWidth() const { return length >= 8 ? 8 : length >= 4 ? 4 : length; }
+  AnchorNote NoteOfAnchor() const { return {window_end, length, text()[0], text()[length - 1]}; }
 };
 
 /// Terms that must all occur.

@@ -2,7 +2,6 @@
 #include "data/user_agent_index.h"
 
 #include <algorithm>
-#include <bit>
 #include <new>
 
 #include "data/common_grams.h"
@@ -12,7 +11,7 @@
 namespace byod::data {
 namespace {
 
-/// Terms whose every gram is common count as if this many alternatives used them.
+/// A term that all browsers send counts as if this many alternatives used it.
 constexpr uint32_t kCommonUses = 1000;
 
 }  // namespace
@@ -67,8 +66,7 @@ Entry* UserAgentIndex::MakeEntry(ByodUserAgentRule& rule) {
   std::memset(memory, 0, bytes);
   auto* const entry = new (memory)
       Entry{&rule, 0, static_cast<uint32_t>(alternative_count), static_cast<uint32_t>(term_count)};
-  if (grams_.Reserve(2 * alternative_count) && FillEntry(*entry, rule.keyword, length))
-    return entry;
+  if (anchors_.Reserve(alternative_count) && FillEntry(*entry, rule.keyword, length)) return entry;
   FreeEntry(entry);
   return nullptr;
 }
@@ -102,41 +100,13 @@ void UserAgentIndex::FreeEntry(Entry* entry) {
 
 // ------------------------------------------------------------------ anchors
 
-void UserAgentIndex::ChooseGrams(Term& term) const {
-  const size_t width = term.GramWidth();
-  const auto cost = [&](size_t offset) {
-    const Gram gram = term.GramAt(offset);
-    return grams_.Count(gram) + (IsCommon(gram) ? kCommonUses : 0);
-  };
-  // From the end: versions and model numbers differ there.
-  size_t least = SIZE_MAX;
-  for (size_t offset = term.length - width - term.GramCount() + 2; offset-- > 0 && least > 0;) {
-    const size_t all = term.GramCount() == 2 ? cost(offset) + cost(offset + 1) : cost(offset);
-    if (all >= least) continue;
-    least = all;
-    term.gram_offset = static_cast<uint8_t>(offset);
-  }
-}
-
-/// Calls act(gram, note) for all that a term is looked for by.
-template <typename Act>
-void ForEachGram(const Term& term, Act act) {
-  for (size_t i = 0; i < term.GramCount(); ++i) {
-    const size_t offset = term.gram_offset + i;
-    act(term.GramAt(offset), std::bit_cast<uint32_t>(term.NoteAt(offset)));
-  }
-}
-
 /// The term that is met the least: used by the fewest alternatives and not what all browsers send.
 Term* UserAgentIndex::ChooseAnchor(const Alternative& alternative) const {
   Term* best = nullptr;
   uint32_t least = UINT32_MAX;
   for (uint32_t i = 0; i < alternative.term_count; ++i) {
     Term* const term = alternative.terms[i];
-    bool common = true;
-    for (size_t offset = 0; common && offset + term->GramWidth() <= term->length; ++offset)
-      common = IsCommon(term->GramAt(offset));
-    const uint32_t uses = term->uses + (common ? kCommonUses : 0);
+    const uint32_t uses = term->uses + (IsCommon(term->text(), term->length) ? kCommonUses : 0);
     if (uses > least || (uses == least && term->length <= best->length)) continue;
     least = uses;
     best = term;
@@ -147,11 +117,7 @@ Term* UserAgentIndex::ChooseAnchor(const Alternative& alternative) const {
 void UserAgentIndex::Anchor(Alternative& alternative) {
   Term* const term = ChooseAnchor(alternative);
   alternative.anchor = term;
-  if (term != nullptr && term->anchored == nullptr) {
-    ChooseGrams(*term);
-    ForEachGram(*term, [&](Gram gram, uint32_t note) { grams_.Insert(gram, term, note); });
-    ++anchors_[term->GramWidth() / 2];
-  }
+  if (term != nullptr && term->anchored == nullptr) anchors_.Insert(*term);
   Alternative** place = term != nullptr ? &term->anchored : &always_;
   while (*place != nullptr && (*place)->label < alternative.label)
     place = &(*place)->next;
@@ -165,10 +131,7 @@ void UserAgentIndex::Loosen(Alternative& alternative) {
   while (*place != &alternative)
     place = &(*place)->next;
   *place = alternative.next;
-  if (term != nullptr && term->anchored == nullptr) {
-    ForEachGram(*term, [&](Gram gram, uint32_t note) { grams_.Erase(gram, term, note); });
-    --anchors_[term->GramWidth() / 2];
-  }
+  if (term != nullptr && term->anchored == nullptr) anchors_.Erase(*term);
 }
 
 // ------------------------------------------------------------------ labels
@@ -272,13 +235,12 @@ void UserAgentIndex::Clear() {
   }
   terms_.Clear();
   pool_.Clear();
-  grams_.Clear();
-  std::fill_n(anchors_, kWidths, 0);
+  anchors_.Clear();
   always_ = nullptr;
 }
 
 size_t UserAgentIndex::bytes() const {
-  size_t bytes = terms_.bytes() + grams_.bytes();
+  size_t bytes = terms_.bytes() + anchors_.bytes();
   terms_.VisitAll([&](const OpenTable::Slot& slot) {
     bytes += Term::BytesFor(static_cast<const Term*>(slot.item)->length);
   });

@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "byod_data.h"
+#include "data/anchor_table.h"
 #include "data/block_pool.h"
-#include "data/gram_table.h"
 #include "data/open_table.h"
 #include "data/ranked_list.h"
 #include "data/user_agent_entry.h"
@@ -22,8 +22,8 @@ namespace byod::data {
  *
  * Terms are kept once, however many rules share them. Of the terms of an alternative one is its
  * anchor: the alternative is looked at only if the anchor occurs, and the anchor is looked for only
- * where some bytes of it (a gram) occur. Both are chosen rare. So a string costs little more than a
- * pass over it in which grams are looked up.
+ * where some bytes of it (its window) occur. Both are chosen rare. So a string costs little more
+ * than a pass over it in which most places are dismissed by a filter.
  *
  * The order of the match list decides between rules that match, also between equally long ones.
  * Every rule carries a label, and labels ascend along the list: a new rule gets one between those
@@ -65,8 +65,6 @@ class UserAgentIndex {
   size_t bytes() const;
 
  private:
-  static constexpr size_t kWidths = 3;
-
   Entry* MakeEntry(ByodUserAgentRule& rule);
   void FreeEntry(Entry* entry);
   bool FillEntry(Entry& entry, const char* expression, size_t length);
@@ -76,7 +74,6 @@ class UserAgentIndex {
   Term* ChooseAnchor(const Alternative& alternative) const;
   void Anchor(Alternative& alternative);
   void Loosen(Alternative& alternative);
-  void ChooseGrams(Term& term) const;
 
   Entry* EntryAt(size_t place) const { return static_cast<Entry*>(order_->NoteOf(place)); }
   void Label(size_t place);
@@ -85,8 +82,7 @@ class UserAgentIndex {
   RankedList* order_;
   BlockPool pool_;  // of terms and entries
   OpenTable terms_;
-  GramTable grams_;
-  size_t anchors_[kWidths] = {};   // by half the width of their grams
+  AnchorTable anchors_;
   Alternative* always_ = nullptr;  // those without terms, in match order
   Entry* prepared_ = nullptr;
 };

@@ -118,6 +118,73 @@ TEST_F(UserAgentIndex, TermAcrossEveryBlockBorderIsFound) {
     ASSERT_EQ(Indexed((std::string(before, '-') + "border").c_str()), rule) << before;
 }
 
+TEST_F(UserAgentIndex, TermOfEveryLengthIsFoundAtEveryPlaceAndNowhereElse) {
+  // Bytes that do not repeat, so that only the whole term is the term.
+  std::string letters;
+  for (int i = 0; i < 40; ++i)
+    letters += static_cast<char>('A' + i);
+  for (size_t length = 1; length <= letters.size(); ++length) {
+    const std::string term = letters.substr(0, length);
+    auto* const rule = Add(term);
+    for (size_t before = 0; before < 20; ++before) {
+      for (size_t behind = 0; behind < 3; ++behind) {
+        const std::string ua = std::string(before, '-') + term + std::string(behind, '-');
+        ASSERT_EQ(Indexed(ua.c_str()), rule) << ua;
+        for (size_t broken = before; broken < before + length; ++broken) {
+          std::string other = ua;
+          other[broken] = '~';
+          ASSERT_EQ(Indexed(other.c_str()), nullptr) << other;
+        }
+      }
+    }
+    BYOD_DeleteUserAgent(rule);
+  }
+}
+
+TEST_F(UserAgentIndex, TermsOfWhichEveryPieceIsCommonAreFound) {
+  const auto* const whole = Add("AppleWebKit/537.36 (KHTML, like Gecko)");
+  const auto* const part = Add("AppleWebKit/537.3");
+  const auto* const mobile = Add("Mobile");
+  const std::string ua =
+      "Mozilla/5.0 (Linux; Android 4.0) AppleWebKit/537.36 (KHTML, like Gecko) Mo";
+  EXPECT_EQ(Indexed(ua.c_str()), whole);
+  EXPECT_EQ(Indexed(ua.substr(0, ua.find(" (KHTML")).c_str()), part);
+  EXPECT_EQ(Indexed((ua.substr(0, ua.find(" Apple")) + " Mobile").c_str()), mobile);
+  EXPECT_EQ(Indexed("Mozilla/5.0 (Linux; Android 4.0)"), nullptr);
+}
+
+TEST_F(UserAgentIndex, FindsWhatIsLeftAfterManyRulesHaveLeft) {
+  // More leave than the filters bear before they are filled anew, of every kind of term.
+  const auto* const stays = Add("SM-G960F||M8||q||Pi3||Nova");
+  for (int i = 0; i < 2000; ++i) {
+    const std::string number = std::to_string(i);
+    ByodUserAgentRule* const leaves[] = {Add("model " + number), Add(number.substr(0, i % 3 + 1)),
+                                         Add({static_cast<char>('A' + i % 50)})};
+    ASSERT_NE(Indexed(("model " + number).c_str()), nullptr);
+    for (ByodUserAgentRule* const rule : leaves)
+      BYOD_DeleteUserAgent(rule);
+    ASSERT_EQ(Indexed(("MODEL " + number).c_str()), nullptr) << i;
+    for (const char* const ua : {"a SM-G960F", "M8", "a  M8", "sq", "Pi3", " Pi3", "Nova", "-Nova"})
+      ASSERT_EQ(Indexed(ua), stays) << ua;
+  }
+}
+
+TEST_F(UserAgentIndex, AnswersWithoutAllocating) {
+  RandomExpressions random(3);
+  for (int i = 0; i < 300; ++i)
+    Add(random.Expression());
+  std::vector<std::string> strings = {std::string(3000, 'x')};
+  for (int i = 0; i < 300; ++i)
+    strings.push_back(random.UserAgent());
+  size_t found = 0;
+  support::FailingAllocation none(0);
+  for (const std::string& ua : strings)
+    found += FirstMatch(ua.c_str()) != nullptr;
+  EXPECT_EQ(none.Count(), 0u);
+  none.Disarm();
+  EXPECT_GT(found, 0u);
+}
+
 TEST_F(UserAgentIndex, RulesOfEqualLengthAreTriedInTheOrderOfTheList) {
   std::vector<ByodUserAgentRule*> rules;
   for (int i = 0; i < 40; ++i)

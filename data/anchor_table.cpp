@@ -1,0 +1,147 @@
+#include "data/anchor_table.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+
+#include "data/common_grams.h"
+
+namespace byod::data {
+
+namespace {
+
+// The filter of grams is asked at every other place of a string: it had better stay in the nearest
+// cache. That of windows is asked for the few places that are left, and has to be right more often.
+constexpr size_t kGramBitsPerSlot = 8;
+constexpr size_t kWindowBitsPerSlot = 16;
+constexpr size_t kLeastBits = size_t{1} << 15;
+
+constexpr size_t kGramWidth = 3;
+
+size_t WordsFor(size_t capacity, size_t bits_per_slot) {
+  return std::max(capacity * bits_per_slot, kLeastBits) / 32;
+}
+
+/// The window of a term for which it has been chosen.
+const char* WindowOf(const Term& term) {
+  return term.text() + term.window_end - term.WindowWidth();
+}
+
+uint32_t HashOf(const Term& term) {
+  return HashOfWindow(LoadWindow(WindowOf(term), term.WindowWidth()));
+}
+
+}  // namespace
+
+bool AnchorTable::Reserve(size_t more) {
+  const size_t capacity = table_.CapacityFor(more);
+  const size_t gram_words = WordsFor(capacity, kGramBitsPerSlot);
+  const size_t window_words = WordsFor(capacity, kWindowBitsPerSlot);
+  if (gram_words == gram_words_ && window_words == window_words_) return table_.Reserve(more);
+  auto* const words =
+      static_cast<uint32_t*>(std::malloc((gram_words + window_words) * sizeof *grams_));
+  if (words == nullptr) return false;
+  if (!table_.Reserve(more)) {
+    std::free(words);
+    return false;
+  }
+  std::free(grams_);
+  grams_ = words;
+  gram_words_ = gram_words;
+  windows_ = words + gram_words;
+  window_words_ = window_words;
+  FillFilters();
+  return true;
+}
+
+void AnchorTable::Insert(Term& term) {
+  ChooseWindow(term);
+  if (term.length < kGramWidth + 1) ++short_terms_[term.length - 1];
+  table_.Insert(HashOf(term), &term, std::bit_cast<uint32_t>(term.NoteOfAnchor()));
+  AddToFilters(term);
+}
+
+void AnchorTable::Erase(const Term& term) {
+  table_.Erase(*table_.Find(HashOf(term), [&](const Slot& slot) { return slot.item == &term; }));
+  if (term.length < kGramWidth + 1) --short_terms_[term.length - 1];
+  // As many lookups with some bits too many are paid for as it takes to put right all bits.
+  constexpr size_t kLeastLeft = 64;
+  if (++left_ > table_.size() / 2 + kLeastLeft) FillFilters();
+}
+
+void AnchorTable::Clear() {
+  table_.Clear();
+  std::free(grams_);
+  *this = {};
+}
+
+// ------------------------------------------------------------------ windows
+
+/// What a window costs each lookup, more or less.
+size_t AnchorTable::Cost(const char* window, size_t width) const {
+  constexpr size_t kCommonWindow = 10000;
+  constexpr size_t kCommonGram = 1000;
+  size_t cost = IsCommon(window, width) ? kCommonWindow : 0;
+  for (const char* gram = window + width - kGramWidth - 1; gram <= window + width - kGramWidth;
+       ++gram) {
+    // Places with a gram that some other term has pass the filter anyhow.
+    if (MayBeGram(LoadGram(gram, kGramWidth))) continue;
+    cost += IsCommon(gram, kGramWidth) ? kCommonGram : 1;
+  }
+  return cost;
+}
+
+void AnchorTable::ChooseWindow(Term& term) const {
+  const size_t width = term.WindowWidth();
+  term.window_end = term.length;
+  if (width == term.length) return;
+  // From the end: versions and model numbers differ there.
+  size_t least = SIZE_MAX;
+  for (size_t end = term.length; end >= width && least > 0; --end) {
+    const size_t cost = Cost(term.text() + end - width, width);
+    if (cost >= least) continue;
+    least = cost;
+    term.window_end = static_cast<uint8_t>(end);
+  }
+}
+
+// ------------------------------------------------------------------ filters
+
+void AnchorTable::FillFilters() {
+  std::fill_n(grams_, gram_words_ + window_words_, 0);
+  std::fill_n(first_, sizeof first_, uint8_t{0});
+  std::fill_n(second_, sizeof second_, uint8_t{0});
+  left_ = 0;
+  table_.VisitAll([this](const Slot& slot) { AddToFilters(*static_cast<const Term*>(slot.item)); });
+}
+
+void AnchorTable::AddToFilters(const Term& term) {
+  Pass(windows_, window_words_, HashOf(term));
+  const char* const text = term.text();
+  if (term.length > kGramWidth) {
+    const char* const last = text + term.window_end - kGramWidth;
+    Pass(grams_, gram_words_, HashOfThree(LoadGram(last - 1, kGramWidth)));
+    Pass(grams_, gram_words_, HashOfThree(LoadGram(last, kGramWidth)));
+    return;
+  }
+  // At an even place stands the term's first byte or, before it, some other byte.
+  const auto byte = [text](size_t i) -> size_t { return static_cast<uint8_t>(text[i]); };
+  if (term.length == 3) {
+    AddPair(byte(0), byte(1));
+    return AddPair(byte(1), byte(2));
+  }
+  if (term.length == 2) AddPair(byte(0), byte(1));
+  for (size_t other = 0; other < 256; ++other) {
+    AddPair(other, byte(0));
+    if (term.length == 1) AddPair(byte(0), other);
+  }
+}
+
+void AnchorTable::AddPair(size_t first, size_t second) {
+  const auto bit = static_cast<uint8_t>(1 << second % 8);
+  first_[first] |= bit;
+  second_[second] |= bit;
+}
+
+}  // namespace byod::data

@@ -1,0 +1,103 @@
+// Where in a string one of many terms may stand.
+#ifndef BYOD_DATA_ANCHOR_TABLE_H
+#define BYOD_DATA_ANCHOR_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "data/gram.h"
+#include "data/open_table.h"
+#include "data/user_agent_entry.h"
+
+namespace byod::data {
+
+/**
+ * A table of terms by a piece of each, its window, with filters in front.
+ *
+ * A window is eight bytes of a term, four of a term of four to seven bytes, all of a shorter one.
+ * The last bytes of it are what a string is looked through for, at every other place alone:
+ *
+ *     term       S a m s u n g   S M - G 9 6 0 F
+ *     window                     S M - G 9 6 0 F
+ *     grams                              6 0 F         one of them begins at an even place,
+ *                                      9 6 0           wherever the term stands
+ *
+ * Where a gram is met, the windows that may end there are looked for. Both are asked of filters of
+ * bits first, so few places of a string lead to a slot of the table. Terms of up to three bytes are
+ * looked for by pairs of bytes, at every other place, too.
+ *
+ * A filter may pass what the table does not hold any more: bits are shared, and they are put right
+ * once many terms have left.
+ */
+class AnchorTable {
+ public:
+  using Slot = OpenTable::Slot;
+
+  /// Makes room for more terms. @return false without memory; nothing has changed then
+  bool Reserve(size_t more);
+
+  /// Chooses the term's window and takes it in. Room is reserved.
+  void Insert(Term& term);
+  void Erase(const Term& term);
+  void Clear();
+
+  bool empty() const { return table_.size() == 0; }
+  size_t bytes() const { return table_.bytes() + (gram_words_ + window_words_) * sizeof *grams_; }
+
+  /// Whether a term's gram may begin with these three bytes; a fourth one does not count. As for
+  /// the other filters, only for a table that has had room.
+  bool MayBeGram(Gram gram) const { return Passes(grams_, gram_words_, HashOfThree(gram)); }
+
+  /// Whether there are terms of up to three bytes; of this very length.
+  bool AnyShort() const { return short_terms_[0] + short_terms_[1] + short_terms_[2] != 0; }
+  bool AnyOfLength(size_t length) const { return short_terms_[length - 1] != 0; }
+
+  /// Whether two bytes may belong to a term of up to three.
+  bool MayBePair(char first, char second) const {
+    return (first_[static_cast<uint8_t>(first)] & second_[static_cast<uint8_t>(second)]) != 0;
+  }
+
+  /// Whether a window of this hash may be that of a term.
+  bool MayBeWindow(uint32_t hash) const { return Passes(windows_, window_words_, hash); }
+
+  /// Has the processor fetch what VisitWindow of this hash will look at.
+  void Prefetch(uint32_t hash) const { table_.Prefetch(hash); }
+
+  /// Calls visit(slot) for every term whose window has this hash; the slot's note is the term's.
+  template <typename Visit>
+  void VisitWindow(uint32_t hash, Visit visit) const {
+    table_.Find(hash, [&](const Slot& slot) {
+      visit(slot);
+      return false;
+    });
+  }
+
+ private:
+  static bool Passes(const uint32_t* words, size_t count, uint32_t hash) {
+    return (words[hash & (count - 1)] >> (hash >> 27) & 1) != 0;
+  }
+  static void Pass(uint32_t* words, size_t count, uint32_t hash) {
+    words[hash & (count - 1)] |= uint32_t{1} << (hash >> 27);
+  }
+
+  size_t Cost(const char* window, size_t width) const;
+  void ChooseWindow(Term& term) const;
+  void FillFilters();
+  void AddToFilters(const Term& term);
+  void AddPair(size_t first, size_t second);
+
+  OpenTable table_;  // by the hash of the window
+  uint32_t* grams_ = nullptr;
+  uint32_t* windows_ = nullptr;  // behind the grams, in the same memory
+  size_t gram_words_ = 0;        // powers of two
+  size_t window_words_ = 0;
+  size_t left_ = 0;  // terms since the filters were filled
+  size_t short_terms_[3] = {};
+  // Of a pair, both bytes have the bit that the second one names.
+  uint8_t first_[256] = {};
+  uint8_t second_[256] = {};
+};
+
+}  // namespace byod::data
+
+#endif  // BYOD_DATA_ANCHOR_TABLE_H
