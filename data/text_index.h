@@ -6,15 +6,17 @@
 #include <cstdint>
 
 #include "byod_data.h"
-#include "data/block_pool.h"
-#include "data/open_table.h"
+#include "data/number_table.h"
+#include "data/text_key.h"
+#include "data/unit_pool.h"
 
 namespace byod::data {
 
 /**
  * Holds the newest rule of each text: the one that stands first in its chain. The chains of 1024
- * buckets grow long with many rules; this table does not. It has the texts in copies of its own,
- * close together, so that a search need not go to the rules.
+ * buckets grow long with many rules; this table does not. It has the texts in short copies of its
+ * own, close together, so that a search need not go to the rules: of what it meets, only one of
+ * those copies lies far away.
  *
  * It keeps count of its rules. Where the count differs from the rule table's, other hands have
  * changed the chains, and they are to be asked.
@@ -39,16 +41,16 @@ class TextIndex {
    */
   template <typename NextNewest>
   void Remove(const char* text, const void* rule, NextNewest next_newest) {
-    const OpenTable::Slot* const slot = SlotOf(text);
-    if (slot == nullptr) return;
-    Text& kept = *static_cast<Text*>(slot->item);
+    const Place place = PlaceOf(text);
+    if (place.number == 0) return;
+    Text& kept = At(place.number);
     if (kept.older == 0 && kept.newest != rule) return;
     --rules_;
-    if (kept.older == 0) return Drop(*slot);
+    if (kept.older == 0) return Drop(place);
     --kept.older;
     if (kept.newest != rule) return;
     kept.newest = next_newest(text);
-    if (kept.newest == nullptr) Drop(*slot);
+    if (kept.newest == nullptr) Drop(place);
   }
 
   /// How many rules there are, those hidden behind newer ones too.
@@ -58,28 +60,35 @@ class TextIndex {
   void Clear();
 
  private:
-  /// A text in lower case, filled up with NUL to whole blocks of words, which follow it. Aligned as
-  /// they are, also where a pointer is narrower.
+  /// A text's rules; the words of its key follow.
   struct alignas(uint64_t) Text {
     void* newest;
     uint32_t older;  // how many rules the newest hides
-    uint32_t word_count;
+    uint16_t kind;   // of the key
 
-    size_t Bytes() const { return BytesFor(word_count); }
-    static size_t BytesFor(size_t words) { return sizeof(Text) + words * sizeof(uint64_t); }
+    static size_t UnitsFor(uint16_t kind) {
+      return UnitPool::UnitsFor(sizeof(Text) + TextKey::BytesOf(kind));
+    }
 
     uint64_t* words() { return reinterpret_cast<uint64_t*>(this + 1); }
     const uint64_t* words() const { return reinterpret_cast<const uint64_t*>(this + 1); }
   };
-  static_assert(sizeof(Text) % alignof(uint64_t) == 0);
+  static_assert(sizeof(Text) == 16, "a short option text shares a cache line with it");
 
-  OpenTable::Slot* SlotOf(const char* text) const;
+  /// A text's hash, and the number of its copy: 0 if there is none.
+  struct Place {
+    uint32_t hash = 0;
+    uint32_t number = 0;
+  };
+
+  Text& At(uint32_t number) const { return *static_cast<Text*>(pool_.At(number)); }
+  Place PlaceOf(const char* text) const;
   void DropPrepared();
-  void Drop(const OpenTable::Slot& slot);
+  void Drop(const Place& place);
 
-  BlockPool pool_;
-  OpenTable texts_;  // a slot's note: the text's words
-  Text* prepared_ = nullptr;
+  UnitPool pool_;      // of copies
+  NumberTable texts_;  // their numbers
+  uint32_t prepared_ = 0;
   uint32_t rules_ = 0;
 };
 
