@@ -78,13 +78,11 @@ void AnchorTable::Clear() {
 
 // ------------------------------------------------------------------ windows
 
-/// What a window costs each lookup, more or less.
-size_t AnchorTable::Cost(const char* window, size_t width) const {
-  constexpr size_t kCommonWindow = 10000;
+/// What the last two grams of a window cost each lookup, more or less.
+size_t AnchorTable::CostOfGrams(const char* window_end) const {
   constexpr size_t kCommonGram = 1000;
-  size_t cost = IsCommon(window, width) ? kCommonWindow : 0;
-  for (const char* gram = window + width - kGramWidth - 1; gram <= window + width - kGramWidth;
-       ++gram) {
+  size_t cost = 0;
+  for (const char* gram = window_end - kGramWidth - 1; gram <= window_end - kGramWidth; ++gram) {
     // Places with a gram that some other term has pass the filter anyhow.
     if (MayBeGram(LoadGram(gram, kGramWidth))) continue;
     cost += IsCommon(gram, kGramWidth) ? kCommonGram : 1;
@@ -93,13 +91,21 @@ size_t AnchorTable::Cost(const char* window, size_t width) const {
 }
 
 void AnchorTable::ChooseWindow(Term& term) const {
+  constexpr size_t kCommonWindow = 10000;
+  constexpr size_t kPiece = 4;
   const size_t width = term.WindowWidth();
   term.window_end = term.length;
   if (width == term.length) return;
   // From the end: versions and model numbers differ there.
   size_t least = SIZE_MAX;
+  size_t piece = term.length - kPiece + 1;  // the pieces from here on have been looked at
+  size_t rare = SIZE_MAX;                   // the first of them that is not common
   for (size_t end = term.length; end >= width && least > 0; --end) {
-    const size_t cost = Cost(term.text() + end - width, width);
+    while (piece > end - width) {
+      if (!IsCommon(term.text() + --piece, kPiece)) rare = piece;
+    }
+    const bool common = rare > end - kPiece;
+    const size_t cost = CostOfGrams(term.text() + end) + (common ? kCommonWindow : 0);
     if (cost >= least) continue;
     least = cost;
     term.window_end = static_cast<uint8_t>(end);

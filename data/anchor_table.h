@@ -80,7 +80,7 @@ class AnchorTable {
     words[hash & (count - 1)] |= uint32_t{1} << (hash >> 27);
   }
 
-  size_t Cost(const char* window, size_t width) const;
+  size_t CostOfGrams(const char* window_end) const;
   void ChooseWindow(Term& term) const;
   void FillFilters();
   void AddToFilters(const Term& term);
