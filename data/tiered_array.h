@@ -96,7 +96,7 @@ class TieredArray {
       if (i == 0) {
         first = (first + kRing - 1) % kRing;
       } else {
-        Move(i, i + 1, last - i);
+        MoveUp(i, last - i);
       }
       At(i) = element;
     }
@@ -106,21 +106,33 @@ class TieredArray {
       if (i == 0) {
         first = (first + 1) % kRing;
       } else {
-        Move(i + 1, i, last - i);
+        MoveDown(i + 1, last - i);
       }
     }
 
-    /// Moves count elements by one place, around the end of the memory if need be.
+    // Both move count elements by one place, in two parts if they go around the memory's end.
+
+    void MoveUp(size_t from, size_t count) {
+      const size_t begin = (first + from) % kRing;
+      if (begin + count < kRing) return Move(begin, begin + 1, count);
+      const size_t before_end = kRing - begin;
+      Move(0, 1, count - before_end);
+      elements[0] = elements[kRing - 1];
+      Move(begin, begin + 1, before_end - 1);
+    }
+
+    void MoveDown(size_t from, size_t count) {
+      if (count == 0) return;
+      const size_t begin = (first + from) % kRing;
+      if (begin > 0 && begin + count <= kRing) return Move(begin, begin - 1, count);
+      const size_t before_end = begin == 0 ? 0 : kRing - begin;
+      if (before_end > 0) Move(begin, begin - 1, before_end);
+      elements[kRing - 1] = elements[0];
+      Move(1, 0, count - before_end - 1);
+    }
+
     void Move(size_t from, size_t to, size_t count) {
-      if ((first + from) % kRing + count < kRing && (first + to) % kRing + count < kRing) {
-        std::memmove(&At(to), &At(from), count * sizeof(T));
-      } else if (from < to) {
-        for (size_t i = count; i-- > 0;)
-          At(to + i) = At(from + i);
-      } else {
-        for (size_t i = 0; i < count; ++i)
-          At(to + i) = At(from + i);
-      }
+      std::memmove(elements + to, elements + from, count * sizeof(T));
     }
   };
 
