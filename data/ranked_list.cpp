@@ -2,8 +2,7 @@
 
 namespace byod::data {
 
-ByodLink* RankedList::At(uint64_t index) const {
-  if (Mirrored()) return index < size() ? elements_[static_cast<size_t>(index)].link : nullptr;
+ByodLink* RankedList::WalkTo(uint64_t index) const {
   ByodLink* link = *head_;
   for (; link != nullptr && index > 0; --index)
     link = link->next;
@@ -18,18 +17,18 @@ bool RankedList::Reserve() {
   if (!elements_.Reserve(length + 1)) return false;
   elements_.Forget();
   for (ByodLink* link = *head_; link != nullptr; link = link->next)
-    elements_.Insert(size(), {link, nullptr});
+    elements_.Insert(size(), Of(*link, nullptr));
   return true;
 }
 
 void RankedList::InsertFirst(ByodLink& link, void* note) {
   LinkAt(*head_, link);
-  elements_.Insert(0, {&link, note});
+  elements_.Insert(0, Of(link, note));
 }
 
 void RankedList::InsertAt(const Place& place, ByodLink& link, void* note) {
   LinkAt(place.comparison < 0 ? *place.link->prev : place.link->next, link);
-  elements_.Insert(place.NewIndex(), {&link, note});
+  elements_.Insert(place.NewIndex(), Of(link, note));
 }
 
 void* RankedList::Forget(const ByodLink& link, size_t near) {

@@ -28,10 +28,16 @@ inline void LinkAt(ByodLink*& place, ByodLink& link) {
  * The list is the truth: it hangs on a head that belongs to the table's record, and callers may
  * walk it. The array beside it holds the same links in the same order. A list that was linked by
  * other hands than ours is noticed at its head; it is walked, and taken over with the next Reserve.
+ *
+ * Beside each link stands a key, a number that tells most of the order, so that hardly any of the
+ * links that a search probes is gone to: they lie in rules, far from each other.
  */
 class RankedList {
  public:
-  explicit constexpr RankedList(ByodLink** head) : head_(head) {}
+  /// Keys ascend along the list where its order holds; links that differ may have equal ones.
+  using KeyOf = uint64_t (*)(const ByodLink&);
+
+  constexpr RankedList(ByodLink** head, KeyOf key_of) : head_(head), key_of_(key_of) {}
 
   /// Where a search ended: at this link, and how what was sought compares with it.
   struct Place {
@@ -47,18 +53,27 @@ class RankedList {
    * Looks through the first count links by halves.
    *
    * @param compare  (ByodLink&) -> how what is sought compares with the link; 0 ends the search at
-   *                 once
+   *                 once. Its member key is what is sought's
    */
   template <typename Compare>
   Place Search(uint32_t count, Compare compare) const {
     Place place;
     if (count == 0 || *head_ == nullptr) return place;
     // Wide enough for the sum of any two counts; last is one below first when nothing is left.
+    const bool mirrored = Mirrored();
     for (uint64_t first = 1, last = count; first <= last;) {
       const uint64_t middle = (first + last) / 2;
-      ByodLink* const link = At(middle - 1);
-      if (link == nullptr) return {};
-      place = {link, static_cast<size_t>(middle - 1), compare(*link)};
+      const auto index = static_cast<size_t>(middle - 1);
+      if (mirrored) {
+        if (middle > size()) return {};
+        const Element& element = elements_[index];
+        place = {element.link, index, compare.key < element.key ? -1 : 1};
+        if (compare.key == element.key) place.comparison = compare(*element.link);
+      } else {
+        ByodLink* const link = WalkTo(middle - 1);
+        if (link == nullptr) return {};
+        place = {link, index, compare(*link)};
+      }
       if (place.comparison == 0) break;
       if (place.comparison < 0) {
         last = middle - 1;
@@ -117,12 +132,15 @@ class RankedList {
   struct Element {
     ByodLink* link;
     void* note;
+    uint64_t key;
   };
 
-  ByodLink* At(uint64_t index) const;
+  Element Of(ByodLink& link, void* note) const { return {&link, note, key_of_(link)}; }
+  ByodLink* WalkTo(uint64_t index) const;
   void* Forget(const ByodLink& link, size_t near);
 
   ByodLink** head_;
+  KeyOf key_of_;
   TieredArray<Element> elements_;
 };
 

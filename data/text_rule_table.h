@@ -56,9 +56,16 @@ typename T::Rule* FindText(const char* text) {
 
 /// The byte order of keys, for searches in the list.
 template <typename T>
-auto ByText(const char* text) {
-  return [text](ByodLink& link) { return std::strcmp(text, TextOf<T>(*RuleOfListLink<T>(&link))); };
-}
+struct ByText {
+  explicit ByText(const char* sought) : text(sought), key(KeyInByteOrder(sought)) {}
+
+  int operator()(ByodLink& link) const {
+    return std::strcmp(text, TextOf<T>(*RuleOfListLink<T>(&link)));
+  }
+
+  const char* text;
+  uint64_t key;
+};
 
 /// Puts a rule into a list whose room is reserved. A rule for which the search finds no place, as
 /// the count reaches past the list's end, is left out.
@@ -111,7 +118,7 @@ template <typename T>
 typename T::Rule* NextText(const char* text) {
   ByodLink* const head = T::Table().list;
   if (head == nullptr) return nullptr;
-  const auto by_text = ByText<T>(text);
+  const ByText<T> by_text(text);
   if (by_text(*head) < 0) return RuleOfListLink<T>(head);
   const RankedList::Place place = T::List().Search(T::Table().rule_count, by_text);
   if (place.link == nullptr) return nullptr;

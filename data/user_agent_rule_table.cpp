@@ -6,12 +6,18 @@ namespace byod::data {
 namespace {
 
 /// Longest first: a longer keyword belongs before a shorter one.
-auto ByLength(const ByodUserAgentRule& rule) {
-  return [length = std::strlen(rule.keyword)](ByodLink& link) {
+struct ByLength {
+  explicit ByLength(const ByodUserAgentRule& rule)
+      : length(std::strlen(rule.keyword)), key(KeyOfLongestFirst(rule.keyword)) {}
+
+  int operator()(ByodLink& link) const {
     const size_t other = std::strlen(RuleOfMatchLink(&link)->keyword);
     return (length < other) - (length > other);
-  };
-}
+  }
+
+  size_t length;
+  uint64_t key;
+};
 
 struct UserAgentTable {
   using Rule = ByodUserAgentRule;
@@ -114,8 +120,9 @@ ByodUserAgentRule* BYOD_data_GetNextUARule(const char* keyword) {
 }
 
 ByodUserAgentRule* byod_data_SearchUserAgentRuleList(uint32_t count, const char* name, int* cmp) {
-  const auto place =
-      byod::data::store.user_agent_list.Search(count, byod::data::ByText<UserAgentTable>(name));
-  if (place.link != nullptr) *cmp = place.comparison;
+  const byod::data::ByText<UserAgentTable> by_text(name);
+  const auto place = byod::data::store.user_agent_list.Search(count, by_text);
+  // Not what a key told, but what comparing the bytes tells.
+  if (place.link != nullptr) *cmp = by_text(*place.link);
   return byod::data::RuleOfListLink<UserAgentTable>(place.link);
 }
