@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "data/fold_case.h"
+#include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
 
 namespace {
@@ -82,6 +83,28 @@ TEST_F(TextIndexTest, TextLongerThanThatOfAnyRuleIsNotFound) {
   void* const rule = Add(std::string(255, '1'));
   EXPECT_EQ(Find(std::string(256, '1')), nullptr);
   EXPECT_EQ(Find(std::string(255, '1')), rule);
+}
+
+TEST_F(TextIndexTest, TextsWithEqualHashesAreToldApart) {
+  for (const char begin : {'t', '7'}) {  // in bytes, in half bytes
+    const auto pairs = byod::test::PairsWithEqualHashes(begin, [](const std::string& text) {
+      byod::data::TextKey key;
+      EXPECT_TRUE(key.Make(text.c_str()));
+      return key.hash();
+    });
+    EXPECT_GT(pairs.size(), 0u);
+    for (const auto& [text, other] : pairs) {
+      void* const rule = Add(text);
+      EXPECT_EQ(Find(other), nullptr);
+      void* const second = Add(other);
+      EXPECT_EQ(Find(text), rule);
+      EXPECT_EQ(Find(other), second);
+      Remove(text, rule);
+      EXPECT_EQ(Find(text), nullptr);
+      EXPECT_EQ(Find(other), second);
+      Remove(other, second);
+    }
+  }
 }
 
 TEST_F(TextIndexTest, AnswersAsAMapWhileTextsComeAndGo) {

@@ -7,7 +7,6 @@
 
 #include "data/internal.h"
 #include "data/ranked_list.h"
-#include "support/equal_hashes.h"
 #include "support/rule_lists.h"
 #include "support/rule_store_fixture.h"
 #include "support/rule_tables.h"
@@ -167,21 +166,6 @@ TYPED_TEST(TextRuleTable, RefusesARuleWhileTheStoreIsClosed) {
   EXPECT_EQ(TypeParam::Count(), 0u);
   EXPECT_EQ(TypeParam::Find("abc"), nullptr);
   TypeParam::Free(rule);
-}
-
-TYPED_TEST(TextRuleTable, TellsTextsWithEqualHashesApart) {
-  const auto pairs = PairsWithEqualHashes();
-  EXPECT_GT(pairs.size(), 0u);
-  for (const auto& [text, other] : pairs) {
-    auto* rule = this->Add(text);
-    EXPECT_EQ(TypeParam::Find(other), nullptr);
-    auto* second = this->Add(other);
-    EXPECT_EQ(TypeParam::Find(text), rule);
-    EXPECT_EQ(TypeParam::Find(other), second);
-    TypeParam::Erase(rule);
-    EXPECT_EQ(TypeParam::Find(text), nullptr);
-    EXPECT_EQ(TypeParam::Find(other), second);
-  }
 }
 
 TYPED_TEST(TextRuleTable, PagesByBytesAndCase) {

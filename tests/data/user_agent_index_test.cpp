@@ -11,6 +11,7 @@
 #include "byod_data.h"
 #include "data/rule_store.h"
 #include "data/user_agent_lookup.h"
+#include "data/word_hash.h"
 #include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
 #include "support/random_expressions.h"
@@ -240,7 +241,8 @@ TEST_F(UserAgentIndex, RulesInFrontOfAListThatWasTakenOverKeepTheirOrder) {
 }
 
 TEST_F(UserAgentIndex, TermsWithEqualHashesAreToldApart) {
-  const auto pairs = byod::test::PairsWithEqualHashes();
+  const auto pairs = byod::test::PairsWithEqualHashes(
+      't', [](const std::string& term) { return byod::data::HashOfText(term.data(), term.size()); });
   EXPECT_GT(pairs.size(), 0u);
   for (const auto& [term, other] : pairs) {
     ByodUserAgentRule* const rule = Add(term);
