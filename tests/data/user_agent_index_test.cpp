@@ -220,7 +220,8 @@ TEST_F(UserAgentIndex, ManyRulesBetweenTheSameNeighboursKeepTheirOrder) {
 }
 
 TEST_F(UserAgentIndex, RulesInFrontOfAListThatWasTakenOverKeepTheirOrder) {
-  std::vector<ByodUserAgentRule*> foreign = {NewRule("Android"), NewRule("ndroid"), NewRule("droid")};
+  std::vector<ByodUserAgentRule*> foreign = {NewRule("Android"), NewRule("ndroid"),
+                                             NewRule("droid")};
   for (size_t i = foreign.size(); i-- > 0;)
     byod::data::LinkAt(*BYOD_data_GetUserAgentRuleMatchList(), foreign[i]->match_link);
   BYOD_data_GetUserAgentRuleTbl()->rule_count = 3;
@@ -241,8 +242,9 @@ TEST_F(UserAgentIndex, RulesInFrontOfAListThatWasTakenOverKeepTheirOrder) {
 }
 
 TEST_F(UserAgentIndex, TermsWithEqualHashesAreToldApart) {
-  const auto pairs = byod::test::PairsWithEqualHashes(
-      't', [](const std::string& term) { return byod::data::HashOfText(term.data(), term.size()); });
+  const auto pairs = byod::test::PairsWithEqualHashes('t', [](const std::string& term) {
+    return byod::data::HashOfText(term.data(), term.size());
+  });
   EXPECT_GT(pairs.size(), 0u);
   for (const auto& [term, other] : pairs) {
     ByodUserAgentRule* const rule = Add(term);
