@@ -8,8 +8,10 @@ namespace byod::ctl {
 std::string AuthorizationText(const std::optional<AuthorizationSet>& set) {
   std::string text;
   if (!set) return text;
-  for (const auto& [name, value] : set->attributes)
-    text += (text.empty() ? "" : " ") + name + '=' + value;
+  for (const auto& [name, value] : set->attributes) {
+    if (!text.empty()) text += ' ';
+    text.append(name).append(1, '=').append(value);
+  }
   return text;
 }
 

@@ -60,7 +60,7 @@ class RuleCursor {
     // Of several rules with this key some may have been given already.
     given_ = 0;
     for (Rule* rule = Kind::First(); rule != next_; rule = Kind::Next(rule)) {
-      if (Kind::SameKey(Kind::KeyOf(*rule), key_)) ++given_;
+      if (HasKey(*rule)) ++given_;
     }
     next_ = nullptr;
   }
@@ -71,10 +71,11 @@ class RuleCursor {
     next_ = Kind::First();
     while (next_ != nullptr && Kind::Before(*next_, key_))
       Advance();
-    for (size_t i = 0; i < given_ && next_ != nullptr && Kind::SameKey(Kind::KeyOf(*next_), key_);
-         ++i)
+    for (size_t i = 0; i < given_ && next_ != nullptr && HasKey(*next_); ++i)
       Advance();
   }
+
+  bool HasKey(const Rule& rule) const { return Kind::SameKey(Kind::KeyOf(rule), key_); }
 
   static inline RuleCursor* first_cursor_ = nullptr;
 
