@@ -107,6 +107,8 @@ Term* UserAgentIndex::ChooseAnchor(const Alternative& alternative) const {
   for (uint32_t i = 0; i < alternative.term_count; ++i) {
     Term* const term = alternative.terms[i];
     const uint32_t uses = term->uses + (IsCommon(term->text(), term->length) ? kCommonUses : 0);
+    // The first term is taken, as nothing has so many uses.
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
     if (uses > least || (uses == least && term->length <= best->length)) continue;
     least = uses;
     best = term;
