@@ -35,8 +35,13 @@ phone=(--mac cc:3a:61:47:0d:11 --dhcp 1,3,6,15,26,28,51,58,59,43
 byodctl identify "${phone[@]}"
 byodctl set order user-agent,mac,dhcp
 byodctl identify "${phone[@]}"
-byodctl set rule user-agent 'Mozilla/5.0&&Android 9&&SM-G960F&&AppleWebKit' --name 'Company phone' \
-  --vendor Samsung --category Mobile --os Android
+# The longest expression that matches decides, so a rule of one's own has to say much.
+models=
+for model in SM-G960F SM-G965F SM-N960F; do
+  models+=${models:+||}"Mozilla/5.0&&Android&&$model&&Mobile Safari"
+done
+byodctl set rule user-agent "$models" --name 'Company phone' --vendor Samsung --category Mobile \
+  --os Android
 byodctl identify "${phone[@]}"
 byodctl show rules --custom --modified
 byodctl show counts
