@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "byodctl/answer_json.h"
 #include "byodctl/authorization_text.h"
 #include "byodctl/display_text.h"
 #include "byodctl/explanation_json.h"
@@ -15,8 +15,6 @@
 
 namespace byod::ctl {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 class TsvWriter : public Writer {
  public:
@@ -63,24 +61,17 @@ class JsonWriter : public Writer {
   void Write(const Identification& identification) override {
     const InputLine& line = identification.line;
     const Answer& answer = identification.answer;
-    const Json object = {
-        {"line", line.number},
-        {"mac", line.text.mac},
-        {"options", line.text.options},
-        {"user_agent", line.text.user_agent},
-        {"vendor", answer.vendor},
-        {"category", answer.category},
-        {"os", answer.os},
-        {"name", answer.name},
-        {"identified", !answer.IsUnknown()},
-        {"locally_administered", identification.is_locally_administered},
-        {"error", line.error.empty() ? Json() : Json(line.error)},
-        {"explanation", answer.explanation ? Json(ExplanationJson(*answer.explanation)) : Json()},
-        {"authorization", answer.authorization ? AuthorizationJson(*answer.authorization) : Json()},
-        {"time", identification.time.empty() ? Json() : Json(identification.time)},
-        {"address", identification.address}};
-    // A User-Agent need not be UTF-8, but JSON is.
-    out_ << object.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+    Json object = {{"line", line.number}, {"mac", line.text.mac}};
+    AddAnswer(object, line.text, answer, !answer.IsUnknown(),
+              identification.is_locally_administered);
+    object["error"] = line.error.empty() ? Json() : Json(line.error);
+    object["explanation"] =
+        answer.explanation ? Json(ExplanationJson(*answer.explanation)) : Json();
+    object["authorization"] =
+        answer.authorization ? AuthorizationJson(*answer.authorization) : Json();
+    object["time"] = identification.time.empty() ? Json() : Json(identification.time);
+    object["address"] = identification.address;
+    out_ << JsonLine(object) << std::flush;
   }
 
  private:

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "byod_tlv.h"
+#include "byodctl/answer_json.h"
 #include "byodctl/client.h"
 #include "byodctl/command.h"
 #include "byodctl/event_text.h"
@@ -46,19 +47,13 @@ void WriteJson(const Fields& event, uint64_t lost) {
   const FingerprintText text = FingerprintIn(event);
   Answer answer = AnswerIn(event);
   if (answer.vendor.empty()) answer.vendor = event.Text(BYOD_EXT_DERIVED_VENDOR);
-  WriteJsonLine({{"time", TimeText(event.Counter(BYOD_EXT_TIME))},
+  Json object = {{"time", TimeText(event.Counter(BYOD_EXT_TIME))},
                  {"user_id", event.Number(BYOD_EXT_CLIENT)},
                  {"question", QuestionName(event.Number(BYOD_TLV_MSGTYPE))},
-                 {"mac", text.mac},
-                 {"options", text.options},
-                 {"user_agent", text.user_agent},
-                 {"vendor", answer.vendor},
-                 {"category", answer.category},
-                 {"os", answer.os},
-                 {"name", answer.name},
-                 {"identified", CodeOf(event) == 0},
-                 {"locally_administered", IsLocallyAdministered(text.mac)},
-                 {"lost", lost}});
+                 {"mac", text.mac}};
+  AddAnswer(object, text, answer, CodeOf(event) == 0, IsLocallyAdministered(text.mac));
+  object["lost"] = lost;
+  WriteJsonLine(object);
 }
 
 void WriteText(const Fields& event, uint64_t lost) {

@@ -2,9 +2,9 @@
 
 #include <iostream>
 
+#include "byodctl/answer_json.h"
 #include "byodctl/event_text.h"
 #include "byodctl/failure.h"
-#include "byodctl/json_line.h"
 #include "byodctl/station_watch.h"
 #include "byodctl/told_fingerprint.h"
 
@@ -16,17 +16,9 @@ void WriteReport(const StationReport& report, bool json) {
   const Answer& answer = report.answer;
   const std::string time = TimeText(report.time_us);
   if (json) {
-    WriteJsonLine({{"time", time},
-                   {"mac", text.mac},
-                   {"address", report.address},
-                   {"options", text.options},
-                   {"user_agent", text.user_agent},
-                   {"vendor", answer.vendor},
-                   {"category", answer.category},
-                   {"os", answer.os},
-                   {"name", answer.name},
-                   {"identified", !answer.IsUnknown()},
-                   {"locally_administered", report.is_locally_administered}});
+    Json object = {{"time", time}, {"mac", text.mac}, {"address", report.address}};
+    AddAnswer(object, text, answer, !answer.IsUnknown(), report.is_locally_administered);
+    WriteJsonLine(object);
   } else {
     std::cout << ToString(Event{time, "station", text, report.address, !answer.IsUnknown(), answer})
               << '\n';
