@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 
 namespace lauth::dbm {
 namespace {
@@ -34,12 +35,38 @@ uint32_t LoadLittleEndian(const unsigned char* at) {
   return uint32_t{at[0]} | uint32_t{at[1]} << 8 | uint32_t{at[2]} << 16 | uint32_t{at[3]} << 24;
 }
 
+#if defined(__x86_64__)
+__attribute__((target("sse4.2"))) uint32_t AddByInstruction(uint32_t state,
+                                                            std::string_view bytes) noexcept {
+  const char* at = bytes.data();
+  size_t left = bytes.size();
+  uint64_t wide = state;
+  for (; left >= kStride; left -= kStride, at += kStride) {
+    uint64_t word;
+    std::memcpy(&word, at, sizeof word);
+    wide = __builtin_ia32_crc32di(wide, word);
+  }
+  state = static_cast<uint32_t>(wide);
+  for (; left > 0; --left, ++at)
+    state = __builtin_ia32_crc32qi(state, static_cast<unsigned char>(*at));
+  return state;
+}
+#endif
+
+using Adder = uint32_t (*)(uint32_t state, std::string_view bytes) noexcept;
+
+Adder FastestAdder() {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("sse4.2")) return AddByInstruction;
+#endif
+  return AddByTable;
+}
+
 }  // namespace
 
-Checksum& Checksum::Add(std::string_view bytes) noexcept {
+uint32_t AddByTable(uint32_t state, std::string_view bytes) noexcept {
   auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
   size_t left = bytes.size();
-  uint32_t state = state_;
   for (; left >= kStride; left -= kStride, at += kStride) {
     const uint32_t low = state ^ LoadLittleEndian(at);
     const uint32_t high = LoadLittleEndian(at + 4);
@@ -49,7 +76,12 @@ Checksum& Checksum::Add(std::string_view bytes) noexcept {
   }
   for (; left > 0; --left, ++at)
     state = (state >> 8) ^ kTables[0][(state ^ *at) & 0xFFU];
-  state_ = state;
+  return state;
+}
+
+Checksum& Checksum::Add(std::string_view bytes) noexcept {
+  static const Adder add = FastestAdder();
+  state_ = add(state_, bytes);
   return *this;
 }
 

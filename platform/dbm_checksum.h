@@ -7,6 +7,9 @@
 
 namespace lauth::dbm {
 
+/** Counts bytes in where the processor has no instruction for it. @return the state after them */
+uint32_t AddByTable(uint32_t state, std::string_view bytes) noexcept;
+
 class Checksum {
  public:
   /** Counts bytes in. */
