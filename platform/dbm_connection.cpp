@@ -60,9 +60,10 @@ Result CodeFor(int sqlite_code) {
 Result Connection::Open(const std::string& path, const std::string& name) {
   name_ = name;
   errno = 0;
-  int code = sqlite3_open_v2(path.c_str(), &sqlite_,
-                             SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_EXRESCODE,
-                             nullptr);
+  // Whoever calls holds the database's mutex, so SQLite needs none of its own for the connection.
+  int code =
+      sqlite3_open_v2(path.c_str(), &sqlite_,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   if (code == SQLITE_OK) code = sqlite3_busy_timeout(sqlite_, kPatienceMilliseconds);
   if (code == SQLITE_OK) {
     code = sqlite3_db_config(sqlite_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
