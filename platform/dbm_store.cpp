@@ -82,7 +82,7 @@ Result MakeDurable(Connection& connection) {
     result = Fail(DBM_ERR_FAILED, "%s: a write-ahead log is not possible here",
                   connection.name().c_str());
   }
-  if (result == DBM_OK) result = connection.Execute("PRAGMA synchronous = FULL; PRAGMA cache_size = -2000");
+  if (result == DBM_OK) result = connection.Execute("PRAGMA synchronous = FULL");
   if (result == DBM_OK) connection.LetCloseTidyUp(true);
   return result;
 }

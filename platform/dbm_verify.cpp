@@ -165,8 +165,6 @@ Result Verify(Connection& connection, const Identity& identity, Depth depth,
   Result result = connection.Execute("BEGIN");
   if (result != DBM_OK) return result;
   result = VerifyKind(connection);
-  // Everything is looked at more than once.
-  if (result == DBM_OK) result = connection.Execute("PRAGMA cache_size = -16384");
   if (result == DBM_OK) result = VerifyPages(connection, depth);
   if (result == DBM_OK) result = VerifyIdentity(connection, identity);
   if (result == DBM_OK) result = VerifyLists(connection, judge);
