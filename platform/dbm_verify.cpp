@@ -1,5 +1,6 @@
 // Judging a database file whole. SQLite finds damage only where it happens to read, and keeps no
 // checksums of the file itself, so an open reads everything once.
+#include <map>
 #include <string>
 
 #include "dbm_schema.h"
@@ -46,43 +47,18 @@ Result JudgeData(const DataJudge& judge, std::string_view key, uint32_t kind,
   return judge ? judge(key, kind, data) : DBM_OK;
 }
 
-Result VerifyRecords(Connection& connection, std::string_view key, const List& list,
-                     const DataJudge& judge, int64_t& counted) {
-  Statement read(connection,
-                 "SELECT sort_key, data, sum FROM record WHERE list = ? ORDER BY sort_key");
-  read.Bind(list.id);
-  std::string before;
-  bool first = true;
-  for (;;) {
-    bool row = false;
-    if (const Result result = read.Step(row); result != DBM_OK) return result;
-    if (!row) return DBM_OK;
-    ++counted;
-    const std::string_view sort_key = read.Bytes(0);
-    const std::string_view data = read.Bytes(1);
-    if (data.size() > DBM_MAX_DATA || !HoldsSortKey(list, data.size())) {
-      return connection.FailDamaged("a record's size is wrong");
-    }
-    if (read.Number(2) != int64_t{RecordSum(list.id, data)} || SortKeyOf(list, data) != sort_key) {
-      return connection.FailDamaged("a record is not as it was stored");
-    }
-    if (!first && before >= sort_key) return connection.FailDamaged("a list is out of order");
-    first = false;
-    before = sort_key;
-    if (const Result result = JudgeData(judge, key, LAUTH_DB_LIST, data); result != DBM_OK) {
-      return result;
-    }
-  }
-}
+struct KeyedList {
+  std::string key;
+  List list;
+};
+using Lists = std::map<int64_t, KeyedList>;  // by their ids
 
-Result VerifyLists(Connection& connection, const DataJudge& judge) {
+Result ReadLists(Connection& connection, Lists& lists) {
   Statement read(connection,
                  "SELECT id, offset, length, number, sum, comparison, reserved, key FROM list");
-  int64_t counted = 0;
   for (;;) {
     bool row = false;
-    if (const Result result = read.Step(row); result != DBM_OK) return result;
-    if (!row) break;
+    if (const Result result = read.Step(row); result != DBM_OK || !row) return result;
     const std::string_view key = read.Bytes(7);
     const bool in_range = IsUint32(read.Number(1)) && read.Number(1) <= DBM_MAX_DATA &&
                           read.Number(2) >= 1 && read.Number(2) <= DBM_MAX_KEY &&
@@ -94,14 +70,45 @@ Result VerifyLists(Connection& connection, const DataJudge& judge) {
     if (read.Number(4) != int64_t{ListSum(key, list)}) {
       return connection.FailDamaged("a list's description is not as it was stored");
     }
-    const Result result = VerifyRecords(connection, key, list, judge, counted);
-    if (result != DBM_OK) return result;
+    lists.insert({list.id, {std::string(key), list}});
   }
-  int64_t all = 0;
-  if (const Result result = connection.Read("SELECT count(*) FROM record", all); result != DBM_OK) {
-    return result;
+}
+
+// The records of all lists, in the order in which they lie in the file.
+Result VerifyRecords(Connection& connection, const Lists& lists, const DataJudge& judge) {
+  Statement read(connection,
+                 "SELECT list, sort_key, data, sum FROM record ORDER BY list, sort_key");
+  auto owner = lists.end();  // of the record before, as is the sort key
+  std::string before;
+  for (;;) {
+    bool row = false;
+    if (const Result result = read.Step(row); result != DBM_OK || !row) return result;
+    const int64_t id = read.Number(0);
+    const std::string_view sort_key = read.Bytes(1);
+    const std::string_view data = read.Bytes(2);
+    const bool follows =
+        owner == lists.end() || id > owner->first || (id == owner->first && sort_key > before);
+    if (!follows) return connection.FailDamaged("a list is out of order");
+    if (owner == lists.end() || id != owner->first) owner = lists.find(id);
+    if (owner == lists.end()) return connection.FailDamaged("there are records of no list");
+    const auto& [key, list] = owner->second;
+    if (data.size() > DBM_MAX_DATA || !HoldsSortKey(list, data.size())) {
+      return connection.FailDamaged("a record's size is wrong");
+    }
+    if (read.Number(3) != int64_t{RecordSum(id, data)} || SortKeyOf(list, data) != sort_key) {
+      return connection.FailDamaged("a record is not as it was stored");
+    }
+    before = sort_key;
+    if (const Result result = JudgeData(judge, key, LAUTH_DB_LIST, data); result != DBM_OK) {
+      return result;
+    }
   }
-  return all == counted ? DBM_OK : connection.FailDamaged("there are records of no list");
+}
+
+Result VerifyLists(Connection& connection, const DataJudge& judge) {
+  Lists lists;
+  const Result result = ReadLists(connection, lists);
+  return result == DBM_OK ? VerifyRecords(connection, lists, judge) : result;
 }
 
 Result VerifyValues(Connection& connection, const DataJudge& judge) {

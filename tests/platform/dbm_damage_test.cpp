@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <algorithm>
+
 #include "support/dbm_fixture.h"
 
 namespace dbm_test {
@@ -115,6 +117,26 @@ TEST_F(Damage, ARecordTooShortForItsSortKeyIsRefused) {
 
 TEST_F(Damage, RecordsWithoutAListAreRefused) {
   ExpectRefusedAfter("DELETE FROM list", "records of no list");
+}
+
+TEST_F(Damage, RecordsThatChangedPlacesAreRefused) {
+  constexpr size_t kPage = 4096;
+  constexpr char kIndexLeaf = 0x0A;
+  MakeDatabase();
+  const std::string whole = FileBytes(file_);
+  int swapped = 0;
+  for (size_t page = kPage; page < whole.size(); page += kPage) {
+    const auto* const head = reinterpret_cast<const unsigned char*>(whole.data()) + page;
+    if (whole[page] != kIndexLeaf || head[3] * 256 + head[4] < 2) continue;
+    // The page's list of where its records lie begins behind eight bytes.
+    std::string altered = whole;
+    std::swap_ranges(altered.begin() + static_cast<ptrdiff_t>(page) + 8,
+                     altered.begin() + static_cast<ptrdiff_t>(page) + 10,
+                     altered.begin() + static_cast<ptrdiff_t>(page) + 10);
+    ExpectRefused(altered, "out of order");
+    ++swapped;
+  }
+  EXPECT_GE(swapped, 5);
 }
 
 TEST_F(Damage, AnAlteredListIsRefused) {
