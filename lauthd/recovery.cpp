@@ -17,27 +17,6 @@
 namespace byod::lauthd {
 namespace {
 
-int32_t RecoverOrder(int32_t handle, const char* key, uint32_t key_length) {
-  BYOD_db_ReCoverOrder(handle, key, key_length);
-  return 0;
-}
-
-struct StoredKey {
-  const char* name;
-  uint32_t kind;         // LAUTH_DB_*
-  uint32_t record_size;  // of each record; 0 = any
-  int32_t (*recover)(int32_t handle, const char* key, uint32_t key_length);
-};
-
-constexpr StoredKey kStoredKeys[] = {
-    {BYOD_DB_ORDER_KEY, LAUTH_DB_VALUE, 0, RecoverOrder},
-    {BYOD_DB_MAC_KEY, LAUTH_DB_LIST, sizeof(ByodMacRuleShowRec), BYOD_db_RecoverMacRule},
-    {BYOD_DB_USERAGENT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec),
-     BYOD_db_RecoverUserAgentRule},
-    {BYOD_DB_DHCPOPT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec),
-     BYOD_db_ReCoverDhcpOptionRule},
-};
-
 /// @return the key as text without its NUL; empty when it is no text
 std::string_view TextOf(const void* key, uint32_t key_length) {
   const auto* const text = static_cast<const char*>(key);
@@ -47,31 +26,6 @@ std::string_view TextOf(const void* key, uint32_t key_length) {
 
 bool IsGroup(std::string_view key) {
   return key.starts_with(BYOD_DB_GROUP_PREFIX);
-}
-
-const StoredKey* Find(std::string_view key) {
-  for (const StoredKey& stored : kStoredKeys) {
-    if (key == stored.name) return &stored;
-  }
-  return nullptr;
-}
-
-struct Walk {
-  int32_t handle;
-};
-
-int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t kind) {
-  const Walk& walk = *static_cast<const Walk*>(context);
-  const std::string_view text = TextOf(key, key_length);
-  if (IsGroup(text) && kind == LAUTH_DB_LIST) {
-    BYOD_db_RecoverDeviceTypeAuthor(walk.handle, text.data(), key_length);
-  } else if (const StoredKey* const stored = Find(text); stored && stored->kind == kind) {
-    stored->recover(walk.handle, text.data(), key_length);
-  } else {
-    Log(Severity::kWarning, "the database holds something unknown, which is left alone: \"%.*s\"",
-        static_cast<int>(text.size()), text.data());
-  }
-  return 0;
 }
 
 /// Looks after each stored record: whether its rule is there, and is spelt the same.
@@ -112,6 +66,65 @@ void Tidy(int32_t handle) {
   if (!kept) Log(Severity::kWarning, "the database cannot be tidied: %s", LAUTH_db_ErrorText());
 }
 
+int32_t RecoverOrder(int32_t handle, const char* key, uint32_t key_length) {
+  BYOD_db_ReCoverOrder(handle, key, key_length);
+  return 0;
+}
+
+struct StoredKey {
+  const char* name;
+  uint32_t kind;         // LAUTH_DB_*
+  uint32_t record_size;  // of each record; 0 = any
+  int32_t (*recover)(int32_t handle, const char* key, uint32_t key_length);
+  void (*tidy)(int32_t handle);  // nullptr = nothing to tidy
+};
+
+constexpr StoredKey kStoredKeys[] = {
+    {BYOD_DB_ORDER_KEY, LAUTH_DB_VALUE, 0, RecoverOrder, nullptr},
+    {BYOD_DB_MAC_KEY, LAUTH_DB_LIST, sizeof(ByodMacRuleShowRec), BYOD_db_RecoverMacRule,
+     Tidy<MacKind>},
+    {BYOD_DB_USERAGENT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec),
+     BYOD_db_RecoverUserAgentRule, Tidy<UserAgentKind>},
+    {BYOD_DB_DHCPOPT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec), BYOD_db_ReCoverDhcpOptionRule,
+     Tidy<DhcpOptionKind>},
+};
+
+const StoredKey* Find(std::string_view key) {
+  for (const StoredKey& stored : kStoredKeys) {
+    if (key == stored.name) return &stored;
+  }
+  return nullptr;
+}
+
+struct Walk {
+  int32_t handle;
+  std::vector<const StoredKey*> untidy;
+};
+
+/// Recovers what one key holds.
+/// @return whether each record made a custom rule of its own, which then is spelt like the record
+bool RecoverRules(int32_t handle, const StoredKey& stored, const char* key, uint32_t key_length) {
+  const int64_t records = LAUTH_db_WalkCount(handle);
+  const uint32_t rules = Byod_GetCustomRuleCount();
+  stored.recover(handle, key, key_length);
+  return LAUTH_db_WalkCount(handle) - records == int64_t{Byod_GetCustomRuleCount() - rules};
+}
+
+int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t kind) {
+  Walk& walk = *static_cast<Walk*>(context);
+  const std::string_view text = TextOf(key, key_length);
+  if (IsGroup(text) && kind == LAUTH_DB_LIST) {
+    BYOD_db_RecoverDeviceTypeAuthor(walk.handle, text.data(), key_length);
+  } else if (const StoredKey* const stored = Find(text); stored && stored->kind == kind) {
+    const bool alike = RecoverRules(walk.handle, *stored, text.data(), key_length);
+    if (!alike && stored->tidy != nullptr) walk.untidy.push_back(stored);
+  } else {
+    Log(Severity::kWarning, "the database holds something unknown, which is left alone: \"%.*s\"",
+        static_cast<int>(text.size()), text.data());
+  }
+  return 0;
+}
+
 }  // namespace
 
 void TidyAll(int32_t handle) {
@@ -122,13 +135,14 @@ void RecoverAll(int32_t handle, Authorization& authorization) {
   DropConfigured();
   authorization.Clear();
   BYOD_order_UnSetOrder();
-  Walk walk = {handle};
+  Walk walk = {handle, {}};
   const bool reading = LAUTH_db_BeginReading(handle) == 0;  // else it only takes longer
   if (LAUTH_db_WalkKeys(handle, RecoverKey, &walk) != 0) {
     Log(Severity::kError, "the database cannot be read to its end: %s", LAUTH_db_ErrorText());
   }
   if (reading) LAUTH_db_EndReading(handle);
-  TidyAll(handle);
+  for (const StoredKey* const stored : walk.untidy)
+    stored->tidy(handle);
   Log(Severity::kInfo, "recovered %u custom rules", Byod_GetCustomRuleCount());
 }
 

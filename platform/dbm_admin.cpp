@@ -42,6 +42,15 @@ int32_t LAUTH_db_BeginReading(int32_t handle) {
   return WithDatabase(handle, [](Database& database) { return database.BeginReading(); });
 }
 
+int64_t LAUTH_db_WalkCount(int32_t handle) {
+  int64_t count = 0;
+  const Result result = WithDatabase(handle, [&](Database& database) {
+    count = database.WalkCount();
+    return DBM_OK;
+  });
+  return result == DBM_OK ? count : result;
+}
+
 int32_t LAUTH_db_EndReading(int32_t handle) {
   return WithDatabase(handle, [](Database& database) { return database.EndReading(); });
 }

@@ -44,6 +44,7 @@ class Database {
   Result Get(std::string_view key, Buffer record);
   Result GetNext(std::string_view key, uintptr_t& iterator, Buffer record);
   Result FreeIterator(uintptr_t& iterator);
+  int64_t WalkCount() const { return walked_; }
 
   Result SetValue(std::string_view key, uint32_t area, uint32_t form, std::string_view data);
   Result GetValue(std::string_view key, uint32_t area, Buffer data);
@@ -93,6 +94,7 @@ class Database {
   bool reading_ = false;
   int64_t changes_at_begin_ = 0;
   std::map<uintptr_t, Cursor> cursors_;
+  int64_t walked_ = 0;  // records that GetNext has given
 };
 
 /**

@@ -164,6 +164,7 @@ Result Database::GetNext(std::string_view key, uintptr_t& iterator, Buffer recor
     cursor->second.walk_from = cursor->second.sort_key;
     cursor->second.walk->Bind(list.id).Bind(cursor->second.walk_from);
   }
+  ++walked_;
   return Copy(next.Bytes(0), record);
 }
 
@@ -179,6 +180,7 @@ Result Database::WalkOn(Cursor& cursor, Buffer record) {
     return connection_.FailDamaged("a record is not as it was stored");
   }
   cursor.sort_key = cursor.walk->Bytes(2);
+  ++walked_;
   return Copy(cursor.walk->Bytes(0), record);
 }
 

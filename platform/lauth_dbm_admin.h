@@ -61,6 +61,12 @@ int32_t LAUTH_db_WalkKeys(int32_t handle, LAUTH_db_KeyCallback callback, void* c
  */
 int32_t LAUTH_db_BeginReading(int32_t handle);
 
+/**
+ * @return the records that walks have given by this handle since it was opened, by which a caller
+ *         whose walk is done elsewhere learns how many there were; below 0 on failure
+ */
+int64_t LAUTH_db_WalkCount(int32_t handle);
+
 /** Ends a reading. Iterators keep their places. @return 0; DBM_ERR_REFUSED when there is none */
 int32_t LAUTH_db_EndReading(int32_t handle);
 

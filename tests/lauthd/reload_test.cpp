@@ -51,6 +51,22 @@ class Reload : public testing::Test {
     return table;
   }
 
+  void Restart() {
+    client_.reset();
+    ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
+    client_ = std::make_unique<Client>(daemon_);
+  }
+
+  // Spelt otherwise than it was stored at first.
+  void ExpectThatIphoneCanBeUndoneForGood() {
+    EXPECT_EQ(VerdictOf(client_->Ask(
+                  BYOD_OP_UNDO, BYOD_MSG_UA_VALUE,
+                  [](Appender& append) { append.Text(BYOD_TLV_USERAGENT, "iPhone"); })),
+              (Verdict{0, 0}));
+    Restart();
+    EXPECT_EQ(TextOf(Get("iPhone"), BYOD_TLV_OS), "");
+  }
+
   DaemonProcess daemon_;
   std::unique_ptr<Client> client_;
 };
@@ -65,19 +81,19 @@ TEST_F(Reload, OnSighupNewRulesComeAndTheAdministratorsStay) {
             "Iphone|01|new|Apple|mine\n"
             "gone|10|||mine\n");
   // A restart finds the very same.
-  client_.reset();
-  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
-  client_ = std::make_unique<Client>(daemon_);
+  Restart();
   EXPECT_EQ(Table(), running);
-  // What is spelt otherwise now can still be undone for good.
-  EXPECT_EQ(
-      VerdictOf(client_->Ask(BYOD_OP_UNDO, BYOD_MSG_UA_VALUE,
-                             [](Appender& append) { append.Text(BYOD_TLV_USERAGENT, "iPhone"); })),
-      (Verdict{0, 0}));
-  client_.reset();
-  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
-  client_ = std::make_unique<Client>(daemon_);
-  EXPECT_EQ(TextOf(Get("iPhone"), BYOD_TLV_OS), "");
+  ExpectThatIphoneCanBeUndoneForGood();
+}
+
+TEST_F(Reload, AStartAfterNewRulesKeepsTheAdministratorsUnderTheirNewSpelling) {
+  daemon_.WriteRules("user-agent.csv", std::string(kHead) + "Iphone,new,Apple,,\nCustom,c,,,\n");
+  Restart();
+  EXPECT_EQ(Table(),
+            "Custom|01|c||mine\n"
+            "Iphone|01|new|Apple|mine\n"
+            "gone|10|||mine\n");
+  ExpectThatIphoneCanBeUndoneForGood();
 }
 
 TEST_F(Reload, ABadFileChangesNothingAndSaysWhy) {

@@ -34,6 +34,19 @@ TEST_F(SortList, GivesRecordsInTheOrderOfTheirKeyBytes) {
                           Record("a\xFF"), Record("b"), Record("\x80")));
 }
 
+TEST_F(SortList, CountsWhatWalksHaveGiven) {
+  EXPECT_EQ(LAUTH_db_WalkCount(handle_), 0);
+  for (const char* key : {"a", "b", "c"})
+    ASSERT_EQ(Insert(handle_, "L", Record(key)), DBM_OK);
+  EXPECT_EQ(Records(handle_, "L").size(), 3U);
+  EXPECT_EQ(LAUTH_db_WalkCount(handle_), 3);
+  ASSERT_EQ(LAUTH_db_BeginReading(handle_), DBM_OK);
+  EXPECT_EQ(Records(handle_, "L").size(), 3U);
+  EXPECT_EQ(LAUTH_db_EndReading(handle_), DBM_OK);
+  EXPECT_EQ(LAUTH_db_WalkCount(handle_), 6);
+  EXPECT_EQ(LAUTH_db_WalkCount(-1), DBM_ERR_REFUSED);
+}
+
 TEST_F(SortList, ReplacesTheRecordWithTheSameSortKey) {
   ASSERT_EQ(Insert(handle_, "L", Record("a", "first, and long")), DBM_OK);
   ASSERT_EQ(Insert(handle_, "L", Record("a", "second")), DBM_OK);
