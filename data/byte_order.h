@@ -21,6 +21,14 @@ inline uint64_t LoadMac(const uint8_t* bytes) {
   return uint64_t{high} << 16 | low;
 }
 
+/// Eight bytes as a number, the first one the most significant.
+inline uint64_t LoadEight(const char* bytes) {
+  uint64_t number;
+  std::memcpy(&number, bytes, sizeof number);
+  if constexpr (std::endian::native == std::endian::little) number = __builtin_bswap64(number);
+  return number;
+}
+
 }  // namespace byod
 
 #endif  // BYOD_DATA_BYTE_ORDER_H

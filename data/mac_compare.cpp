@@ -1,4 +1,6 @@
 // How MAC rules compare: as numbers, under masks.
+#include <cstddef>
+
 #include "data/byte_order.h"
 #include "data/internal.h"
 
@@ -8,16 +10,26 @@ int ThreeWay(uint64_t a, uint64_t b) {
   return (a > b) - (a < b);
 }
 
+// Address and mask stand side by side, so each lies within eight bytes of the two: one load instead
+// of one of four bytes and one of two.
+static_assert(offsetof(ByodMacRule, mask) == offsetof(ByodMacRule, mac) + BYOD_MAC_SIZE);
+
+uint64_t MacOf(const void* rule) {
+  return byod::LoadEight(static_cast<const char*>(rule) + offsetof(ByodMacRule, mac)) >> 16;
+}
+
+/// Above the mask stand the last two bytes of the address, for an AND with an address to clear.
+uint64_t MaskOf(const void* rule) {
+  return byod::LoadEight(static_cast<const char*>(rule) + offsetof(ByodMacRule, mask) - 2);
+}
+
 int CompareUnderCommonMask(const void* a, const void* b) {
-  const auto& x = *static_cast<const ByodMacRule*>(a);
-  const auto& y = *static_cast<const ByodMacRule*>(b);
-  const uint64_t common = byod::LoadMac(x.mask) & byod::LoadMac(y.mask);
-  return ThreeWay(byod::LoadMac(x.mac) & common, byod::LoadMac(y.mac) & common);
+  const uint64_t common = MaskOf(a) & MaskOf(b);
+  return ThreeWay(MacOf(a) & common, MacOf(b) & common);
 }
 
 uint64_t Masked(const void* rule) {
-  const auto& r = *static_cast<const ByodMacRule*>(rule);
-  return byod::LoadMac(r.mac) & byod::LoadMac(r.mask);
+  return MacOf(rule) & MaskOf(rule);
 }
 
 }  // namespace
