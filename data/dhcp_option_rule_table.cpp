@@ -14,6 +14,7 @@ struct DhcpOptionTable {
   static RankedList& List() { return store.dhcp_list; }
   static TextIndex& Texts() { return store.dhcp_texts; }
 
+  static Rule* Alloc() { return AllocRule<Rule>(); }
   static void SetKey(Rule& rule, Key text) { SetText<DhcpOptionTable>(rule, text); }
   static Rule* Find(Key text) { return BYOD_data_FindDhcpOptionRule(text); }
   static Rule* FindSame(Key text) { return Find(text); }

@@ -14,6 +14,7 @@ struct MacTable {
   using Key = const ByodMacRule*;
   using Record = ByodMacRuleShowRec;
 
+  static Rule* Alloc() { return store.spare_mac_rules.Take(store.mac.rule_count); }
   static void SetKey(Rule& rule, Key probe) {
     std::memcpy(rule.mac, probe->mac, sizeof rule.mac);
     std::memcpy(rule.mask, probe->mask, sizeof rule.mask);

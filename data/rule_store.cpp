@@ -70,6 +70,7 @@ void BYOD_data_GlobalInfoFini() {
     AVL_Fini(store.mac.tree);
     store.mac = {};
   }
+  store.spare_mac_rules.Clear();
   store.custom_limit = BYOD_NO_RULE_LIMIT;
 }
 

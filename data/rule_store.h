@@ -8,6 +8,7 @@
 
 #include "byod_data.h"
 #include "data/ranked_list.h"
+#include "data/spare_mac_rules.h"
 #include "data/text_index.h"
 #include "data/user_agent_index.h"
 #include "lauth_hash.h"
@@ -59,6 +60,8 @@ struct RuleStore {
   TextIndex dhcp_texts;
   TextIndex user_agent_texts;
   UserAgentIndex user_agent_index{&match_list};
+
+  SpareMacRules spare_mac_rules;
 };
 
 extern RuleStore store;

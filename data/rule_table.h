@@ -1,7 +1,7 @@
 // What the three rule tables do alike. A table states only its differences:
 //
 //   Rule, Key, Record      the rule, what names it, and its stored form
-//   Alloc(), Free(rule)    a rule in no table
+//   Alloc()                a zero-filled rule in no table
 //   SetKey(rule, key)
 //   Find(key)              the rule that a deletion means
 //   FindSame(key)          the rule that makes a new one needless
@@ -48,7 +48,7 @@ using OwnedRule = std::unique_ptr<Rule, RuleDeleter<Rule>>;
 
 template <typename T>
 OwnedRule<typename T::Rule> MakeRule(typename T::Key key, uint32_t origin) {
-  OwnedRule<typename T::Rule> rule(AllocRule<typename T::Rule>());
+  OwnedRule<typename T::Rule> rule(T::Alloc());
   if (rule) {
     rule->origin = origin;
     T::SetKey(*rule, key);

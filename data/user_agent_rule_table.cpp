@@ -29,6 +29,7 @@ struct UserAgentTable {
   static RankedList& List() { return store.user_agent_list; }
   static TextIndex& Texts() { return store.user_agent_texts; }
 
+  static Rule* Alloc() { return AllocRule<Rule>(); }
   static void SetKey(Rule& rule, Key keyword) { SetText<UserAgentTable>(rule, keyword); }
   static Rule* Find(Key keyword) { return BYOD_data_FindUserAgentRule(keyword); }
   static Rule* FindSame(Key keyword) { return Find(keyword); }

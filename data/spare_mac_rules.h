@@ -1,0 +1,36 @@
+// MAC rules made ahead, so that they lie close together.
+#ifndef BYOD_DATA_SPARE_MAC_RULES_H
+#define BYOD_DATA_SPARE_MAC_RULES_H
+
+#include <cstddef>
+
+#include "byod_data.h"
+
+namespace byod::data {
+
+/**
+ * A search in the tree goes from rule to rule and never to their informations. Made by turns, rules
+ * and informations, a large table's rules would be spread over so many pages that most steps of a
+ * search met one that the processor has no address of. So rules are made in rows. Each is a record
+ * on the heap of its own all the same, and released as such.
+ */
+class SpareMacRules {
+ public:
+  static constexpr size_t kRow = 64;
+  static constexpr size_t kFewRules = 1024;  // are in the caches wherever they lie
+
+  /// @param rules  how many the table has
+  /// @return a zero-filled rule, the caller's; null without memory
+  ByodMacRule* Take(size_t rules);
+
+  /// Releases those that have not been taken.
+  void Clear();
+
+ private:
+  ByodMacRule* rules_[kRow] = {};
+  size_t count_ = 0;
+};
+
+}  // namespace byod::data
+
+#endif  // BYOD_DATA_SPARE_MAC_RULES_H
