@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <asio/buffer.hpp>
 #include <asio/co_spawn.hpp>
 #include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
@@ -42,47 +43,55 @@ bool Connection::Begin(Daemon& daemon, int descriptor) {
     close(descriptor);
     return false;
   }
-  try {
-    if (!connection->ServeAtOnce()) return true;
+  connection->AtOwnCost([&] {
+    const Need need = connection->ServeWhatIsThere();
     // Who has been answered will probably have gone before long: see then.
-    if (connection->requests_ == 1) {
+    if (need == Need::kInput && connection->requests_ == 1) {
       daemon.LookAgainAt(connection);
     } else {
-      connection->Spawn();
+      connection->SeeTo(need);
     }
-  } catch (const std::exception& reason) {
-    Drop(reason);
-    connection->Close();
-  }
+  });
   return true;
 }
 
 void Connection::Continue() {
+  readable_ = true;
+  ServeOn();
+}
+
+/// Does something for the client; what it throws ends this connection and nothing else.
+template <typename Step>
+void Connection::AtOwnCost(Step step) {
   try {
-    readable_ = true;
-    if (ServeAtOnce()) Spawn();
+    step();
   } catch (const std::exception& reason) {
     Drop(reason);
     Close();
   }
 }
 
-/// @return whether there is more to come
-bool Connection::ServeAtOnce() {
-  if (ServeWhatIsThere() != Need::kEnd) return true;
-  Close();
-  return false;
+/// Makes what the client needs to be served on happen.
+void Connection::SeeTo(Need need) {
+  switch (need) {
+    case Need::kInput:
+      return WaitForInput();
+    case Need::kEnd:
+      return Close();
+    case Need::kTurn:
+      return asio::post(daemon_.io, [self = shared_from_this()] { self->ServeOn(); });
+    default:
+      return Spawn(need);
+  }
 }
 
-void Connection::Spawn() {
-  asio::co_spawn(daemon_.io, Run(), [self = shared_from_this()](std::exception_ptr failure) {
-    if (!failure) return;
-    self->Close();
-    try {
-      std::rethrow_exception(failure);
-    } catch (const std::exception& reason) {
-      Drop(reason);
-    }
+void Connection::ServeOn() {
+  AtOwnCost([this] { SeeTo(ServeWhatIsThere()); });
+}
+
+void Connection::Spawn(Need need) {
+  asio::co_spawn(daemon_.io, TakeTime(need), [self = shared_from_this()](std::exception_ptr error) {
+    if (error) self->AtOwnCost([&error] { std::rethrow_exception(error); });
   });
 }
 
@@ -150,7 +159,7 @@ Connection::Received Connection::ParsePending() {
   const Received received =
       Parse(pending_.data() + pending_start_, pending_.size() - pending_start_, used);
   pending_start_ += used;
-  // A client that waits holds no memory.
+  // A client that waits keeps no memory for what it has sent.
   if (pending_start_ == pending_.size()) {
     std::vector<uint8_t>().swap(pending_);
     pending_start_ = 0;
@@ -164,33 +173,38 @@ Connections::Clock::duration Connection::Patience() const {
   return std::min<Connections::Clock::duration>(daemon_.idle_timeout, kBulkPatience);
 }
 
-/// Reads what has arrived, into memory that all connections share; what is no whole message is
-/// kept.
+/// Takes a message out of bytes that have arrived; what is no whole message is kept.
+Connection::Received Connection::TakeIn(std::span<const uint8_t> arrived) {
+  size_t used = 0;
+  const bool first = pending_.empty();
+  const Received received = first ? Parse(arrived.data(), arrived.size(), used) : Received::kWait;
+  if (received != Received::kEnd && used < arrived.size()) {
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(pending_start_));
+    pending_start_ = 0;
+    pending_.insert(pending_.end(), arrived.begin() + static_cast<ptrdiff_t>(used), arrived.end());
+  }
+  return first ? received : ParsePending();
+}
+
+/// Reads what has arrived, into memory that all connections share.
 Connection::Received Connection::ReadMessage() {
-  auto& arrived = daemon_.scratch;
-  const ssize_t got = recv(descriptor_, arrived.data(), arrived.size(), MSG_DONTWAIT);
+  auto& room = daemon_.scratch;
+  const ssize_t got = recv(descriptor_, room.data(), room.size(), MSG_DONTWAIT);
   if (got < 0) {
     const bool nothing_yet = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
     return nothing_yet ? Received::kWait : Received::kEnd;
   }
   if (got == 0) return Received::kEnd;
-  const auto count = static_cast<size_t>(got);
-  size_t used = 0;
-  const bool first = pending_.empty();
-  const Received received = first ? Parse(arrived.data(), count, used) : Received::kWait;
-  if (received != Received::kEnd && used < count) {
-    pending_.erase(pending_.begin(), pending_.begin() + static_cast<ptrdiff_t>(pending_start_));
-    pending_start_ = 0;
-    pending_.insert(pending_.end(), arrived.begin() + static_cast<ptrdiff_t>(used),
-                    arrived.begin() + got);
-  }
-  return first ? received : ParsePending();
+  return TakeIn({room.data(), static_cast<size_t>(got)});
 }
 
 /// Takes the next message out of what has arrived. Nothing is read on the off chance: who has its
 /// answer seldom has asked again by now.
 Connection::Received Connection::NextMessage() {
   Received received = pending_.empty() ? Received::kWait : ParsePending();
+  if (received == Received::kWait && !arrived_.empty()) {
+    received = TakeIn(std::exchange(arrived_, {}));
+  }
   if (received == Received::kWait && std::exchange(readable_, false)) received = ReadMessage();
   return received;
 }
@@ -318,36 +332,35 @@ Connection::Need Connection::ServeWhatIsThere() {
   }
 }
 
-Connection::Awaitable<void> Connection::Run() {
-  asio::error_code error;
-  for (bool goes_on = true; goes_on;) {
-    switch (ServeWhatIsThere()) {
-      case Need::kInput:
-        // Not longer because it comes byte by byte.
-        if (deadline_ == kNever) deadline_ = Connections::Clock::now() + Patience();
-        co_await socket().async_wait(Socket::wait_read, asio::redirect_error(kAwait, error));
-        goes_on = !error;
-        readable_ = true;
-        break;
-      case Need::kRoom:
-        goes_on = co_await SendRest();
-        break;
-      case Need::kTime:
-        goes_on = co_await AnswerInTime();
-        exchange_.reset();
-        request_ = tlv::Message();
-        ++requests_;
-        break;
-      case Need::kTurn:
-        co_await asio::post(kAwait);
-        break;
-      case Need::kEnd:
-        goes_on = false;
-        break;
+/// Serves the client on when something has arrived: by a plain call, as a coroutine that waits
+/// costs more, and by a read, as the reactor has to be told of each wait that is none.
+void Connection::WaitForInput() {
+  // Not longer because it comes byte by byte.
+  if (deadline_ == kNever) deadline_ = Connections::Clock::now() + Patience();
+  socket().async_receive(asio::buffer(first_bytes_),
+                         [self = shared_from_this()](asio::error_code error, size_t count) {
+                           if (error) return self->Close();
+                           self->arrived_ = {self->first_bytes_.data(), count};
+                           self->readable_ = count == self->first_bytes_.size();
+                           self->ServeOn();
+                         });
+}
+
+/// Waits for room or for what takes time, as long as the client needs that.
+Connection::Awaitable<void> Connection::TakeTime(Need need) {
+  while (need == Need::kRoom || need == Need::kTime) {
+    bool goes_on = true;
+    if (need == Need::kRoom) {
+      goes_on = co_await SendRest();
+    } else {
+      goes_on = co_await AnswerInTime();
+      exchange_.reset();
+      request_ = tlv::Message();
+      ++requests_;
     }
+    need = goes_on ? ServeWhatIsThere() : Need::kEnd;
   }
-  // Whatever still waits for this socket lets go of it.
-  Close();
+  SeeTo(need);
 }
 
 // ---------------------------------------------------------------- watching

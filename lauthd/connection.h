@@ -2,6 +2,7 @@
 #ifndef LAUTHD_CONNECTION_H
 #define LAUTHD_CONNECTION_H
 
+#include <array>
 #include <asio/awaitable.hpp>
 #include <asio/basic_stream_socket.hpp>
 #include <asio/io_context.hpp>
@@ -10,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "lauthd/access.h"
@@ -66,14 +68,19 @@ class Connection : public std::enable_shared_from_this<Connection> {
   // What has to happen before the client can be served on.
   enum class Need { kInput, kRoom, kTime, kTurn, kEnd };
 
-  bool ServeAtOnce();
-  void Spawn();
-  Awaitable<void> Run();
+  template <typename Step>
+  void AtOwnCost(Step step);
   Need ServeWhatIsThere();
+  void SeeTo(Need need);
+  void ServeOn();
+  void WaitForInput();
+  void Spawn(Need need);
+  Awaitable<void> TakeTime(Need need);
 
   Connections::Clock::duration Patience() const;
   Received NextMessage();
   Received ReadMessage();
+  Received TakeIn(std::span<const uint8_t> arrived);
   Received ParsePending();
   Received Parse(const uint8_t* bytes, size_t count, size_t& used);
 
@@ -109,6 +116,10 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::optional<Exchange> exchange_;
   Task task_;
 
+  // Where the next request begins to arrive: room for a fingerprint. What is longer is read on when
+  // that much is there.
+  std::array<uint8_t, 512> first_bytes_;
+  std::span<const uint8_t> arrived_;  // what of it is not looked at yet
   // Bytes that have arrived and are no whole message yet, or wait for their turn.
   std::vector<uint8_t> pending_;
   size_t pending_start_ = 0;

@@ -4,7 +4,7 @@
 
 namespace byod::lauthd {
 
-// Closing a connection only wakes its coroutine; it leaves the list later.
+// Closing a connection only ends what it waits for; it leaves the list later.
 
 void Connections::CloseOverdue(Clock::time_point now) {
   for (Connection* connection : connections_) {

@@ -186,6 +186,36 @@ TEST_F(Clients, AMessageInPiecesIsAMessage) {
   EXPECT_TRUE(client.Receive());
 }
 
+/// A plain question that is so many bytes long.
+std::vector<uint8_t> QuestionOf(size_t length) {
+  const std::vector<uint8_t> padding(length - BytesOf(MakeRequest(0, 0)).size() - 4);
+  return BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT, [&](Appender& append) {
+    append.Bytes(BYOD_TLV_OPTION55, static_cast<uint32_t>(padding.size()), padding.data());
+  }));
+}
+
+TEST_F(Clients, QuestionsOfAnyLengthAreAnsweredAloneAndInARow) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client client(daemon_);
+  for (const size_t length : {28, 256, 510, 511, 512, 513, 514, 1023, 1024, 1025, 4000, 65000}) {
+    const std::vector<uint8_t> question = QuestionOf(length);
+    ASSERT_EQ(question.size(), length);
+    // The most that are answered in a row, and some; of long ones no more than fit the socket.
+    for (const size_t count : {size_t{1}, size_t{2}, std::min<size_t>(40, 100000 / length)}) {
+      std::vector<uint8_t> bytes;
+      for (size_t i = 0; i < count; ++i)
+        bytes.insert(bytes.end(), question.begin(), question.end());
+      ASSERT_TRUE(client.SendBytes(bytes.data(), bytes.size()));
+      for (size_t i = 0; i < count; ++i) {
+        const Message reply = client.Receive();
+        ASSERT_TRUE(reply) << length << ", " << i << " of " << count;
+        EXPECT_EQ(BYOD_tlv_GetErrorCode(reply.get()), 0u);
+      }
+    }
+    EXPECT_TRUE(IsAnswered(client)) << length;
+  }
+}
+
 TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndIsDropped) {
   daemon_.WriteRules("user-agent.csv", ManyRules(kManyRules));
   daemon_.AddOption("--idle-timeout");
