@@ -137,32 +137,14 @@ void Message::Delete(const Element* at) {
   }
 }
 
-const Element* Message::First() const {
-  return first_ < element_count_ ? &elements_[first_] : nullptr;
-}
-
-const Element* Message::Next(const Element* element) const {
-  const Element* const end = elements_ + element_count_;
-  do {
-    if (++element == end) return nullptr;
-  } while (element->offset == Element::kDeleted);
-  return element;
-}
-
-const Element* Message::Find(uint32_t serial) const {
-  if (element_count_ == 0) return nullptr;
+// Finds a serial, also of a deleted element.
+const Element* Message::Seek(uint32_t serial) const {
   const Element* const begin = elements_;
   const Element* const end = begin + element_count_;
-  // Where no deleted element was cleaned away, serials are without gaps.
-  const size_t guess = static_cast<uint32_t>(serial - begin->serial);
-  const Element* found = guess < element_count_ ? begin + guess : end;
-  if (found == end || found->serial != serial) {
-    found = std::lower_bound(begin, end, serial, [](const Element& element, uint32_t wanted) {
-      return element.serial < wanted;
-    });
-    if (found == end || found->serial != serial) return nullptr;
-  }
-  return found->offset != Element::kDeleted ? found : nullptr;
+  const Element* const found = std::lower_bound(
+      begin, end, serial,
+      [](const Element& element, uint32_t wanted) { return element.serial < wanted; });
+  return found != end && found->serial == serial ? found : nullptr;
 }
 
 const Element* Message::FindType(uint16_t type) const {

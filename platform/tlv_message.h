@@ -47,7 +47,7 @@ class Message {
   void Delete(const Element* element);
 
   // Borrowed until the message is changed or written; null when there is none.
-  const Element* First() const;
+  const Element* First() const { return first_ < element_count_ ? &elements_[first_] : nullptr; }
   const Element* Next(const Element* element) const;
   const Element* Find(uint32_t serial) const;
   const Element* FindType(uint16_t type) const;
@@ -64,6 +64,7 @@ class Message {
  private:
   bool Reserve(size_t size);
   bool ReserveElements(size_t count);
+  const Element* Seek(uint32_t serial) const;
   bool Index();
   void Reset(size_t size, uint32_t first_serial);
   void Compact();
@@ -79,6 +80,23 @@ class Message {
   size_t deleted_bytes_ = 0;
   uint32_t next_serial_ = 0;
 };
+
+inline const Element* Message::Next(const Element* element) const {
+  const Element* const end = elements_ + element_count_;
+  do {
+    if (++element == end) return nullptr;
+  } while (element->offset == Element::kDeleted);
+  return element;
+}
+
+inline const Element* Message::Find(uint32_t serial) const {
+  if (element_count_ == 0) return nullptr;
+  // Where no deleted element was cleaned away, serials are without gaps.
+  const size_t guess = static_cast<uint32_t>(serial - elements_->serial);
+  const bool met = guess < element_count_ && elements_[guess].serial == serial;
+  const Element* const found = met ? &elements_[guess] : Seek(serial);
+  return found != nullptr && found->offset != Element::kDeleted ? found : nullptr;
+}
 
 }  // namespace lauth::tlv
 

@@ -1,27 +1,18 @@
 #include "tlv_pool.h"
 
 #include <array>
-#include <atomic>
 #include <new>
 #include <type_traits>
 
 namespace lauth::tlv {
 namespace {
 
-// Handle: the generation in the upper half, the slot's index + 1 in the lower, which is never 0.
-constexpr uint32_t kMostSlots = 0xFFFF;
-constexpr uint32_t kBlock = 64;
-
 // Slots are taken in turn, so that a handle comes back late, and this many before any comes again.
-constexpr uint32_t kSlotsInTurn = kBlock;
+constexpr uint32_t kSlotsInTurn = kSlotBlock;
 
 // Memory that unused slots may keep for the next message, all of them and each.
 constexpr size_t kMostSpare = size_t{2} << 20;
 constexpr size_t kMostSpareEach = kMostSpare / 16;
-
-uint32_t HandleOf(const Slot& slot) {
-  return uint32_t{slot.generation} << 16 | (slot.index + 1);
-}
 
 // Slots to be taken in the order in which they came.
 class Queue {
@@ -45,16 +36,8 @@ class Queue {
   Slot* newest_ = nullptr;
 };
 
-// Slots stay where they are once they are made, so looking one up takes no lock.
 class Pool {
  public:
-  Slot* Find(uint32_t handle) {
-    const uint32_t index = (handle & 0xFFFF) - 1;
-    if (index >= kMostSlots) return nullptr;
-    Slot* block = blocks_[index / kBlock].load(std::memory_order_acquire);
-    return block != nullptr ? &block[index % kBlock] : nullptr;
-  }
-
   Slot* Take() {
     const Guard guard(lock_);
     if (made_ < kSlotsInTurn || (with_memory_.IsEmpty() && without_memory_.IsEmpty())) {
@@ -83,19 +66,18 @@ class Pool {
  private:
   Slot* Make() {
     if (made_ == kMostSlots) return nullptr;
-    std::atomic<Slot*>& block = blocks_[made_ / kBlock];
+    std::atomic<Slot*>& block = slot_blocks[made_ / kSlotBlock];
     if (block.load(std::memory_order_relaxed) == nullptr) {
-      Slot* fresh = made_ == 0 ? first_block_.data() : new (std::nothrow) Slot[kBlock];
+      Slot* fresh = made_ == 0 ? first_block_.data() : new (std::nothrow) Slot[kSlotBlock];
       if (fresh == nullptr) return nullptr;
-      for (uint32_t i = 0; i < kBlock; ++i)
+      for (uint32_t i = 0; i < kSlotBlock; ++i)
         fresh[i].index = made_ + i;
       block.store(fresh, std::memory_order_release);
     }
-    return &block.load(std::memory_order_relaxed)[made_++ % kBlock];
+    return &block.load(std::memory_order_relaxed)[made_++ % kSlotBlock];
   }
 
-  std::array<std::atomic<Slot*>, kMostSlots / kBlock + 1> blocks_{};
-  std::array<Slot, kBlock> first_block_{};
+  std::array<Slot, kSlotBlock> first_block_{};
   std::mutex lock_;  // over what follows
   uint32_t made_ = 0;
   Queue with_memory_;
@@ -108,6 +90,8 @@ static_assert(std::is_trivially_destructible_v<Pool>, "messages are usable until
 constinit Pool pool;
 
 }  // namespace
+
+constinit std::atomic<Slot*> slot_blocks[kMostSlots / kSlotBlock + 1] = {};
 
 NewMessage::NewMessage() : slot_(pool.Take()) {}
 
@@ -128,20 +112,12 @@ uint32_t NewMessage::Publish() {
   return HandleOf(*slot);
 }
 
-OpenMessage::OpenMessage(uint32_t handle) : slot_(pool.Find(handle)) {
-  if (slot_ == nullptr) return;
-  guard_.emplace(slot_->lock);
-  if (slot_->live && HandleOf(*slot_) == handle) return;
-  guard_.reset();
-  slot_ = nullptr;
-}
-
 void OpenMessage::Destroy() {
   Slot* slot = slot_;
   slot_ = nullptr;
   slot->live = false;
   ++slot->generation;
-  guard_.reset();
+  guard_.Release();
   pool.GiveBack(slot);
 }
 

@@ -5,9 +5,9 @@
 #ifndef LAUTH_TLV_POOL_H
 #define LAUTH_TLV_POOL_H
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
-#include <optional>
 
 #if __has_include(<sys/single_threaded.h>)
 #include <sys/single_threaded.h>
@@ -21,7 +21,9 @@ namespace lauth::tlv {
 // held.
 class Guard {
  public:
-  explicit Guard(std::mutex& lock) : lock_(IsAlone() ? nullptr : &lock) {
+  explicit Guard(std::mutex& lock) : Guard(&lock) {}
+  // None locks nothing.
+  explicit Guard(std::mutex* lock) : lock_(IsAlone() ? nullptr : lock) {
     if (lock_ != nullptr) lock_->lock();
   }
   ~Guard() { Release(); }
@@ -54,6 +56,26 @@ struct Slot {
   Slot* next_free = nullptr;
 };
 
+// The generation in the upper half, the slot's index + 1 in the lower, which is never 0.
+inline uint32_t HandleOf(const Slot& slot) {
+  return uint32_t{slot.generation} << 16 | (slot.index + 1);
+}
+
+inline constexpr uint32_t kMostSlots = 0xFFFF;
+inline constexpr uint32_t kSlotBlock = 64;
+
+// The slots by their index, in blocks that stay where they are once they are made: looking one up
+// takes no lock.
+extern constinit std::atomic<Slot*> slot_blocks[kMostSlots / kSlotBlock + 1];
+
+// The slot that a handle names, whatever it holds now; null when there never was one.
+inline Slot* FindSlot(uint32_t handle) {
+  const uint32_t index = (handle & 0xFFFF) - 1;
+  if (index >= kMostSlots) return nullptr;
+  Slot* block = slot_blocks[index / kSlotBlock].load(std::memory_order_acquire);
+  return block != nullptr ? &block[index % kSlotBlock] : nullptr;
+}
+
 // A slot that no handle names yet, for its one owner to fill; goes back unless it is published.
 class NewMessage {
  public:
@@ -78,7 +100,13 @@ class NewMessage {
 // A message in use, locked while this lives. None for a handle that names no message.
 class OpenMessage {
  public:
-  explicit OpenMessage(uint32_t handle);
+  explicit OpenMessage(uint32_t handle)
+      : slot_(FindSlot(handle)), guard_(slot_ != nullptr ? &slot_->lock : nullptr) {
+    if (slot_ != nullptr && (!slot_->live || HandleOf(*slot_) != handle)) {
+      guard_.Release();
+      slot_ = nullptr;
+    }
+  }
   OpenMessage(const OpenMessage&) = delete;
   OpenMessage& operator=(const OpenMessage&) = delete;
 
@@ -90,7 +118,7 @@ class OpenMessage {
 
  private:
   Slot* slot_;
-  std::optional<Guard> guard_;
+  Guard guard_;
 };
 
 }  // namespace lauth::tlv
