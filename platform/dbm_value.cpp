@@ -64,10 +64,14 @@ Result Database::GetValue(std::string_view key, uint32_t area, Buffer data) {
 }
 
 Result Database::HasKey(std::string_view key) {
-  Reading reading(*this);
   List list;
   bool found = false;
-  Result result = reading.Begin();
+  // Mostly a list is asked about, and one statement is a reading by itself.
+  Result result = FindList(key, list, found);
+  if (result != DBM_OK) return result;
+  if (found) return 1;
+  Reading reading(*this);
+  result = reading.Begin();
   if (result == DBM_OK) result = FindList(key, list, found);
   if (result == DBM_OK && !found) result = FindValue(key, found);
   if (result != DBM_OK) return result;
