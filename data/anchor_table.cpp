@@ -23,13 +23,15 @@ size_t WordsFor(size_t capacity, size_t bits_per_slot) {
   return std::max(capacity * bits_per_slot, kLeastBits) / 32;
 }
 
-/// The window of a term for which it has been chosen.
-const char* WindowOf(const Term& term) {
-  return term.text() + term.window_end - term.WindowWidth();
+/// A gram of a term and the byte behind it, its NUL at the latest: four bytes are loaded at once.
+Gram GramAt(const char* text) {
+  return LoadGram(text, sizeof(Gram));
 }
 
+/// Of the window that has been chosen for a term.
 uint32_t HashOf(const Term& term) {
-  return HashOfWindow(LoadWindow(WindowOf(term), term.WindowWidth()));
+  const size_t width = term.WindowWidth();
+  return HashOfWindow(LoadWindow(term.text() + term.window_end - width, width));
 }
 
 }  // namespace
@@ -58,8 +60,9 @@ bool AnchorTable::Reserve(size_t more) {
 void AnchorTable::Insert(Term& term) {
   ChooseWindow(term);
   if (term.length < kGramWidth + 1) ++short_terms_[term.length - 1];
-  table_.Insert(HashOf(term), &term, std::bit_cast<uint32_t>(term.NoteOfAnchor()));
-  AddToFilters(term);
+  const uint32_t hash = HashOf(term);
+  table_.Insert(hash, &term, std::bit_cast<uint32_t>(term.NoteOfAnchor()));
+  AddToFilters(term, hash);
 }
 
 void AnchorTable::Erase(const Term& term) {
@@ -78,16 +81,12 @@ void AnchorTable::Clear() {
 
 // ------------------------------------------------------------------ windows
 
-/// What the last two grams of a window cost each lookup, more or less.
-size_t AnchorTable::CostOfGrams(const char* window_end) const {
+/// What one of a window's last two grams costs each lookup, more or less. @param gram  and a byte
+size_t AnchorTable::CostOfGram(Gram gram) const {
   constexpr size_t kCommonGram = 1000;
-  size_t cost = 0;
-  for (const char* gram = window_end - kGramWidth - 1; gram <= window_end - kGramWidth; ++gram) {
-    // Places with a gram that some other term has pass the filter anyhow.
-    if (MayBeGram(LoadGram(gram, kGramWidth))) continue;
-    cost += IsCommon(gram, kGramWidth) ? kCommonGram : 1;
-  }
-  return cost;
+  // Places with a gram that some other term has pass the filter anyhow.
+  if (MayBeGram(gram)) return 0;
+  return IsCommonGram(FirstThree(gram)) ? kCommonGram : 1;
 }
 
 void AnchorTable::ChooseWindow(Term& term) const {
@@ -100,12 +99,15 @@ void AnchorTable::ChooseWindow(Term& term) const {
   size_t least = SIZE_MAX;
   size_t piece = term.length - kPiece + 1;  // the pieces from here on have been looked at
   size_t rare = SIZE_MAX;                   // the first of them that is not common
+  size_t last_gram = CostOfGram(GramAt(term.text() + term.length - kGramWidth));
   for (size_t end = term.length; end >= width && least > 0; --end) {
     while (piece > end - width) {
-      if (!IsCommon(term.text() + --piece, kPiece)) rare = piece;
+      if (!IsCommonGram(LoadGram(term.text() + --piece, kPiece))) rare = piece;
     }
     const bool common = rare > end - kPiece;
-    const size_t cost = CostOfGrams(term.text() + end) + (common ? kCommonWindow : 0);
+    const size_t gram_before = CostOfGram(GramAt(term.text() + end - kGramWidth - 1));
+    const size_t cost = gram_before + last_gram + (common ? kCommonWindow : 0);
+    last_gram = gram_before;
     if (cost >= least) continue;
     least = cost;
     term.window_end = static_cast<uint8_t>(end);
@@ -119,16 +121,18 @@ void AnchorTable::FillFilters() {
   std::fill_n(first_, sizeof first_, uint8_t{0});
   std::fill_n(second_, sizeof second_, uint8_t{0});
   left_ = 0;
-  table_.VisitAll([this](const Slot& slot) { AddToFilters(*static_cast<const Term*>(slot.item)); });
+  table_.VisitAll(
+      [this](const Slot& slot) { AddToFilters(*static_cast<const Term*>(slot.item), slot.hash); });
 }
 
-void AnchorTable::AddToFilters(const Term& term) {
-  Pass(windows_, window_words_, HashOf(term));
+/// @param hash  of the term's window
+void AnchorTable::AddToFilters(const Term& term, uint32_t hash) {
+  Pass(windows_, window_words_, hash);
   const char* const text = term.text();
   if (term.length > kGramWidth) {
     const char* const last = text + term.window_end - kGramWidth;
-    Pass(grams_, gram_words_, HashOfThree(LoadGram(last - 1, kGramWidth)));
-    Pass(grams_, gram_words_, HashOfThree(LoadGram(last, kGramWidth)));
+    Pass(grams_, gram_words_, HashOfThree(GramAt(last - 1)));
+    Pass(grams_, gram_words_, HashOfThree(GramAt(last)));
     return;
   }
   // At an even place stands the term's first byte or, before it, some other byte.

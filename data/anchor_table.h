@@ -80,10 +80,10 @@ class AnchorTable {
     words[hash & (count - 1)] |= uint32_t{1} << (hash >> 27);
   }
 
-  size_t CostOfGrams(const char* window_end) const;
+  size_t CostOfGram(Gram gram) const;
   void ChooseWindow(Term& term) const;
   void FillFilters();
-  void AddToFilters(const Term& term);
+  void AddToFilters(const Term& term, uint32_t hash);
   void AddPair(size_t first, size_t second);
 
   OpenTable table_;  // by the hash of the window

@@ -1,10 +1,6 @@
 #include "data/common_grams.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-
-#include "data/gram.h"
 
 namespace byod::data {
 namespace {
@@ -18,12 +14,7 @@ constexpr char kCommonText[] =
     "Mozilla/4.0 (compatible; MSIE 8.0; Windows NT 5.1; Trident/4.0; .NET CLR 2.0.50727) "
     "Profile/MIDP-2.0 Configuration/CLDC-1.1 Opera/9.80 Presto/2.1 Dalvik/1.6.0 (Linux; U; Android";
 
-constexpr uint32_t kBits = 16384;
 constexpr size_t kWidest = 4;
-
-constexpr uint32_t BitOf(Gram gram) {
-  return gram * 0x9E3779B1u / (UINT32_MAX / kBits + 1);
-}
 
 /// A gram as LoadGram gives it on this machine, but at compile time.
 constexpr Gram GramAt(const char* text, size_t width) {
@@ -35,23 +26,18 @@ constexpr Gram GramAt(const char* text, size_t width) {
   return gram;
 }
 
-constexpr auto kCommonBits = [] {
-  std::array<uint32_t, kBits / 32> bits = {};
+}  // namespace
+
+constexpr std::array<uint32_t, kCommonBitCount / 32> kCommonBits = [] {
+  std::array<uint32_t, kCommonBitCount / 32> bits = {};
   for (size_t width = 2; width <= kWidest; ++width) {
     for (size_t i = 0; i + width < sizeof kCommonText; ++i) {
-      const uint32_t bit = BitOf(GramAt(kCommonText + i, width));
+      const uint32_t bit = CommonBitOf(GramAt(kCommonText + i, width));
       bits[bit / 32] |= uint32_t{1} << bit % 32;
     }
   }
   return bits;
 }();
-
-bool IsCommonGram(Gram gram) {
-  const uint32_t bit = BitOf(gram);
-  return (kCommonBits[bit / 32] >> bit % 32 & 1) != 0;
-}
-
-}  // namespace
 
 bool IsCommon(const char* text, size_t length) {
   const size_t width = std::min(length, kWidest);

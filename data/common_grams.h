@@ -2,13 +2,30 @@
 #ifndef BYOD_DATA_COMMON_GRAMS_H
 #define BYOD_DATA_COMMON_GRAMS_H
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+
+#include "data/gram.h"
 
 namespace byod::data {
 
-/// Whether all pieces of a text, of four bytes or of as many as it has, occur in what most
-/// User-Agents have in common, or, now and then, only seem to. A term is better looked for by other
-/// bytes. @param length  above 0
+inline constexpr uint32_t kCommonBitCount = 16384;
+extern const std::array<uint32_t, kCommonBitCount / 32> kCommonBits;
+
+constexpr uint32_t CommonBitOf(Gram gram) {
+  return gram * 0x9E3779B1u / (UINT32_MAX / kCommonBitCount + 1);
+}
+
+/// Whether two to four bytes occur in what most User-Agents have in common, or, now and then, only
+/// seem to.
+inline bool IsCommonGram(Gram gram) {
+  const uint32_t bit = CommonBitOf(gram);
+  return (kCommonBits[bit / 32] >> bit % 32 & 1) != 0;
+}
+
+/// Whether all pieces of a text, of four bytes or of as many as it has, are common. A term is
+/// better looked for by other bytes. @param length  above 0
 bool IsCommon(const char* text, size_t length);
 
 }  // namespace byod::data

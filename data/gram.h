@@ -42,6 +42,11 @@ constexpr uint32_t HashOfWindow(Window window) {
   return static_cast<uint32_t>((window ^ window >> 32) * 0x9E3779B97F4A7C15 >> 32);
 }
 
+/// The gram of the first three bytes of one of four.
+constexpr Gram FirstThree(Gram gram) {
+  return gram & (kLittleEndian ? 0x00FFFFFF : 0xFFFFFF00);
+}
+
 /// The hash of the first three bytes of a gram, whatever its fourth byte is.
 constexpr uint32_t HashOfThree(Gram gram) {
   const uint64_t three = kLittleEndian ? gram << 8 : gram & 0xFFFFFF00;
