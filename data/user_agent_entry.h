@@ -28,6 +28,7 @@ struct Term {
   uint32_t uses;       // as often as alternatives hold it
   uint8_t length;      // above 0
   uint8_t window_end;  // offset behind the bytes that it is looked for by, while it is an anchor
+  bool common;         // whether all browsers send it
 
   static size_t BytesFor(size_t length) { return sizeof(Term) + length + 1; }
 

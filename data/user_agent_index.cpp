@@ -33,7 +33,7 @@ Term* UserAgentIndex::Intern(const char* text, size_t length) {
   if (!terms_.Reserve(1)) return nullptr;
   void* const memory = pool_.Get(Term::BytesFor(length));
   if (memory == nullptr) return nullptr;
-  auto* const term = new (memory) Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0};
+  auto* const term = new (memory) Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
   std::memcpy(term->text(), text, length);
   term->text()[length] = '\0';
   terms_.Insert(hash, term, 0);
@@ -106,7 +106,7 @@ Term* UserAgentIndex::ChooseAnchor(const Alternative& alternative) const {
   uint32_t least = UINT32_MAX;
   for (uint32_t i = 0; i < alternative.term_count; ++i) {
     Term* const term = alternative.terms[i];
-    const uint32_t uses = term->uses + (IsCommon(term->text(), term->length) ? kCommonUses : 0);
+    const uint32_t uses = term->uses + (term->common ? kCommonUses : 0);
     // The first term is taken, as nothing has so many uses.
     // NOLINTNEXTLINE(clang-analyzer-core.NullDereference)
     if (uses > least || (uses == least && term->length <= best->length)) continue;
