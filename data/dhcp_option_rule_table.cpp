@@ -11,7 +11,7 @@ struct DhcpOptionTable {
 
   static constexpr auto kText = &Rule::text;
   static ByodDhcpOptionTable& Table() { return store.dhcp; }
-  static RankedList& List() { return store.dhcp_list; }
+  static RankedList<TextMark>& List() { return store.dhcp_list; }
   static TextIndex& Texts() { return store.dhcp_texts; }
 
   static Rule* Alloc() { return AllocRule<Rule>(); }

@@ -29,15 +29,18 @@ inline void LinkAt(ByodLink*& place, ByodLink& link) {
  * walk it. The array beside it holds the same links in the same order. A list that was linked by
  * other hands than ours is noticed at its head; it is walked, and taken over with the next Reserve.
  *
- * Beside each link stands a key, a number that tells most of the order, so that hardly any of the
- * links that a search probes is gone to: they lie in rules, far from each other.
+ * Beside each link stands a mark, which tells most of the order, so that hardly any of the links
+ * that a search probes is gone to: they lie in rules, far from each other. A Mark states:
+ *
+ *   Compare(other)  how it compares with another link's; 0 if it cannot tell
+ *   kTellsAll       whether 0 means that the links have equal keys
  */
+template <typename Mark>
 class RankedList {
  public:
-  /// Keys ascend along the list where its order holds; links that differ may have equal ones.
-  using KeyOf = uint64_t (*)(const ByodLink&);
+  using MarkOf = Mark (*)(const ByodLink&);
 
-  constexpr RankedList(ByodLink** head, KeyOf key_of) : head_(head), key_of_(key_of) {}
+  constexpr RankedList(ByodLink** head, MarkOf mark_of) : head_(head), mark_of_(mark_of) {}
 
   /// Where a search ended: at this link, and how what was sought compares with it.
   struct Place {
@@ -53,10 +56,10 @@ class RankedList {
    * Looks through the first count links by halves.
    *
    * @param compare  (ByodLink&) -> how what is sought compares with the link; 0 ends the search at
-   *                 once. Its member key is what is sought's
+   *                 once. Its member mark is what is sought's
    */
   template <typename Compare>
-  Place Search(uint32_t count, Compare compare) const {
+  Place Search(uint32_t count, const Compare& compare) const {
     Place place;
     if (count == 0 || *head_ == nullptr) return place;
     // Wide enough for the sum of any two counts; last is one below first when nothing is left.
@@ -67,8 +70,8 @@ class RankedList {
       if (mirrored) {
         if (middle > size()) return {};
         const Element& element = elements_[index];
-        place = {element.link, index, compare.key < element.key ? -1 : 1};
-        if (compare.key == element.key) place.comparison = compare(*element.link);
+        place = {element.link, index, compare.mark.Compare(element.mark)};
+        if (!Mark::kTellsAll && place.comparison == 0) place.comparison = compare(*element.link);
       } else {
         ByodLink* const link = WalkTo(middle - 1);
         if (link == nullptr) return {};
@@ -85,33 +88,53 @@ class RankedList {
   }
 
   /// Makes room for one more link. @return false without memory; nothing has changed then
-  bool Reserve();
+  bool Reserve() {
+    if (Mirrored()) return elements_.Reserve(size() + 1);
+    size_t length = 0;
+    for (const ByodLink* link = *head_; link != nullptr; link = link->next)
+      ++length;
+    if (!elements_.Reserve(length + 1)) return false;
+    elements_.Forget();
+    for (ByodLink* link = *head_; link != nullptr; link = link->next)
+      elements_.Insert(size(), {link, mark_of_(*link)});
+    return true;
+  }
 
   /// Puts a link at the head. Room is reserved.
-  void InsertFirst(ByodLink& link, void* note = nullptr);
+  void InsertFirst(ByodLink& link, const Mark& mark) {
+    LinkAt(*head_, link);
+    elements_.Insert(0, {&link, mark});
+  }
 
   /// Puts a link before or behind a search's place, as the comparison tells. Room is reserved.
-  void InsertAt(const Place& place, ByodLink& link, void* note = nullptr);
+  void InsertAt(const Place& place, ByodLink& link, const Mark& mark) {
+    // The neighbours lie far away: they are fetched while the array is moved.
+    const size_t index = place.NewIndex();
+    if (index > 0) __builtin_prefetch(elements_[index - 1].link);
+    if (index < size()) __builtin_prefetch(elements_[index].link);
+    elements_.Insert(index, {&link, mark});
+    LinkAt(place.comparison < 0 ? *place.link->prev : place.link->next, link);
+  }
 
   /**
    * Takes a link out; one that is not in the list is left alone.
    *
    * @param compare  as for Search: how the link's own key compares. Where the order holds, it leads
    *                 near the link; where it does not, the link is found all the same.
-   * @return the link's note
+   * @return the link's mark, or an empty one
    */
   template <typename Compare>
-  void* Remove(ByodLink& link, Compare compare) {
-    void* note = nullptr;
+  Mark Remove(ByodLink& link, const Compare& compare) {
+    Mark mark;
     if (Mirrored()) {
       const Place near = Search(static_cast<uint32_t>(size()), compare);
-      note = Forget(link, near.index);
+      mark = Forget(link, near.index);
     } else {
       // The old head may come back, and the array must not come back with this link.
       elements_.Forget();
     }
     Unlink(link);
-    return note;
+    return mark;
   }
 
   /// Whether the array tells what the list holds.
@@ -119,28 +142,48 @@ class RankedList {
     return elements_.size() == 0 ? *head_ == nullptr : *head_ == elements_[0].link;
   }
 
-  /// The array's links, and what the user noted of each; the first of them from the head.
+  /// The array's links and their marks; the first of them is the head's.
   size_t size() const { return elements_.size(); }
-  ByodLink* LinkOf(size_t index) const { return elements_[index].link; }
-  void* NoteOf(size_t index) const { return elements_[index].note; }
-  void SetNote(size_t index, void* note) { elements_[index].note = note; }
+  ByodLink* LinkAtIndex(size_t index) const { return elements_[index].link; }
+  Mark& MarkAtIndex(size_t index) const { return elements_[index].mark; }
 
   /// Forgets the list and gives the memory of the array back. The links are not touched.
-  void Clear();
+  void Clear() { elements_.Clear(); }
 
  private:
   struct Element {
     ByodLink* link;
-    void* note;
-    uint64_t key;
+    Mark mark;
   };
 
-  Element Of(ByodLink& link, void* note) const { return {&link, note, key_of_(link)}; }
-  ByodLink* WalkTo(uint64_t index) const;
-  void* Forget(const ByodLink& link, size_t near);
+  ByodLink* WalkTo(uint64_t index) const {
+    ByodLink* link = *head_;
+    for (; link != nullptr && index > 0; --index)
+      link = link->next;
+    return link;
+  }
+
+  Mark Forget(const ByodLink& link, size_t near) {
+    // Links with equal keys stand together: look at both sides of the place before looking at all.
+    size_t index = near;
+    for (size_t distance = 0; distance < size(); ++distance) {
+      if (near + distance < size() && elements_[near + distance].link == &link) {
+        index = near + distance;
+        break;
+      }
+      if (distance <= near && elements_[near - distance].link == &link) {
+        index = near - distance;
+        break;
+      }
+    }
+    if (index >= size() || elements_[index].link != &link) return {};
+    const Mark mark = elements_[index].mark;
+    elements_.Erase(index);
+    return mark;
+  }
 
   ByodLink** head_;
-  KeyOf key_of_;
+  MarkOf mark_of_;
   TieredArray<Element> elements_;
 };
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "byod_data.h"
+#include "data/list_marks.h"
 #include "data/ranked_list.h"
 #include "data/spare_mac_rules.h"
 #include "data/text_index.h"
@@ -20,21 +21,6 @@ inline const char* Behind(const ByodLink& link, size_t bytes) {
   return reinterpret_cast<const char*>(&link) + bytes;
 }
 
-/// The first eight bytes as a number: where it differs, it differs as the texts do in byte order.
-inline uint64_t KeyInByteOrder(const char* text) {
-  uint64_t key = 0;
-  for (size_t i = 0; i < sizeof key; ++i) {
-    key = key << 8 | static_cast<uint8_t>(*text);
-    if (*text != '\0') ++text;
-  }
-  return key;
-}
-
-/// Ascends as the lengths descend.
-inline uint64_t KeyOfLongestFirst(const char* text) {
-  return ~uint64_t{std::strlen(text)};
-}
-
 struct RuleStore {
   ByodDhcpOptionTable dhcp = {};
   ByodUserAgentTable user_agent = {};
@@ -42,21 +28,22 @@ struct RuleStore {
   uint32_t custom_limit = BYOD_NO_RULE_LIMIT;
 
   // Over the lists of the tables above.
-  RankedList dhcp_list{
+  RankedList<TextMark> dhcp_list{
       &dhcp.list, [](const ByodLink& link) {
         using Rule = ByodDhcpOptionRule;
-        return KeyInByteOrder(Behind(link, offsetof(Rule, text) - offsetof(Rule, list_link)));
+        return TextMark(Behind(link, offsetof(Rule, text) - offsetof(Rule, list_link)));
       }};
-  RankedList user_agent_list{
+  RankedList<TextMark> user_agent_list{
       &user_agent.list, [](const ByodLink& link) {
         using Rule = ByodUserAgentRule;
-        return KeyInByteOrder(Behind(link, offsetof(Rule, keyword) - offsetof(Rule, list_link)));
+        return TextMark(Behind(link, offsetof(Rule, keyword) - offsetof(Rule, list_link)));
       }};
-  RankedList match_list{&user_agent.match_list, [](const ByodLink& link) {
-                          using Rule = ByodUserAgentRule;
-                          return KeyOfLongestFirst(
-                              Behind(link, offsetof(Rule, keyword) - offsetof(Rule, match_link)));
-                        }};
+  RankedList<LengthMark> match_list{
+      &user_agent.match_list, [](const ByodLink& link) {
+        using Rule = ByodUserAgentRule;
+        return LengthMark{
+            std::strlen(Behind(link, offsetof(Rule, keyword) - offsetof(Rule, match_link)))};
+      }};
   TextIndex dhcp_texts;
   TextIndex user_agent_texts;
   UserAgentIndex user_agent_index{&match_list};

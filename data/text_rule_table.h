@@ -57,30 +57,30 @@ typename T::Rule* FindText(const char* text) {
 /// The byte order of keys, for searches in the list.
 template <typename T>
 struct ByText {
-  explicit ByText(const char* sought) : text(sought), key(KeyInByteOrder(sought)) {}
+  explicit ByText(const char* sought) : text(sought), mark(sought) {}
 
   int operator()(ByodLink& link) const {
     return std::strcmp(text, TextOf<T>(*RuleOfListLink<T>(&link)));
   }
 
   const char* text;
-  uint64_t key;
+  TextMark mark;
 };
 
 /// Puts a rule into a list whose room is reserved. A rule for which the search finds no place, as
 /// the count reaches past the list's end, is left out.
 ///
 /// @return the rule's place in the list, or none
-template <typename Compare>
-std::optional<size_t> InsertInOrder(RankedList& list, const ByodLink* head, uint32_t count,
-                                    Compare compare, ByodLink& link, void* note = nullptr) {
+template <typename List, typename Compare>
+std::optional<size_t> InsertInOrder(List& list, const ByodLink* head, uint32_t count,
+                                    const Compare& compare, ByodLink& link) {
   if (head == nullptr) {
-    list.InsertFirst(link, note);
+    list.InsertFirst(link, compare.mark);
     return 0;
   }
-  const RankedList::Place place = list.Search(count, compare);
+  const auto place = list.Search(count, compare);
   if (place.link == nullptr) return std::nullopt;
-  list.InsertAt(place, link, note);
+  list.InsertAt(place, link, compare.mark);
   return place.NewIndex();
 }
 
@@ -120,7 +120,7 @@ typename T::Rule* NextText(const char* text) {
   if (head == nullptr) return nullptr;
   const ByText<T> by_text(text);
   if (by_text(*head) < 0) return RuleOfListLink<T>(head);
-  const RankedList::Place place = T::List().Search(T::Table().rule_count, by_text);
+  const auto place = T::List().Search(T::Table().rule_count, by_text);
   if (place.link == nullptr) return nullptr;
   return RuleOfListLink<T>(place.comparison < 0 ? place.link : place.link->next);
 }

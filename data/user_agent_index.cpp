@@ -205,8 +205,7 @@ void UserAgentIndex::Cancel() {
   prepared_ = nullptr;
 }
 
-void UserAgentIndex::Remove(void* note) {
-  auto* const entry = static_cast<Entry*>(note);
+void UserAgentIndex::Remove(Entry* entry) {
   if (entry == nullptr) return;
   for (uint32_t i = 0; i < entry->alternative_count; ++i)
     Loosen(entry->alternatives()[i]);
@@ -215,12 +214,12 @@ void UserAgentIndex::Remove(void* note) {
 
 bool UserAgentIndex::Rebuild() {
   for (size_t place = 0; place < order_->size(); ++place) {
-    Entry* const entry = MakeEntry(*RuleOfMatchLink(order_->LinkOf(place)));
+    Entry* const entry = MakeEntry(*RuleOfMatchLink(order_->LinkAtIndex(place)));
     if (entry == nullptr) {
       Clear();
       return false;
     }
-    order_->SetNote(place, entry);
+    order_->MarkAtIndex(place).entry = entry;
     SetLabel(*entry, (place + 1) * kStep);
     for (uint32_t i = 0; i < entry->alternative_count; ++i)
       Anchor(entry->alternatives()[i]);
@@ -233,7 +232,7 @@ void UserAgentIndex::Clear() {
     // Those that are too large for the pool are given back one by one.
     if (const Entry* const entry = EntryAt(place))
       pool_.Put(EntryAt(place), Entry::BytesFor(entry->alternative_count, entry->term_count));
-    order_->SetNote(place, nullptr);
+    order_->MarkAtIndex(place).entry = nullptr;
   }
   terms_.Clear();
   pool_.Clear();

@@ -8,6 +8,7 @@
 #include "byod_data.h"
 #include "data/anchor_table.h"
 #include "data/block_pool.h"
+#include "data/list_marks.h"
 #include "data/open_table.h"
 #include "data/ranked_list.h"
 #include "data/user_agent_entry.h"
@@ -29,18 +30,18 @@ namespace byod::data {
  * Every rule carries a label, and labels ascend along the list: a new rule gets one between those
  * of its neighbours, and where there is none left, some neighbours get new ones.
  *
- * A rule's entry in the index is the note of its link in the match list.
+ * A rule's entry in the index stands beside its link in the match list.
  */
 class UserAgentIndex {
  public:
-  explicit constexpr UserAgentIndex(RankedList* order) : order_(order) {}
+  explicit constexpr UserAgentIndex(RankedList<LengthMark>* order) : order_(order) {}
 
   /// Makes all that a rule needs, before it is put into the match list. @return false without
   /// memory; nothing has changed then
   bool Prepare(ByodUserAgentRule& rule);
 
-  /// The note to put into the match list with the rule that is prepared.
-  void* prepared() const { return prepared_; }
+  /// What to put into the match list with the rule that is prepared.
+  Entry* prepared() const { return prepared_; }
 
   /// Takes the prepared rule in, which now stands at this place of the match list.
   void Commit(size_t place);
@@ -48,10 +49,10 @@ class UserAgentIndex {
   /// Forgets the prepared rule, which has found no place in the match list.
   void Cancel();
 
-  /// Takes a rule out. @param note  of its link, which is no longer in the match list; may be null
-  void Remove(void* note);
+  /// Takes a rule out. @param entry  of its link, which is no longer in the match list; may be null
+  void Remove(Entry* entry);
 
-  /// Takes over a match list that other hands linked: its rules have no notes yet.
+  /// Takes over a match list that other hands linked: its rules have no entries yet.
   /// @return false without memory; the index is empty then
   bool Rebuild();
 
@@ -75,11 +76,11 @@ class UserAgentIndex {
   void Anchor(Alternative& alternative);
   void Loosen(Alternative& alternative);
 
-  Entry* EntryAt(size_t place) const { return static_cast<Entry*>(order_->NoteOf(place)); }
+  Entry* EntryAt(size_t place) const { return order_->MarkAtIndex(place).entry; }
   void Label(size_t place);
   void SpreadLabels(size_t place);
 
-  RankedList* order_;
+  RankedList<LengthMark>* order_;
   BlockPool pool_;  // of terms and entries
   OpenTable terms_;
   AnchorTable anchors_;

@@ -7,16 +7,14 @@ namespace {
 
 /// Longest first: a longer keyword belongs before a shorter one.
 struct ByLength {
-  explicit ByLength(const ByodUserAgentRule& rule)
-      : length(std::strlen(rule.keyword)), key(KeyOfLongestFirst(rule.keyword)) {}
+  explicit ByLength(const ByodUserAgentRule& rule, Entry* entry = nullptr)
+      : mark{std::strlen(rule.keyword), entry} {}
 
   int operator()(ByodLink& link) const {
-    const size_t other = std::strlen(RuleOfMatchLink(&link)->keyword);
-    return (length < other) - (length > other);
+    return mark.Compare({std::strlen(RuleOfMatchLink(&link)->keyword)});
   }
 
-  size_t length;
-  uint64_t key;
+  LengthMark mark;
 };
 
 struct UserAgentTable {
@@ -26,7 +24,7 @@ struct UserAgentTable {
 
   static constexpr auto kText = &Rule::keyword;
   static ByodUserAgentTable& Table() { return store.user_agent; }
-  static RankedList& List() { return store.user_agent_list; }
+  static RankedList<TextMark>& List() { return store.user_agent_list; }
   static TextIndex& Texts() { return store.user_agent_texts; }
 
   static Rule* Alloc() { return AllocRule<Rule>(); }
@@ -37,9 +35,9 @@ struct UserAgentTable {
   static void Erase(Rule* rule) { BYOD_DeleteUserAgent(rule); }
 
   static bool Reserve(Rule& rule) {
-    RankedList& list = store.match_list;
+    RankedList<LengthMark>& list = store.match_list;
     const bool known = list.Mirrored();
-    // The notes of an array that is not true any more are lost with the next Reserve.
+    // The entries beside an array that is not true any more are lost with the next Reserve.
     if (!known) store.user_agent_index.Clear();
     if (!list.Reserve()) return false;
     if (!known && !store.user_agent_index.Rebuild()) {
@@ -52,12 +50,12 @@ struct UserAgentTable {
     UserAgentIndex& index = store.user_agent_index;
     const auto place =
         InsertInOrder(store.match_list, store.user_agent.match_list, store.user_agent.rule_count,
-                      ByLength(rule), rule.match_link, index.prepared());
+                      ByLength(rule, index.prepared()), rule.match_link);
     place ? index.Commit(*place) : index.Cancel();
   }
   static void Unindex(Rule& rule) {
     if (!store.match_list.Mirrored()) store.user_agent_index.Clear();
-    store.user_agent_index.Remove(store.match_list.Remove(rule.match_link, ByLength(rule)));
+    store.user_agent_index.Remove(store.match_list.Remove(rule.match_link, ByLength(rule)).entry);
   }
 };
 
