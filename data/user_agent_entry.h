@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "byod_data.h"
+#include "data/word_hash.h"
 
 namespace byod::data {
 
@@ -74,9 +75,10 @@ class Pieces {
     while (at_ != end_ && *at_ == separator_)
       ++at_;
     text_ = at_;
-    while (at_ != end_ && *at_ != separator_)
-      ++at_;
-    return at_ != text_;
+    if (at_ == end_) return false;
+    const void* const found = std::memchr(at_, separator_, static_cast<size_t>(end_ - at_));
+    at_ = found != nullptr ? static_cast<const char*>(found) : end_;
+    return true;
   }
 
   const char* text() const { return text_; }
@@ -87,6 +89,34 @@ class Pieces {
   const char* end_;
   const char* text_ = nullptr;
   char separator_;
+};
+
+/// An expression's terms, one alternative's after the other's.
+struct Expression {
+  struct Piece {
+    const char* text;
+    size_t length;
+    uint32_t hash;
+  };
+
+  static constexpr size_t kMost = BYOD_RULETEXT_SIZE / 2;  // at least a separator is between two
+
+  explicit Expression(const char* text) {
+    const size_t length = strnlen(text, BYOD_RULETEXT_SIZE - 1);
+    for (Pieces parts(text, length, '|'); parts.Next(); ++alternative_count) {
+      const size_t before = term_count;
+      for (Pieces p(parts.text(), parts.length(), '&'); p.Next(); ++term_count)
+        terms[term_count] = {p.text(), p.length(), HashOfText(p.text(), p.length())};
+      term_counts[alternative_count] = term_count - before;
+    }
+    // An expression without alternatives says the same as one alternative without terms.
+    if (alternative_count == 0) term_counts[alternative_count++] = 0;
+  }
+
+  size_t alternative_count = 0;
+  size_t term_count = 0;
+  size_t term_counts[kMost];  // of each alternative
+  Piece terms[kMost];
 };
 
 }  // namespace byod::data

@@ -6,7 +6,6 @@
 
 #include "data/common_grams.h"
 #include "data/user_agent_lookup.h"
-#include "data/word_hash.h"
 
 namespace byod::data {
 namespace {
@@ -18,11 +17,11 @@ constexpr uint32_t kCommonUses = 1000;
 
 // ------------------------------------------------------------------ terms
 
-Term* UserAgentIndex::Intern(const char* text, size_t length) {
-  const uint32_t hash = HashOfText(text, length);
-  const auto* const slot = terms_.Find(hash, [&](const OpenTable::Slot& s) {
+Term* UserAgentIndex::Intern(const Expression::Piece& piece) {
+  const auto [text, length, hash] = piece;
+  const auto* const slot = terms_.Find(hash, [&piece](const OpenTable::Slot& s) {
     const auto* const term = static_cast<const Term*>(s.item);
-    return term->length == length && std::memcmp(term->text(), text, length) == 0;
+    return term->length == piece.length && std::memcmp(term->text(), piece.text, piece.length) == 0;
   });
   if (slot != nullptr) {
     auto* const term = static_cast<Term*>(slot->item);
@@ -33,7 +32,8 @@ Term* UserAgentIndex::Intern(const char* text, size_t length) {
   if (!terms_.Reserve(1)) return nullptr;
   void* const memory = pool_.Get(Term::BytesFor(length));
   if (memory == nullptr) return nullptr;
-  auto* const term = new (memory) Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
+  auto* const term = new (memory)
+      Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
   std::memcpy(term->text(), text, length);
   term->text()[length] = '\0';
   terms_.Insert(hash, term, 0);
@@ -49,40 +49,30 @@ void UserAgentIndex::Release(Term* term) {
 // ------------------------------------------------------------------ entries
 
 Entry* UserAgentIndex::MakeEntry(ByodUserAgentRule& rule) {
-  const size_t length = strnlen(rule.keyword, sizeof rule.keyword - 1);
-  size_t alternative_count = 0;
-  size_t term_count = 0;
-  for (Pieces alternatives(rule.keyword, length, '|'); alternatives.Next();) {
-    ++alternative_count;
-    for (Pieces terms(alternatives.text(), alternatives.length(), '&'); terms.Next();)
-      ++term_count;
-  }
-  // An expression without alternatives says the same as one alternative without terms.
-  if (alternative_count == 0) alternative_count = 1;
+  const Expression expression(rule.keyword);
 
-  const size_t bytes = Entry::BytesFor(alternative_count, term_count);
+  const size_t bytes = Entry::BytesFor(expression.alternative_count, expression.term_count);
   void* const memory = pool_.Get(bytes);
   if (memory == nullptr) return nullptr;
   std::memset(memory, 0, bytes);
-  auto* const entry = new (memory)
-      Entry{&rule, 0, static_cast<uint32_t>(alternative_count), static_cast<uint32_t>(term_count)};
-  if (anchors_.Reserve(alternative_count) && FillEntry(*entry, rule.keyword, length)) return entry;
+  auto* const entry =
+      new (memory) Entry{&rule, 0, static_cast<uint32_t>(expression.alternative_count),
+                         static_cast<uint32_t>(expression.term_count)};
+  if (anchors_.Reserve(expression.alternative_count) && FillEntry(*entry, expression)) return entry;
   FreeEntry(entry);
   return nullptr;
 }
 
-bool UserAgentIndex::FillEntry(Entry& entry, const char* expression, size_t length) {
-  Alternative* alternative = entry.alternatives();
-  auto** term = reinterpret_cast<Term**>(alternative + entry.alternative_count);
-  alternative->terms = term;
-  alternative->rule = entry.rule;
-  for (Pieces alternatives(expression, length, '|'); alternatives.Next(); ++alternative) {
-    alternative->terms = term;
-    alternative->rule = entry.rule;
-    for (Pieces terms(alternatives.text(), alternatives.length(), '&'); terms.Next(); ++term) {
-      *term = Intern(terms.text(), terms.length());
-      if (*term == nullptr) return false;
-      ++alternative->term_count;
+bool UserAgentIndex::FillEntry(Entry& entry, const Expression& expression) {
+  auto** term = reinterpret_cast<Term**>(entry.alternatives() + entry.alternative_count);
+  const auto* piece = expression.terms;
+  for (uint32_t i = 0; i < entry.alternative_count; ++i) {
+    Alternative& alternative = entry.alternatives()[i];
+    alternative.terms = term;
+    alternative.rule = entry.rule;
+    for (; alternative.term_count < expression.term_counts[i]; ++alternative.term_count) {
+      *term = Intern(*piece++);
+      if (*term++ == nullptr) return false;
     }
   }
   return true;

@@ -68,8 +68,8 @@ class UserAgentIndex {
  private:
   Entry* MakeEntry(ByodUserAgentRule& rule);
   void FreeEntry(Entry* entry);
-  bool FillEntry(Entry& entry, const char* expression, size_t length);
-  Term* Intern(const char* text, size_t length);
+  bool FillEntry(Entry& entry, const Expression& expression);
+  Term* Intern(const Expression::Piece& piece);
   void Release(Term* term);
 
   Term* ChooseAnchor(const Alternative& alternative) const;

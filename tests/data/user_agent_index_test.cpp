@@ -259,6 +259,20 @@ TEST_F(UserAgentIndex, TermsWithEqualHashesAreToldApart) {
   }
 }
 
+TEST_F(UserAgentIndex, AnExpressionHoldsAsManyTermsAsFitIntoIt) {
+  for (const char separator : {'|', '&'}) {
+    std::string keyword(BYOD_RULETEXT_SIZE - 1, separator);
+    for (size_t i = 0; i < keyword.size(); i += 2)
+      keyword[i] = static_cast<char>('0' + i / 2 % 70);
+    ByodUserAgentRule* const rule = Add(keyword);
+    EXPECT_EQ(Indexed("..0.."), separator == '|' ? rule : nullptr);
+    EXPECT_EQ(Indexed("~"), nullptr);
+    EXPECT_EQ(Indexed(keyword.c_str()), rule);
+    BYOD_DeleteUserAgent(rule);
+    EXPECT_EQ(Indexed(keyword.c_str()), nullptr);
+  }
+}
+
 TEST_F(UserAgentIndex, TermsOfOneRepeatedByteComeAndGo) {
   // Both of such a term's grams are the same, so only their notes tell them apart.
   std::mt19937 random(1);
