@@ -50,7 +50,7 @@ std::optional<Sighting> Dissector::Take(const Frame& frame) {
     if (transport.verdict == Verdict::kMalformed) return CountMalformed();
     if (transport.verdict == Verdict::kNothing) return std::nullopt;
     if (is_inside || transport.segment.is_tcp || !IsCapwap(transport.segment)) {
-      return TakeSegment(std::move(transport.segment), std::move(sighting));
+      return TakeSegment(transport.segment, std::move(sighting));
     }
     if (transport.segment.is_cut) return CountMalformed();
     inside_ = std::move(transport.segment.payload);
@@ -60,7 +60,7 @@ std::optional<Sighting> Dissector::Take(const Frame& frame) {
   return std::nullopt;
 }
 
-std::optional<Sighting> Dissector::TakeSegment(Segment segment, Sighting sighting) {
+std::optional<Sighting> Dissector::TakeSegment(const Segment& segment, Sighting sighting) {
   sighting.source = segment.source;
   if (segment.is_tcp) return TakeTcp(segment, std::move(sighting));
   if (IsDhcp(segment)) return TakeDhcp(segment, std::move(sighting));

@@ -64,7 +64,7 @@ class Dissector {
     uint32_t next = 0;  // sequence number
   };
 
-  std::optional<Sighting> TakeSegment(Segment segment, Sighting sighting);
+  std::optional<Sighting> TakeSegment(const Segment& segment, Sighting sighting);
   std::optional<Sighting> TakeDhcp(const Segment& segment, Sighting sighting);
   std::optional<Sighting> TakeTcp(const Segment& segment, Sighting sighting);
   HttpHead ReadHead(const Segment& segment);

@@ -1,9 +1,9 @@
 #include "capture/http_request.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <optional>
+
+#include "data/fold_case.h"
 
 namespace byod::capture {
 namespace {
@@ -62,8 +62,8 @@ std::string_view WithoutBlanksAround(std::string_view text) {
 }
 
 bool IsUserAgentName(std::string_view name) {
-  return name.size() == kUserAgentName.size() &&
-         strncasecmp(name.data(), kUserAgentName.data(), name.size()) == 0;
+  return std::ranges::equal(name, kUserAgentName,
+                            [](char a, char b) { return FoldCase(a) == FoldCase(b); });
 }
 
 }  // namespace

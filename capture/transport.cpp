@@ -105,6 +105,7 @@ Transport ReadIp(Bytes ip) {
     if (ip[0] >> 4 == 4) return ReadIpv4(ip);
     if (ip[0] >> 4 == 6) return ReadIpv6(ip);
   } catch (const Tins::exception_base&) {
+    return Malformed();
   }
   return Malformed();
 }

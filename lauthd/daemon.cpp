@@ -59,7 +59,7 @@ asio::awaitable<void> ReloadOnSignal(Daemon& daemon, asio::signal_set& signals) 
 /// Runs one of the daemon's own tasks. What it throws ends the daemon: without it there would be no
 /// more than half of one. That it is cancelled does not.
 void Spawn(asio::io_context& io, asio::awaitable<void> task) {
-  asio::co_spawn(io, std::move(task), [](std::exception_ptr failure) {
+  asio::co_spawn(io, std::move(task), [](const std::exception_ptr& failure) {
     try {
       if (failure) std::rethrow_exception(failure);
     } catch (const asio::system_error& error) {

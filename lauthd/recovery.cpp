@@ -112,11 +112,12 @@ bool RecoverRules(int32_t handle, const StoredKey& stored, const char* key, uint
 
 int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t kind) {
   Walk& walk = *static_cast<Walk*>(context);
+  const auto* const name = static_cast<const char*>(key);
   const std::string_view text = TextOf(key, key_length);
   if (IsGroup(text) && kind == LAUTH_DB_LIST) {
-    BYOD_db_RecoverDeviceTypeAuthor(walk.handle, text.data(), key_length);
+    BYOD_db_RecoverDeviceTypeAuthor(walk.handle, name, key_length);
   } else if (const StoredKey* const stored = Find(text); stored && stored->kind == kind) {
-    const bool alike = RecoverRules(walk.handle, *stored, text.data(), key_length);
+    const bool alike = RecoverRules(walk.handle, *stored, name, key_length);
     if (!alike && stored->tidy != nullptr) walk.untidy.push_back(stored);
   } else {
     Log(Severity::kWarning, "the database holds something unknown, which is left alone: \"%.*s\"",

@@ -30,7 +30,7 @@ class Pieces {
   void Clear();
 
  private:
-  static constexpr size_t kEnough = 16 * 1024;
+  static constexpr size_t kEnough = size_t{16} * 1024;
 
   struct Element {
     uint16_t type;

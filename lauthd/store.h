@@ -100,8 +100,8 @@ class Store {
   bool open_ = false;
   bool failing_ = false;
   std::string reason_;
-  Clock::time_point next_try_ = {};
-  Clock::time_point next_background_try_ = {};
+  Clock::time_point next_try_;
+  Clock::time_point next_background_try_;
   Authorization& authorization_;
 };
 

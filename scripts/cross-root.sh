@@ -10,7 +10,7 @@
 # powerpc is no release architecture of Debian's: there is a cross compiler, but there are no
 # packages. Its C and C++ runtime libraries are the cross compiler's; what consists of headers comes
 # from the packages for this machine; GoogleTest, SQLite, libcsv and libutf8proc are built from
-# Debian's sources. libsystemd is left out, see BYOD_SYSTEMD.
+# Debian's sources. libsystemd, libpcap and libtins are left out, see BYOD_SYSTEMD and BYOD_CAPTURE.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 machine=${1:?machine}
@@ -21,7 +21,7 @@ script=$PWD/scripts/cross-root.sh
 
 headers=(libboost1.74-dev libasio-dev libcli11-dev nlohmann-json3-dev)
 libraries=(libc6-dev libstdc++-12-dev libsqlite3-dev libcsv-dev libutf8proc-dev libsystemd-dev
-  libgtest-dev libgmock-dev)
+  libpcap-dev libtins-dev libgtest-dev libgmock-dev)
 
 rm -rf "$root" "$root.apt" "$root.build"
 mkdir -p "$root" "$root.apt"/{lists/partial,archives/partial,state} "$root.build"
