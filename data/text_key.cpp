@@ -11,35 +11,25 @@ namespace {
 
 constexpr uint64_t kEach = 0x0101010101010101;
 
-uint64_t LoadWord(const char* text) {
-  uint64_t word;
-  std::memcpy(&word, text, sizeof word);
-  return word;
-}
-
-/// Fills whole blocks with a text. What is left of the last block is filled with bytes once more,
-/// loaded as words: to wait for bytes that have just been stored would take longer than all else.
-void FillBlocks(uint64_t* words, const char* text, size_t length) {
-  if (length >= kBlockBytes) {
-    for (size_t at = 0; at < length; at += kBlockBytes) {
-      for (size_t i = 0; i < kBlockWords; ++i)
-        *words++ = LoadWord(text + std::min(at, length - kBlockBytes) + i * sizeof *words);
-    }
-  } else if (length >= kBlockBytes / 2) {
-    words[0] = LoadWord(text);
-    words[1] = LoadWord(text + 8);
-    words[2] = LoadWord(text + length - 16);
-    words[3] = LoadWord(text + length - 8);
-  } else if (length > 0) {
-    std::fill_n(words, kBlockWords, ',' * kEach);
-    std::memcpy(words, text, length);
+/// Whether all bytes of some words are characters from ',' to ';'.
+class OptionCharacters {
+ public:
+  void Add(uint64_t word) {
+    bytes_ |= word;
+    moved_ |= word + (0x80 - ',') * kEach;  // those are 0x80 to 0x8F now
   }
-}
 
-/// Moves the characters from ',' to ';' to 0 to 15 in the lower half of their byte, and 8 into the
-/// upper half. A byte above 127 may spoil others.
-uint64_t ToHalves(uint64_t bytes) {
-  return bytes + (0x80 - ',') * kEach;
+  /// A byte above 127 may have spoilt others when it was moved.
+  bool Alone() const { return ((bytes_ & 0x80 * kEach) | (moved_ & 0x70 * kEach)) == 0; }
+
+ private:
+  uint64_t bytes_ = 0;
+  uint64_t moved_ = 0;
+};
+
+/// The lower half of each byte tells the characters from ',' to ';' apart.
+uint64_t Pack(uint64_t lower, uint64_t upper) {
+  return (lower & 0x0F * kEach) | (upper & 0x0F * kEach) << 4;
 }
 
 }  // namespace
@@ -47,39 +37,52 @@ uint64_t ToHalves(uint64_t bytes) {
 bool TextKey::Make(const char* text) {
   const size_t length = std::strlen(text);
   if (length >= BYOD_RULETEXT_SIZE) return false;
-  FillBlocks(words_, text, length);
-  const uint64_t* const end = words_ + (length + kBlockBytes - 1) / kBlockBytes * kBlockWords;
-  uint64_t bits = 0;
-  uint64_t halves = 0;
-  for (const uint64_t* word = words_; word != end; ++word) {
-    bits |= *word;
-    halves |= ToHalves(*word) ^ 0x80 * kEach;
+  char filled_up[sizeof(uint64_t)];
+  if (length < sizeof filled_up) {
+    std::memset(filled_up, ',', sizeof filled_up);
+    std::memcpy(filled_up, text, length);
+    text = filled_up;
   }
-  const bool packed = (bits & 0x80 * kEach) == 0 && (halves & 0xF0 * kEach) == 0;
-  kind_ = static_cast<uint16_t>(2 * length + packed);
-  if (packed) {
-    uint64_t* out = words_;
-    for (const uint64_t* word = words_; word != end; word += 2)
-      *out++ = (ToHalves(word[0]) & 0x0F * kEach) | (ToHalves(word[1]) & 0x0F * kEach) << 4;
-  } else {
-    for (uint64_t* word = words_; word != end; ++word)
-      *word = FoldCase(*word);
-  }
+  // What would reach beyond the end is the last word once more: no byte outside of the text is
+  // read, and no branch depends on where in a block the text ends.
+  const size_t last = std::max(length, sizeof filled_up) - sizeof filled_up;
+  const auto word_at = [=](size_t at) {
+    uint64_t word;
+    std::memcpy(&word, text + std::min(at, last), sizeof word);
+    return word;
+  };
+
+  // As if it were an option's text. Nothing that is stored is loaded again: to wait for bytes that
+  // have just been stored would take longer than all else.
+  OptionCharacters characters;
+  WordHash hash;
+  uint64_t* out = words_;
+  size_t at = 0;
+  do {
+    const uint64_t block[] = {word_at(at), word_at(at + 8), word_at(at + 16), word_at(at + 24)};
+    for (const uint64_t word : block)
+      characters.Add(word);
+    out[0] = Pack(block[0], block[1]);
+    out[1] = Pack(block[2], block[3]);
+    hash.AddPair(out[0], out[1]);
+    out += kBlockWords / 2;
+    at += kBlockBytes;
+  } while (at < length);
+  kind_ = static_cast<uint16_t>(2 * length + 1);
+  hash_ = hash.Get();
+  if (characters.Alone()) return true;
+
+  kind_ = static_cast<uint16_t>(2 * length);
+  for (size_t i = 0; i < WordsOf(kind_); ++i)
+    words_[i] = FoldCase(word_at(i * sizeof(uint64_t)));
+  hash_ = HashOf(kind_, words_);
   return true;
 }
 
 uint32_t TextKey::HashOf(uint16_t kind, const uint64_t* words) {
   WordHash hash;
-  const uint64_t* const end = words + BytesOf(kind) / sizeof *words;
-  if (IsPacked(kind)) {
-    for (; words != end; words += kBlockWords / 2) {
-      const uint64_t block[kBlockWords] = {words[0], words[1], 0, 0};
-      hash.AddBlock(block);
-    }
-  } else {
-    for (; words != end; words += kBlockWords)
-      hash.AddBlock(words);
-  }
+  for (size_t i = 0; i < WordsOf(kind); i += 2)
+    hash.AddPair(words[i], words[i + 1]);
   return hash.Get();
 }
 

@@ -14,16 +14,24 @@ constexpr size_t kBlockBytes = kBlockWords * sizeof(uint64_t);
 
 class WordHash {
  public:
+  void AddPair(uint64_t first, uint64_t second) {
+    Mix(first * 0x9E3779B97F4A7C15 + second * 0xC2B2AE3D27D4EB4F);
+  }
+
   void AddBlock(const uint64_t* words) {
-    hash_ ^= words[0] * 0x9E3779B97F4A7C15 + words[1] * 0xC2B2AE3D27D4EB4F +
-             words[2] * 0xD6E8FEB86659FD93 + words[3] * 0xA0761D6478BD642F;
-    hash_ ^= hash_ >> 32;
-    hash_ *= 0x9E3779B97F4A7C15;
+    Mix(words[0] * 0x9E3779B97F4A7C15 + words[1] * 0xC2B2AE3D27D4EB4F +
+        words[2] * 0xD6E8FEB86659FD93 + words[3] * 0xA0761D6478BD642F);
   }
 
   uint32_t Get() const { return static_cast<uint32_t>(hash_ >> 32); }
 
  private:
+  void Mix(uint64_t sum) {
+    hash_ ^= sum;
+    hash_ ^= hash_ >> 32;
+    hash_ *= 0x9E3779B97F4A7C15;
+  }
+
   uint64_t hash_ = 0;
 };
 
