@@ -85,6 +85,9 @@ function(byod_test_settings target)
   target_compile_options(${target} PRIVATE ${BYOD_TEST_OPTIONS}
     $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
     -Wno-restrict -Wno-maybe-uninitialized>)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    target_compile_definitions(${target} PRIVATE BYOD_EMULATED)
+  endif()
   target_link_libraries(${target} PRIVATE GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
   byod_warnings(${target})
 endfunction()

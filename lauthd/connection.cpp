@@ -90,7 +90,7 @@ void Connection::ServeOn() {
 }
 
 void Connection::Spawn(Need need) {
-  asio::co_spawn(daemon_.io, TakeTime(need), [self = shared_from_this()](std::exception_ptr error) {
+  asio::co_spawn(daemon_.io, TakeTime(need), [self = shared_from_this()](const std::exception_ptr& error) {
     if (error) self->AtOwnCost([&error] { std::rethrow_exception(error); });
   });
 }

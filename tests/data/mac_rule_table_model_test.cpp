@@ -13,7 +13,7 @@ namespace {
 
 using namespace byod::test;
 
-constexpr int kSteps = 15000;
+constexpr int kSteps = StepsHere(15000);
 
 class MacRuleTable : public RuleStoreTest {
  protected:

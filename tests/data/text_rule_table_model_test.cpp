@@ -11,7 +11,7 @@ namespace {
 
 using namespace byod::test;
 
-constexpr int kSteps = 12000;
+constexpr int kSteps = StepsHere(12000);
 
 template <typename Rules>
 class TextRuleTable : public RuleStoreTest {
