@@ -27,8 +27,8 @@ class TextIndex {
   /// then
   bool Prepare(const char* text);
 
-  /// Takes in the newest rule, whose text has been prepared last.
-  void Insert(const char* text, void* rule);
+  /// Takes in the newest rule of the text that has been prepared last; none was taken out since.
+  void Insert(void* rule);
 
   /// @return the newest rule with a text, or null
   void* Find(const char* text) const;
@@ -82,13 +82,15 @@ class TextIndex {
   };
 
   Text& At(uint32_t number) const { return *static_cast<Text*>(pool_.At(number)); }
+  Place PlaceOf(const TextKey& key) const;
   Place PlaceOf(const char* text) const;
-  void DropPrepared();
+  void DropFresh();
   void Drop(const Place& place);
 
   UnitPool pool_;      // of copies
   NumberTable texts_;  // their numbers
-  uint32_t prepared_ = 0;
+  Place prepared_;      // of the text that was prepared last
+  uint32_t fresh_ = 0;  // its copy, if there was none; not taken in yet
   uint32_t rules_ = 0;
 };
 

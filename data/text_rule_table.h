@@ -96,7 +96,7 @@ uint32_t AddText(typename T::Rule* rule) {
   HASH_Table* const hash = HashOf(table.hash);
   const char* const text = TextOf<T>(*rule);
   LinkAt(reinterpret_cast<ByodLink*&>(hash->buckets[hash->hash(text)]), rule->hash_link);
-  T::Texts().Insert(text, rule);
+  T::Texts().Insert(rule);
   InsertInOrder(T::List(), table.list, table.rule_count, ByText<T>(text), rule->list_link);
   T::Index(*rule);
   Count(table, rule->origin, 1);

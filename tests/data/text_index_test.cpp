@@ -31,7 +31,7 @@ class TextIndexTest : public testing::Test {
   void* Add(const std::string& text) {
     EXPECT_TRUE(index_.Prepare(text.c_str()));
     void* const rule = &rules_[used_++ % rules_.size()];
-    index_.Insert(text.c_str(), rule);
+    index_.Insert(rule);
     return rule;
   }
   void* Find(const std::string& text) const { return index_.Find(text.c_str()); }
