@@ -3,7 +3,7 @@
 # ratios: scripts/bench.sh [file], to the standard output without a file. Needs the packages of
 # scripts/setup.sh --bench. Set BYOD_CORPUS to a folder with useragents.tsv and dhcp55.tsv for real
 # strings where there is none beside the source tree, and BYOD_BENCH_DIRECTORY to a folder on the
-# disk that the database is measured on, where that is not /tmp. Takes half an hour; keep the
+# disk that the database is measured on, where that is not /tmp. Takes ten minutes; keep the
 # machine quiet meanwhile.
 set -euo pipefail
 cd "$(dirname "$0")/.."
