@@ -87,8 +87,8 @@ class TextIndex {
   void DropFresh();
   void Drop(const Place& place);
 
-  UnitPool pool_;      // of copies
-  NumberTable texts_;  // their numbers
+  UnitPool pool_;       // of copies
+  NumberTable texts_;   // their numbers
   Place prepared_;      // of the text that was prepared last
   uint32_t fresh_ = 0;  // its copy, if there was none; not taken in yet
   uint32_t rules_ = 0;

@@ -32,8 +32,8 @@ Term* UserAgentIndex::Intern(const Expression::Piece& piece) {
   if (!terms_.Reserve(1)) return nullptr;
   void* const memory = pool_.Get(Term::BytesFor(length));
   if (memory == nullptr) return nullptr;
-  auto* const term = new (memory)
-      Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
+  auto* const term =
+      new (memory) Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
   std::memcpy(term->text(), text, length);
   term->text()[length] = '\0';
   terms_.Insert(hash, term, 0);

@@ -90,9 +90,10 @@ void Connection::ServeOn() {
 }
 
 void Connection::Spawn(Need need) {
-  asio::co_spawn(daemon_.io, TakeTime(need), [self = shared_from_this()](const std::exception_ptr& error) {
-    if (error) self->AtOwnCost([&error] { std::rethrow_exception(error); });
-  });
+  asio::co_spawn(daemon_.io, TakeTime(need),
+                 [self = shared_from_this()](const std::exception_ptr& error) {
+                   if (error) self->AtOwnCost([&error] { std::rethrow_exception(error); });
+                 });
 }
 
 Connection::Connection(Daemon& daemon, int descriptor)

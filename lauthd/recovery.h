@@ -9,8 +9,8 @@ namespace byod::lauthd {
 class Authorization;
 
 /// Lays everything in the open database over the predefined rules, the default order and no
-/// authorization, whatever was configured before. Where a stored key has become another spelling of a predefined rule's key, it is
-/// stored anew under that one, so that later changes find it.
+/// authorization, whatever was configured before. Where a stored key has become another spelling of
+/// a predefined rule's key, it is stored anew under that one, so that later changes find it.
 void RecoverAll(int32_t handle, Authorization& authorization);
 
 /// That last part alone, for a time when the predefined rules have changed.

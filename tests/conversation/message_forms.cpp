@@ -1,6 +1,6 @@
-// message_forms write FOLDER writes one message of each kind, in the memory form, into a file of its
-// own; message_forms read FOLDER reads them and names those that do not tell what was put in. One
-// machine's program reads what another's wrote.
+// message_forms write FOLDER writes one message of each kind, in the memory form, into a file of
+// its own; message_forms read FOLDER reads them and names those that do not tell what was put in.
+// One machine's program reads what another's wrote.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -135,8 +135,8 @@ bool ReadNested(uint32_t msg) {
   ByodTextRuleShowRec rec = {};
   const bool read = BYOD_tlv_GetDhcpOptionRuleAllInfo(inner, &origin, &word, &rec) == 0;
   TLV_Destroy(inner);
-  return read && origin == kOrigin && word == kWord &&
-         std::strcmp(rec.text, "1,121,3,6,15") == 0 && Tells(rec.info);
+  return read && origin == kOrigin && word == kWord && std::strcmp(rec.text, "1,121,3,6,15") == 0 &&
+         Tells(rec.info);
 }
 
 const struct {
@@ -153,9 +153,8 @@ const struct {
 
 bool Write(const std::filesystem::path& file, uint32_t msg) {
   std::string bytes(TLV_GetMsgLen(msg, TLV_MODE_MEMORY), '\0');
-  const uint32_t written =
-      TLV_Flush(msg, TLV_MODE_MEMORY, static_cast<uint32_t>(bytes.size()),
-                reinterpret_cast<uintptr_t>(bytes.data()));
+  const uint32_t written = TLV_Flush(msg, TLV_MODE_MEMORY, static_cast<uint32_t>(bytes.size()),
+                                     reinterpret_cast<uintptr_t>(bytes.data()));
   if (written == 0 || written != bytes.size()) return false;
   std::ofstream out(file, std::ios::binary);
   return static_cast<bool>(out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));

@@ -32,8 +32,7 @@ namespace byod::test {
 
 /// @return whether the condition came true in time
 template <typename Condition>
-bool Eventually(Condition condition,
-                std::chrono::milliseconds patience = std::chrono::minutes(1)) {
+bool Eventually(Condition condition, std::chrono::milliseconds patience = std::chrono::minutes(1)) {
   const auto end = std::chrono::steady_clock::now() + patience;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;

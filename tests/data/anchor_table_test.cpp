@@ -1,0 +1,88 @@
+// The table of anchors by itself: what its filters pass, and the memory that it tells of.
+#include "data/anchor_table.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "data/user_agent_entry.h"
+
+namespace {
+
+using byod::data::AnchorTable;
+using byod::data::HashOfWindow;
+using byod::data::LoadWindow;
+using byod::data::Term;
+
+class AnchorTableTest : public testing::Test {
+ protected:
+  ~AnchorTableTest() override {
+    table_.Clear();
+    for (Term* const term : terms_)
+      ::operator delete(term);
+  }
+
+  /// Takes in a term of at most four bytes, all of which are its window.
+  Term& Insert(const std::string& text) {
+    EXPECT_TRUE(table_.Reserve(1));
+    auto* const term = new (::operator new(Term::BytesFor(text.size()))) Term{};
+    term->length = static_cast<uint8_t>(text.size());
+    std::memcpy(term->text(), text.c_str(), text.size() + 1);
+    terms_.push_back(term);
+    table_.Insert(*term);
+    return *term;
+  }
+
+  bool PassesWindow(const std::string& text) const {
+    return table_.MayBeWindow(HashOfWindow(LoadWindow(text.c_str(), text.size())));
+  }
+
+  size_t PassedWindows(int first, int last) const {
+    size_t passed = 0;
+    for (int i = first; i < last; ++i)
+      passed += PassesWindow(Numbered(i));
+    return passed;
+  }
+
+  static std::string Numbered(int number) { return std::to_string(1000 + number); }
+
+  AnchorTable table_;
+  std::vector<Term*> terms_;
+};
+
+TEST_F(AnchorTableTest, PassesTheWindowsOfItsTermsAndFewOthers) {
+  for (int i = 0; i < 1000; ++i)
+    Insert(Numbered(i));
+  EXPECT_EQ(PassedWindows(0, 1000), 1000u);
+  EXPECT_LT(PassedWindows(1000, 9000), 8000u / 10);
+}
+
+// Bits stay behind a term that leaves, until so many have left that they would cost too much.
+TEST_F(AnchorTableTest, StopsPassingWhatManyLeavingTermsLeftBehind) {
+  for (int i = 0; i < 1000; ++i)
+    Insert(Numbered(i));
+  for (int i = 0; i < 900; ++i)
+    table_.Erase(*terms_[static_cast<size_t>(i)]);
+  EXPECT_EQ(PassedWindows(900, 1000), 100u);
+  EXPECT_LT(PassedWindows(0, 900), 400u);
+}
+
+TEST_F(AnchorTableTest, DoesNotPutItsFiltersRightForAFewThatLeave) {
+  for (int i = 0; i < 1000; ++i)
+    Insert(Numbered(i));
+  for (int i = 0; i < 100; ++i)
+    table_.Erase(*terms_[static_cast<size_t>(i)]);
+  EXPECT_EQ(PassedWindows(0, 100), 100u);
+}
+
+TEST_F(AnchorTableTest, TellsOfTheMemoryOfItsSlotsAndFilters) {
+  EXPECT_EQ(table_.bytes(), 0u);
+  Insert("iPod");
+  constexpr size_t kLeastFilter = 4096;
+  EXPECT_EQ(table_.bytes(), 16 * sizeof(AnchorTable::Slot) + 2 * kLeastFilter);
+}
+
+}  // namespace
