@@ -55,8 +55,9 @@ class RankedList {
   /**
    * Looks through the first count links by halves.
    *
-   * @param compare  (ByodLink&) -> how what is sought compares with the link; 0 ends the search at
-   *                 once. Its member mark is what is sought's
+   * @param compare  its member mark is that of what is sought; called, if marks do not tell all,
+   *                 with a ByodLink&: how what is sought compares with the link. 0 ends the search
+   *                 at once
    */
   template <typename Compare>
   Place Search(uint32_t count, const Compare& compare) const {
@@ -64,18 +65,24 @@ class RankedList {
     if (count == 0 || *head_ == nullptr) return place;
     // Wide enough for the sum of any two counts; last is one below first when nothing is left.
     const bool mirrored = Mirrored();
+    const auto against = [&compare](const Mark& mark, [[maybe_unused]] ByodLink& link) {
+      int comparison = compare.mark.Compare(mark);
+      if constexpr (!Mark::kTellsAll) {
+        if (comparison == 0) comparison = compare(link);
+      }
+      return comparison;
+    };
     for (uint64_t first = 1, last = count; first <= last;) {
       const uint64_t middle = (first + last) / 2;
       const auto index = static_cast<size_t>(middle - 1);
       if (mirrored) {
         if (middle > size()) return {};
         const Element& element = elements_[index];
-        place = {element.link, index, compare.mark.Compare(element.mark)};
-        if (!Mark::kTellsAll && place.comparison == 0) place.comparison = compare(*element.link);
+        place = {element.link, index, against(element.mark, *element.link)};
       } else {
         ByodLink* const link = WalkTo(middle - 1);
         if (link == nullptr) return {};
-        place = {link, index, compare(*link)};
+        place = {link, index, against(mark_of_(*link), *link)};
       }
       if (place.comparison == 0) break;
       if (place.comparison < 0) {

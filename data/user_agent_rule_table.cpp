@@ -10,10 +10,6 @@ struct ByLength {
   explicit ByLength(const ByodUserAgentRule& rule, Entry* entry = nullptr)
       : mark{std::strlen(rule.keyword), entry} {}
 
-  int operator()(ByodLink& link) const {
-    return mark.Compare({std::strlen(RuleOfMatchLink(&link)->keyword)});
-  }
-
   LengthMark mark;
 };
 
