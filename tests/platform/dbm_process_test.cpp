@@ -134,17 +134,17 @@ TEST_F(DbmProcess, AProcessKilledInTheMiddleOfChangesLosesNoneThatReturned) {
   // The child tells here how many of its changes returned.
   void* shared = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(shared, MAP_FAILED);
-  auto* returned = new (shared) std::atomic<uint64_t>(0);
+  auto* returned = new (shared) std::atomic<uint32_t>(0);
   std::mt19937 random(7);
   Model model;
-  uint64_t number = 0;
+  uint32_t number = 0;
   uint64_t in_flight_kept = 0;
   for (int round = 0; round < kRounds; ++round) {
     *returned = number;
     const pid_t child = Start([number, returned] {
       int32_t handle = -1;
       if (Open(handle) != DBM_OK) return false;
-      for (uint64_t next = number;; ++next) {
+      for (uint32_t next = number;; ++next) {
         const Planned change = Plan(next);
         const int32_t result = change.remove ? Remove(handle, "L", Record(change.key))
                                              : Insert(handle, "L", change.record);
@@ -181,7 +181,7 @@ TEST_F(DbmProcess, AProcessKilledInTheMiddleOfChangesLosesNoneThatReturned) {
     }
     ++number;  // the one in flight is decided either way
   }
-  EXPECT_GE(number, uint64_t{kRounds});
+  EXPECT_GE(number, uint32_t{kRounds});
   RecordProperty("changes", static_cast<int>(number));
   RecordProperty("in_flight_kept", static_cast<int>(in_flight_kept));
   munmap(shared, 4096);
