@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "support/emulation.h"
 #include "support/failing_allocator.h"
 #include "support/mac_rule_table_model.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 using namespace byod::test;
 
-constexpr int kSteps = StepsHere(15000);
+constexpr int kSteps = support::StepsHere(15000);
 
 class MacRuleTable : public RuleStoreTest {
  protected:

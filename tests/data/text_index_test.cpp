@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "data/fold_case.h"
-#include "support/choices.h"
+#include "support/emulation.h"
 #include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
 
@@ -120,7 +120,7 @@ TEST_F(TextIndexTest, AnswersAsAMapWhileTextsComeAndGo) {
                              : (random() % 2 == 0 ? "Key " : "kEY ") + text;
     };
     uint32_t count = 0;
-    for (int step = 0; step < byod::test::StepsHere(40000); ++step) {
+    for (int step = 0; step < support::StepsHere(40000); ++step) {
       const std::string text = any_text();
       auto& rules = model[Lower(text)];
       ASSERT_EQ(Find(text), rules.empty() ? nullptr : rules.back()) << text;

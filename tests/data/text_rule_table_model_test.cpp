@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "support/emulation.h"
 #include "support/failing_allocator.h"
 #include "support/rule_store_fixture.h"
 #include "support/text_rule_table_model.h"
@@ -11,7 +12,7 @@ namespace {
 
 using namespace byod::test;
 
-constexpr int kSteps = StepsHere(12000);
+constexpr int kSteps = support::StepsHere(12000);
 
 template <typename Rules>
 class TextRuleTable : public RuleStoreTest {

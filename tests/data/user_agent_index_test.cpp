@@ -12,7 +12,7 @@
 #include "data/rule_store.h"
 #include "data/user_agent_lookup.h"
 #include "data/word_hash.h"
-#include "support/choices.h"
+#include "support/emulation.h"
 #include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
 #include "support/random_expressions.h"
@@ -332,7 +332,7 @@ TEST_F(UserAgentIndex, AnswersAsTheWalkWhileRulesComeAndGo) {
     RandomExpressions random(seed);
     std::vector<ByodUserAgentRule*> rules;
     const size_t aim = seed % 4 == 0 ? 600 : seed % 4 == 1 ? 5 : 60;
-    for (int step = 0; step < byod::test::StepsHere(10000); ++step) {
+    for (int step = 0; step < support::StepsHere(10000); ++step) {
       const bool grow = rules.size() < aim ? random.Below(4) != 0 : random.Below(4) == 0;
       if (grow) {
         rules.push_back(Add(random.Expression()));

@@ -8,16 +8,6 @@
 
 namespace byod::test {
 
-/// How many of the steps of a run against a model are taken: where a processor is emulated, which
-/// takes some thirty times as long, a tenth.
-constexpr int StepsHere(int steps) {
-#ifdef BYOD_EMULATED
-  return steps / 10;
-#else
-  return steps;
-#endif
-}
-
 class Choices {
  public:
   explicit Choices(uint32_t seed) : random_(seed) {}
