@@ -36,6 +36,16 @@ class AnchorTableTest : public testing::Test {
     return *term;
   }
 
+  void InsertNumbered(int count) {
+    for (int i = 0; i < count; ++i)
+      Insert(Numbered(i));
+  }
+
+  void EraseFirst(size_t count) {
+    for (size_t i = 0; i < count; ++i)
+      table_.Erase(*terms_[i]);
+  }
+
   bool PassesWindow(const std::string& text) const {
     return table_.MayBeWindow(HashOfWindow(LoadWindow(text.c_str(), text.size())));
   }
@@ -54,27 +64,22 @@ class AnchorTableTest : public testing::Test {
 };
 
 TEST_F(AnchorTableTest, PassesTheWindowsOfItsTermsAndFewOthers) {
-  for (int i = 0; i < 4000; ++i)
-    Insert(Numbered(i));
+  InsertNumbered(4000);
   EXPECT_EQ(PassedWindows(0, 4000), 4000u);
   EXPECT_LT(PassedWindows(4000, 9000), 5000u / 10);
 }
 
 // Bits stay behind a term that leaves, until so many have left that they would cost too much.
 TEST_F(AnchorTableTest, StopsPassingWhatManyLeavingTermsLeftBehind) {
-  for (int i = 0; i < 1000; ++i)
-    Insert(Numbered(i));
-  for (int i = 0; i < 900; ++i)
-    table_.Erase(*terms_[static_cast<size_t>(i)]);
+  InsertNumbered(1000);
+  EraseFirst(900);
   EXPECT_EQ(PassedWindows(900, 1000), 100u);
   EXPECT_LT(PassedWindows(0, 900), 400u);
 }
 
 TEST_F(AnchorTableTest, DoesNotPutItsFiltersRightForAFewThatLeave) {
-  for (int i = 0; i < 1000; ++i)
-    Insert(Numbered(i));
-  for (int i = 0; i < 100; ++i)
-    table_.Erase(*terms_[static_cast<size_t>(i)]);
+  InsertNumbered(1000);
+  EraseFirst(100);
   EXPECT_EQ(PassedWindows(0, 100), 100u);
 }
 
