@@ -73,7 +73,7 @@ class TextIndex {
     uint64_t* words() { return reinterpret_cast<uint64_t*>(this + 1); }
     const uint64_t* words() const { return reinterpret_cast<const uint64_t*>(this + 1); }
   };
-  static_assert(sizeof(Text) == 16, "a short option text shares a cache line with it");
+  static_assert(sizeof(Text) <= 16, "a short option text shares a cache line with it");
 
   /// A text's hash, and the number of its copy: 0 if there is none.
   struct Place {
