@@ -99,7 +99,7 @@ from_sources() {
 }
 
 case $machine in
-  s390x | armhf) from_packages "$machine" ;;
+  s390x | i386 | armhf) from_packages "$machine" ;;
   powerpc) from_sources ;;
   *) echo "cross-root: no such machine: $machine" >&2; exit 1 ;;
 esac

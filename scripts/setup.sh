@@ -23,8 +23,8 @@ if [ "${1:-}" = --bench ]; then
 fi
 
 if [ "${1:-}" = --cross ]; then
-  packages+=(g++-s390x-linux-gnu g++-arm-linux-gnueabihf g++-powerpc-linux-gnu qemu-user
-    tcl dpkg-dev) # SQLite is made from Debian's source package
+  packages+=(g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu qemu-user
+    g++-arm-linux-gnueabihf tcl dpkg-dev) # SQLite is made from Debian's source package
 fi
 
 if [ "${1:-}" = --analysis ]; then

@@ -2,7 +2,7 @@
 # install_test.sh BUILD CC CXX LIBDIR SANITIZERS [SYSROOT EMULATOR...]
 # Installs a build into a folder of its own, and builds and runs programs outside the tree against
 # it: C99 and C++ through pkg-config, C++ through the CMake package, and the program of the README as
-# it stands there.
+# it stands there. What linking a program needs besides is in LDFLAGS.
 set -euo pipefail
 build=$1 cc=$2 cxx=$3 libdir=$4 sanitizers=$5 sysroot=${6:-}
 emulator=("${@:7}")
@@ -16,6 +16,7 @@ export PKG_CONFIG_PATH=$work/root/$libdir/pkgconfig
 flags=$(pkg-config --define-variable=prefix="$work/root" --cflags --libs byod)
 [ -z "$sanitizers" ] || flags="$flags -fsanitize=$sanitizers"
 [ -z "$sysroot" ] || flags="$flags --sysroot=$sysroot"
+flags="$flags ${LDFLAGS:-}"
 export LD_LIBRARY_PATH=$work/root/$libdir
 
 # shellcheck disable=SC2086
