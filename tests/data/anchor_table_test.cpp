@@ -25,7 +25,7 @@ class AnchorTableTest : public testing::Test {
       ::operator delete(term);
   }
 
-  /// Takes in a term of at most four bytes, all of which are its window.
+  /// Takes in a term.
   Term& Insert(const std::string& text) {
     EXPECT_TRUE(table_.Reserve(1));
     auto* const term = new (::operator new(Term::BytesFor(text.size()))) Term{};
@@ -63,10 +63,25 @@ class AnchorTableTest : public testing::Test {
   std::vector<Term*> terms_;
 };
 
+TEST_F(AnchorTableTest, LooksForATermOfUpToEightBytesByItsLastOnes) {
+  EXPECT_EQ(Insert("iPod").window_end, 4u);
+  EXPECT_EQ(Insert("SM-G960F").window_end, 8u);
+}
+
+// Behind "HUAWEI9 A" each window ends with bytes that all browsers send.
+TEST_F(AnchorTableTest, LooksForATermByTheLastBytesThatAreNotCommon) {
+  EXPECT_EQ(Insert("HUAWEI9 AppleWebKit/537").window_end, std::strlen("HUAWEI9 A"));
+}
+
+TEST_F(AnchorTableTest, LooksForATermByBytesThatAreLookedForAnyhow) {
+  Insert("SM-G960F");
+  EXPECT_EQ(Insert("SM-G960F QwertyZx").window_end, std::strlen("SM-G960F"));
+}
+
 TEST_F(AnchorTableTest, PassesTheWindowsOfItsTermsAndFewOthers) {
   InsertNumbered(4000);
   EXPECT_EQ(PassedWindows(0, 4000), 4000u);
-  EXPECT_LT(PassedWindows(4000, 9000), 5000u / 10);
+  EXPECT_LT(PassedWindows(4000, 9000), 5000u / 50);
 }
 
 // Bits stay behind a term that leaves, until so many have left that they would cost too much.
@@ -88,6 +103,12 @@ TEST_F(AnchorTableTest, TellsOfTheMemoryOfItsSlotsAndFilters) {
   Insert("iPod");
   constexpr size_t kLeastFilter = 4096;
   EXPECT_EQ(table_.bytes(), 16 * sizeof(AnchorTable::Slot) + 2 * kLeastFilter);
+}
+
+// Each filter grows by itself: at this size that of windows, while that of grams is as it was.
+TEST_F(AnchorTableTest, GrowsTheFilterThatIsTooSmall) {
+  InsertNumbered(2000);
+  EXPECT_EQ(table_.bytes(), 4096 * sizeof(AnchorTable::Slot) + 4096 + 8192);
 }
 
 }  // namespace

@@ -226,7 +226,8 @@ TEST_F(UserAgentIndex, RulesInFrontOfAListThatWasTakenOverKeepTheirOrder) {
   for (size_t i = foreign.size(); i-- > 0;)
     byod::data::LinkAt(*BYOD_data_GetUserAgentRuleMatchList(), foreign[i]->match_link);
   BYOD_data_GetUserAgentRuleTbl()->rule_count = 3;
-  Add("id");  // takes the list over
+  const auto* const shortest = Add("id");  // takes the list over
+  ASSERT_EQ(MatchList().back(), shortest);
   std::string text = "Android";
   for (int i = 0; i < 100; ++i) {
     const auto* const longest = Add(text + "&&A");
