@@ -73,6 +73,11 @@ TEST_F(AnchorTableTest, LooksForATermByTheLastBytesThatAreNotCommon) {
   EXPECT_EQ(Insert("HUAWEI9 AppleWebKit/537").window_end, std::strlen("HUAWEI9 A"));
 }
 
+// The last four bytes of a window suffice to make it a rare one.
+TEST_F(AnchorTableTest, LooksForATermByAWindowThatIsRareAtItsEndAlone) {
+  EXPECT_EQ(Insert("XAppleWebX").window_end, std::strlen("XAppleWebX"));
+}
+
 TEST_F(AnchorTableTest, LooksForATermByBytesThatAreLookedForAnyhow) {
   Insert("SM-G960F");
   EXPECT_EQ(Insert("SM-G960F QwertyZx").window_end, std::strlen("SM-G960F"));

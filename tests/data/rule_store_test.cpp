@@ -61,6 +61,13 @@ TEST_F(RuleStoreTest, InitMakesThreeEmptyTables) {
   EXPECT_EQ(Byod_GetCustomRuleCount(), 0u);
 }
 
+// Ours takes no notice of the number; another platform library may.
+TEST_F(RuleStoreTest, InitAsksForATreeWithTheNumberZero) {
+  const ContainerFaultScope scope;
+  Reopen(BYOD_NO_RULE_LIMIT);
+  EXPECT_EQ(Containers().tree_option, 0u);
+}
+
 TEST_F(RuleStoreTest, HashTablesHave1024BucketsAndTheStoresHash) {
   for (void* const handle :
        {BYOD_data_GetUserAgentRuleTbl()->hash, BYOD_data_GetDhcpOptionRuleTbl()->hash}) {

@@ -29,6 +29,7 @@ extern "C" {
 
 void* AVL_Init(int (*compare)(const void*, const void*), uint32_t zero, void (*release)(void*)) {
   static auto* const real = Real<decltype(AVL_Init)>("AVL_Init");
+  Containers().tree_option = zero;
   if (Containers().avl_init.Enter()) return Containers().avl_init.failure;
   return real(compare, zero, release);
 }

@@ -31,6 +31,7 @@ struct ContainerFaults {
   /// A call that fails has taken the record out all the same.
   WatchedCall<uint32_t> avl_remove;
 
+  uint32_t tree_option = UINT32_MAX;  // the number that the last tree was asked for with
   uint32_t walks_ended = 0;
   uint32_t trees_destroyed = 0;
   std::vector<void*> tables_made;
