@@ -55,6 +55,7 @@ int Unset(const Options& options, const Settings& settings) {
   const uint32_t kind = RuleKindOf(options.kind);
   const RuleKey key = ReadRule(kind, options.key, {}).key;
   std::vector<Request> changes;
+  changes.reserve(options.fields.size() + 1);
   for (const DeviceField* const field : options.fields)
     changes.push_back(ChangeField(BYOD_OP_UNDO, key, *field, ""));
   if (changes.empty()) changes.push_back(ChangeRule(BYOD_OP_UNDO, key));

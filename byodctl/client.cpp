@@ -40,7 +40,7 @@ ExitStatus StatusOf(uint32_t refusal) {
 
 /// The daemon tells why; one that does not is quoted by its code.
 std::string ReasonOf(const Fields& reply) {
-  const std::string reason = reply.Text(BYOD_EXT_REASON);
+  std::string reason = reply.Text(BYOD_EXT_REASON);
   if (!reason.empty()) return reason;
   char text[48];
   std::snprintf(text, sizeof text, "the daemon refuses, code 0x%08X",

@@ -14,7 +14,7 @@ namespace byod::ctl {
 namespace {
 
 constexpr size_t kMostStations = 65536;
-constexpr uint64_t kAskAgainUs = 10 * 1000000;
+constexpr uint64_t kAskAgainUs = 10'000'000;
 
 FingerprintText FingerprintOf(const capture::Station& station) {
   FingerprintText text;

@@ -40,7 +40,7 @@ bool TextKey::Make(const char* text) {
   char filled_up[sizeof(uint64_t)];
   if (length < sizeof filled_up) {
     std::memset(filled_up, ',', sizeof filled_up);
-    std::memcpy(filled_up, text, length);
+    std::copy_n(text, length, filled_up);
     text = filled_up;
   }
   // What would reach beyond the end is the last word once more: no byte outside of the text is
