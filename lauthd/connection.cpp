@@ -100,12 +100,18 @@ Connection::Connection(Daemon& daemon, int descriptor)
     : daemon_(daemon), descriptor_(descriptor), place_(daemon.connections.Add(this)) {}
 
 Connection::~Connection() {
-  Close();
+  CloseSocket();
   if (daemon_.gate.OwnedBy(this)) daemon_.AbortBulk();
   daemon_.connections.Remove(place_);
 }
 
 void Connection::Close() {
+  if (closed_) return;
+  CloseSocket();
+  if (wake_) wake_->cancel();
+}
+
+void Connection::CloseSocket() {
   if (std::exchange(closed_, true)) return;
   asio::error_code ignored;
   if (socket_) {
@@ -114,7 +120,6 @@ void Connection::Close() {
     close(descriptor_);
   }
   descriptor_ = -1;
-  if (wake_) wake_->cancel();
 }
 
 const Peer& Connection::peer() {

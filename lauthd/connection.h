@@ -70,6 +70,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   template <typename Step>
   void AtOwnCost(Step step);
+  void CloseSocket();
   Need ServeWhatIsThere();
   void SeeTo(Need need);
   void ServeOn();
