@@ -144,6 +144,20 @@ TEST_F(TextIndexTest, AnswersAsAMapWhileTextsComeAndGo) {
   }
 }
 
+// Other hands may have taken the older rules out of their chain.
+TEST_F(TextIndexTest, TextWhoseRulesAreAllGoneLeavesItsMemoryToOthers) {
+  void* const first = Add("first");
+  Remove("first", first);
+  const support::FailingAllocation counting(0);
+  for (int i = 0; i < 1000; ++i) {
+    const std::string text = "a" + std::to_string(i);
+    Add(text);
+    Remove(text, Add(text), nullptr);
+    ASSERT_EQ(Find(text), nullptr);
+  }
+  EXPECT_EQ(counting.Count(), 0u);
+}
+
 TEST_F(TextIndexTest, PreparingWithoutMemoryFailsAndChangesNothing) {
   std::map<std::string, void*> model;
   uint32_t failures = 0;
