@@ -12,7 +12,6 @@ namespace {
 
 using namespace byod::test;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr Mac kRouter = {0x00, 0x01, 0x02, 0x03, 0x04, 0x05};
 

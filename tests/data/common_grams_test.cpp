@@ -1,5 +1,5 @@
-// What nearly every browser sends, which is written down at compile time and looked up in loaded bytes:
-// both have to agree whatever the machine's byte order.
+// What nearly every browser sends, which is written down at compile time and looked up in loaded
+// bytes: both have to agree whatever the machine's byte order.
 #include "data/common_grams.h"
 
 #include <gtest/gtest.h>

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "support/failing_allocator.h"
+#include "support/object_bytes.h"
 
 namespace {
 
@@ -28,12 +29,11 @@ TEST(SpareMacRules, OfASmallTableAreMadeOneByOne) {
 TEST(SpareMacRules, OfALargeTableAreZeroAndReleasedOneByOne) {
   const int64_t before = LiveAllocations();
   SpareMacRules spares;
-  const ByodMacRule zero = {};
   std::array<ByodMacRule*, 2 * SpareMacRules::kRow> taken;
   for (ByodMacRule*& rule : taken) {
     rule = spares.Take(SpareMacRules::kFewRules);
     ASSERT_NE(rule, nullptr);
-    EXPECT_EQ(std::memcmp(rule, &zero, sizeof zero), 0);
+    EXPECT_EQ(support::BytesOf(*rule), support::ZeroBytes<ByodMacRule>());
     rule->mac[0] = 1;  // would be seen if it came twice
   }
   for (ByodMacRule* const rule : taken)

@@ -15,6 +15,7 @@
 #include "support/emulation.h"
 #include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
+#include "support/object_bytes.h"
 #include "support/random_expressions.h"
 
 namespace {
@@ -409,7 +410,7 @@ TEST_F(UserAgentIndex, AddWithoutMemoryFailsAndChangesNothing) {
     expressions.push_back(random.Expression());
   for (const std::string& expression : expressions) {
     ByodUserAgentRule* const rule = NewRule(expression);
-    const ByodUserAgentRule before = *rule;
+    const std::string before = support::BytesOf(*rule);
     const auto list = MatchList();
     const uint32_t count = BYOD_data_GetUserAgentRuleCount();
     for (uint32_t failing = 1;; ++failing) {
@@ -426,7 +427,7 @@ TEST_F(UserAgentIndex, AddWithoutMemoryFailsAndChangesNothing) {
         break;
       }
       ASSERT_EQ(result, static_cast<uint32_t>(BYOD_ERR_FAILED));
-      ASSERT_EQ(std::memcmp(rule, &before, sizeof before), 0);
+      ASSERT_EQ(support::BytesOf(*rule), before);
       ASSERT_EQ(MatchList(), list);
       ASSERT_EQ(BYOD_data_GetUserAgentRuleCount(), count);
       ASSERT_EQ(BYOD_data_FindUserAgentRule("no such rule"), nullptr);

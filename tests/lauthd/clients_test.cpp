@@ -235,7 +235,7 @@ TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndIsDropped) {
   }
   // A sanitizer keeps freed memory for a while.
   if (!kSanitized) {
-    EXPECT_LT(daemon_.Memory(), before + 50 * 64 + 2048) << "KiB";
+    EXPECT_LT(daemon_.Memory(), before + size_t{50} * 64 + 2048) << "KiB";
   }
   // They are dropped, and the memory of their connections is free again.
   EXPECT_TRUE(Eventually([&] {

@@ -145,7 +145,8 @@ TEST_F(Restart, EveryChangeThatWasAnsweredIsThereAfterEveryKill) {
     ASSERT_FALSE(HasFailure());
   }
   // Values, names and attributes of three tables, the order and authorization, set and undone.
-  EXPECT_TRUE(restarts < 20 || seen_.size() == 2 * (3 * 3 + 2));
+  constexpr size_t kOperations = size_t{3} * 3 + 2;
+  EXPECT_TRUE(restarts < 20 || seen_.size() == 2 * kOperations);
   std::printf("%d changes, %d restarts; of those on their way %d were answered, %d kept, %d lost\n",
               changes_, restarts, answered, kept, lost);
 }

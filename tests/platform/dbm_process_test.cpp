@@ -73,7 +73,7 @@ TEST_F(DbmProcess, ChangesOfSeveralProcessesAllArrive) {
   for (const pid_t child : children)
     EXPECT_TRUE(EndedWell(child));
   OpenIt();
-  EXPECT_EQ(Records(handle_, "L").size(), size_t{kChildren * kEach});
+  EXPECT_EQ(Records(handle_, "L").size(), size_t{kChildren} * kEach);
 }
 
 TEST_F(DbmProcess, AnotherProcessSeesAChangeAtOnce) {
@@ -171,7 +171,7 @@ TEST_F(DbmProcess, AProcessKilledInTheMiddleOfChangesLosesNoneThatReturned) {
     OpenIt();
     Model found;
     for (const std::string& record : Records(handle_, "L")) {
-      found[std::string(record.c_str())] = record;
+      found[record.substr(0, record.find('\0'))] = record;
     }
     Close();
     ASSERT_TRUE(found == model || found == with_in_flight) << "round " << round;
