@@ -9,8 +9,8 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh --analysis
 folders=("$@")
 [ ${#folders[@]} -gt 0 ] ||
-  folders=(data tlv db cfgmsg service platform rulefiles explain lint protocol capture lauthd byodctl
-    fuzz tests)
+  folders=(data tlv db cfgmsg service platform rulefiles explain lint protocol text capture lauthd
+    byodctl fuzz tests)
 
 # Precompiled headers are for one compiler only, and would have to be built.
 build=build/analysis
