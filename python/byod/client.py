@@ -1,0 +1,543 @@
+"""A connection to lauthd."""
+
+from __future__ import annotations
+
+import os
+import socket
+from collections.abc import Iterable, Iterator, Mapping
+from types import TracebackType
+
+from byod import codes
+from byod.errors import refusal_of
+from byod.message import HEADER, Message, as_text, data, length_of, message, number, text
+from byod.model import (
+    Authorization,
+    DatabaseState,
+    DeviceInfo,
+    Event,
+    FingerPrint,
+    Identity,
+    Kind,
+    MacLike,
+    OptionsLike,
+    Rule,
+    Status,
+    TableCounts,
+    UnknownFingerPrint,
+    options_of,
+    options_text,
+    prefix_of,
+    prefix_text,
+)
+
+DEFAULT_SOCKET = "/run/lauthd/lauthd.sock"
+
+Attributes = Mapping[str, str | Iterable[str]] | Iterable[tuple[str, str]]
+
+_GET_IDENTITY = number(codes.OPERATION, codes.GET) + number(codes.KIND, codes.IDENTIFY)
+_FIELDS = {"vendor": (1, codes.VENDOR), "category": (2, codes.CATEGORY), "os": (3, codes.OS)}
+
+
+class Client:
+    """
+    Asks and configures lauthd over its socket.
+
+    A client is one connection and is used from one thread. It connects at its first request, and
+    again when the daemon has been restarted between two requests. Every method raises OSError when
+    there is no daemon, TimeoutError when it does not answer in time, and Refused when it refuses.
+    """
+
+    def __init__(self, path: str | None = None, timeout: float | None = 5.0) -> None:
+        """
+        :param path: of the socket; without it LAUTHD_SOCKET of the environment, or the default
+        :param timeout: seconds in which the daemon takes or sends nothing before a request fails;
+            None waits without limit
+        """
+        self._path = path or os.environ.get("LAUTHD_SOCKET") or DEFAULT_SOCKET
+        self._timeout = timeout
+        self._socket: socket.socket | None = None
+        self._received = b""
+        self._bulk_open = False
+
+    def __enter__(self) -> Client:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def close(self) -> None:
+        """Ends the connection. The next request opens another one."""
+        if self._socket is not None:
+            self._socket.close()
+        self._socket = None
+        self._received = b""
+        self._bulk_open = False
+
+    # ------------------------------------------------------------ identification
+
+    def identify(
+        self,
+        mac: MacLike = b"",
+        dhcp: OptionsLike = b"",
+        user_agent: str = "",
+        group: str = "",
+    ) -> Identity:
+        """
+        Identifies a terminal by what is known of it.
+
+        :param dhcp: the option list of DHCP option 55, as "1,3,6", bytes or numbers
+        :param group: a user group; the answer then holds the authorization that applies
+        :return: what is known; ``known`` is false when nothing is
+        """
+        return self.identify_fingerprint(FingerPrint.of(mac, dhcp, user_agent), group)
+
+    def identify_fingerprint(self, fingerprint: FingerPrint, group: str = "") -> Identity:
+        """As identify, for a fingerprint at hand."""
+        request = [_GET_IDENTITY, *_elements_of(fingerprint)]
+        if group:
+            request.append(text(codes.GROUP, group))
+        reply = self._ask(message(*request))
+        code = reply.number(codes.CODE, codes.FAILED)
+        if code != 0 and reply.number(codes.REFUSAL) != codes.UNIDENTIFIED:
+            raise refusal_of(reply, code)
+        return _identity_in(reply)
+
+    def watch(self) -> Iterator[Event]:
+        """
+        Yields identifications as they happen, whoever asks for them.
+
+        Waits without limit between them. The connection is in use until the iterator is closed,
+        which also closes the connection.
+        """
+        connection = self._begin(_request(codes.GET, codes.WATCH))
+        try:
+            connection.settimeout(None)
+            while True:
+                reply = self._receive(connection)
+                code = _code_of(reply)
+                lost = reply.counter(codes.LOST)
+                for event in reply.nested(codes.EVENT):
+                    yield _event_in(event, lost)
+                    lost = 0
+                if code != codes.CONTINUE:
+                    return
+        finally:
+            self.close()
+
+    def unknown(self) -> list[UnknownFingerPrint]:
+        """The fingerprints that nothing matched, the last seen first."""
+        return [
+            UnknownFingerPrint(
+                _fingerprint_in(entry),
+                entry.counter(codes.SEEN),
+                entry.counter(codes.FIRST_TIME) / 1e6,
+                entry.counter(codes.TIME) / 1e6,
+            )
+            for entry in self._series(_request(codes.GET, codes.UNKNOWN), codes.UNKNOWN_ENTRY)
+        ]
+
+    def forget_unknown(self) -> None:
+        """Forgets the fingerprints that nothing matched."""
+        self._change(_request(codes.UNDO, codes.UNKNOWN))
+
+    # ------------------------------------------------------------ rules
+
+    def rules(self, kind: Kind, configured: bool = False) -> Iterator[Rule]:
+        """
+        Yields the rules of a table in its order.
+
+        :param configured: only what an administrator added or modified
+        """
+        which = codes.NEXT_CONFIGURED if configured else codes.THIS
+        request = _request(
+            codes.GET,
+            codes.LIST + kind,
+            number(codes.WHICH, which),
+            number(codes.PARTS, codes.ALL_PARTS),
+        )
+        for nested in self._series(request, codes.LISTED_RULE):
+            yield _rule_in(kind, nested)
+
+    def rule(self, kind: Kind, key: str) -> Rule | None:
+        """The rule of this very key; None when there is none."""
+        request = _request(
+            codes.GET,
+            codes.RULE + kind,
+            number(codes.WHICH, codes.THIS),
+            number(codes.PARTS, codes.ALL_PARTS),
+            _key(kind, key),
+        )
+        reply = self._ask(request)
+        code = reply.number(codes.CODE, codes.FAILED)
+        if code != 0:
+            refusal = refusal_of(reply, code)
+            if refusal.refusal == codes.NOT_FOUND:
+                return None
+            raise refusal
+        return _rule_in(kind, reply)
+
+    def set_rule(
+        self, kind: Kind, key: str, *, name: str = "", vendor: str = "", category: str = "", os: str = ""
+    ) -> bool:
+        """
+        Makes a custom rule if there is none, and gives it these fields; others stay as they are.
+
+        :return: whether anything changed
+        """
+        fields = {"name": name, "vendor": vendor, "category": category, "os": os}
+        given = {field: value for field, value in fields.items() if value}
+        requests = [_field(codes.SET, kind, key, field, value) for field, value in given.items()]
+        return self._change_together(requests or [_value(codes.SET, kind, key)])
+
+    def unset_rule(self, kind: Kind, key: str, *fields: str) -> bool:
+        """
+        Deletes a custom rule, or restores a predefined one; with names of fields, only these.
+
+        :return: whether anything changed
+        """
+        requests = [_field(codes.UNDO, kind, key, field, "") for field in fields]
+        return self._change_together(requests or [_value(codes.UNDO, kind, key)])
+
+    def counts(self) -> dict[Kind, int]:
+        """How many rules each table holds."""
+        counts = {}
+        for kind in Kind:
+            reply = self._get(_request(codes.GET, codes.COUNT + kind))
+            counts[kind] = reply.number(codes.RULE_COUNT)
+        return counts
+
+    # ------------------------------------------------------------ order
+
+    def order(self) -> list[Kind]:
+        """The methods in the order in which they are tried."""
+        reply = self._get(_request(codes.GET, codes.ORDER))
+        slots = [int.from_bytes(slot, "big") for slot in reply.all(codes.SLOT)]
+        return [Kind(slot) for slot in slots if slot < len(Kind)]
+
+    def set_order(self, *methods: Kind) -> bool:
+        """Sets one to three different methods. :return: whether anything changed"""
+        slots = [number(codes.SLOT, method) for method in methods]
+        return self._change(_request(codes.SET, codes.ORDER, *slots))
+
+    def reset_order(self) -> bool:
+        """Goes back to the default order."""
+        return self._change(_request(codes.UNDO, codes.ORDER))
+
+    # ------------------------------------------------------------ authorization
+
+    def authorizations(self, group: str = "", category: str = "") -> list[Authorization]:
+        """The sets of all groups, or of one group or category."""
+        request = _request(codes.GET, codes.AUTHORIZATION, *_target(group, category))
+        return [_set_in(nested) for nested in self._series(request, codes.AUTHORIZATION_SET)]
+
+    def set_authorization(self, group: str, category: str, attributes: Attributes) -> bool:
+        """
+        Lays attributes over a set.
+
+        :param category: "*" serves all terminals that have no set of their own
+        :param attributes: {"vlan": "20"}, or pairs where a name has several values
+        """
+        pairs = [
+            element
+            for name, value in _pairs(attributes)
+            for element in (text(codes.ATTRIBUTE_NAME, name), text(codes.ATTRIBUTE_VALUE, value))
+        ]
+        return self._change(
+            _request(codes.SET, codes.AUTHORIZATION, *_target(group, category), *pairs)
+        )
+
+    def unset_authorization(self, group: str, category: str = "", *names: str) -> bool:
+        """Removes attributes of a set, a whole set, or, without a category, all sets of a group."""
+        named = [text(codes.ATTRIBUTE_NAME, name) for name in names]
+        return self._change(
+            _request(codes.UNDO, codes.AUTHORIZATION, *_target(group, category), *named)
+        )
+
+    # ------------------------------------------------------------ the daemon
+
+    def status(self) -> Status:
+        """The state of the daemon."""
+        reply = self._get(_request(codes.GET, codes.STATUS))
+        limit = reply.number(codes.RULE_LIMIT, 0xFFFFFFFF)
+        return Status(
+            version=reply.text(codes.VERSION),
+            uptime=reply.counter(codes.UPTIME),
+            tables={
+                Kind(table.number(codes.METHOD)): TableCounts(
+                    table.number(codes.RULE_COUNT),
+                    table.number(codes.CUSTOM_COUNT),
+                    table.number(codes.MODIFIED_COUNT),
+                )
+                for table in reply.nested(codes.TABLE)
+            },
+            rule_limit=None if limit == 0xFFFFFFFF else limit,
+            requests=reply.counter(codes.REQUESTS),
+            refused=reply.counter(codes.REFUSED),
+            identifications=reply.counter(codes.IDENTIFICATIONS),
+            unknowns=reply.counter(codes.UNKNOWNS),
+            changes=reply.counter(codes.CHANGES),
+            connections=reply.number(codes.CONNECTIONS),
+            connection_limit=reply.number(codes.CONNECTION_LIMIT),
+            database=DatabaseState(reply.number(codes.DATABASE)),
+            reloads=reply.counter(codes.RELOADS),
+            reload_failure=reply.text(codes.RELOAD_FAILURE),
+            watchers=reply.number(codes.WATCHERS),
+        )
+
+    def reload(self) -> None:
+        """Reads the rule files again; returns when they are in effect."""
+        self._change(_request(codes.SET, codes.RELOAD))
+
+    def bulk(self) -> Bulk:
+        """
+        Makes many changes together or not at all::
+
+            with client.bulk():
+                client.set_rule(Kind.MAC, "00:11:22/24", vendor="Example")
+                client.set_order(Kind.MAC)
+
+        An exception inside takes all of them back.
+        """
+        return Bulk(self)
+
+    # ------------------------------------------------------------ exchange
+
+    def _begin(self, request: bytes) -> socket.socket:
+        """Sends a request, over a new connection where the old one has ended."""
+        if self._socket is not None:
+            try:
+                self._socket.settimeout(self._timeout)
+                self._socket.sendall(request)
+                return self._socket
+            except (BrokenPipeError, ConnectionResetError):
+                in_bulk = self._bulk_open
+                self.close()
+                if in_bulk:
+                    raise
+        connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        try:
+            connection.settimeout(self._timeout)
+            connection.connect(self._path)
+            connection.sendall(request)
+        except BaseException:
+            connection.close()
+            raise
+        self._socket = connection
+        return connection
+
+    def _receive(self, connection: socket.socket) -> Message:
+        """Reads one reply. A connection that failed in between is not used again."""
+        try:
+            received = self._received
+            wanted = HEADER
+            while True:
+                if len(received) >= wanted:
+                    wanted = length_of(received)
+                    if len(received) >= wanted:
+                        self._received = received[wanted:]
+                        return Message.parse(received[:wanted])
+                piece = connection.recv(65536)
+                if not piece:
+                    raise ConnectionResetError("the daemon closed the connection without an answer")
+                received += piece
+        except BaseException:
+            self.close()
+            raise
+
+    def _ask(self, request: bytes) -> Message:
+        return self._receive(self._begin(request))
+
+    def _get(self, request: bytes) -> Message:
+        reply = self._ask(request)
+        _code_of(reply)
+        return reply
+
+    def _series(self, request: bytes, kind: int) -> Iterator[Message]:
+        """The nested messages of a series of replies."""
+        connection = self._begin(request)
+        whole = False
+        try:
+            while not whole:
+                reply = self._receive(connection)
+                whole = _code_of(reply) != codes.CONTINUE
+                yield from reply.nested(kind)
+        finally:
+            # What was not read would be taken for the answer to the next request.
+            if not whole:
+                self.close()
+
+    def _change(self, request: bytes) -> bool:
+        reply = self._ask(request)
+        code = reply.number(codes.CODE, codes.FAILED)
+        if code == codes.NO_CHANGE:
+            return False
+        if code != 0:
+            raise refusal_of(reply, code)
+        return True
+
+    def _change_together(self, requests: list[bytes]) -> bool:
+        if len(requests) == 1 or self._bulk_open:
+            return any([self._change(request) for request in requests])
+        with self.bulk():
+            return any([self._change(request) for request in requests])
+
+
+class Bulk:
+    """Changes that take effect together or not at all; see Client.bulk."""
+
+    def __init__(self, client: Client) -> None:
+        self._client = client
+
+    def __enter__(self) -> Bulk:
+        if self._client._bulk_open:
+            raise RuntimeError("a bulk is open already on this connection")
+        self._phase(codes.BEGIN)
+        self._client._bulk_open = True
+        return self
+
+    def __exit__(
+        self, failure: type[BaseException] | None, _: BaseException | None, __: TracebackType | None
+    ) -> None:
+        if not self._client._bulk_open:
+            # The connection has ended, and with it the bulk.
+            if failure is None:
+                raise ConnectionResetError("the connection ended before the changes were stored")
+            return
+        self._client._bulk_open = False
+        self._phase(codes.COMMIT if failure is None else codes.ABORT)
+
+    def _phase(self, phase: int) -> None:
+        self._client._change(_request(codes.SET, codes.BULK, number(codes.PHASE, phase)))
+
+
+# ---------------------------------------------------------------- requests
+
+
+def _request(operation: int, kind: int, *elements: bytes) -> bytes:
+    return message(number(codes.OPERATION, operation), number(codes.KIND, kind), *elements)
+
+
+def _elements_of(fingerprint: FingerPrint) -> list[bytes]:
+    elements = []
+    if fingerprint.options:
+        elements.append(data(codes.OPTIONS, fingerprint.options))
+    if fingerprint.user_agent:
+        elements.append(text(codes.USER_AGENT, fingerprint.user_agent))
+    if fingerprint.mac:
+        elements.append(data(codes.MAC, fingerprint.mac))
+    return elements
+
+
+def _key(kind: Kind, key: str) -> bytes:
+    if kind is Kind.MAC:
+        address, mask = prefix_of(key)
+        return data(codes.MAC, address) + data(codes.MASK, mask)
+    if kind is Kind.DHCP_OPTION:
+        return text(codes.OPTION_TEXT, options_text(options_of(key)))
+    return text(codes.USER_AGENT, key)
+
+
+def _value(operation: int, kind: Kind, key: str) -> bytes:
+    return _request(operation, codes.VALUE + kind, _key(kind, key))
+
+
+def _field(operation: int, kind: Kind, key: str, field: str, value: str) -> bytes:
+    if field == "name":
+        return _request(operation, codes.RULE + kind, _key(kind, key), text(codes.NAME, value))
+    if field not in _FIELDS:
+        raise ValueError(f'"{field}" is not a field of a rule: name, vendor, category, os')
+    attribute, element = _FIELDS[field]
+    return _request(
+        operation,
+        codes.ATTRIBUTE + kind,
+        number(codes.ATTRIBUTE_KIND, attribute),
+        _key(kind, key),
+        text(element, value),
+    )
+
+
+def _target(group: str, category: str) -> list[bytes]:
+    target = [text(codes.GROUP, group)] if group else []
+    return [*target, text(codes.CATEGORY, category)] if category else target
+
+
+def _pairs(attributes: Attributes) -> Iterator[tuple[str, str]]:
+    if not isinstance(attributes, Mapping):
+        yield from attributes
+        return
+    for name, value in attributes.items():
+        for one in [value] if isinstance(value, str) else value:
+            yield name, one
+
+
+# ---------------------------------------------------------------- replies
+
+
+def _code_of(reply: Message) -> int:
+    """0 or "more replies follow"; raises for any other code, also for a missing one."""
+    code = reply.number(codes.CODE, codes.FAILED)
+    if code not in (0, codes.CONTINUE):
+        raise refusal_of(reply, code)
+    return code
+
+
+def _identity_in(reply: Message) -> Identity:
+    sets = [_set_in(nested) for nested in reply.nested(codes.AUTHORIZATION_SET)]
+    return Identity(
+        reply.text(codes.NAME),
+        reply.text(codes.VENDOR),
+        reply.text(codes.CATEGORY),
+        reply.text(codes.OS),
+        reply.text(codes.DERIVED_VENDOR),
+        sets[0] if sets else None,
+    )
+
+
+def _fingerprint_in(reply: Message) -> FingerPrint:
+    return FingerPrint(
+        reply.data(codes.MAC) or b"",
+        reply.data(codes.OPTIONS) or b"",
+        reply.text(codes.USER_AGENT),
+    )
+
+
+def _event_in(event: Message, lost: int) -> Event:
+    return Event(
+        event.counter(codes.TIME) / 1e6,
+        event.number(codes.CLIENT),
+        _fingerprint_in(event),
+        event.number(codes.CODE, codes.FAILED) == 0,
+        _identity_in(event),
+        lost,
+    )
+
+
+def _rule_in(kind: Kind, reply: Message) -> Rule:
+    if kind is Kind.MAC:
+        key = prefix_text(reply.data(codes.MAC) or bytes(6), reply.data(codes.MASK) or bytes(6))
+    else:
+        key = reply.text(codes.OPTION_TEXT if kind is Kind.DHCP_OPTION else codes.USER_AGENT)
+    return Rule(
+        kind,
+        key,
+        reply.number(codes.ORIGIN) != 0,
+        reply.number(codes.MODIFIED) != 0,
+        DeviceInfo(
+            reply.text(codes.NAME),
+            reply.text(codes.VENDOR),
+            reply.text(codes.CATEGORY),
+            reply.text(codes.OS),
+        ),
+    )
+
+
+def _set_in(nested: Message) -> Authorization:
+    names: list[str] = []
+    pairs: list[tuple[str, str]] = []
+    for kind, value in nested.elements:
+        string = as_text(value)
+        if kind == codes.ATTRIBUTE_NAME:
+            names.append(string)
+        elif kind == codes.ATTRIBUTE_VALUE and names:
+            pairs.append((names[-1], string))
+    return Authorization(nested.text(codes.GROUP), nested.text(codes.CATEGORY), tuple(pairs))
