@@ -102,7 +102,7 @@ void Daemon::Load() {
   LoadPredefined(rules, source.shows_progress());
   ++counters.reloads;
   const auto loaded = Clock::now();
-  store.Open();
+  if (!store.Open()) store.Claim();  // the directory may be new, and another daemon's
   if (options.timing) {
     std::fprintf(stderr, "lauthd: rules read in %.1f ms, loaded in %.1f ms, database in %.1f ms\n",
                  Milliseconds(read - start), Milliseconds(loaded - read),
@@ -111,6 +111,7 @@ void Daemon::Load() {
 }
 
 void Daemon::Listen() {
+  store.Claim();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, not the end
   for (const int signal : {SIGTERM, SIGINT})

@@ -1,7 +1,6 @@
 #include "lauthd/socket_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -69,6 +68,10 @@ std::string DirectoryOf(const std::string& path) {
   return parent.empty() ? "." : parent;
 }
 
+std::string NameOf(const std::string& path) {
+  return std::filesystem::path(path).filename();
+}
+
 /// Makes a directory that appears under its name with its final access.
 void MakeDirectory(const std::string& path, std::optional<gid_t> group) {
   if (std::filesystem::is_directory(path)) return;
@@ -105,20 +108,25 @@ void ClearStale(const std::string& path) {
   const sockaddr_un address = AddressOf(path);
   if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
       errno != ECONNREFUSED) {
-    throw std::runtime_error("a daemon is listening on " + path + " already");
+    throw std::runtime_error("another daemon is listening on " + path);
   }
   if (unlink(path.c_str()) != 0) Fail("cannot remove the socket that was left at " + path);
 }
 
 }  // namespace
 
-SocketFile::SocketFile(const std::string& path, std::optional<gid_t> group) : path_(path) {
+SocketFile::SocketFile(const std::string& path, std::optional<gid_t> group)
+    : path_(path), lock_(DirectoryOf(path) + "/" + NameOf(path) + ".lock") {
   AddressOf(path);
-  const std::string directory = DirectoryOf(path);
-  MakeDirectory(directory, group);
-  // Two daemons that start at once look, one after the other, whether there is one.
-  const Descriptor lock(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (lock.get() < 0 || flock(lock.get(), LOCK_EX) != 0) Fail("cannot lock " + directory);
+  MakeDirectory(DirectoryOf(path), group);
+  switch (lock_.Take()) {
+    case LockFile::Outcome::kHeld:
+      throw std::runtime_error("another daemon, " + lock_.holder() + ", is listening on " + path);
+    case LockFile::Outcome::kFailed:
+      throw std::runtime_error(lock_.reason());
+    case LockFile::Outcome::kTaken:
+      break;
+  }
   ClearStale(path);
   Bind(path, group);
 }

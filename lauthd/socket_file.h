@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "lauthd/lock_file.h"
+
 namespace byod::lauthd {
 
 /// A listening Unix socket with its file, which goes with it.
@@ -15,7 +17,8 @@ class SocketFile {
   /**
    * Makes the socket, and its directory if only that is missing. Both appear under their names with
    * owner, group and mode (0660; the directory 0750) as they remain. What a dead daemon left is
-   * cleared away.
+   * cleared away. A lock file beside the socket, with ".lock" behind its name, keeps two daemons
+   * from taking the same name.
    *
    * @param group  none: that of the process
    * @throws std::runtime_error  also when a daemon listens there already
@@ -32,6 +35,7 @@ class SocketFile {
   void Bind(const std::string& path, std::optional<gid_t> group);
 
   std::string path_;
+  LockFile lock_;
   int socket_ = -1;
   dev_t device_ = 0;
   ino_t inode_ = 0;

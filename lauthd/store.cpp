@@ -1,6 +1,7 @@
 #include "lauthd/store.h"
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "byod_db.h"
 #include "lauth_dbm.h"
@@ -23,7 +24,10 @@ constexpr DBM_Parameters kParameters = {{0, 0, 1, 0}, "SEC-BYOD-CFG"};
 }  // namespace
 
 Store::Store(const std::string& directory, bool none, Authorization& authorization)
-    : directory_(directory), none_(none), authorization_(authorization) {
+    : directory_(directory),
+      none_(none),
+      lock_(directory_ + "/lauthd.lock"),
+      authorization_(authorization) {
   if (!directory_.empty()) LAUTH_db_SetDirectory(directory_.c_str());
 }
 
@@ -36,12 +40,38 @@ bool Store::Exists() const {
   return !none_ && std::filesystem::exists(directory_ + "/" + kName + ".db", unreadable);
 }
 
+std::string Store::InUse() const {
+  return "another daemon, " + lock_.holder() + ", uses the state directory " + directory_;
+}
+
+void Store::Claim() {
+  if (none_ || lock_.Take() != LockFile::Outcome::kHeld) return;
+  throw std::runtime_error(InUse());
+}
+
+/// Opens the database if no other daemon uses it. The library makes a directory that is missing,
+/// and only then it can be locked. @return false, and fills in why, when it cannot be opened
+bool Store::OpenAlone(std::string& reason) {
+  if (lock_.Take() == LockFile::Outcome::kHeld) {
+    reason = InUse();
+    return false;
+  }
+  if (BYOD_db_OpenCfgDBM() != 0) {
+    reason = LAUTH_db_ErrorText();
+    return false;
+  }
+  const LockFile::Outcome locked = lock_.Take();
+  if (locked == LockFile::Outcome::kTaken) return true;
+  BYOD_db_CloseCfgDBM();
+  reason = locked == LockFile::Outcome::kHeld ? InUse() : lock_.reason();
+  return false;
+}
+
 bool Store::Open() {
   if (none_ || open_) return true;
   next_try_ = Clock::now() + kRetryPause;
   next_background_try_ = Clock::now() + kBackgroundPause;
-  if (BYOD_db_OpenCfgDBM() != 0) {
-    const std::string reason = LAUTH_db_ErrorText();
+  if (std::string reason; !OpenAlone(reason)) {
     // Once for each cause, not once for each try.
     if (reason != reason_) {
       Log(Severity::kError,

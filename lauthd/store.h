@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "lauthd/lock_file.h"
 #include "lauthd/result.h"
 
 namespace byod::lauthd {
@@ -30,6 +31,11 @@ class Store {
 
   /// Whether a database is there to be opened; an open makes one that is not.
   bool Exists() const;
+
+  /// Locks the state directory, if it is there: only one daemon may change what is in it. A lock
+  /// that cannot be had for another reason is tried again by Open.
+  /// @throws std::runtime_error  when another daemon has it, which the text names
+  void Claim();
 
   /// Opens the database and recovers rules, order and authorization from it. The predefined rules
   /// are in their tables. @return false, and says why in the log, when it cannot be opened
@@ -90,6 +96,8 @@ class Store {
  private:
   using Clock = std::chrono::steady_clock;
 
+  std::string InUse() const;
+  bool OpenAlone(std::string& reason);
   bool Note(bool succeeded);
   bool Begin();
   bool Commit();
@@ -97,6 +105,7 @@ class Store {
 
   std::string directory_;
   bool none_;
+  LockFile lock_;
   bool open_ = false;
   bool failing_ = false;
   std::string reason_;

@@ -1,5 +1,7 @@
 // Who may do what, and how the daemon starts and stops.
+#include <fcntl.h>
 #include <grp.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "tests/lauthd/client.h"
@@ -112,6 +114,113 @@ TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
   EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
   Client client(daemon);
   EXPECT_TRUE(client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+}
+
+TEST(Start, ASecondDaemonOnTheSocketNamesTheProcessOfTheFirst) {
+  DaemonProcess daemon({"--no-database"});
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  DaemonProcess second({"--no-database", "--socket", daemon.socket()});
+  ASSERT_NO_FATAL_FAILURE(second.Launch());
+  EXPECT_EQ(second.WaitForEnd(), 1);
+  EXPECT_TRUE(second.Logged("process " + std::to_string(daemon.pid()) + ", is listening on " +
+                            daemon.socket()))
+      << second.Log();
+}
+
+// Each of two daemons on one database kept its own rules in memory, and what one stored the other
+// overwrote.
+TEST(Start, ASecondDaemonOnTheStateDirectoryRefusesAndNamesTheProcessOfTheFirst) {
+  DaemonProcess daemon;
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  DaemonProcess second({"--state-dir", daemon.state()});
+  ASSERT_NO_FATAL_FAILURE(second.Launch());
+  EXPECT_EQ(second.WaitForEnd(), 1);
+  EXPECT_TRUE(second.Logged("process " + std::to_string(daemon.pid()) +
+                            ", uses the state directory " + daemon.state()))
+      << second.Log();
+  EXPECT_FALSE(std::filesystem::exists(second.socket()));
+  Client client(daemon);
+  EXPECT_EQ(VerdictOf(client.Ask(SetValue("kept"))), (Verdict{0, 0}));
+
+  EXPECT_EQ(daemon.Kill(SIGKILL), -SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(second.Start());
+  Client other(second);
+  EXPECT_EQ(NumberOf(other.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT), 1u);
+}
+
+TEST(Start, OfDaemonsThatStartAtOnceOnANewStateDirectoryOneRemains) {
+  const TemporaryDirectory shared;
+  std::vector<std::unique_ptr<DaemonProcess>> daemons;
+  for (int i = 0; i < 6; ++i) {
+    daemons.push_back(std::make_unique<DaemonProcess>(
+        std::vector<std::string>{"--state-dir", shared.path() + "/state"}));
+    ASSERT_NO_FATAL_FAILURE(daemons.back()->Launch());
+  }
+  const auto running = [&] {
+    return std::count_if(daemons.begin(), daemons.end(),
+                         [](const auto& daemon) { return daemon->Running(); });
+  };
+  EXPECT_TRUE(Eventually([&] { return running() == 1; }));
+  for (const auto& daemon : daemons) {
+    if (daemon->Running()) {
+      EXPECT_TRUE(Eventually([&] { return daemon->Logged("listening on"); })) << daemon->Log();
+    } else {
+      EXPECT_TRUE(daemon->Logged("uses the state directory")) << daemon->Log();
+    }
+  }
+  EXPECT_EQ(running(), 1);
+}
+
+/// Holds a lock on a file or directory for as long as it lives.
+class StrangersLock {
+ public:
+  explicit StrangersLock(const std::string& path) : file_(open(path.c_str(), O_RDONLY)) {
+    EXPECT_EQ(flock(file_, LOCK_EX | LOCK_NB), 0) << path;
+  }
+  ~StrangersLock() { close(file_); }
+  StrangersLock(const StrangersLock&) = delete;
+  StrangersLock& operator=(const StrangersLock&) = delete;
+
+ private:
+  int file_;
+};
+
+// A start waited without a word, and without end, for whoever could read the socket's directory.
+TEST(Start, IsNotKeptWaitingByWhoLocksItsDirectories) {
+  DaemonProcess daemon;
+  const std::filesystem::path run = std::filesystem::path(daemon.socket()).parent_path();
+  std::filesystem::create_directories(run);
+  std::filesystem::create_directories(daemon.state());
+  const StrangersLock socket_directory(run);
+  const StrangersLock state_directory(daemon.state());
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  for (const std::string& lock : {daemon.socket() + ".lock", daemon.state() + "/lauthd.lock"}) {
+    struct stat status;
+    ASSERT_EQ(stat(lock.c_str(), &status), 0) << lock;
+    EXPECT_EQ(status.st_mode & 07777, 0600u) << lock;
+  }
+}
+
+TEST(Start, ALockFileOfAnotherUserOrKindIsRefused) {
+  DaemonProcess daemon;
+  const std::filesystem::path run = std::filesystem::path(daemon.socket()).parent_path();
+  const std::string lock = daemon.socket() + ".lock";
+  std::filesystem::create_directories(run);
+  ASSERT_EQ(mkfifo(lock.c_str(), 0600), 0);
+  ASSERT_NO_FATAL_FAILURE(daemon.Launch());
+  EXPECT_EQ(daemon.WaitForEnd(), 1);
+  EXPECT_TRUE(daemon.Logged("cannot use " + lock)) << daemon.Log();
+  std::filesystem::remove(lock);
+  std::filesystem::create_symlink("/dev/null", lock);
+  ASSERT_NO_FATAL_FAILURE(daemon.Launch());
+  EXPECT_EQ(daemon.WaitForEnd(), 1);
+  EXPECT_TRUE(daemon.Logged("cannot open " + lock)) << daemon.Log();
+  if (geteuid() != 0) return;
+  std::filesystem::remove(lock);
+  std::ofstream(lock) << "";
+  ASSERT_EQ(chown(lock.c_str(), kNobody, kNobodysGroup), 0);
+  ASSERT_NO_FATAL_FAILURE(daemon.Launch());
+  EXPECT_EQ(daemon.WaitForEnd(), 1);
 }
 
 TEST(Start, ASocketThatWasLeftBehindIsReplaced) {

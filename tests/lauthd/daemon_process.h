@@ -109,11 +109,11 @@ class DaemonProcess {
 
   /// Starts it and goes on.
   void Launch() {
-    std::vector<std::string> words = {LAUTHD_PROGRAM, "--socket", socket(), "--config",
-                                      "/dev/null"};
+    std::vector<std::string> words = {LAUTHD_PROGRAM, "--config", "/dev/null"};
     const auto given = [this](const char* option) {
       return std::find(options_.begin(), options_.end(), option) != options_.end();
     };
+    if (!given("--socket")) words.insert(words.end(), {"--socket", socket()});
     if (!given("--no-database") && !given("--state-dir")) {
       words.insert(words.end(), {"--state-dir", state()});
     }
