@@ -19,7 +19,7 @@ const Bytes kRequest = {0xF9, 0x4C, 0x4D, 0x01, 0x00, 0x00, 0x00, 0x18,   // hea
 
 const Bytes kReply = {0xF9, 0x4C, 0x4D, 0x01, 0x00, 0x00, 0x00, 0x2D,              // header
                       0x00, 0x0C, 0x00, 0x04, 0x00, 0x00, 0x00, 0x00,              // type 12
-                      0x03, 0xE8, 0x00, 0x19,                                      // type 1000
+                      0x03, 0xEA, 0x00, 0x19,                                      // type 1002
                       0xF9, 0x4C, 0x4D, 0x01, 0x00, 0x00, 0x00, 0x19,              // nested header
                       0x00, 0x06, 0x00, 0x06, 0x00, 0x1A, 0x22, 0x33, 0x44, 0x55,  // type 6
                       0x00, 0x08, 0x00, 0x03, 0x50, 0x43, 0x00};                   // type 8
@@ -76,7 +76,7 @@ TEST(MessageFormat, OfTheNestedExampleIsExact) {
   const uint32_t outer = TLV_Create();
   EXPECT_EQ(TLV_Append_UINT(outer, 12, 0), 0u);
   EXPECT_EQ(
-      TLV_Append_Data(outer, 1000, static_cast<uint16_t>(inner_bytes.size()), inner_bytes.data()),
+      TLV_Append_Data(outer, 1002, static_cast<uint16_t>(inner_bytes.size()), inner_bytes.data()),
       0u);
   EXPECT_EQ(Written(outer), kReply);
   EXPECT_EQ(TLV_Destroy(inner), 0u);
@@ -86,7 +86,7 @@ TEST(MessageFormat, OfTheNestedExampleIsExact) {
 TEST(MessageFormat, OfTheNestedExampleIsRead) {
   const uint32_t outer = ReadFrom(kReply);
   ASSERT_NE(outer, 0u);
-  const uint32_t inner = Nested(outer, TLV_GetIteratorByType(outer, 1000));
+  const uint32_t inner = Nested(outer, TLV_GetIteratorByType(outer, 1002));
   ASSERT_NE(inner, 0u);
   EXPECT_EQ(Contents(inner), (Elements{{6, kMac}, {8, kName}}));
   EXPECT_EQ(TLV_Destroy(inner), 0u);
