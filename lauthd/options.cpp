@@ -1,79 +1,261 @@
 #include "lauthd/options.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
 #include <map>
+
+#include "lauthd/config_file.h"
+#include "text/nearest_word.h"
 
 namespace byod::lauthd {
 namespace {
 
-const std::map<std::string, Severity> kSeverities = {{"error", Severity::kError},
-                                                     {"warning", Severity::kWarning},
-                                                     {"notice", Severity::kNotice},
-                                                     {"info", Severity::kInfo},
-                                                     {"debug", Severity::kDebug}};
+constexpr int kBadUsage = 2;
+
+const std::vector<std::pair<std::string, Severity>> kSeverities = {{"error", Severity::kError},
+                                                                   {"warning", Severity::kWarning},
+                                                                   {"notice", Severity::kNotice},
+                                                                   {"info", Severity::kInfo},
+                                                                   {"debug", Severity::kDebug}};
+
+std::string CheckLevel(const std::string& name) {
+  std::vector<std::string> names;
+  for (const auto& [known, severity] : kSeverities)
+    names.push_back(known);
+  if (std::find(names.begin(), names.end(), name) != names.end()) return {};
+  return "unknown level \"" + name + "\"" + text::DidYouMean(name, names);
+}
+
+Severity LevelOf(const std::string& name) {
+  return std::find_if(kSeverities.begin(), kSeverities.end(),
+                      [&](const auto& level) { return level.first == name; })
+      ->second;
+}
 
 /// A number of custom rules, or "none" for any number.
-std::string ReadRuleLimit(const std::string& text, uint32_t& limit) {
+bool ReadRuleLimit(const std::string& text, uint32_t& limit) {
   if (text == "none") {
     limit = BYOD_NO_RULE_LIMIT;
+    return true;
+  }
+  return CLI::detail::lexical_cast(text, limit) && limit != BYOD_NO_RULE_LIMIT && text[0] != '-';
+}
+
+std::string CheckRuleLimit(const std::string& text) {
+  uint32_t limit = 0;
+  if (ReadRuleLimit(text, limit)) return {};
+  return "expected a number or \"none\", not \"" + text + "\"";
+}
+
+/// @return a check of a number within limits
+auto NumberFrom(uint32_t least, uint32_t most) {
+  return [=](const std::string& text) -> std::string {
+    uint32_t number = 0;
+    const bool read = CLI::detail::lexical_cast(text, number) && text[0] != '-';
+    if (read && number >= least && number <= most) return {};
+    return "expected a number from " + std::to_string(least) + " to " + std::to_string(most) +
+           ", not \"" + text + "\"";
+  };
+}
+
+/// The command line, and the configuration file that it names.
+class CommandLine {
+ public:
+  explicit CommandLine(Options& options) : options_(options) { Describe(); }
+
+  /// @throws CLI::ParseError
+  void Parse(int argc, char** argv);
+
+  /// @return what is wrong with one line of a configuration file; empty when nothing is
+  static std::string CheckSetting(const std::string& name, const std::string& value);
+
+  /// The long names of the options, with their dashes; those of the configuration file without.
+  std::vector<std::string> Names() const;
+  std::vector<std::string> SettingNames() const;
+
+  CLI::App& app() { return app_; }
+  std::string config_file() const { return app_.get_config_ptr()->as<std::string>(); }
+
+ private:
+  class File;
+
+  void Describe();
+
+  CLI::App app_{"Identifies the terminals that connect to this device, and keeps the rules for it.",
+                "lauthd"};
+  Options& options_;
+  std::string limit_ = "none";
+  std::string level_ = "notice";
+};
+
+/// How CLI11 gets what a configuration file holds.
+class CommandLine::File : public CLI::Config {
+ public:
+  explicit File(const CommandLine& owner) : owner_(owner) {}
+
+  std::string to_config(const CLI::App*, bool, bool, std::string) const override { return {}; }
+
+  /// @throws CLI::ConfigError that names every line at fault
+  std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
+    std::string faults;
+    const auto fault = [&](unsigned line, const std::string& reason) {
+      if (!faults.empty()) faults += "\n";
+      faults += owner_.config_file() + ":" + std::to_string(line) + ": " + reason;
+    };
+    std::vector<CLI::ConfigItem> read;
+    std::map<std::string, unsigned> lines;
+    for (const Setting& setting : ReadSettings(input, fault)) {
+      const auto [first, is_new] = lines.emplace(setting.name, setting.line);
+      std::string reason = Check(setting);
+      if (reason.empty() && !is_new) {
+        reason = "\"" + setting.name + "\" is already set on line " + std::to_string(first->second);
+      }
+      if (!reason.empty()) fault(setting.line, reason);
+      read.push_back({{}, setting.name, {setting.value}});
+    }
+    if (!faults.empty()) throw CLI::ConfigError(faults, CLI::ExitCodes::ConfigError);
+    return read;
+  }
+
+ private:
+  std::string Check(const Setting& setting) const {
+    const std::vector<std::string> names = owner_.SettingNames();
+    if (std::find(names.begin(), names.end(), setting.name) == names.end()) {
+      return "unknown option \"" + setting.name + "\"" + text::DidYouMean(setting.name, names);
+    }
+    if (setting.value.empty()) return setting.name + ": the value is missing";
+    return CheckSetting(setting.name, setting.value);
+  }
+
+  const CommandLine& owner_;
+};
+
+void CommandLine::Describe() {
+  app_.set_version_flag("--version", "lauthd " BYOD_VERSION);
+  app_.set_config("--config", "/etc/lauth/lauthd.conf", "Read options from this file");
+  app_.config_formatter(std::make_shared<File>(*this));
+
+  options_.socket = BYOD_LAUTHD_SOCKET;
+  options_.state_dir = "/var/lib/lauth";
+  app_.add_option("--socket", options_.socket, "Listen here")->capture_default_str();
+  app_.add_option("--socket-group", options_.socket_group, "Group whose members may connect");
+  app_.add_option("--admin-group", options_.admin_group,
+                  "Group whose members may change the configuration");
+  app_.add_option("--rules", options_.rules, "Directory of the predefined rules")
+      ->check(CLI::ExistingDirectory);
+  app_.add_option("--ieee", options_.ieee, "Directory of the IEEE registry of address prefixes")
+      ->check(CLI::ExistingDirectory);
+  auto* const state =
+      app_.add_option("--state-dir", options_.state_dir, "Directory of the configuration database")
+          ->capture_default_str();
+  app_.add_flag("--no-database", options_.no_database, "Keep changes only until the daemon stops")
+      ->excludes(state);
+  app_.add_option("--rule-limit", limit_, "Custom rules allowed, or \"none\" for no limit")
+      ->check(CheckRuleLimit)
+      ->capture_default_str();
+  app_.add_option("--max-connections", options_.max_connections, "Clients served at once")
+      ->check(NumberFrom(1, 65536))
+      ->capture_default_str();
+  app_.add_option("--idle-timeout", options_.idle_timeout,
+                  "Seconds after which a client that does nothing is dropped")
+      ->check(NumberFrom(1, 86400))
+      ->capture_default_str();
+  app_.add_option("--log-level", level_, "error, warning, notice, info or debug")
+      ->check(CheckLevel)
+      ->capture_default_str();
+  app_.add_flag("--check", options_.check, "Check options and rule files, then exit");
+  app_.add_flag("--timing", options_.timing, "Report how long loading took");
+}
+
+void CommandLine::Parse(int argc, char** argv) {
+  app_.parse(argc, argv);
+  // A file that is not there is fine unless it was asked for; one that cannot be read is not.
+  const std::string file = config_file();
+  if (access(file.c_str(), F_OK) == 0 && access(file.c_str(), R_OK) != 0) {
+    throw CLI::FileError(file);
+  }
+  ReadRuleLimit(limit_, options_.rule_limit);
+  options_.log_level = LevelOf(level_);
+}
+
+std::string CommandLine::CheckSetting(const std::string& name, const std::string& value) {
+  Options scratch;
+  CommandLine alone(scratch);
+  try {
+    // No file: this one line is all that counts.
+    alone.app_.set_config();
+    alone.app_.parse(std::vector<std::string>{"--" + name + "=" + value});
     return {};
+  } catch (const CLI::ConversionError&) {
+    return name + ": expected true or false, not \"" + value + "\"";
+  } catch (const CLI::ParseError& error) {
+    const std::string reason = error.what();
+    return reason.starts_with("--") ? reason.substr(2) : reason;
   }
-  if (!CLI::detail::lexical_cast(text, limit) || limit == BYOD_NO_RULE_LIMIT || text[0] == '-') {
-    return "--rule-limit: a number or \"none\", not \"" + text + "\"";
+}
+
+std::vector<std::string> CommandLine::Names() const {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app_.get_options())
+    names.push_back("--" + option->get_lnames().front());
+  return names;
+}
+
+std::vector<std::string> CommandLine::SettingNames() const {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app_.get_options()) {
+    if (option->get_configurable()) names.push_back(option->get_lnames().front());
   }
-  return {};
+  return names;
+}
+
+std::string WhyUnreadable(const std::string& file) {
+  const bool readable = access(file.c_str(), R_OK) == 0;
+  return "cannot read " + file + ": " + (readable ? "not a file" : std::strerror(errno));
+}
+
+std::string Explain(CommandLine& line, const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    const std::vector<std::string> extras = line.app().remaining();
+    const auto option = std::find_if(extras.begin(), extras.end(),
+                                     [](const auto& word) { return word.starts_with('-'); });
+    if (option == extras.end()) return "unexpected argument \"" + extras.front() + "\"";
+    const std::string name = option->substr(0, option->find('='));
+    return "unknown option \"" + name + "\"" + text::DidYouMean(name, line.Names());
+  }
+  if (dynamic_cast<const CLI::FileError*>(&error) != nullptr) {
+    return WhyUnreadable(line.config_file());
+  }
+  return error.what();
+}
+
+/// Writes each line of a message as one of the daemon's.
+void Report(const std::string& message) {
+  std::istringstream lines(message);
+  for (std::string line; std::getline(lines, line);)
+    std::fprintf(stderr, "lauthd: %s\n", line.c_str());
 }
 
 }  // namespace
 
 std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
-  CLI::App app("Identifies the terminals that connect to this device, and keeps the rules for it.",
-               "lauthd");
-  app.set_version_flag("--version", "lauthd " BYOD_VERSION);
-  app.set_config("--config", "/etc/lauth/lauthd.conf", "Read options from this file");
-  app.allow_config_extras(false);
-
-  options.socket = BYOD_LAUTHD_SOCKET;
-  options.state_dir = "/var/lib/lauth";
-  app.add_option("--socket", options.socket, "Listen here")->capture_default_str();
-  app.add_option("--socket-group", options.socket_group, "Whose members may connect");
-  app.add_option("--admin-group", options.admin_group,
-                 "Whose members may change the configuration");
-  app.add_option("--rules", options.rules, "Directory of the predefined rules")
-      ->check(CLI::ExistingDirectory);
-  app.add_option("--ieee", options.ieee, "The IEEE registry of address prefixes")
-      ->check(CLI::ExistingPath);
-  auto* const state =
-      app.add_option("--state-dir", options.state_dir, "Directory of the configuration database")
-          ->capture_default_str();
-  app.add_flag("--no-database", options.no_database, "Keep no changes over a restart")
-      ->excludes(state);
-  std::string limit = "none";
-  app.add_option("--rule-limit", limit, "Custom rules allowed")->capture_default_str();
-  app.add_option("--max-connections", options.max_connections, "Clients served at once")
-      ->check(CLI::Range(1u, 65536u))
-      ->capture_default_str();
-  app.add_option("--idle-timeout", options.idle_timeout,
-                 "Seconds after which a client that does nothing is dropped")
-      ->check(CLI::Range(1u, 86400u))
-      ->capture_default_str();
-  std::string level = "notice";
-  app.add_option("--log-level", level, "error, warning, notice, info or debug")
-      ->check([](const std::string& name) {
-        return kSeverities.count(name) == 1 ? std::string() : "there is no level " + name;
-      })
-      ->capture_default_str();
-  app.add_flag("--check", options.check, "Check options and rule files, then exit");
-  app.add_flag("--timing", options.timing, "Tell how long loading took");
-
+  CommandLine line(options);
   try {
-    app.parse(argc, argv);
-    if (const std::string wrong = ReadRuleLimit(limit, options.rule_limit); !wrong.empty()) {
-      throw CLI::ValidationError(wrong);
-    }
-    options.log_level = kSeverities.at(level);
+    line.Parse(argc, argv);
+  } catch (const CLI::Success& help_or_version) {
+    return line.app().exit(help_or_version);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    Report(Explain(line, error));
+    if (dynamic_cast<const CLI::ConfigError*>(&error) == nullptr) {
+      Report("\"lauthd --help\" lists the options");
+    }
+    return kBadUsage;
   }
   return std::nullopt;
 }

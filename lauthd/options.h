@@ -16,7 +16,7 @@ struct Options {
   std::string socket_group;  // empty: the daemon's own
   std::string admin_group;   // empty: nobody but root and the daemon's own user
   std::string rules;         // a directory; empty: no predefined rules
-  std::string ieee;          // a directory or file of the registry; empty: none
+  std::string ieee;          // the directory of the registry; empty: none
   std::string state_dir;
   bool no_database = false;
   uint32_t rule_limit = BYOD_NO_RULE_LIMIT;
@@ -32,7 +32,7 @@ struct Options {
  *
  * @param options    filled in
  * @return the status to exit with, when there is nothing more to do: help was asked for, or
- *         something is wrong, which is told on standard error
+ *         something is wrong, which is reported on standard error
  */
 std::optional<int> ReadOptions(int argc, char** argv, Options& options);
 
