@@ -1,18 +1,37 @@
-# What an integrator gets: libraries, headers, a pkg-config file and a CMake package.
+# What an integrator gets: libraries, headers, pkg-config files, a CMake package, and the rules.
 
 include(CMakePackageConfigHelpers)
 
 set_target_properties(byod PROPERTIES INSTALL_RPATH "$ORIGIN")
 
-install(TARGETS byod lauth EXPORT byod
+install(TARGETS byod lauth byod_protocol EXPORT byod
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/byod)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/byod FILES_MATCHING PATTERN *.h)
+install(DIRECTORY protocol DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/byod FILES_MATCHING PATTERN *.h)
 install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lauth
   FILES_MATCHING PATTERN lauth_*.h)
 
-configure_file(cmake/byod.pc.in byod.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/byod.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# byod_pkg_config(name): installs name.pc, which finds the prefix from its own place: it is right after
+# DESTDIR, after cmake --install --prefix, and after the whole installation was moved.
+function(byod_pkg_config name)
+  set(directory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
+    set(prefix ${CMAKE_INSTALL_PREFIX})
+    set(libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+    set(includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+  else()
+    file(RELATIVE_PATH up /${directory} /)
+    string(REGEX REPLACE "/$" "" up ${up})
+    set(prefix "\${pcfiledir}/${up}")
+    set(libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    set(includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+  endif()
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${directory})
+endfunction()
+byod_pkg_config(byod)
+byod_pkg_config(lauth)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/byod)
 install(EXPORT byod NAMESPACE byod:: DESTINATION ${package_dir} FILE byod-targets.cmake)
@@ -21,3 +40,8 @@ configure_package_config_file(cmake/byod-config.cmake.in byod-config.cmake
 write_basic_package_version_file(byod-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/byod-config.cmake ${PROJECT_BINARY_DIR}/byod-config-version.cmake
   DESTINATION ${package_dir})
+
+# The catalogue, where byodctl identify --offline looks for it, with the notices that its sources ask for.
+install(FILES rules/user-agent.csv rules/dhcp-option.csv rules/mac.csv rules/vendor-alias.csv NOTICE
+  LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/rules)
+install(FILES LICENSE NOTICE CHANGELOG.md SECURITY.md README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -20,3 +20,12 @@ target_link_options(byod PRIVATE -Wl,--version-script=${BYOD_EXPORTS} -Wl,--gc-s
 if(NOT BYOD_SANITIZE) # whose runtime is in the program
   target_link_options(byod PRIVATE -Wl,-z,defs)
 endif()
+
+# byod::protocol: the headers in protocol/, for a client that asks what our own front end asks.
+add_library(byod_protocol INTERFACE)
+add_library(byod::protocol ALIAS byod_protocol)
+set_target_properties(byod_protocol PROPERTIES EXPORT_NAME protocol)
+target_include_directories(byod_protocol INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/byod>)
+target_link_libraries(byod_protocol INTERFACE byod lauth)

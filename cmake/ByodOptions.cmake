@@ -1,8 +1,10 @@
 # What a builder may choose, and the settings that every target shares.
 
-option(BYOD_BUILD_TESTS "Build the tests" ON)
+# As a part of another project the libraries and programs are all that is built, and a warning of a
+# compiler that we do not know stops nobody.
+option(BYOD_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(BYOD_BUILD_BENCH "Build the benchmarks" OFF)
-option(BYOD_WARNINGS_AS_ERRORS "Treat every warning as an error" ON)
+option(BYOD_WARNINGS_AS_ERRORS "Treat every warning as an error" ${PROJECT_IS_TOP_LEVEL})
 set(BYOD_TRANSPORT unix CACHE STRING "How front ends reach the daemon: unix or device")
 set_property(CACHE BYOD_TRANSPORT PROPERTY STRINGS unix device)
 set(BYOD_LAUTHD_SOCKET /run/lauthd/lauthd.sock CACHE STRING "The daemon's Unix socket")
@@ -19,9 +21,12 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_C_STANDARD_REQUIRED ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-if(NOT CMAKE_BUILD_TYPE)
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+endif()
+
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Kind of build" FORCE)
 endif()
 

@@ -11,9 +11,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/root" >"$work/install.log"
-# The prefix in the pkg-config file is the one of the configuration; the test moves it.
 export PKG_CONFIG_PATH=$work/root/$libdir/pkgconfig
-flags=$(pkg-config --define-variable=prefix="$work/root" --cflags --libs byod)
+flags=$(pkg-config --cflags --libs byod)
 [ -z "$sanitizers" ] || flags="$flags -fsanitize=$sanitizers"
 [ -z "$sysroot" ] || flags="$flags --sysroot=$sysroot"
 flags="$flags ${LDFLAGS:-}"
@@ -46,3 +45,39 @@ cmake -S "$work/package" -B "$work/package/build" -DCMAKE_PREFIX_PATH="$work/roo
   ${sysroot:+-DCMAKE_SYSROOT="$sysroot"} >"$work/configure.log"
 cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 "${emulator[@]}" "$work/package/build/outside"
+
+# The messages of our own front end, by pkg-config and by CMake under the same names.
+own_flags="$(pkg-config --cflags --libs byod lauth) ${flags#*-lbyod}"
+# shellcheck disable=SC2086
+"$cxx" -std=c++20 -Wall -Wextra -Wpedantic -Werror "$here/outside_protocol.cpp" \
+  -o "$work/outside_protocol" $own_flags
+"${emulator[@]}" "$work/outside_protocol"
+cp "$here/outside_protocol.cpp" "$work/package/outside.cpp"
+sed -i 's/byod::byod/byod::protocol/' "$work/package/CMakeLists.txt"
+echo 'target_compile_features(outside PRIVATE cxx_std_20)' >>"$work/package/CMakeLists.txt"
+cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+"${emulator[@]}" "$work/package/build/outside"
+
+# The pkg-config files follow the installation: moved, and packed by way of DESTDIR.
+expect_prefix() {
+  for package in byod lauth; do
+    for variable in libdir includedir; do
+      found=$(PKG_CONFIG_PATH=$1/$libdir/pkgconfig pkg-config --variable=$variable $package)
+      found=$(realpath "$found")
+      [[ $found = "$(realpath "$1")"/* && -d $found ]] || { echo "$package.pc: $variable is $found"; exit 1; }
+    done
+    [ -n "$(ls "$(PKG_CONFIG_PATH=$1/$libdir/pkgconfig pkg-config --variable=includedir $package)"/*.h)" ]
+  done
+}
+expect_prefix "$work/root"
+mv "$work/root" "$work/moved"
+expect_prefix "$work/moved"
+DESTDIR=$work/packed cmake --install "$build" --prefix /opt/byod >"$work/install.log"
+expect_prefix "$work/packed/opt/byod"
+[ ! -e /opt/byod ] || [ "$(find /opt/byod -newer "$work/install.log" | wc -l)" -eq 0 ]
+
+# The rules, with the notices of their sources beside them.
+tree=$here/../..
+for file in "$tree"/rules/{user-agent,dhcp-option,mac,vendor-alias}.csv "$tree"/{NOTICE,LICENSE}; do
+  cmp "$work/moved/share/byod/rules/$(basename "$file")" "$file"
+done

@@ -1,9 +1,14 @@
 /* A program of somebody else's: uses the installed headers and library alone. */
 #include <byod_data.h>
 #include <byod_order.h>
+#include <byod_version.h>
 #include <mac.h>
 #include <stdio.h>
 #include <string.h>
+
+#if BYOD_VERSION_NUMBER < BYOD_VERSION_NUMBER_OF(1, 0, 0)
+#error "these are not the headers of 1.0.0 or later"
+#endif
 
 int main(void) {
   char name[32];
