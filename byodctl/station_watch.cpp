@@ -75,11 +75,11 @@ StationWatch::StationWatch(Identifier& identifier, Take take)
       told_(kMostStations) {}
 
 void StationWatch::See(const capture::Frame& frame) {
-  const auto sighting = dissector_.Take(frame);
-  if (!sighting) return;
-  cut_ += sighting->is_user_agent_cut;
-  if (const capture::Station* const station = stations_.Take(*sighting)) {
-    Ask(*station, frame.time_us);
+  for (const capture::Sighting& sighting : dissector_.Take(frame)) {
+    cut_ += sighting.is_user_agent_cut;
+    if (const capture::Station* const station = stations_.Take(sighting)) {
+      Ask(*station, frame.time_us);
+    }
   }
 }
 

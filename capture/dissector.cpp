@@ -8,9 +8,8 @@
 namespace byod::capture {
 namespace {
 
-constexpr size_t kMostHeads = 1024;
-constexpr size_t kLongestHead = 16384;
-constexpr size_t kLongestUserAgent = BYOD_USERAGENT_SIZE - 1;
+constexpr size_t kMaxStreams = 1024;
+constexpr size_t kMaxUserAgent = BYOD_USERAGENT_SIZE - 1;
 
 std::string_view TextOf(const std::vector<uint8_t>& bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -32,14 +31,14 @@ bool Sighting::HasOptions() const {
          dhcp.type == DhcpMessage::kInform;
 }
 
-Dissector::Dissector() : heads_(kMostHeads) {}
+Dissector::Dissector() : streams_(kMaxStreams) {}
 
-std::nullopt_t Dissector::CountMalformed() {
+std::vector<Sighting> Dissector::CountMalformed() {
   ++counts_.malformed;
-  return std::nullopt;
+  return {};
 }
 
-std::optional<Sighting> Dissector::Take(const Frame& frame) {
+std::vector<Sighting> Dissector::Take(const Frame& frame) {
   ++counts_.packets;
   Unwrapped unwrapped = UnwrapFrame(frame.link_type, frame.bytes);
   Sighting sighting;
@@ -48,7 +47,7 @@ std::optional<Sighting> Dissector::Take(const Frame& frame) {
     sighting.sender = unwrapped.sender;
     Transport transport = ReadIp(unwrapped.ip);
     if (transport.verdict == Verdict::kMalformed) return CountMalformed();
-    if (transport.verdict == Verdict::kNothing) return std::nullopt;
+    if (transport.verdict == Verdict::kNothing) return {};
     if (is_inside || transport.segment.is_tcp || !IsCapwap(transport.segment)) {
       return TakeSegment(transport.segment, std::move(sighting));
     }
@@ -57,68 +56,58 @@ std::optional<Sighting> Dissector::Take(const Frame& frame) {
     unwrapped = UnwrapCapwap(inside_);
   }
   if (unwrapped.verdict == Verdict::kMalformed) return CountMalformed();
-  return std::nullopt;
+  return {};
 }
 
-std::optional<Sighting> Dissector::TakeSegment(const Segment& segment, Sighting sighting) {
+std::vector<Sighting> Dissector::TakeSegment(const Segment& segment, Sighting sighting) {
   sighting.source = segment.source;
-  if (segment.is_tcp) return TakeTcp(segment, std::move(sighting));
+  if (segment.is_tcp) return TakeTcp(segment, sighting);
   if (IsDhcp(segment)) return TakeDhcp(segment, std::move(sighting));
-  return std::nullopt;
+  return {};
 }
 
-std::optional<Sighting> Dissector::TakeDhcp(const Segment& segment, Sighting sighting) {
+std::vector<Sighting> Dissector::TakeDhcp(const Segment& segment, Sighting sighting) {
   auto message = segment.is_cut ? std::nullopt : ReadDhcpMessage(segment.payload);
   if (!message) return CountMalformed();
   sighting.kind = Sighting::Kind::kDhcp;
   sighting.dhcp = std::move(*message);
   counts_.option_lists += sighting.HasOptions();
-  return sighting;
+  return {std::move(sighting)};
 }
 
-std::optional<Sighting> Dissector::TakeTcp(const Segment& segment, Sighting sighting) {
-  HttpHead head = ReadHead(segment);
-  if (head.state == HttpHead::kMalformed) return CountMalformed();
-  if (head.state != HttpHead::kUserAgent) return std::nullopt;
-  ++counts_.user_agents;
-  sighting.kind = Sighting::Kind::kUserAgent;
-  sighting.is_user_agent_cut = head.user_agent.size() > kLongestUserAgent;
-  if (sighting.is_user_agent_cut) head.user_agent.resize(kLongestUserAgent);
-  sighting.user_agent = std::move(head.user_agent);
-  return sighting;
+std::vector<Sighting> Dissector::TakeTcp(const Segment& segment, const Sighting& sighting) {
+  HttpFindings findings = ReadHttp(segment);
+  counts_.malformed += findings.malformed > 0;
+  counts_.user_agents += findings.user_agents.size();
+  std::vector<Sighting> sightings;
+  for (std::string& user_agent : findings.user_agents) {
+    Sighting& found = sightings.emplace_back(sighting);
+    found.kind = Sighting::Kind::kUserAgent;
+    found.is_user_agent_cut = user_agent.size() > kMaxUserAgent;
+    if (found.is_user_agent_cut) user_agent.resize(kMaxUserAgent);
+    found.user_agent = std::move(user_agent);
+  }
+  return sightings;
 }
 
-/// Reads the head that a segment begins, or that it goes on with.
-HttpHead Dissector::ReadHead(const Segment& segment) {
+/// Reads the requests in a segment, and the head that it goes on with.
+HttpFindings Dissector::ReadHttp(const Segment& segment) {
   const Flow flow(segment.source, segment.source_port, segment.destination,
                   segment.destination_port);
-  if (segment.is_start || segment.is_reset) heads_.Erase(flow);
-  std::string_view text = TextOf(segment.payload);
-  if (text.empty()) return {};
+  if (segment.is_start || segment.is_reset) streams_.Erase(flow);
+  const std::string_view bytes = TextOf(segment.payload);
+  HttpFindings findings;
+  if (bytes.empty()) return findings;
 
-  Head* const begun = heads_.Find(flow);
-  if (begun == nullptr) {
-    HttpHead head = ReadHttpHead(text);
-    if (head.state != HttpHead::kIncomplete) return head;
-    if (segment.is_cut) return {};  // where it goes on is not known
-    // The SYN counts as a byte.
-    const uint32_t next =
-        segment.sequence + static_cast<uint32_t>(text.size()) + (segment.is_start ? 1U : 0U);
-    heads_.Touch(flow) = {std::string{text}, next};
-    return head;
-  }
-
-  // What came before is sent again, wholly or in part, when an answer was lost.
-  const uint32_t again = begun->next - segment.sequence;
-  if (again >= text.size()) return {};  // nothing new, or bytes between are missing
-  text.remove_prefix(again);
-  begun->text += text;
-  begun->next += static_cast<uint32_t>(text.size());
-  HttpHead head = ReadHttpHead(begun->text);
-  if (head.state != HttpHead::kIncomplete || segment.is_cut || begun->text.size() > kLongestHead) {
-    heads_.Erase(flow);
-  }
-  return head;
+  HttpStream* const known = streams_.Find(flow);
+  HttpStream fresh;
+  HttpStream& stream = known != nullptr ? *known : fresh;
+  // The SYN counts as a byte.
+  const uint32_t sequence = segment.sequence + (segment.is_start ? 1U : 0U);
+  stream.Take(sequence, bytes, segment.is_cut, findings);
+  if (known == nullptr && !stream.IsEmpty()) streams_.Touch(flow) = std::move(fresh);
+  if (known != nullptr && stream.IsEmpty()) streams_.Erase(flow);
+  return findings;
 }
 
 }  // namespace byod::capture

@@ -1,4 +1,4 @@
-// Finds in packets what tells of stations.
+// Finds in packets what says something about stations.
 #ifndef BYOD_CAPTURE_DISSECTOR_H
 #define BYOD_CAPTURE_DISSECTOR_H
 
@@ -10,14 +10,14 @@
 
 #include "capture/dhcp_message.h"
 #include "capture/frame.h"
-#include "capture/http_request.h"
+#include "capture/http_stream.h"
 #include "capture/link_layer.h"
 #include "capture/recent_map.h"
 #include "capture/transport.h"
 
 namespace byod::capture {
 
-/// What one packet tells.
+/// One thing that a packet says.
 struct Sighting {
   enum class Kind { kDhcp, kUserAgent };
 
@@ -38,20 +38,21 @@ struct Counts {
   uint64_t packets = 0;
   uint64_t option_lists = 0;
   uint64_t user_agents = 0;
-  uint64_t malformed = 0;  ///< cut short, or at odds with themselves
+  uint64_t malformed = 0;  ///< packets cut short, or at odds with themselves
 };
 
 /**
  * Reads packets in the order of their capture.
  *
- * The head of an HTTP request may be spread over segments that follow one another; a bounded number
- * of such heads is kept at a time.
+ * The head of an HTTP request may be spread over segments, and a segment may hold several requests.
+ * A bounded number of connections is followed at a time.
  */
 class Dissector {
  public:
   Dissector();
 
-  std::optional<Sighting> Take(const Frame& frame);
+  /// @return what the packet says; of several User-Agents the first one sent comes first
+  std::vector<Sighting> Take(const Frame& frame);
 
   const Counts& counts() const { return counts_; }
 
@@ -59,20 +60,15 @@ class Dissector {
   /// Addresses and ports of client and server.
   using Flow = std::tuple<IpAddress, uint16_t, IpAddress, uint16_t>;
 
-  struct Head {
-    std::string text;
-    uint32_t next = 0;  // sequence number
-  };
-
-  std::optional<Sighting> TakeSegment(const Segment& segment, Sighting sighting);
-  std::optional<Sighting> TakeDhcp(const Segment& segment, Sighting sighting);
-  std::optional<Sighting> TakeTcp(const Segment& segment, Sighting sighting);
-  HttpHead ReadHead(const Segment& segment);
-  std::nullopt_t CountMalformed();
+  std::vector<Sighting> TakeSegment(const Segment& segment, Sighting sighting);
+  std::vector<Sighting> TakeDhcp(const Segment& segment, Sighting sighting);
+  std::vector<Sighting> TakeTcp(const Segment& segment, const Sighting& sighting);
+  HttpFindings ReadHttp(const Segment& segment);
+  std::vector<Sighting> CountMalformed();
 
   Counts counts_;
   std::vector<uint8_t> inside_;  // what a tunnel carries
-  RecentMap<Flow, Head> heads_;
+  RecentMap<Flow, HttpStream> streams_;
 };
 
 }  // namespace byod::capture

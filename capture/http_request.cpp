@@ -1,6 +1,7 @@
 #include "capture/http_request.h"
 
 #include <algorithm>
+#include <charconv>
 #include <optional>
 
 #include "data/fold_case.h"
@@ -8,11 +9,15 @@
 namespace byod::capture {
 namespace {
 
-constexpr std::string_view kUserAgentName = "user-agent";
-constexpr size_t kLongestMethod = 20;
+constexpr size_t kMaxMethod = 20;
 
 bool IsUpper(char c) {
   return c >= 'A' && c <= 'Z';
+}
+
+/// "VERSION-CONTROL" and "RPC_IN_DATA" are methods too.
+bool IsMethodByte(char c) {
+  return IsUpper(c) || c == '-' || c == '_';
 }
 
 /// Any byte of a word: neither blank nor control character.
@@ -38,21 +43,39 @@ std::optional<std::string_view> TakeLine(std::string_view& text) {
 
 /// Whether a text is the beginning of a request line, or one.
 bool MayBeRequest(std::string_view text) {
-  const auto blank = std::ranges::find_if_not(text, &IsUpper);
+  if (text.empty() || !IsUpper(text.front())) return false;
+  const auto blank = std::ranges::find_if_not(text, &IsMethodByte);
   const auto length = static_cast<size_t>(blank - text.begin());
-  if (length == 0 || length > kLongestMethod) return false;
+  if (length > kMaxMethod) return false;
   return blank == text.end() ||
-         (*blank == ' ' && (length + 1 == text.size() || IsWordByte(text[length + 1])));
+         (*blank == ' ' && (length + 1 == text.size() || IsFieldByte(text[length + 1])));
 }
 
-/// "METHOD target HTTP/1.x"
-bool IsRequestLine(std::string_view line) {
-  if (!MayBeRequest(line)) return false;
-  const size_t target = line.find(' ') + 1;
-  const size_t version = line.find(' ', target) + 1;
-  if (target == 0 || version <= target + 1) return false;
-  const bool is_word = std::ranges::all_of(line.substr(target, version - 1 - target), &IsWordByte);
-  return is_word && (line.substr(version) == "HTTP/1.1" || line.substr(version) == "HTTP/1.0");
+bool IsVersion(std::string_view word) {
+  return word == "HTTP/1.1" || word == "HTTP/1.0";
+}
+
+/// What stands between method and version. @return nothing when the line is not a request line
+std::optional<std::string_view> TargetOf(std::string_view line) {
+  const size_t begin = line.find(' ') + 1;
+  const size_t end = line.rfind(' ');
+  if (begin == 0 || end <= begin || !IsVersion(line.substr(end + 1))) return std::nullopt;
+  return line.substr(begin, end - begin);
+}
+
+/// A path with blanks in it, which no request line may have but some clients send.
+bool IsBlankedPath(std::string_view target) {
+  const size_t begin = target.find_first_not_of(' ');
+  return begin != std::string_view::npos && target[begin] == '/' &&
+         std::ranges::all_of(target, &IsFieldByte);
+}
+
+/// kIncomplete for "METHOD target HTTP/1.x", behind which the fields are still to be read.
+HttpHead::State ReadRequestLine(std::string_view line) {
+  const auto target = TargetOf(line);
+  if (!target) return HttpHead::kNone;
+  if (std::ranges::all_of(*target, &IsWordByte)) return HttpHead::kIncomplete;
+  return IsBlankedPath(*target) ? HttpHead::kMalformed : HttpHead::kNone;
 }
 
 std::string_view WithoutBlanksAround(std::string_view text) {
@@ -61,35 +84,86 @@ std::string_view WithoutBlanksAround(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
-bool IsUserAgentName(std::string_view name) {
-  return std::ranges::equal(name, kUserAgentName,
-                            [](char a, char b) { return FoldCase(a) == FoldCase(b); });
+struct Field {
+  std::string_view name;
+  std::string_view value;
+
+  bool IsNamed(std::string_view lower) const {
+    return std::ranges::equal(name, lower,
+                              [](char a, char b) { return FoldCase(a) == FoldCase(b); });
+  }
+};
+
+/// @return nothing when the line is not "name: value"
+std::optional<Field> ReadField(std::string_view line) {
+  const size_t colon = line.find(':');
+  if (colon == std::string_view::npos || colon == 0) return std::nullopt;
+  const std::string_view name = line.substr(0, colon);
+  if (!std::ranges::all_of(name, &IsWordByte) || !std::ranges::all_of(line, &IsFieldByte)) {
+    return std::nullopt;
+  }
+  return Field{name, WithoutBlanksAround(line.substr(colon + 1))};
 }
+
+/// How long the body is, as far as the fields read so far say.
+class BodySize {
+ public:
+  void Take(const Field& field) {
+    if (field.IsNamed("transfer-encoding")) is_known_ = false;
+    if (!field.IsNamed("content-length")) return;
+    const char* const end = field.value.data() + field.value.size();
+    const auto read = std::from_chars(field.value.data(), end, size_);
+    if (is_stated_ || read.ec != std::errc() || read.ptr != end) is_known_ = false;
+    is_stated_ = true;
+  }
+  void GiveUp() { is_known_ = false; }
+
+  std::optional<uint64_t> Get() const { return is_known_ ? std::optional(size_) : std::nullopt; }
+
+ private:
+  uint64_t size_ = 0;
+  bool is_stated_ = false;
+  bool is_known_ = true;
+};
 
 }  // namespace
 
-HttpHead ReadHttpHead(std::string_view text) {
-  if (!MayBeRequest(text.substr(0, text.find_first_of("\r\n")))) return {};
+HttpHead ReadHttpHead(const std::string_view whole) {
+  if (!MayBeRequest(whole.substr(0, whole.find_first_of("\r\n")))) return {};
+  HttpHead head;
+  head.state = HttpHead::kIncomplete;
+  std::string_view text = whole;
   const auto first = TakeLine(text);
-  if (!first) return {HttpHead::kIncomplete, {}};
-  if (!IsRequestLine(*first)) return {};
+  if (!first) return head;
+  head.state = ReadRequestLine(*first);
+  if (head.state != HttpHead::kIncomplete) return head;
+
+  BodySize body;
+  bool has_agent_line = false;
   while (const auto line = TakeLine(text)) {
-    if (line->empty()) return {};
-    const size_t colon = line->find(':');
-    const std::string_view name = line->substr(0, colon);
-    if (colon == std::string_view::npos || name.empty() ||
-        !std::ranges::all_of(name, &IsWordByte) || !std::ranges::all_of(*line, &IsFieldByte)) {
-      return {HttpHead::kMalformed, {}};
+    if (line->empty()) {
+      if (head.state == HttpHead::kIncomplete) head.state = HttpHead::kNone;
+      head.size = whole.size() - text.size();
+      head.body_size = body.Get();
+      return head;
     }
-    if (!IsUserAgentName(name)) continue;
+    const auto field = ReadField(*line);
+    if (!field && !has_agent_line) return {HttpHead::kMalformed, {}, 0, {}};
+    if (!field) {
+      body.GiveUp();
+      continue;
+    }
+    body.Take(*field);
+    if (has_agent_line || !field->IsNamed("user-agent")) continue;
     // A line that begins with a blank would continue this one.
-    if (text.empty()) return {HttpHead::kIncomplete, {}};
-    if (text.front() == ' ' || text.front() == '\t') return {HttpHead::kMalformed, {}};
-    const std::string_view value = WithoutBlanksAround(line->substr(colon + 1));
-    if (value.empty()) return {};
-    return {HttpHead::kUserAgent, std::string{value}};
+    if (text.empty()) return head;
+    if (text.front() == ' ' || text.front() == '\t') return {HttpHead::kMalformed, {}, 0, {}};
+    has_agent_line = true;
+    if (field->value.empty()) continue;
+    head.state = HttpHead::kUserAgent;
+    head.user_agent = field->value;
   }
-  return {HttpHead::kIncomplete, {}};
+  return head;
 }
 
 }  // namespace byod::capture

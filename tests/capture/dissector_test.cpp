@@ -14,9 +14,12 @@ namespace {
 using namespace byod::test;
 using testing::ElementsAre;
 
+/// The only thing that a packet says, if anything.
 std::optional<Sighting> Take(Dissector& dissector, const Packet& frame,
                              int link_type = DLT_EN10MB) {
-  return dissector.Take({link_type, 0, frame});
+  const std::vector<Sighting> sightings = dissector.Take({link_type, 0, frame});
+  EXPECT_LE(sightings.size(), 1U);
+  return sightings.empty() ? std::nullopt : std::optional(sightings.front());
 }
 
 /// The User-Agent that a packet completes, or "".

@@ -46,25 +46,29 @@ std::string ListOf(const std::vector<uint8_t>& options) {
   return text;
 }
 
+void Note(const std::string& capture, const Sighting& sighting, size_t packet,
+          Fingerprints& found) {
+  std::vector<std::string> key{capture};
+  if (sighting.HasOptions()) {
+    key.insert(key.end(), {"dhcp", rulefiles::ToString(sighting.dhcp.client),
+                           TextOf(sighting.outer_sender), ListOf(sighting.dhcp.option55)});
+  } else if (sighting.kind == Sighting::Kind::kUserAgent) {
+    key.insert(key.end(), {"http", "", TextOf(sighting.outer_sender), sighting.user_agent});
+  } else {
+    return;
+  }
+  Seen& seen = found[key];
+  if (seen.packets++ == 0) seen.first = packet;
+  if (key[1] == "dhcp") seen.types.insert(sighting.dhcp.type);
+}
+
 void ReadCapture(const fs::path& path, Fingerprints& found) {
   PacketSource source = PacketSource::OpenFile(path);
   Dissector dissector;
   Frame frame;
   while (source.Next(frame)) {
-    const auto sighting = dissector.Take(frame);
-    if (!sighting) continue;
-    std::vector<std::string> key{path.filename()};
-    if (sighting->HasOptions()) {
-      key.insert(key.end(), {"dhcp", rulefiles::ToString(sighting->dhcp.client),
-                             TextOf(sighting->outer_sender), ListOf(sighting->dhcp.option55)});
-    } else if (sighting->kind == Sighting::Kind::kUserAgent) {
-      key.insert(key.end(), {"http", "", TextOf(sighting->outer_sender), sighting->user_agent});
-    } else {
-      continue;
-    }
-    Seen& seen = found[key];
-    if (seen.packets++ == 0) seen.first = dissector.counts().packets;
-    if (key[1] == "dhcp") seen.types.insert(sighting->dhcp.type);
+    for (const Sighting& sighting : dissector.Take(frame))
+      Note(path.filename(), sighting, dissector.counts().packets, found);
   }
 }
 

@@ -18,9 +18,11 @@ constexpr Mac kRouter = {0x00, 0x01, 0x02, 0x03, 0x04, 0x05};
 class StationsTest : public testing::Test {
  protected:
   const Station* See(const Packet& frame, int link_type = DLT_EN10MB) {
-    const auto sighting = dissector_.Take({link_type, 0, frame});
+    const Station* station = nullptr;
+    for (const Sighting& sighting : dissector_.Take({link_type, 0, frame}))
+      station = stations_.Take(sighting);
     EXPECT_EQ(dissector_.counts().malformed, 0U);
-    return sighting ? stations_.Take(*sighting) : nullptr;
+    return station;
   }
 
   /// A DHCP packet that gives the client its address.
