@@ -25,6 +25,8 @@ class FileSeries : public Series {
   FileSeries(int file, uint64_t size) : file_(file), size_(size) {}
   ~FileSeries() override { close(file_); }
 
+  bool HoldsFile() const override { return true; }
+
   bool Next(Pieces& pieces, bool& more) override {
     if (sent_ == 0) {
       std::array<uint8_t, protocol::kCounterSize> total;

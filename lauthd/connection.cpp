@@ -1,5 +1,6 @@
 #include "lauthd/connection.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -173,7 +174,25 @@ Connection::Received Connection::ParsePending() {
   return received;
 }
 
-/// How long the client may take for its next request. While it holds a bulk open, others wait.
+/// Whether something is begun that only the client can finish: a request, a bulk, a restore.
+bool Connection::OwesSomething() const {
+  return !pending_.empty() || upload != nullptr || daemon_.gate.OwnedBy(this);
+}
+
+void Connection::BecomeIdle() {
+  deadline_ = kNever;
+  idle_ = true;
+  daemon_.connections.MoveToEnd(place_);
+}
+
+bool Connection::Idle() const {
+  if (!idle_ || closed_) return false;
+  if (exchange_) return true;
+  char byte;
+  return recv(descriptor_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) < 0;
+}
+
+/// How long the client may take to finish. While it holds a bulk open, others wait.
 Connections::Clock::duration Connection::Patience() const {
   if (!daemon_.gate.OwnedBy(this)) return daemon_.idle_timeout;
   return std::min<Connections::Clock::duration>(daemon_.idle_timeout, kBulkPatience);
@@ -241,10 +260,13 @@ bool Connection::SendNow(const tlv::Message& message) {
 }
 
 /// Waits for room for what the socket did not take.
-Connection::Awaitable<bool> Connection::SendRest() {
+Connection::Awaitable<bool> Connection::SendRest(Reading reading) {
   deadline_ = Connections::Clock::now() + daemon_.idle_timeout;
   while (!outgoing_.empty()) {
-    if (!co_await WaitForSocket(Socket::wait_write)) co_return false;
+    if (reading == Reading::kAtLeisure) BecomeIdle();
+    const bool writable = co_await WaitForSocket(Socket::wait_write);
+    idle_ = false;
+    if (!writable) co_return false;
     const std::vector<uint8_t> rest = std::move(outgoing_);
     outgoing_.clear();
     if (!SendNow(rest.data(), rest.size())) co_return false;
@@ -254,19 +276,23 @@ Connection::Awaitable<bool> Connection::SendRest() {
   co_return true;
 }
 
-Connection::Awaitable<bool> Connection::Send(const tlv::Message& message) {
+Connection::Awaitable<bool> Connection::Send(const tlv::Message& message, Reading reading) {
   if (!SendNow(message)) co_return false;
-  co_return outgoing_.empty() || co_await SendRest();
+  co_return outgoing_.empty() || co_await SendRest(reading);
 }
 
 Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
   Pieces pieces;
+  // A person may read a listing page by page. Nothing but one reply is kept for that.
+  const Reading reading = series.HoldsFile() ? Reading::kInTime : Reading::kAtLeisure;
   for (bool more = true; more;) {
     pieces.Clear();
     if (!series.Next(pieces, more)) co_return false;
     // A long stretch in which nothing was to be told is no reply.
     if (!more || !pieces.Empty()) {
-      if (!co_await Send(pieces.MakeReply(more ? BYOD_ERR_CONTINUE : 0))) co_return false;
+      if (!co_await Send(pieces.MakeReply(more ? BYOD_ERR_CONTINUE : 0), reading)) {
+        co_return false;
+      }
     }
     // Others are served between the replies, however fast this client reads.
     if (more) co_await asio::post(kAwait);
@@ -277,16 +303,21 @@ Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
 
 // ---------------------------------------------------------------- requests
 
+/// Whether nobody is there to read an answer. A client that only sends nothing more still is.
+bool Connection::ClientHasGone() const {
+  pollfd socket = {descriptor_, 0, 0};
+  return poll(&socket, 1, 0) > 0 && (socket.revents & (POLLHUP | POLLERR)) != 0;
+}
+
 Connection::Awaitable<bool> Connection::WaitForGate() {
   if (!wake_) wake_.emplace(daemon_.io);
   const ChangeGate::Waiter waiter(daemon_.gate, *wake_);
-  deadline_ = Connections::Clock::now() + daemon_.idle_timeout;
   while (!daemon_.gate.OpenFor(this)) {
     co_await WaitForWake();
     if (closed_) co_return false;
   }
-  deadline_ = kNever;
-  co_return true;
+  // A client that gave up does not expect its change to be made later.
+  co_return !ClientHasGone();
 }
 
 /// Answers the request, unless that takes longer than this moment.
@@ -341,10 +372,15 @@ Connection::Need Connection::ServeWhatIsThere() {
 /// Serves the client on when something has arrived: by a plain call, as a coroutine that waits
 /// costs more, and by a read, as the reactor has to be told of each wait that is none.
 void Connection::WaitForInput() {
-  // Not longer because it comes byte by byte.
-  if (deadline_ == kNever) deadline_ = Connections::Clock::now() + Patience();
+  if (!OwesSomething()) {
+    BecomeIdle();
+  } else if (deadline_ == kNever) {
+    // Once, and not longer because it comes byte by byte.
+    deadline_ = Connections::Clock::now() + Patience();
+  }
   socket().async_receive(asio::buffer(first_bytes_),
                          [self = shared_from_this()](asio::error_code error, size_t count) {
+                           self->idle_ = false;
                            if (error) return self->Close();
                            self->arrived_ = {self->first_bytes_.data(), count};
                            self->readable_ = count == self->first_bytes_.size();
@@ -357,7 +393,7 @@ Connection::Awaitable<void> Connection::TakeTime(Need need) {
   while (need == Need::kRoom || need == Need::kTime) {
     bool goes_on = true;
     if (need == Need::kRoom) {
-      goes_on = co_await SendRest();
+      goes_on = co_await SendRest(Reading::kInTime);
     } else {
       goes_on = co_await AnswerInTime();
       exchange_.reset();
@@ -389,7 +425,7 @@ Connection::Awaitable<bool> Connection::Watch() {
   Watcher watcher([this] { wake_->cancel(); });
   const WatchHub::Registration registration(daemon_.watch_hub, watcher);
   Pieces pieces;
-  if (!co_await Send(pieces.MakeReply(BYOD_ERR_CONTINUE))) co_return false;
+  if (!co_await Send(pieces.MakeReply(BYOD_ERR_CONTINUE), Reading::kInTime)) co_return false;
 
   // Whatever the client does ends the watch: it goes, or asks for something else.
   const auto client_moved = std::make_shared<bool>(!pending_.empty());
@@ -409,10 +445,10 @@ Connection::Awaitable<bool> Connection::Watch() {
       const Event event = watcher.Pop();
       pieces.AddBytes(BYOD_EXT_EVENT, event->data(), event->size());
     }
-    if (!co_await Send(pieces.MakeReply(BYOD_ERR_CONTINUE))) co_return false;
+    if (!co_await Send(pieces.MakeReply(BYOD_ERR_CONTINUE), Reading::kInTime)) co_return false;
   }
   pieces.Clear();
-  co_return !closed_ && co_await Send(pieces.MakeReply(0));
+  co_return !closed_ && co_await Send(pieces.MakeReply(0), Reading::kInTime);
 }
 
 }  // namespace byod::lauthd

@@ -47,8 +47,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// Ends what the client and we are waiting for, and with it the connection.
   void Close();
 
-  /// Until when the client may keep us waiting.
+  /// Until when the client may keep us waiting for what it owes. Never, when it owes nothing.
   Connections::Clock::time_point deadline() const { return deadline_; }
+
+  /// Whether it may be closed to make room: it owes nothing and has asked for nothing, or it pauses
+  /// in a listing.
+  bool Idle() const;
 
   const Peer& peer();
 
@@ -65,6 +69,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
   enum class Received { kMessage, kWait, kEnd };
   enum class Answered { kWhole, kLater, kNot };
 
+  // How long a client may leave a reply unread.
+  enum class Reading { kInTime, kAtLeisure };
+
   // What has to happen before the client can be served on.
   enum class Need { kInput, kRoom, kTime, kTurn, kEnd };
 
@@ -78,6 +85,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void Spawn(Need need);
   Awaitable<void> TakeTime(Need need);
 
+  bool OwesSomething() const;
+  void BecomeIdle();
   Connections::Clock::duration Patience() const;
   Received NextMessage();
   Received ReadMessage();
@@ -87,8 +96,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   bool SendNow(const uint8_t* bytes, size_t length);
   bool SendNow(const tlv::Message& message);
-  Awaitable<bool> SendRest();
-  Awaitable<bool> Send(const tlv::Message& message);
+  Awaitable<bool> SendRest(Reading reading);
+  Awaitable<bool> Send(const tlv::Message& message, Reading reading);
 
   Answered AnswerAtOnce();
   Answered Perform();
@@ -96,6 +105,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Awaitable<bool> SendSeries(Series& series);
   Awaitable<bool> Watch();
   void NoticeMove(const std::shared_ptr<bool>& moved);
+  bool ClientHasGone() const;
   Awaitable<bool> WaitForGate();
   Awaitable<bool> WaitForSocket(Socket::wait_type what);
   Awaitable<void> WaitForWake();
@@ -109,6 +119,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Connections::Clock::time_point deadline_ = Connections::Clock::time_point::max();
   std::optional<Peer> peer_;
   bool closed_ = false;
+  bool idle_ = false;
   bool readable_ = true;  // as far as is known
   int requests_ = 0;
 

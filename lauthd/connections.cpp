@@ -1,5 +1,7 @@
 #include "lauthd/connections.h"
 
+#include <algorithm>
+
 #include "lauthd/connection.h"
 
 namespace byod::lauthd {
@@ -10,6 +12,14 @@ void Connections::CloseOverdue(Clock::time_point now) {
   for (Connection* connection : connections_) {
     if (connection->deadline() < now) connection->Close();
   }
+}
+
+bool Connections::CloseLongestIdle() {
+  const auto idle = std::find_if(connections_.begin(), connections_.end(),
+                                 [](const Connection* connection) { return connection->Idle(); });
+  if (idle == connections_.end()) return false;
+  (*idle)->Close();
+  return true;
 }
 
 void Connections::CloseAll() {

@@ -21,11 +21,16 @@ class Connections {
     connections_.erase(place);
     if (on_room_) on_room_();
   }
+  /// Puts a connection that becomes idle behind those that have been longer.
+  void MoveToEnd(Place place) { connections_.splice(connections_.end(), connections_, place); }
   size_t size() const { return connections_.size(); }
 
   /// Ends those that have kept the daemon waiting for too long.
   void CloseOverdue(Clock::time_point now);
   void CloseAll();
+
+  /// Ends the one that has been idle for the longest time. @return false when none is idle
+  bool CloseLongestIdle();
 
   /// Called whenever a connection has gone.
   void OnRoom(std::function<void()> callback) { on_room_ = std::move(callback); }

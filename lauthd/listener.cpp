@@ -22,6 +22,8 @@ constexpr std::chrono::milliseconds kPause{250};
 // Who is connected already is served in between, however many come.
 constexpr int kAcceptsInARow = 16;
 
+constexpr std::chrono::minutes kWarningPause{1};
+
 }  // namespace
 
 Listener::Listener(Daemon& daemon)
@@ -55,21 +57,33 @@ asio::awaitable<void> Listener::Pause() {
 asio::awaitable<void> Listener::Accept() {
   while (acceptor_.is_open()) {
     asio::error_code stopped;
-    if (daemon_.connections.size() >= daemon_.options.max_connections) {
-      TellOnce("too many connections");
-      co_await Pause();
-      continue;
-    }
     co_await acceptor_.async_wait(asio::local::stream_protocol::acceptor::wait_read,
                                   asio::redirect_error(asio::use_awaitable, stopped));
     if (stopped) co_return;
-    if (!AcceptSome()) co_await Pause();
+    if (Full()) {
+      MakeRoom();
+    } else if (AcceptSome()) {
+      continue;
+    }
+    co_await Pause();
   }
+}
+
+bool Listener::Full() const {
+  return daemon_.connections.size() >= daemon_.options.max_connections;
+}
+
+void Listener::MakeRoom() {
+  if (!daemon_.connections.CloseLongestIdle()) return TellOnce("too many connections");
+  const auto now = Daemon::Clock::now();
+  if (now < next_warning_) return;
+  Log(Severity::kWarning, "too many connections: those that are idle longest are closed");
+  next_warning_ = now + kWarningPause;
 }
 
 bool Listener::AcceptSome() {
   for (int i = 0; i < kAcceptsInARow; ++i) {
-    if (daemon_.connections.size() >= daemon_.options.max_connections) return true;
+    if (Full()) return true;
     const int client =
         accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (client < 0) {

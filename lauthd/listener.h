@@ -5,6 +5,7 @@
 #include <asio/awaitable.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
+#include <chrono>
 
 #include "lauthd/socket_file.h"
 
@@ -20,8 +21,9 @@ class Listener {
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  /// Takes a few clients at a time, so that those who are connected are served in between. Waits
-  /// while there are too many, and while the system has no more descriptors.
+  /// Takes a few clients at a time, so that those that are connected are served in between. While
+  /// there are too many, ends one that is idle for each one that comes, or waits. Waits too while
+  /// the system has no more descriptors.
   asio::awaitable<void> Accept();
 
   void Stop();
@@ -29,6 +31,8 @@ class Listener {
  private:
   /// @return false when the system has no more descriptors, or no memory
   bool AcceptSome();
+  bool Full() const;
+  void MakeRoom();
   void TellOnce(const char* reason);
   asio::awaitable<void> Pause();
 
@@ -37,6 +41,7 @@ class Listener {
   asio::local::stream_protocol::acceptor acceptor_;
   asio::steady_timer room_;
   bool told_ = false;  // that clients have to wait
+  std::chrono::steady_clock::time_point next_warning_;
 };
 
 }  // namespace byod::lauthd

@@ -163,7 +163,7 @@ void CommandLine::Describe() {
       ->check(NumberFrom(1, 65536))
       ->capture_default_str();
   app_.add_option("--idle-timeout", options_.idle_timeout,
-                  "Seconds after which a client that does nothing is dropped")
+                  "Seconds that a client may take to finish a request or to read a reply")
       ->check(NumberFrom(1, 86400))
       ->capture_default_str();
   app_.add_option("--log-level", level_, "error, warning, notice, info or debug")

@@ -21,7 +21,7 @@ struct Options {
   bool no_database = false;
   uint32_t rule_limit = BYOD_NO_RULE_LIMIT;
   uint32_t max_connections = 1024;
-  uint32_t idle_timeout = 60;  // seconds
+  uint32_t idle_timeout = 60;  // seconds, for what a client owes
   Severity log_level = Severity::kNotice;
   bool check = false;
   bool timing = false;

@@ -51,6 +51,9 @@ class Series {
    * @return false when it cannot be made; the connection ends then
    */
   virtual bool Next(Pieces& pieces, bool& more) = 0;
+
+  /// Whether room on the disk is taken until its end; the client has to read it in time then.
+  virtual bool HoldsFile() const { return false; }
 };
 
 }  // namespace byod::lauthd

@@ -3,6 +3,7 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
@@ -60,7 +61,29 @@ TEST_F(Clients, TwoHundredAtOnceAreAllAnswered) {
   EXPECT_EQ(NumberOf(status.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS), 201u);
 }
 
-TEST_F(Clients, MoreThanTheLimitWaitForTheirTurn) {
+TEST_F(Clients, MoreThanTheLimitWaitWhileNobodyIsIdle) {
+  daemon_.AddOption("--max-connections");
+  daemon_.AddOption("3");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  const auto request = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 3; ++i) {
+    clients.push_back(std::make_unique<Client>(daemon_));
+    ASSERT_TRUE(IsAnswered(*clients.back()));
+    ASSERT_TRUE(clients.back()->SendBytes(request.data(), 10));
+  }
+  Client waiting(daemon_);
+  ASSERT_TRUE(waiting.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT)));
+  char byte;
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_LT(recv(waiting.socket(), &byte, 1, MSG_DONTWAIT | MSG_PEEK), 0);
+  clients.pop_back();
+  EXPECT_TRUE(waiting.Receive());
+  ASSERT_TRUE(clients[0]->SendBytes(request.data() + 10, request.size() - 10));
+  EXPECT_TRUE(clients[0]->Receive());
+}
+
+TEST_F(Clients, AtTheLimitTheOneIdleLongestMakesRoom) {
   daemon_.AddOption("--max-connections");
   daemon_.AddOption("3");
   ASSERT_NO_FATAL_FAILURE(daemon_.Start());
@@ -69,14 +92,14 @@ TEST_F(Clients, MoreThanTheLimitWaitForTheirTurn) {
     clients.push_back(std::make_unique<Client>(daemon_));
     ASSERT_TRUE(IsAnswered(*clients.back()));
   }
-  Client waiting(daemon_);
-  ASSERT_TRUE(waiting.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT)));
-  char byte;
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  EXPECT_LT(recv(waiting.socket(), &byte, 1, MSG_DONTWAIT | MSG_PEEK), 0);
+  ASSERT_TRUE(IsAnswered(*clients[0]));
+  ASSERT_TRUE(IsAnswered(*clients[2]));
+  Client newcomer(daemon_);
+  EXPECT_TRUE(IsAnswered(newcomer));
+  EXPECT_TRUE(clients[1]->Ended());
+  EXPECT_TRUE(IsAnswered(*clients[2]));
   EXPECT_TRUE(IsAnswered(*clients[0]));
-  clients.pop_back();
-  EXPECT_TRUE(waiting.Receive());
+  EXPECT_TRUE(daemon_.Logged("too many connections")) << daemon_.Log();
 }
 
 TEST_F(Clients, OutOfDescriptorsTheOthersAreServedAndTheProcessorRests) {
@@ -170,9 +193,100 @@ TEST_F(Clients, OneByteAtATimeIsDroppedInTimeAndTheOthersAreAnswered) {
   }
   EXPECT_TRUE(dropped);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  Client idle(daemon_);
-  EXPECT_TRUE(IsAnswered(idle));
-  EXPECT_TRUE(idle.Ended()) << "who asks nothing is dropped too";
+}
+
+// A connection of the library's BYOD_Init, which may be used as often as one likes, was closed
+// after the idle timeout, and whatever was asked on it from then on seemed to be unknown.
+TEST_F(Clients, OneThatOwesNothingMayStaySilentForLong) {
+  daemon_.WriteRules("user-agent.csv", ManyRules(1));
+  daemon_.AddOption("--idle-timeout");
+  daemon_.AddOption("1");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  const int connection = BYOD_Init();
+  ASSERT_GE(connection, 0);
+  const ByodFingerPrint fp = UserAgent("Agent-00000");
+  char name[BYOD_DEVNAME_SIZE];
+  for (int i = 0; i < 2; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    EXPECT_EQ(BYOD_GetDeviceNameByFingerPrint(connection, &fp, sizeof name, name), 0u) << i;
+  }
+  BYOD_Fini(connection);
+}
+
+TEST_F(Clients, WhoLeavesABulkOrARestoreHalfDoneIsDroppedInTime) {
+  DaemonProcess daemon({"--idle-timeout", "1"});
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  Client bulk(daemon);
+  Client restore(daemon);
+  const auto begin = [](Appender& append) { append.Number(BYOD_EXT_PHASE, BYOD_PHASE_BEGIN); };
+  ASSERT_EQ(VerdictOf(restore.Ask(BYOD_OP_SET, BYOD_EXT_MSG_RESTORE,
+                                  [&](Appender& append) {
+                                    begin(append);
+                                    append.Combine(protocol::AppendCounter(append.message(),
+                                                                           BYOD_EXT_TOTAL, 1000));
+                                  })),
+            (Verdict{0, 0}));
+  ASSERT_EQ(VerdictOf(bulk.Ask(BYOD_OP_SET, BYOD_EXT_MSG_BULK, begin)), (Verdict{0, 0}));
+  EXPECT_EQ(BYOD_cfgmsg_SetUAValue(1, "waits for the end of the bulk"), 0u);
+  EXPECT_TRUE(bulk.Ended());
+  EXPECT_TRUE(restore.Ended());
+}
+
+TEST_F(Clients, WhoGoesWhileABulkIsOpenTakesItsWaitingChangeWithIt) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client bulk(daemon_);
+  const auto phase = [](uint32_t number) {
+    return MakeRequest(BYOD_OP_SET, BYOD_EXT_MSG_BULK,
+                       [&](Appender& append) { append.Number(BYOD_EXT_PHASE, number); });
+  };
+  const auto change = [](const char* keyword) {
+    return MakeRequest(BYOD_OP_SET, BYOD_MSG_UA_VALUE,
+                       [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, keyword); });
+  };
+  ASSERT_EQ(VerdictOf(bulk.Ask(phase(BYOD_PHASE_BEGIN))), (Verdict{0, 0}));
+  Client patient(daemon_);
+  ASSERT_TRUE(patient.Send(change("of one that waits")));
+  {
+    Client impatient(daemon_);
+    ASSERT_TRUE(impatient.Send(change("of one that has gone")));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  ASSERT_EQ(VerdictOf(bulk.Ask(phase(BYOD_PHASE_COMMIT))), (Verdict{0, 0}));
+  EXPECT_EQ(VerdictOf(patient.Receive()), (Verdict{0, 0}));
+  EXPECT_EQ(NumberOf(bulk.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT), 1u);
+}
+
+TEST_F(Clients, WhoDoesNotReadRepliesIsDroppedInTime) {
+  daemon_.AddOption("--idle-timeout");
+  daemon_.AddOption("1");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client deaf(daemon_);
+  const auto request = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_STATUS));
+  // More than both directions of the socket hold, so that a reply is left over.
+  while (send(deaf.socket(), request.data(), request.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0) {
+  }
+  Client other(daemon_);
+  EXPECT_TRUE(Eventually([&] {
+    return NumberOf(other.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS) == 1;
+  }));
+}
+
+size_t rules_taken;
+
+TEST_F(Clients, AListingWhoseReaderPausesIsServedToItsEnd) {
+  daemon_.WriteRules("user-agent.csv", ManyRules(kManyRules));
+  daemon_.AddOption("--idle-timeout");
+  daemon_.AddOption("1");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  rules_taken = 0;
+  EXPECT_EQ(BYOD_cfgmsg_GetAndShowUserAgentRules([](const void*) {
+              if (++rules_taken == 2 || rules_taken == kManyRules / 2) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+              }
+              return 0u;
+            }),
+            0u);
+  EXPECT_EQ(rules_taken, size_t{kManyRules});
 }
 
 TEST_F(Clients, AMessageInPiecesIsAMessage) {
@@ -216,10 +330,20 @@ TEST_F(Clients, QuestionsOfAnyLengthAreAnsweredAloneAndInARow) {
   }
 }
 
-TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndIsDropped) {
+int UnreadBytes(const std::vector<std::unique_ptr<Client>>& clients) {
+  int sum = 0;
+  for (const auto& client : clients) {
+    int unread = 0;
+    EXPECT_EQ(ioctl(client->socket(), FIONREAD, &unread), 0);
+    sum += unread;
+  }
+  return sum;
+}
+
+TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndMakesRoomForOthers) {
   daemon_.WriteRules("user-agent.csv", ManyRules(kManyRules));
-  daemon_.AddOption("--idle-timeout");
-  daemon_.AddOption("2");
+  daemon_.AddOption("--max-connections");
+  daemon_.AddOption("60");
   ASSERT_NO_FATAL_FAILURE(daemon_.Start());
   Client watcher(daemon_);
   ASSERT_TRUE(IsAnswered(watcher));
@@ -237,11 +361,30 @@ TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndIsDropped) {
   if (!kSanitized) {
     EXPECT_LT(daemon_.Memory(), before + size_t{50} * 64 + 2048) << "KiB";
   }
-  // They are dropped, and the memory of their connections is free again.
-  EXPECT_TRUE(Eventually([&] {
-    Client other(daemon_);
-    return NumberOf(other.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS) == 1;
+  // One for which there is no room takes the place of one that has stopped before the watcher
+  // asked.
+  int arrived = -1;
+  ASSERT_TRUE(Eventually([&] {
+    const int before_pause = std::exchange(arrived, UnreadBytes(deaf));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return arrived == before_pause;
   }));
+  ASSERT_TRUE(IsAnswered(watcher));
+  std::vector<std::unique_ptr<Client>> others;
+  for (int i = 0; i < 20; ++i) {
+    others.push_back(std::make_unique<Client>(daemon_));
+    ASSERT_TRUE(IsAnswered(*others.back()));
+  }
+  EXPECT_TRUE(IsAnswered(watcher)) << daemon_.Log();
+  const auto drain = [](Client& client) {
+    char bytes[65536];
+    ssize_t got = 0;
+    while ((got = recv(client.socket(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0) {
+    }
+    return got == 0;
+  };
+  EXPECT_TRUE(drain(*deaf[0])) << "it is closed";
+  EXPECT_FALSE(drain(*deaf[49])) << "it is not";
 }
 
 TEST_F(Clients, RandomBytesEndTheirOwnConnectionOnly) {
