@@ -3,6 +3,7 @@
 #include "lauthd/connection.h"
 #include "lauthd/daemon.h"
 #include "lauthd/dispatch.h"
+#include "lauthd/match_order.h"
 
 namespace byod::lauthd {
 namespace {
@@ -37,6 +38,10 @@ Result Apply(Exchange& exchange) {
 }
 
 Result Commit(Daemon& daemon) {
+  if (!ArrangeMatchList()) {
+    daemon.AbortBulk();
+    return NoMemory();
+  }
   const bool kept =
       daemon.store.WriteTogether([&] { return daemon.bulk.Save(daemon.authorization); });
   if (!kept) {

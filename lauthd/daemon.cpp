@@ -18,6 +18,7 @@
 #include "lauthd/connection.h"
 #include "lauthd/listener.h"
 #include "lauthd/manager.h"
+#include "lauthd/match_order.h"
 #include "lauthd/reload.h"
 #include "lauthd/rule_source.h"
 
@@ -182,6 +183,9 @@ Result Daemon::Reload() {
 
 void Daemon::AbortBulk() {
   bulk.TakeBack(authorization);
+  if (!ArrangeMatchList()) {
+    Log(Severity::kError, "no memory to order the User-Agent rules of one length");
+  }
   gate.Release();
 }
 

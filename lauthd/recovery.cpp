@@ -10,6 +10,7 @@
 #include "lauth_dbm_admin.h"
 #include "lauthd/authorization.h"
 #include "lauthd/log.h"
+#include "lauthd/match_order.h"
 #include "lauthd/reload.h"
 #include "lauthd/rule_kind.h"
 #include "tlv/message.h"
@@ -144,6 +145,9 @@ void RecoverAll(int32_t handle, Authorization& authorization) {
   if (reading) LAUTH_db_EndReading(handle);
   for (const StoredKey* const stored : walk.untidy)
     stored->tidy(handle);
+  if (!ArrangeMatchList()) {
+    Log(Severity::kError, "no memory to order the User-Agent rules of one length");
+  }
   Log(Severity::kInfo, "recovered %u custom rules", Byod_GetCustomRuleCount());
 }
 

@@ -11,6 +11,7 @@
 #include "data/fold_case.h"
 #include "lauth_avl.h"
 #include "lauthd/log.h"
+#include "lauthd/match_order.h"
 #include "lauthd/rule_state.h"
 
 namespace byod::lauthd {
@@ -155,6 +156,7 @@ void Replace(const PredefinedRules& rules, uint32_t rule_limit) {
   PutLayer<DhcpOptionKind>(std::move(dhcp));
   PutLayer<UserAgentKind>(std::move(user_agent));
   PutLayer<MacKind>(std::move(mac));
+  if (!ArrangeMatchList()) throw std::bad_alloc();
   ForEachKind([](auto kind) { RuleCursor<decltype(kind)>::ReturnAll(); });
 }
 

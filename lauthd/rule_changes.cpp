@@ -1,6 +1,7 @@
 #include "lauthd/rule_changes.h"
 
 #include "lauthd/daemon.h"
+#include "lauthd/match_order.h"
 #include "lauthd/request_key.h"
 #include "lauthd/rule_state.h"
 #include "tlv/attribute.h"
@@ -46,6 +47,23 @@ Result CannotMake(const typename Kind::Key& key, uint32_t err) {
   return NoMemory();
 }
 
+/// Makes a custom rule, and puts it where it belongs among those of its length; in a bulk that is
+/// done at its end. @return null when it cannot be made: why in err
+template <typename Kind>
+typename Kind::Rule* Make(Daemon& daemon, const typename Kind::Key& key, uint32_t& err) {
+  uint16_t created = 0;
+  auto* const rule = Kind::FindOrNew(key, &created, &err);
+  if constexpr (Kind::kMethod == BYOD_METHOD_USERAGENT) {
+    if (rule != nullptr && !daemon.bulk.Open()) {
+      if (ArrangeMatchList(*rule)) return Kind::Find(key);
+      err = BYOD_ERR_FAILED;
+      EraseRule<Kind>(rule);
+      return nullptr;
+    }
+  }
+  return rule;
+}
+
 /// Stores what an administrator gave a rule, or that there is nothing; in a bulk that is done at
 /// its end.
 template <typename Kind>
@@ -78,20 +96,20 @@ template <typename Kind, typename Edit>
 Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit edit) {
   if (!daemon.store.Ready()) return daemon.store.NotSaved();
   daemon.bulk.MakeRoom<Kind>();
-  uint16_t created = 0;
   auto* rule = Kind::Find(key);
-  if (rule == nullptr && !create) {
+  const bool created = rule == nullptr;
+  if (created && !create) {
     return Refused(BYOD_REFUSAL_NOT_FOUND,
                    std::string("there is no ") + Kind::kName + " rule " + Kind::Describe(key));
   }
-  if (rule == nullptr) {
+  if (created) {
     uint32_t err = 0;
-    rule = Kind::FindOrNew(key, &created, &err);
+    rule = Make<Kind>(daemon, key, err);
     if (rule == nullptr) return CannotMake<Kind>(key, err);
   }
   Wish wish = edit(*rule);
   if (wish.what == Wish::What::kErase) return Erase<Kind>(daemon, rule);
-  if (wish.what == Wish::What::kNothing && created == 0) return NoChange();
+  if (wish.what == Wish::What::kNothing && !created) return NoChange();
   OwnedInfo old;
   bool saved = false;
   if (wish.what != Wish::What::kNoMemory) {
@@ -103,10 +121,10 @@ Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit e
   if (saved) {
     daemon.bulk.Remember<Kind>(
         Kind::KeyOf(*rule),
-        created == 1 ? FormerRule<Kind>() : FormerRule<Kind>::Of(rule->origin, std::move(old)));
+        created ? FormerRule<Kind>() : FormerRule<Kind>::Of(rule->origin, std::move(old)));
     return {};
   }
-  if (created == 1) {
+  if (created) {
     EraseRule<Kind>(rule);
   } else if (wish.what == Wish::What::kNewInfo) {
     ExchangeInfo<Kind>(*rule, std::move(old));

@@ -40,6 +40,13 @@ class RuleCursor {
     }
   }
 
+  /// Called before a rule is erased in whose place another record has come.
+  static void Move(const Rule* from, Rule* to) {
+    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_) {
+      if (cursor->next_ == from) cursor->next_ = to;
+    }
+  }
+
   /// Called before all rules are erased: places are kept by key.
   static void LeaveAll() {
     for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
