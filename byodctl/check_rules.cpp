@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "byodctl/command.h"
+#include "byodctl/counted.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
 #include "lint/lint.h"
@@ -29,10 +30,6 @@ Json JsonOf(const lint::Finding& finding) {
   problem["reason"] = finding.reason;
   problem["other"] = finding.other ? JsonOf(finding.other->place, finding.other->rule) : Json();
   return problem;
-}
-
-std::string Counted(size_t count, const char* what) {
-  return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
 int Check(const Options& options) {

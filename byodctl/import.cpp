@@ -13,6 +13,7 @@
 #include "byod_tlv.h"
 #include "byodctl/bulk.h"
 #include "byodctl/command.h"
+#include "byodctl/counted.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
 #include "byodctl/rule.h"
@@ -28,9 +29,9 @@ struct Options {
   bool json = false;
 };
 
-enum Action { kAdded, kChanged, kUnchanged, kRefused, kBad, kActionCount };
-constexpr const char* kActionNames[kActionCount] = {"added", "changed", "unchanged", "refused",
-                                                    "bad"};
+enum Action { kAdded, kChanged, kUnchanged, kRefused, kBad, kWarning, kActionCount };
+constexpr const char* kActionNames[kActionCount] = {"added",   "changed", "unchanged",
+                                                    "refused", "bad",     "warning"};
 
 /// What became of a row.
 struct Outcome {
@@ -65,10 +66,12 @@ class Report {
 
   void Add(const rulefiles::Place& place, const Rule* rule, const Outcome& outcome) {
     ++counts_[outcome.action];
-    if (outcome.action == kRefused || outcome.action == kBad) {
+    if (!outcome.reason.empty()) {
       std::cerr << Printable(rulefiles::ToString(place)) << ": "
-                << (outcome.action == kRefused ? "refused: " : "") << Printable(outcome.reason)
-                << '\n';
+                << (outcome.action == kRefused   ? "refused: "
+                    : outcome.action == kWarning ? "warning: "
+                                                 : "")
+                << Printable(outcome.reason) << '\n';
     }
     if (options_.json) {
       lines_ += JsonLine({{"line", place.line},
@@ -89,8 +92,9 @@ class Report {
     if (!options_.json) {
       if (options_.dry_run) table_.Write(std::cout);
       std::cout << (options_.dry_run ? "would be " : "");
-      for (size_t action = 0; action < kActionCount; ++action)
+      for (size_t action = 0; action < kWarning; ++action)
         std::cout << (action > 0 ? ", " : "") << counts_[action] << ' ' << kActionNames[action];
+      if (counts_[kWarning] > 0) std::cout << ", " << Counted(counts_[kWarning], "warning");
       std::cout << '\n';
     }
     if (counts_[kBad] > 0) return kExitBadInput;
@@ -178,7 +182,8 @@ int Import(const Options& options, const Settings& settings) {
   }
   Report report(options);
   rulefiles::Diagnostics diagnostics([&](const rulefiles::Diagnostic& diagnostic) {
-    report.Add(diagnostic.place, nullptr, {kBad, diagnostic.reason});
+    const bool is_error = SeverityOf(diagnostic.problem) == rulefiles::Severity::kError;
+    report.Add(diagnostic.place, nullptr, {is_error ? kBad : kWarning, diagnostic.reason});
   });
   const std::vector<PlacedRule> rules = ReadAnyRuleCsv(ReadInput(options.file), diagnostics);
   if (!rules.empty()) {
@@ -204,8 +209,8 @@ Run DefineImport(CLI::App& app, const Settings& settings) {
       "row leaves\nempty stays as it is. A bad or refused row is reported with its line, the "
       "others are set, all together.\n--dry-run has the daemon make the changes and take them back "
       "at once.\n\n"
-      "JSON: line, kind, key, action (added, changed, unchanged, refused or bad), reason; a line "
-      "for each row.\n"
+      "JSON: line, kind, key, action (added, changed, unchanged, refused, bad or warning), reason; "
+      "a line\nfor each row.\n"
       "Exit status: 1 with bad rows, else 5 with refused ones.");
   app.add_option("FILE", options->file, "Rule file; - for standard input")->required();
   app.add_flag("--dry-run", options->dry_run, "Only tell what would become of each row");

@@ -83,9 +83,7 @@ uint32_t RuleKindOf(const std::string& name) {
 }
 
 std::string ToString(const RuleKey& key) {
-  if (key.kind != BYOD_METHOD_MAC) return key.text;
-  if (key.prefix.bits == kWholeAddress) return rulefiles::ToString(key.prefix.Mac());
-  return rulefiles::ToString(key.prefix);
+  return key.kind == BYOD_METHOD_MAC ? rulefiles::ToString(key.prefix) : key.text;
 }
 
 Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device) {

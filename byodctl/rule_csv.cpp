@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "rulefiles/csv_parser.h"
+#include "text/nearest_word.h"
 
 namespace byod::ctl {
 namespace {
@@ -45,12 +46,15 @@ std::optional<uint32_t> KindOfHeader(const rulefiles::Record& record) {
   return std::nullopt;
 }
 
-/// Behind the first one only the headers that we write ourselves are taken for headers, not rows.
-bool IsOwnHeader(const rulefiles::Record& record, uint32_t kind) {
-  std::string line;
-  for (const std::string& field : record)
-    line += (line.empty() ? "" : ",") + field;
-  return line + '\n' == CsvHeader(kind);
+/// Behind the first header a row is one only when it names nothing but columns, and not just one: a
+/// rule may be for the word "mac".
+bool IsLaterHeader(const rulefiles::Record& record, uint32_t kind) {
+  const auto is_column = [&](const std::string& field) {
+    return field == kKeyColumns[kind] || field == "mask" || field == "example" ||
+           std::ranges::any_of(kDeviceFields,
+                               [&](const DeviceField& known) { return field == known.name; });
+  };
+  return record.size() > 1 && std::ranges::all_of(record, is_column);
 }
 
 /// Where a line begins; lines end with LF, CRLF or CR.
@@ -79,25 +83,33 @@ struct Section {
   uint32_t kind;
 };
 
+/// Why the first row of a file names no kind of rule.
+std::string NoHeader(const std::string& file, size_t line, const rulefiles::Record& record) {
+  std::string text = file + ':' + std::to_string(line) +
+                     ": no header: a column mac, expression or options is required";
+  for (const char* const column : kKeyColumns) {
+    const std::string meant = text::NearestWord(column, record);
+    if (!meant.empty()) {
+      return text + "; is " + rulefiles::Quoted(meant) + " meant to be " + column + '?';
+    }
+  }
+  return text;
+}
+
 std::vector<Section> SectionsOf(const rulefiles::File& file) {
   std::vector<Section> sections;
   bool is_first = true;
-  rulefiles::ParseRecords(file.content,
-                          {[&](size_t line, rulefiles::Record&& record) {
-                             const auto kind = KindOfHeader(record);
-                             if (kind && (is_first || IsOwnHeader(record, *kind)))
-                               sections.push_back({line, *kind});
-                             if (!kind && is_first) {
-                               throw Failure(
-                                   kExitBadInput,
-                                   rulefiles::ToString(rulefiles::Place{
-                                       std::make_shared<const std::string>(file.name), line}) +
-                                       ": no header: mac, expression or options, and name, vendor, "
-                                       "category, os");
-                             }
-                             is_first = false;
-                           },
-                           [](size_t, const char*) {}});
+  rulefiles::ParseRecords(file.content, {[&](size_t line, rulefiles::Record&& record) {
+                                           const auto kind = KindOfHeader(record);
+                                           if (kind && (is_first || IsLaterHeader(record, *kind)))
+                                             sections.push_back({line, *kind});
+                                           if (!kind && is_first) {
+                                             throw Failure(kExitBadInput,
+                                                           NoHeader(file.name, line, record));
+                                           }
+                                           is_first = false;
+                                         },
+                                         [](size_t, const char*) {}});
   return sections;
 }
 

@@ -10,6 +10,7 @@
 #include "data/internal.h"
 #include "data/user_agent_lookup.h"
 #include "mac.h"
+#include "rulefiles/prefix.h"
 
 namespace byod::explain {
 namespace {
@@ -53,24 +54,13 @@ Searched SearchUserAgent(const ByodFingerPrint& fingerprint) {
   return {Lookup::kNoRule, {}, {}, {}, {}};
 }
 
-std::string AddressText(const uint8_t* bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (size_t i = 0; i < BYOD_MAC_SIZE; ++i) {
-    if (i > 0) text += ':';
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 0x0F];
-  }
-  return text;
-}
-
 Searched SearchMac(const ByodFingerPrint& fingerprint) {
   ByodMacRule probe = {};
   std::memcpy(probe.mac, fingerprint.mac, sizeof probe.mac);
   MAC_BroadcastAddr(probe.mask);
   const ByodMacRule* const rule = BYOD_data_FindMacRule(&probe);
   if (rule == nullptr) return Found(rule, {});
-  return Found(rule, AddressText(rule->mac) + "/" + AddressText(rule->mask));
+  return Found(rule, rulefiles::BlockText(rule->mac, rule->mask));
 }
 
 bool HasNoAddress(const ByodFingerPrint& fingerprint) {

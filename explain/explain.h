@@ -45,8 +45,8 @@ enum class Next {
 struct Step {
   uint32_t method = BYOD_METHOD_COUNT;  ///< BYOD_METHOD_*
   Lookup lookup = Lookup::kNoValue;
-  std::string rule;           ///< the rule's expression, option list, or address and mask
-  bool is_custom = false;     ///< the rule's origin
+  std::string rule;        ///< the rule's expression, option list, or block: 00:11:22:00:00:00/24
+  bool is_custom = false;  ///< the rule's origin
   std::vector<Field> fields;  ///< by kField*; none without a rule
   Next next = Next::kContinue;
 

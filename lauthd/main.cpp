@@ -1,4 +1,5 @@
 // lauthd: identifies terminals for this device, and keeps its rules.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -52,13 +53,14 @@ int Check(const Options& options) {
   const auto start = Clock::now();
   const PredefinedRules rules = RuleSource(options).Read();
   const double read = MillisecondsSince(start);
-  for (const std::string& fault : rules.faults)
-    std::fprintf(stderr, "%s\n", fault.c_str());
-  std::printf("%zu MAC, %zu User-Agent and %zu DHCP option rules, %zu faults\n",
+  for (const rulefiles::Diagnostic& fault : rules.faults)
+    std::fprintf(stderr, "%s\n", rulefiles::ToString(fault).c_str());
+  const auto errors = static_cast<size_t>(std::ranges::count_if(rules.faults, &IsError));
+  std::printf("%zu MAC, %zu User-Agent and %zu DHCP option rules, %zu faults, %zu warnings\n",
               rules.set.mac.size(), rules.set.user_agent.size(), rules.set.dhcp_option.size(),
-              rules.faults.size());
+              errors, rules.faults.size() - errors);
   if (options.timing) TellLoadingTimes(options, rules, read);
-  return rules.faults.empty() ? 0 : 1;
+  return errors == 0 ? 0 : 1;
 }
 
 int Serve(const Options& options) {

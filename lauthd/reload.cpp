@@ -1,5 +1,6 @@
 #include "lauthd/reload.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -127,11 +128,11 @@ void CountText(const std::vector<rulefiles::TextRule>& predefined, size_t& custo
 }
 
 Result Judge(const PredefinedRules& rules, uint32_t rule_limit) {
-  if (!rules.faults.empty()) {
-    std::string reason = rules.faults.front();
-    if (rules.faults.size() > 1) {
-      reason += " (and " + std::to_string(rules.faults.size() - 1) + " more)";
-    }
+  const auto error = std::ranges::find_if(rules.faults, &IsError);
+  if (error != rules.faults.end()) {
+    std::string reason = rulefiles::ToString(*error);
+    const auto more = std::count_if(error + 1, rules.faults.end(), &IsError);
+    if (more > 0) reason += " (and " + std::to_string(more) + " more)";
     return Refused(BYOD_REFUSAL_BAD_DATA, std::move(reason));
   }
   size_t custom = 0;

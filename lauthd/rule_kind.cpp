@@ -2,6 +2,7 @@
 
 #include "data/byte_order.h"
 #include "mac.h"
+#include "rulefiles/prefix.h"
 
 namespace byod::lauthd {
 
@@ -31,13 +32,7 @@ MacKind::Key MacKind::KeyOfRecord(const Record& record) {
 }
 
 std::string MacKind::Describe(const Key& key) {
-  int bits = 0;
-  for (uint64_t mask = LoadMac(key.mask); mask != 0; mask &= mask - 1)
-    ++bits;
-  char text[32];
-  scnprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x/%d", key.mac[0], key.mac[1],
-            key.mac[2], key.mac[3], key.mac[4], key.mac[5], bits);
-  return text;
+  return rulefiles::BlockText(key.mac, key.mask);
 }
 
 uint32_t MacKind::Unsave(const Key& key) {

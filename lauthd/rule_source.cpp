@@ -23,9 +23,8 @@ void ShowProgress(size_t done, size_t of) {
 
 PredefinedRules RuleSource::Read() const {
   PredefinedRules rules;
-  rulefiles::Diagnostics diagnostics([&rules](const rulefiles::Diagnostic& diagnostic) {
-    rules.faults.push_back(rulefiles::ToString(diagnostic));
-  });
+  rulefiles::Diagnostics diagnostics(
+      [&rules](const rulefiles::Diagnostic& diagnostic) { rules.faults.push_back(diagnostic); });
   if (!options_.rules.empty() || !options_.ieee.empty()) {
     rules.set = rulefiles::ReadRuleSet({options_.rules, options_.ieee}, diagnostics);
   }
@@ -38,7 +37,7 @@ bool RuleSource::shows_progress() const {
 
 void LoadPredefined(const PredefinedRules& rules, bool show_progress) {
   for (size_t i = 0; i < rules.faults.size() && i < kFaultsTold; ++i)
-    Log(Severity::kWarning, "%s", rules.faults[i].c_str());
+    Log(Severity::kWarning, "%s", rulefiles::ToString(rules.faults[i]).c_str());
   if (rules.faults.size() > kFaultsTold) {
     Log(Severity::kWarning, "and %zu more faults in the rule files",
         rules.faults.size() - kFaultsTold);

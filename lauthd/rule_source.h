@@ -13,8 +13,12 @@ namespace byod::lauthd {
 /// All predefined rules, and what is wrong with the files.
 struct PredefinedRules {
   rulefiles::RuleSet set;
-  std::vector<std::string> faults;  // one for each row that cannot be used
+  std::vector<rulefiles::Diagnostic> faults;  // in the order in which they were found
 };
+
+inline bool IsError(const rulefiles::Diagnostic& fault) {
+  return SeverityOf(fault.problem) == rulefiles::Severity::kError;
+}
 
 class RuleSource {
  public:

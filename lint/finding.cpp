@@ -4,10 +4,6 @@
 
 namespace byod::lint {
 
-const char* NameOf(Severity severity) {
-  return severity == Severity::kError ? "error" : "warning";
-}
-
 std::string ToString(const Finding& finding) {
   return ToString(finding.place) + ": " + NameOf(finding.severity) + ": " + finding.reason;
 }

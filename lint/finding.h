@@ -13,7 +13,7 @@ namespace byod::lint {
 
 /// An error is a rule, or an alternative of one, that does not do what it is written for. A warning
 /// is one that works, but not as it looks.
-enum class Severity { kWarning, kError };
+using rulefiles::Severity;
 
 /// The other rule of a finding.
 struct Other {
@@ -32,9 +32,6 @@ struct Finding {
 
 /// "mac.csv:12: error: ..."
 std::string ToString(const Finding& finding);
-
-/// "error" or "warning"
-const char* NameOf(Severity severity);
 
 size_t Count(const std::vector<Finding>& findings, Severity severity);
 

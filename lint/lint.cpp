@@ -11,11 +11,12 @@ namespace byod::lint {
 namespace {
 
 Finding FindingOf(const rulefiles::Diagnostic& diagnostic) {
-  Finding finding{Severity::kError, "unusable", diagnostic.place, {}, diagnostic.reason};
-  if (diagnostic.other) {
-    finding.check = "conflict";
-    finding.other = Other{*diagnostic.other, {}};
-  }
+  Finding finding{SeverityOf(diagnostic.problem),
+                  NameOf(diagnostic.problem),
+                  diagnostic.place,
+                  {},
+                  diagnostic.reason};
+  if (diagnostic.other) finding.other = Other{*diagnostic.other, {}};
   return finding;
 }
 

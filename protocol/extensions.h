@@ -59,7 +59,7 @@ enum {
   BYOD_EXT_CONFIGURED = 1016,     /**< number: bits of what an administrator configured */
   BYOD_EXT_NAME_STEP = 1017,      /**< nested: one step of the search for the name */
   BYOD_EXT_NEXT = 1018,           /**< number: BYOD_NEXT_* */
-  BYOD_EXT_RULE_TEXT = 1019,      /**< text, 256: expression, option list, or address/mask */
+  BYOD_EXT_RULE_TEXT = 1019,      /**< text, 256: expression, option list, or block */
 
   /* Fingerprints that nothing matched, and identifications as they happen. */
   BYOD_EXT_UNKNOWN = 1020,    /**< nested: one fingerprint: types 14, 5, 6, and how often, when */

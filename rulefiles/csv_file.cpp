@@ -11,6 +11,7 @@
 
 #include "rulefiles/csv_parser.h"
 #include "rulefiles/text.h"
+#include "text/nearest_word.h"
 
 namespace byod::rulefiles {
 namespace {
@@ -33,10 +34,11 @@ std::string FieldCount(size_t count) {
 /// Turns records into rows once it has seen the header.
 class RowReader {
  public:
-  RowReader(const File& file, std::initializer_list<Column> columns, Diagnostics& diagnostics,
-            const std::function<void(Row&&)>& take)
+  RowReader(const File& file, std::initializer_list<Column> columns, Others others,
+            Diagnostics& diagnostics, const std::function<void(Row&&)>& take)
       : name_(std::make_shared<const std::string>(file.name)),
         columns_(columns),
+        others_(others),
         diagnostics_(diagnostics),
         take_(take) {}
 
@@ -46,13 +48,14 @@ class RowReader {
     if (!usable_) return;
     if (record.size() != width_) {
       return diagnostics_.Report(
-          place, FieldCount(record.size()) + ", the header names " + std::to_string(width_));
+          Problem::kRow, place,
+          FieldCount(record.size()) + ", the header names " + std::to_string(width_));
     }
     Row row{place, {}};
     for (size_t i = 0; i < columns_.size(); ++i) {
       std::string field = fields_[i] == kAbsent ? "" : std::move(record[fields_[i]]);
       if (const char* const fault = FaultOf(field)) {
-        return diagnostics_.Report(place, std::string{columns_[i].name} + fault);
+        return diagnostics_.Report(Problem::kRow, place, std::string{columns_[i].name} + fault);
       }
       row.fields.push_back(std::move(field));
     }
@@ -60,14 +63,14 @@ class RowReader {
   }
 
   void Report(size_t line, const char* reason) {
-    diagnostics_.Report({name_, line}, reason);
+    diagnostics_.Report(has_header_ ? Problem::kRow : Problem::kHeader, {name_, line}, reason);
     if (has_header_) return;
     has_header_ = true;  // It cannot be read, so the rows have no names.
     usable_ = false;
   }
 
   void Finish() {
-    if (!has_header_) diagnostics_.Report({name_, 0}, "no header line");
+    if (!has_header_) diagnostics_.Report(Problem::kHeader, {name_, 0}, "no header line");
   }
 
  private:
@@ -84,20 +87,62 @@ class RowReader {
       fields_.push_back(found == header.end() ? kAbsent
                                               : static_cast<size_t>(found - header.begin()));
       const std::string name{column.name};
-      if (found != header.end()) {
-        if (std::find(found + 1, header.end(), column.name) == header.end()) continue;
-        diagnostics_.Report(place, "column " + name + " stands twice, the first one counts");
-      } else if (column.need == Column::kKey) {
-        diagnostics_.Report(place, "column " + name + " is missing, no row can be used");
-        usable_ = false;
-      } else if (column.need == Column::kExpected) {
-        diagnostics_.Report(place, "column " + name + " is missing, it stays empty");
+      if (found == header.end()) {
+        usable_ = usable_ && column.need != Column::kKey;
+      } else if (std::find(found + 1, header.end(), column.name) != header.end()) {
+        diagnostics_.Report(Problem::kRepeatedColumn, place,
+                            "column " + name + " stands twice, the first one counts");
       }
+    }
+    ReportMissingKeys(place, header);
+    if (usable_ && others_ == Others::kUnknown) ReportUnknown(place, header);
+  }
+
+  bool IsMissing(const std::string& name) const {
+    const auto column = std::ranges::find(columns_, name, &Column::name);
+    return fields_[static_cast<size_t>(column - columns_.begin())] == kAbsent;
+  }
+
+  /// The columns of a header that nothing asks for.
+  std::vector<std::string> UnknownOf(const Record& header) const {
+    std::vector<std::string> unknown;
+    for (const std::string& name : header) {
+      if (std::ranges::find(columns_, name, &Column::name) == columns_.end()) {
+        unknown.push_back(name);
+      }
+    }
+    return unknown;
+  }
+
+  void ReportMissingKeys(const Place& place, const Record& header) {
+    const std::vector<std::string> unknown = UnknownOf(header);
+    for (size_t i = 0; i < columns_.size(); ++i) {
+      if (columns_[i].need != Column::kKey || fields_[i] != kAbsent) continue;
+      const std::string name{columns_[i].name};
+      const std::string meant = text::NearestWord(name, unknown);
+      diagnostics_.Report(
+          Problem::kHeader, place,
+          "column " + name + " is missing, no row can be used" +
+              (meant.empty() ? "" : "; is " + Quoted(meant) + " meant to be " + name + '?'));
+    }
+  }
+
+  void ReportUnknown(const Place& place, const Record& header) {
+    std::vector<std::string> missing;
+    for (const Column& column : columns_) {
+      std::string name{column.name};
+      if (IsMissing(name)) missing.push_back(std::move(name));
+    }
+    for (const std::string& name : UnknownOf(header)) {
+      diagnostics_.Report(Problem::kUnknownColumn, place,
+                          "column " + Quoted(name) + " is unknown, it is ignored" +
+                              text::DidYouMean(name, missing));
     }
   }
 
   std::shared_ptr<const std::string> name_;
   std::vector<Column> columns_;
+  Others others_;
   Diagnostics& diagnostics_;
   const std::function<void(Row&&)>& take_;
   bool has_header_ = false;
@@ -110,7 +155,8 @@ class RowReader {
 
 std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics) {
   const auto fail = [&](int error) -> std::optional<File> {
-    diagnostics.Report({std::make_shared<const std::string>(path), 0}, std::strerror(error));
+    diagnostics.Report(Problem::kFile, {std::make_shared<const std::string>(path), 0},
+                       std::strerror(error));
     return std::nullopt;
   };
   const std::unique_ptr<std::FILE, Closer> file{std::fopen(path.c_str(), "rb")};
@@ -131,9 +177,9 @@ bool IsAbsent(const std::string& path) {
   return stat(path.c_str(), &status) != 0 && errno == ENOENT;
 }
 
-void ReadRows(const File& file, std::initializer_list<Column> columns, Diagnostics& diagnostics,
-              const std::function<void(Row&&)>& take) {
-  RowReader reader(file, columns, diagnostics, take);
+void ReadRows(const File& file, std::initializer_list<Column> columns, Others others,
+              Diagnostics& diagnostics, const std::function<void(Row&&)>& take) {
+  RowReader reader(file, columns, others, diagnostics, take);
   ParseRecords(WithoutByteOrderMark(file.content),
                {[&](size_t line, Record&& record) { reader.Take(line, std::move(record)); },
                 [&](size_t line, const char* reason) { reader.Report(line, reason); }});

@@ -35,12 +35,18 @@ bool IsAbsent(const std::string& path);
 
 /// A column that the reader asks for.
 struct Column {
-  enum Need { kKey, kExpected, kOptional };
+  enum Need { kKey, kOptional };
 
   std::string_view name;
-  /// Without a key column no row can be used. A missing expected column is reported once, a missing
-  /// optional one is not; the fields of both are empty then.
-  Need need = kExpected;
+  /// Without a key column no row can be used. Where an optional one is missing its fields are
+  /// empty.
+  Need need = kOptional;
+};
+
+/// What other columns of a file are.
+enum class Others {
+  kExpected,  ///< the file has a form of its own, of which only a part is read
+  kUnknown    ///< probably misspelt: each is reported, with the column that is nearest
 };
 
 /// The fields of one row in the order in which the columns were asked for, valid UTF-8 without NUL.
@@ -50,13 +56,13 @@ struct Row {
 };
 
 /**
- * Reads the asked-for columns of a file, wherever they stand; others are ignored.
+ * Reads the asked-for columns of a file, wherever they stand; others are passed over.
  *
  * A row with more or fewer fields than the header, and one with a field asked for that is not UTF-8
  * or holds a NUL, is reported and left out.
  */
-void ReadRows(const File& file, std::initializer_list<Column> columns, Diagnostics& diagnostics,
-              const std::function<void(Row&&)>& take);
+void ReadRows(const File& file, std::initializer_list<Column> columns, Others others,
+              Diagnostics& diagnostics, const std::function<void(Row&&)>& take);
 
 }  // namespace byod::rulefiles
 

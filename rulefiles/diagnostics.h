@@ -20,29 +20,51 @@ struct Place {
 /// "mac.csv:12", or "mac.csv" for line 0.
 std::string ToString(const Place& place);
 
+/// What may be wrong in rule files. SeverityOf says how serious each is.
+enum class Problem {
+  kFile,            ///< a file or directory cannot be read
+  kHeader,          ///< the rows of a file have no names, or none of the key
+  kRow,             ///< a row cannot be used
+  kConflict,        ///< another rule is in the way of a rule
+  kRepeatedColumn,  ///< one of two columns of a name is lost
+  kUnknownColumn    ///< a column that no reader asks for is ignored
+};
+
+/// Behind an error something that was written has no effect: a start goes on without it, a reload
+/// is refused, checks and imports end with a failure. A warning stands in the way of nothing.
+enum class Severity { kWarning, kError };
+
+/// One answer for all who read rule files.
+Severity SeverityOf(Problem problem);
+
+/// "error" or "warning"
+const char* NameOf(Severity severity);
+
+/// The problem in one word of small letters and hyphens.
+const char* NameOf(Problem problem);
+
 struct Diagnostic {
+  Problem problem = Problem::kRow;
   Place place;
   std::string reason;                         ///< names the other place too
   std::optional<Place> other = std::nullopt;  ///< of the rule that is in the row's way
 };
 
-/// "mac.csv:12: vendor is 70 bytes long, 63 fit"
+/// "mac.csv:12: vendor is 70 bytes long, 63 fit", or "mac.csv:1: warning: ..."
 std::string ToString(const Diagnostic& diagnostic);
 
-/// Hands each report to a sink and counts them.
+/// Hands each report to a sink.
 class Diagnostics {
  public:
   using Sink = std::function<void(const Diagnostic&)>;
 
   explicit Diagnostics(Sink sink) : sink_(std::move(sink)) {}
 
-  void Report(const Place& place, std::string reason, std::optional<Place> other = std::nullopt);
-
-  size_t count() const { return count_; }
+  void Report(Problem problem, const Place& place, std::string reason,
+              std::optional<Place> other = std::nullopt);
 
  private:
   Sink sink_;
-  size_t count_ = 0;
 };
 
 /// A value inside a report: in double quotes, what a terminal might obey replaced, cut when long.

@@ -39,7 +39,8 @@ class Loader {
       const ByodDeviceInfo info = InfoOf(rule.device);
       add(rule, &info);
       if (count() == before) {
-        diagnostics_.Report(rule.place, "the rule table does not take the rule");
+        diagnostics_.Report(Problem::kConflict, rule.place,
+                            "the rule table does not take the rule");
       } else {
         ++taken_;
       }

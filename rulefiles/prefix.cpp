@@ -1,5 +1,7 @@
 #include "rulefiles/prefix.h"
 
+#include <algorithm>
+#include <bit>
 #include <charconv>
 
 namespace byod::rulefiles {
@@ -61,7 +63,19 @@ Prefix PrefixFromDigits(const std::string& digits) {
 }
 
 std::string ToString(const Prefix& prefix) {
-  return ToString(prefix.Mac()) + "/" + std::to_string(prefix.bits);
+  const std::string address = ToString(prefix.Mac());
+  return prefix.bits == kBits ? address : address + "/" + std::to_string(prefix.bits);
+}
+
+std::string BlockText(const uint8_t* mac, const uint8_t* mask) {
+  MacAddress address;
+  MacAddress kept;
+  std::copy_n(mac, address.size(), address.begin());
+  std::copy_n(mask, kept.size(), kept.begin());
+  const uint64_t bits = MakePrefix(kept, kBits).address;
+  const auto length = static_cast<unsigned>(std::popcount(bits));
+  if (MaskOf(length) != bits) return ToString(address) + "/" + ToString(kept);
+  return length == kBits ? ToString(address) : ToString(address) + "/" + std::to_string(length);
 }
 
 }  // namespace byod::rulefiles

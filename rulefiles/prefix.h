@@ -39,8 +39,12 @@ Prefix MakePrefix(const MacAddress& mac, unsigned bits);
 /// From the digits of an address's beginning, four bits each.
 Prefix PrefixFromDigits(const std::string& digits);
 
-/// "00:11:22:00:00:00/24"
+/// "00:11:22:00:00:00/24"; a whole address without a length, "00:11:22:33:44:55".
 std::string ToString(const Prefix& prefix);
+
+/// A block as a rule table keeps it, an address and a mask of BYOD_MAC_SIZE bytes each, spelt as
+/// above. A mask that is not a prefix, which only a table holds, is written as an address.
+std::string BlockText(const uint8_t* mac, const uint8_t* mask);
 
 }  // namespace byod::rulefiles
 

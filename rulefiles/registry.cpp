@@ -37,11 +37,12 @@ std::vector<MacRule> ReadRegistry(const std::string& directory, const VendorAlia
     const auto file = ReadFile(directory + "/" + std::string{name}, diagnostics);
     if (!file) continue;
     ReadRows(*file, {{"Assignment", Column::kKey}, {"Organization Name", Column::kKey}},
-             diagnostics, [&](Row&& row) {
+             Others::kExpected, diagnostics, [&](Row&& row) {
                const auto digits = MacDigits(row.fields[0]);
                if (!IsBlock(digits)) {
-                 return diagnostics.Report(row.place, "assignment " + Quoted(row.fields[0]) +
-                                                          " is not 6, 7 or 9 hexadecimal digits");
+                 return diagnostics.Report(Problem::kRow, row.place,
+                                           "assignment " + Quoted(row.fields[0]) +
+                                               " is not 6, 7 or 9 hexadecimal digits");
                }
                const Prefix prefix = PrefixFromDigits(*digits);
                if (!seen.insert(prefix).second) return;

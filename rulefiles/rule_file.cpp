@@ -116,14 +116,8 @@ std::vector<TextRule> ReadTextRules(const File& file, std::string_view key,
                                     Fault (*fault_of)(const std::string&),
                                     Diagnostics& diagnostics) {
   std::vector<TextRule> rules;
-  ReadRows(file,
-           {{key, Column::kKey},
-            {"name"},
-            {"vendor"},
-            {"category"},
-            {"os"},
-            {"example", Column::kOptional}},
-           diagnostics, [&](Row&& row) {
+  ReadRows(file, {{key, Column::kKey}, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}},
+           Others::kUnknown, diagnostics, [&](Row&& row) {
              auto& f = row.fields;
              TextRule rule{std::move(f[0]),
                            {std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])},
@@ -131,7 +125,8 @@ std::vector<TextRule> ReadTextRules(const File& file, std::string_view key,
                            row.place};
              Fault fault = fault_of(rule.text);
              if (fault.empty()) fault = FaultOf(rule.device);
-             if (!fault.empty()) return diagnostics.Report(row.place, std::move(fault));
+             if (!fault.empty())
+               return diagnostics.Report(Problem::kRow, row.place, std::move(fault));
              rules.push_back(std::move(rule));
            });
   return rules;
@@ -141,25 +136,20 @@ std::vector<TextRule> ReadTextRules(const File& file, std::string_view key,
 
 std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics) {
   std::vector<MacRule> rules;
-  ReadRows(file,
-           {{"mac", Column::kKey},
-            {"mask", Column::kOptional},
-            {"name"},
-            {"vendor"},
-            {"category"},
-            {"os"},
-            {"example", Column::kOptional}},
-           diagnostics, [&](Row&& row) {
-             auto& f = row.fields;
-             MacRule rule{{},
-                          {std::move(f[2]), std::move(f[3]), std::move(f[4]), std::move(f[5])},
-                          std::move(f[6]),
-                          row.place};
-             Fault fault = ReadPrefix(f[0], f[1], rule.prefix);
-             if (fault.empty()) fault = FaultOf(rule.device);
-             if (!fault.empty()) return diagnostics.Report(row.place, std::move(fault));
-             rules.push_back(std::move(rule));
-           });
+  ReadRows(
+      file,
+      {{"mac", Column::kKey}, {"mask"}, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}},
+      Others::kUnknown, diagnostics, [&](Row&& row) {
+        auto& f = row.fields;
+        MacRule rule{{},
+                     {std::move(f[2]), std::move(f[3]), std::move(f[4]), std::move(f[5])},
+                     std::move(f[6]),
+                     row.place};
+        Fault fault = ReadPrefix(f[0], f[1], rule.prefix);
+        if (fault.empty()) fault = FaultOf(rule.device);
+        if (!fault.empty()) return diagnostics.Report(Problem::kRow, row.place, std::move(fault));
+        rules.push_back(std::move(rule));
+      });
   return rules;
 }
 
@@ -173,8 +163,8 @@ std::vector<TextRule> ReadDhcpOptionRules(const File& file, Diagnostics& diagnos
 
 VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics) {
   VendorAliases aliases;
-  ReadRows(file, {{"organisation", Column::kKey}, {"vendor", Column::kKey}}, diagnostics,
-           [&](Row&& row) {
+  ReadRows(file, {{"organisation", Column::kKey}, {"vendor", Column::kKey}}, Others::kUnknown,
+           diagnostics, [&](Row&& row) {
              const std::string_view organisation = Trimmed(row.fields[0]);
              const std::string_view vendor = Trimmed(row.fields[1]);
              Fault fault = TooLong("vendor", vendor, BYOD_ATTR_SIZE);
@@ -183,7 +173,7 @@ VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics) {
              if (fault.empty() && !aliases.try_emplace(std::string{organisation}, vendor).second) {
                fault = "organisation " + Quoted(organisation) + " stands twice";
              }
-             if (!fault.empty()) diagnostics.Report(row.place, std::move(fault));
+             if (!fault.empty()) diagnostics.Report(Problem::kRow, row.place, std::move(fault));
            });
   return aliases;
 }

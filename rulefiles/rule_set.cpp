@@ -28,7 +28,7 @@ Blocks::iterator FindOverlap(Blocks& blocks, const Prefix& prefix) {
 void ReportOverlap(const MacRule& rule, const MacRule& other, Diagnostics& diagnostics) {
   const std::string relation = rule.prefix == other.prefix ? " is also that of " : " overlaps ";
   const std::string what = rule.prefix == other.prefix ? "" : ToString(other.prefix) + " of ";
-  diagnostics.Report(rule.place,
+  diagnostics.Report(Problem::kConflict, rule.place,
                      "block " + ToString(rule.prefix) + relation + what + ToString(other.place),
                      other.place);
 }
@@ -51,7 +51,7 @@ std::vector<TextRule> WithoutRepeats(std::vector<TextRule> rules, Diagnostics& d
   std::erase_if(rules, [&](const TextRule& rule) {
     const auto [first, is_new] = seen.try_emplace(rule.text, rule.place);
     if (is_new) return false;
-    diagnostics.Report(rule.place,
+    diagnostics.Report(Problem::kConflict, rule.place,
                        Quoted(rule.text) + " is also that of " + ToString(first->second),
                        first->second);
     return true;
@@ -77,7 +77,8 @@ class Directory {
 
   void ReportIfEmpty() {
     if (path_.empty() || !is_empty_) return;
-    diagnostics_.Report({std::make_shared<const std::string>(path_), 0}, "no rule file in it");
+    diagnostics_.Report(Problem::kFile, {std::make_shared<const std::string>(path_), 0},
+                        IsAbsent(path_) ? std::strerror(ENOENT) : "no rule file in it");
   }
 
  private:

@@ -336,7 +336,7 @@ line 1: mac 001122334455, options 1,3, user-agent Android
          category: - (the rule leaves it open)
          os: Android (predefined)
        vendor, category open: on to the next method
-    3. mac: predefined rule "00:11:22:00:00:00/ff:ff:ff:00:00:00"
+    3. mac: predefined rule "00:11:22:00:00:00/24"
          vendor: MacVendor (predefined)
          category: Tablet (predefined)
          os: MacOs (predefined, but known already)
@@ -347,7 +347,7 @@ line 1: mac 001122334455, options 1,3, user-agent Android
     2. user-agent: predefined rule "Android"
          name: - (the rule leaves it open)
        name open: on to the next method
-    3. mac: predefined rule "00:11:22:00:00:00/ff:ff:ff:00:00:00"
+    3. mac: predefined rule "00:11:22:00:00:00/24"
          name: - (the rule leaves it open)
        name open, but the order ends: the search stops
   answer: vendor MacVendor, category Tablet, os Android, name -

@@ -137,7 +137,7 @@ TEST_F(ExplainTest, TheOrderEndsAtASlotThatNamesNoMethod) {
   AddMac(Block({0, 0x11, 0x22}), Info("", "V", "", ""));
   const auto search = ExplainAttributes(FingerPrint({1}, "x", {0, 0x11, 0x22, 0x33, 0x44, 0x55}));
   ASSERT_EQ(search.steps.size(), 1U);
-  EXPECT_EQ(search.steps[0].rule, "00:11:22:00:00:00/ff:ff:ff:00:00:00");
+  EXPECT_EQ(search.steps[0].rule, "00:11:22:00:00:00/24");
   EXPECT_EQ(search.steps[0].next, Next::kExhausted);
   SetOrder(kNoMethod, 0, 0);
   EXPECT_THAT(ExplainAttributes(FingerPrint({1}, "x", {})).steps, testing::IsEmpty());

@@ -129,7 +129,7 @@ TEST_F(Extensions, AnAddressOfZerosIsExplainedAsLookedUpForTheName) {
   EXPECT_EQ(NumberOf(NestedIn(reply, BYOD_EXT_STEP).at(2), BYOD_EXT_OUTCOME),
             uint32_t{BYOD_OUTCOME_NO_PART});
   EXPECT_EQ(TextOf(NestedIn(reply, BYOD_EXT_NAME_STEP).at(2), BYOD_EXT_RULE_TEXT),
-            "00:00:00:00:00:00/ff:ff:ff:00:00:00");
+            "00:00:00:00:00:00/24");
 }
 
 TEST_F(Extensions, StatusCountsWhatHappened) {

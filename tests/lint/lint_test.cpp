@@ -147,7 +147,7 @@ TEST(LintConflict, TheSameTextOrBlockTwice) {
               ElementsAre("dhcp-option.csv:3: error: \"1,3\" is also that of dhcp-option.csv:2 "
                           "[conflict]"));
   EXPECT_THAT(FoundInBlocks("00:11:22/24,,,V,,,\n00:11:22:33:44:55,,,V,,,\n00:11:22/24,,,W,,,\n"),
-              ElementsAre("mac.csv:3: error: block 00:11:22:33:44:55/48 overlaps "
+              ElementsAre("mac.csv:3: error: block 00:11:22:33:44:55 overlaps "
                           "00:11:22:00:00:00/24 of mac.csv:2 [conflict]",
                           "mac.csv:4: error: block 00:11:22:00:00:00/24 is also that of mac.csv:2 "
                           "[conflict]"));

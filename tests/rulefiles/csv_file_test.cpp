@@ -20,23 +20,47 @@ struct Result {
   std::vector<std::string> reports;
 };
 
-Result Read(const std::string& content) {
+Result Read(const std::string& content, Others others = Others::kUnknown) {
   Result result;
   Reports reports;
-  ReadRows({"f.csv", content}, {{"key", Column::kKey}, {"value"}, {"note", Column::kOptional}},
+  ReadRows({"f.csv", content}, {{"key", Column::kKey}, {"value"}, {"note"}}, others,
            reports.diagnostics, [&](Row&& row) {
              result.rows.push_back(std::to_string(row.place.line) + ":" + row.fields[0] + "=" +
                                    row.fields[1] + row.fields[2]);
            });
-  EXPECT_EQ(reports.diagnostics.count(), reports.texts.size());
   result.reports = reports.texts;
   return result;
 }
 
-TEST(CsvFile, ColumnsAreFoundByNameInAnyOrderAndOthersAreIgnored) {
-  const Result result = Read("value,colour,key\n1,red,a\n2,blue,b\n");
-  EXPECT_THAT(result.rows, ElementsAre("2:a=1", "3:b=2"));
+TEST(CsvFile, ColumnsAreFoundByNameInAnyOrder) {
+  const Result result = Read("value,note,key\n1,red,a\n2,blue,b\n");
+  EXPECT_THAT(result.rows, ElementsAre("2:a=1red", "3:b=2blue"));
   EXPECT_THAT(result.reports, IsEmpty());
+}
+
+TEST(CsvFile, AnUnknownColumnIsIgnoredWithAWarningThatNamesTheNearestOne) {
+  const Result result = Read("vlaue,colour,key\n1,red,a\n");
+  EXPECT_THAT(result.rows, ElementsAre("2:a="));
+  EXPECT_THAT(
+      result.reports,
+      ElementsAre("f.csv:1: warning: column \"vlaue\" is unknown, it is ignored; did you mean "
+                  "\"value\"?",
+                  "f.csv:1: warning: column \"colour\" is unknown, it is ignored"));
+}
+
+TEST(CsvFile, AFileThatMayHoldOtherColumnsIsReadWithoutAWord) {
+  const Result result = Read("vlaue,colour,key\n1,red,a\n", Others::kExpected);
+  EXPECT_THAT(result.rows, ElementsAre("2:a="));
+  EXPECT_THAT(result.reports, IsEmpty());
+}
+
+TEST(CsvFile, AMisspeltKeyColumnIsTheFaultThatIsNamed) {
+  const Result result = Read("kye,value\n1,red\n");
+  EXPECT_THAT(result.rows, IsEmpty());
+  EXPECT_THAT(
+      result.reports,
+      ElementsAre(
+          "f.csv:1: column key is missing, no row can be used; is \"kye\" meant to be key?"));
 }
 
 TEST(CsvFile, QuotedFieldsKeepCommasQuotesAndLineEnds) {
@@ -119,10 +143,10 @@ TEST(CsvFile, WithoutItsKeyColumnNoRowIsUsed) {
   EXPECT_THAT(result.reports, ElementsAre("f.csv:1: column key is missing, no row can be used"));
 }
 
-TEST(CsvFile, AMissingColumnIsReportedOnceAndStaysEmpty) {
+TEST(CsvFile, AMissingOptionalColumnStaysEmptyWithoutAWord) {
   const Result result = Read("#\nkey\na\nb\n");
   EXPECT_THAT(result.rows, ElementsAre("3:a=", "4:b="));
-  EXPECT_THAT(result.reports, ElementsAre("f.csv:2: column value is missing, it stays empty"));
+  EXPECT_THAT(result.reports, IsEmpty());
 }
 
 TEST(CsvFile, AColumnThatStandsTwiceIsReportedAndTheFirstCounts) {

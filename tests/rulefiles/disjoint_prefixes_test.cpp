@@ -42,6 +42,19 @@ TEST(Prefix, KnowsItsRangeMaskAndHalves) {
   EXPECT_FALSE(prefix.Overlaps(MakePrefix(0x001123000000, 24)));
 }
 
+TEST(Prefix, ABlockIsSpeltWithItsLengthAndAWholeAddressWithout) {
+  const MacAddress address = *ParseMac("00:11:22:33:44:55");
+  EXPECT_EQ(ToString(MakePrefix(address, 47)), "00:11:22:33:44:54/47");
+  EXPECT_EQ(ToString(MakePrefix(address, 48)), "00:11:22:33:44:55");
+  const auto spelt = [&](const char* mask) {
+    return BlockText(address.data(), ParseMac(mask)->data());
+  };
+  EXPECT_EQ(spelt("ff:ff:ff:00:00:00"), "00:11:22:33:44:55/24");
+  EXPECT_EQ(spelt("ff:ff:ff:ff:ff:ff"), "00:11:22:33:44:55");
+  EXPECT_EQ(spelt("ff:ff:00:ff:00:00"), "00:11:22:33:44:55/ff:ff:00:ff:00:00");
+  EXPECT_EQ(spelt("00:00:00:00:00:00"), "00:11:22:33:44:55/0");
+}
+
 TEST(DisjointPrefixes, BlocksThatDoNotOverlapStayInTheOrderOfAddresses) {
   EXPECT_THAT(Show(Disjoint({Rule("FF", 8, "B"), Rule("001122", 24, "A")})),
               ElementsAre("00:11:22:00:00:00/24 A", "ff:00:00:00:00:00/8 B"));

@@ -50,15 +50,15 @@ std::string ReadOptions(const std::string& row) {
 TEST(RuleFile, AMacRuleIsReadWithAddressAndMask) {
   EXPECT_EQ(ReadMac("00:11:22:00:00:00,ff:ff:ff:00:00:00,N,V,C,O"), "00:11:22:00:00:00/24 N|V|C|O");
   EXPECT_EQ(ReadMac("0011-2200-0000,24,,V,,"), "00:11:22:00:00:00/24 |V||");
-  EXPECT_EQ(ReadMac("001122334455,,,V,,"), "00:11:22:33:44:55/48 |V||");
-  EXPECT_EQ(ReadMac("00:11:22:33:44:55,FFFF-FFFF-FFFF,,V,,"), "00:11:22:33:44:55/48 |V||");
+  EXPECT_EQ(ReadMac("001122334455,,,V,,"), "00:11:22:33:44:55 |V||");
+  EXPECT_EQ(ReadMac("00:11:22:33:44:55,FFFF-FFFF-FFFF,,V,,"), "00:11:22:33:44:55 |V||");
 }
 
 TEST(RuleFile, AMacRuleIsReadWithAPrefixLength) {
   EXPECT_EQ(ReadMac("00:11:22/24,,,V,,"), "00:11:22:00:00:00/24 |V||");
   EXPECT_EQ(ReadMac("70b3d5f2f/36,,,V,,"), "70:b3:d5:f2:f0:00/36 |V||");
   EXPECT_EQ(ReadMac("00:11:22:3/28,,,V,,"), "00:11:22:30:00:00/28 |V||");
-  EXPECT_EQ(ReadMac("00:11:22:33:44:55/48,,,V,,"), "00:11:22:33:44:55/48 |V||");
+  EXPECT_EQ(ReadMac("00:11:22:33:44:55/48,,,V,,"), "00:11:22:33:44:55 |V||");
   EXPECT_EQ(ReadMac("00:11:22/24,ff:ff:ff:00:00:00,,V,,"), "00:11:22:00:00:00/24 |V||");
 }
 
@@ -156,7 +156,6 @@ TEST(RuleFile, EveryBadRowIsReportedWithItsLineAndTheRestIsKept) {
   EXPECT_THAT(reports.texts,
               ElementsAre("ua.csv:4: expression is empty", "ua.csv:7: 2 fields, the header names 5",
                           "ua.csv:8: vendor is not UTF-8"));
-  EXPECT_EQ(reports.diagnostics.count(), 3U);
   ASSERT_EQ(rules.size(), 3U);
   EXPECT_EQ(Show(rules[0].device), "iPhone|Apple|Mobile|iOS");
   EXPECT_EQ(ToString(rules[1].place), "ua.csv:5");
@@ -173,12 +172,11 @@ TEST(RuleFile, AnExampleIsKept) {
   EXPECT_THAT(reports.texts, IsEmpty());
 }
 
-TEST(RuleFile, AMissingAttributeColumnIsReportedAndItsKeyColumnNeeded) {
+TEST(RuleFile, AttributeColumnsMayBeMissingAndItsKeyColumnNot) {
   Reports reports;
   EXPECT_EQ(ReadDhcpOptionRules({"d", "options,name,vendor\n1,N,V\n"}, reports.diagnostics).size(),
             1U);
-  EXPECT_THAT(reports.texts, ElementsAre("d:1: column category is missing, it stays empty",
-                                         "d:1: column os is missing, it stays empty"));
+  EXPECT_THAT(reports.texts, IsEmpty());
   Reports more;
   EXPECT_THAT(ReadMacRules({"m", "name,vendor,category,os\nN,V,C,O\n"}, more.diagnostics),
               IsEmpty());

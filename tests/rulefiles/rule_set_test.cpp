@@ -67,6 +67,12 @@ TEST_F(RuleSetTest, ADirectoryWithoutARuleFileIsReported) {
   EXPECT_THAT(reports.texts, ElementsAre(rules.path() + ": no rule file in it"));
 }
 
+TEST_F(RuleSetTest, ADirectoryThatIsNotThereIsReportedAsThat) {
+  const std::string absent = rules.path() + "/absent";
+  ReadRuleSet({absent, ""}, reports.diagnostics);
+  EXPECT_THAT(reports.texts, ElementsAre(absent + ": No such file or directory"));
+}
+
 TEST_F(RuleSetTest, WithoutSourcesThereAreNoRulesAndNoReports) {
   const RuleSet set = ReadRuleSet({}, reports.diagnostics);
   EXPECT_THAT(set.mac, IsEmpty());
@@ -152,7 +158,7 @@ TEST_F(RuleSetTest, OurRuleForTheVeryBlockOfARegistryRowTakesItsPlaceQuietly) {
 TEST_F(RuleSetTest, OurRuleInsideABlockThatHasNoVendorIsTaken) {
   WriteMacRules("00:11:22:33:44:55,,,Ours,,\n");
   registry.Write("oui.csv", std::string{kHeader} + "MA-L,001122,Private,\n");
-  EXPECT_THAT(ReadMac(), ElementsAre("00:11:22:33:44:55/48 Ours"));
+  EXPECT_THAT(ReadMac(), ElementsAre("00:11:22:33:44:55 Ours"));
   EXPECT_THAT(reports.texts, IsEmpty());
 }
 
