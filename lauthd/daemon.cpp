@@ -21,6 +21,7 @@
 #include "lauthd/match_order.h"
 #include "lauthd/reload.h"
 #include "lauthd/rule_source.h"
+#include "lauthd/stop_limit.h"
 
 namespace byod::lauthd {
 namespace {
@@ -37,6 +38,17 @@ asio::awaitable<void> LookAround(Daemon& daemon) {
     co_await timer.async_wait(asio::use_awaitable);
     daemon.connections.CloseOverdue(Daemon::Clock::now());
     daemon.store.RetryInBackground();
+  }
+}
+
+/// Reports to the manager that requests are still served: a loop that hangs in one stays silent,
+/// and the manager starts the daemon again.
+asio::awaitable<void> ReportAlive(Daemon& daemon, Daemon::Clock::duration patience) {
+  asio::steady_timer timer(daemon.io);
+  for (;;) {
+    TellManagerAlive();
+    timer.expires_after(patience / 2);
+    co_await timer.async_wait(asio::use_awaitable);
   }
 }
 
@@ -115,8 +127,10 @@ void Daemon::Listen() {
   store.Claim();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, not the end
-  for (const int signal : {SIGTERM, SIGINT})
+  for (const int signal : {SIGTERM, SIGINT}) {
     stop_.add(signal);
+    LimitStop(signal, options.stop_timeout);
+  }
   hangup_.add(SIGHUP);
   listener_ = std::make_unique<Listener>(*this);
 }
@@ -128,6 +142,7 @@ void Daemon::Run() {
     io.stop();
   });
   Spawn(io, LookAround(*this));
+  if (const auto patience = ManagerPatience()) Spawn(io, ReportAlive(*this, *patience));
   Spawn(io, ReloadOnSignal(*this, hangup_));
   Spawn(io, listener_->Accept());
   Log(Severity::kNotice, "listening on %s", options.socket.c_str());

@@ -17,7 +17,18 @@ void LogLibraryLine(void*, uint32_t, const char* text) {
   Log(Severity::kDebug, "%s", text);
 }
 
+// The journal reads a severity at the start of a line; a person does not want to.
+bool ToJournal() {
+  static const bool to_journal = std::getenv("JOURNAL_STREAM") != nullptr;
+  return to_journal;
+}
+
 }  // namespace
+
+std::string LogLine(Severity severity, const std::string& text) {
+  const std::string number = std::to_string(static_cast<int>(severity));
+  return (ToJournal() ? "<" + number + ">" : "lauthd: ") + text + "\n";
+}
 
 void SetLogLevel(Severity highest) {
   highest_severity = highest;
@@ -27,15 +38,13 @@ void SetLogLevel(Severity highest) {
 
 void Log(Severity severity, const char* format, ...) {
   if (severity > highest_severity) return;
-  // The journal reads a severity at the start of a line; a person does not want to.
-  static const bool to_journal = std::getenv("JOURNAL_STREAM") != nullptr;
   char line[1024];
   std::va_list arguments;
   va_start(arguments, format);
   std::vsnprintf(line, sizeof line, format, arguments);
   va_end(arguments);
   // One call for one line, so that lines do not mix.
-  if (to_journal) {
+  if (ToJournal()) {
     std::fprintf(stderr, "<%d>%s\n", static_cast<int>(severity), line);
   } else {
     std::fprintf(stderr, "lauthd: %s\n", line);

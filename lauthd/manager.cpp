@@ -24,4 +24,14 @@ void TellManagerStopping() {
   sd_notify(0, "STOPPING=1");
 }
 
+std::optional<std::chrono::microseconds> ManagerPatience() {
+  uint64_t microseconds = 0;
+  if (sd_watchdog_enabled(0, &microseconds) <= 0) return std::nullopt;
+  return std::chrono::microseconds(microseconds);
+}
+
+void TellManagerAlive() {
+  sd_notify(0, "WATCHDOG=1");
+}
+
 }  // namespace byod::lauthd

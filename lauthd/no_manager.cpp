@@ -6,5 +6,9 @@ namespace byod::lauthd {
 void TellManagerReady() {}
 void TellManagerReloading() {}
 void TellManagerStopping() {}
+std::optional<std::chrono::microseconds> ManagerPatience() {
+  return std::nullopt;
+}
+void TellManagerAlive() {}
 
 }  // namespace byod::lauthd

@@ -166,6 +166,10 @@ void CommandLine::Describe() {
                   "Seconds that a client may take to finish a request or to read a reply")
       ->check(NumberFrom(1, 86400))
       ->capture_default_str();
+  app_.add_option("--stop-timeout", options_.stop_timeout,
+                  "Seconds after which a daemon that was asked to stop ends in any case")
+      ->check(NumberFrom(1, 3600))
+      ->capture_default_str();
   app_.add_option("--log-level", level_, "error, warning, notice, info or debug")
       ->check(CheckLevel)
       ->capture_default_str();

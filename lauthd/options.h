@@ -22,6 +22,7 @@ struct Options {
   uint32_t rule_limit = BYOD_NO_RULE_LIMIT;
   uint32_t max_connections = 1024;
   uint32_t idle_timeout = 60;  // seconds, for what a client owes
+  uint32_t stop_timeout = 10;  // seconds
   Severity log_level = Severity::kNotice;
   bool check = false;
   bool timing = false;

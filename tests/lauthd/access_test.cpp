@@ -1,6 +1,7 @@
 // Who may do what, and how the daemon starts and stops.
 #include <fcntl.h>
 #include <grp.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -286,31 +287,129 @@ TEST(Start, SignalsWhileItLoadsWaitUntilItServes) {
   }
 }
 
-TEST(Start, TheManagerIsToldThatItServesReloadsAndStops) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/notify";
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-  const int manager = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(bind(manager, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  const timeval patience = {30, 0};
-  setsockopt(manager, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  const auto told = [&] {
+/// A service manager, as far as the daemon sees of it.
+class Manager {
+ public:
+  Manager() : socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path().c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  }
+  ~Manager() { close(socket_); }
+  Manager(const Manager&) = delete;
+  Manager& operator=(const Manager&) = delete;
+
+  std::string path() const { return directory_.path() + "/notify"; }
+
+  std::string Next(std::chrono::milliseconds patience = std::chrono::seconds(30)) {
+    pollfd readable = {socket_, POLLIN, 0};
+    if (poll(&readable, 1, static_cast<int>(patience.count())) <= 0) return "nothing";
     char text[256] = "";
-    const ssize_t got = recv(manager, text, sizeof text - 1, 0);
+    const ssize_t got = recv(socket_, text, sizeof text - 1, 0);
     return got > 0 ? std::string(text, static_cast<size_t>(got)) : std::string("nothing");
-  };
+  }
+  void Drain() {
+    while (Next(std::chrono::milliseconds(0)) != "nothing") {
+    }
+  }
+
+ private:
+  TemporaryDirectory directory_;
+  int socket_;
+};
+
+TEST(Start, TheManagerIsToldThatItServesReloadsAndStops) {
+  Manager manager;
   DaemonProcess daemon({"--no-database"});
-  daemon.BeforeItRuns([&] { setenv("NOTIFY_SOCKET", path.c_str(), 1); });
+  daemon.BeforeItRuns([&] { setenv("NOTIFY_SOCKET", manager.path().c_str(), 1); });
   ASSERT_NO_FATAL_FAILURE(daemon.Start());
-  EXPECT_EQ(told(), "READY=1");
+  EXPECT_EQ(manager.Next(), "READY=1");
   daemon.Signal(SIGHUP);
-  EXPECT_TRUE(told().starts_with("RELOADING=1\nMONOTONIC_USEC="));
-  EXPECT_EQ(told(), "READY=1");
+  EXPECT_TRUE(manager.Next().starts_with("RELOADING=1\nMONOTONIC_USEC="));
+  EXPECT_EQ(manager.Next(), "READY=1");
   EXPECT_EQ(daemon.Kill(SIGTERM), 0);
-  EXPECT_EQ(told(), "STOPPING=1");
-  close(manager);
+  EXPECT_EQ(manager.Next(), "STOPPING=1");
+}
+
+/// A daemon that a question for the number of MAC rules keeps busy for ever.
+class EndlessRequest : public testing::Test {
+ protected:
+  void SetUp() override {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the thread sanitizer holds signals back while nothing is called";
+#endif
+    daemon_.BeforeItRuns([this] {
+      // The address sanitizer wants to be the first library.
+      const char* const before = std::getenv("ASAN_OPTIONS");
+      const std::string options = before != nullptr ? std::string(before) + ":" : "";
+      setenv("ASAN_OPTIONS", (options + "verify_asan_link_order=0").c_str(), 1);
+      setenv("LD_PRELOAD", ENDLESS_COUNT, 1);
+      setenv("NOTIFY_SOCKET", manager_.path().c_str(), 1);
+      setenv("WATCHDOG_USEC", "1000000", 1);
+    });
+  }
+
+  Manager manager_;
+  DaemonProcess daemon_{{"--no-database", "--stop-timeout", "1"}};
+};
+
+// A lookup that did not come back made the daemon ignore SIGTERM.
+TEST_F(EndlessRequest, DoesNotKeepTheDaemonFromEndingOnSigterm) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+    Client client(daemon_);
+    ASSERT_TRUE(client.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_MAC_COUNT)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    daemon_.Signal(signal);
+    // More signals don't give it more time.
+    for (int i = 0; i < 50 && daemon_.Running(); ++i) {
+      daemon_.Signal(signal);
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_FALSE(daemon_.Running());
+    EXPECT_EQ(daemon_.WaitForEnd(), 1);
+    EXPECT_TRUE(daemon_.Logged("not stopped within 1 s of the signal")) << daemon_.Log();
+  }
+}
+
+TEST_F(EndlessRequest, LeavesTheManagerWithoutASignOfLife) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  EXPECT_EQ(manager_.Next(), "READY=1");
+  for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(manager_.Next(), "WATCHDOG=1") << i;
+  Client client(daemon_);
+  ASSERT_TRUE(client.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_MAC_COUNT)));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  manager_.Drain();
+  EXPECT_EQ(manager_.Next(std::chrono::milliseconds(1500)), "nothing");
+  daemon_.Kill(SIGKILL);
+}
+
+TEST(Start, TheManagerHearsNothingOfADaemonThatStandsStillAndAgainWhenItGoesOn) {
+  Manager manager;
+  DaemonProcess daemon({"--no-database"});
+  daemon.BeforeItRuns([&] {
+    setenv("NOTIFY_SOCKET", manager.path().c_str(), 1);
+    setenv("WATCHDOG_USEC", "400000", 1);
+  });
+  ASSERT_NO_FATAL_FAILURE(daemon.Start());
+  EXPECT_EQ(manager.Next(), "READY=1");
+  EXPECT_EQ(manager.Next(), "WATCHDOG=1");
+  daemon.Signal(SIGSTOP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  manager.Drain();
+  EXPECT_EQ(manager.Next(std::chrono::milliseconds(600)), "nothing");
+  daemon.Signal(SIGCONT);
+  EXPECT_EQ(manager.Next(), "WATCHDOG=1");
+  EXPECT_EQ(daemon.Kill(SIGTERM), 0);
+}
+
+TEST(Start, TheUnitHasTheManagerWatchAndRestartTheDaemon) {
+  std::stringstream unit;
+  unit << std::ifstream(LAUTHD_UNIT).rdbuf();
+  EXPECT_NE(unit.str().find("\nWatchdogSec="), std::string::npos);
+  EXPECT_NE(unit.str().find("\nRestart=on-failure\n"), std::string::npos);
 }
 
 TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {

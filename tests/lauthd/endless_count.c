@@ -1,0 +1,12 @@
+// Laid before the library of a daemon under test: a request for the number of MAC rules never comes
+// back.
+#include <stdint.h>
+
+uint32_t BYOD_data_GetMacRuleCount(void);
+
+uint32_t BYOD_data_GetMacRuleCount(void) {
+  static volatile int forever = 1;
+  while (forever) {
+  }
+  return 0;
+}
