@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Choices choices(data, std::min(size, kMostBytes));
   const uint32_t limit = choices.Below(4) == 0 ? 5 : BYOD_NO_RULE_LIMIT;
   if (BYOD_data_GlobalInfoInit(limit) != 0) __builtin_trap();
-  MacRuleTableRun run(choices, limit);
+  const size_t full = choices.Below(2) == 0 ? MacRuleTableRun::kManyRules : 1 + choices.Below(60);
+  MacRuleTableRun run(choices, limit, full);
   while (!run.choices().Spent()) {
     run.Step();
     run.ExpectSame();

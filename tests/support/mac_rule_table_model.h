@@ -61,13 +61,17 @@ struct MacRuleState {
 /// Steps in the table and in its model. The store is empty at the beginning, and has the limit.
 class MacRuleTableRun {
  public:
-  MacRuleTableRun(Choices choices, uint32_t limit) : choices_(std::move(choices)), limit_(limit) {}
+  static constexpr size_t kManyRules = 200;
+
+  /// @param full  about how many rules there are at most
+  MacRuleTableRun(Choices choices, uint32_t limit, size_t full = kManyRules)
+      : choices_(std::move(choices)), limit_(limit), full_(full) {}
 
   const Choices& choices() const { return choices_; }
   size_t size() const { return rules_.size(); }
 
   void Step() {
-    const size_t kind = rules_.size() > 200 ? 3 + choices_.Below(10) : choices_.Below(13);
+    const size_t kind = rules_.size() > full_ ? 3 + choices_.Below(10) : choices_.Below(13);
     const auto origin = static_cast<uint32_t>(choices_.Below(2));
     switch (kind) {
       case 0:
@@ -81,7 +85,7 @@ class MacRuleTableRun {
       case 4:
         return DeletePart(RandomProbe());
       case 5:
-        if (rules_.size() > 100) Erase();
+        if (rules_.size() > full_ / 2) Erase();
         return;
       case 6:
       case 7:
@@ -306,6 +310,7 @@ class MacRuleTableRun {
 
   Choices choices_;
   uint32_t limit_;
+  size_t full_;
   std::map<uint64_t, MacRuleState> rules_;  // by masked address
 };
 
