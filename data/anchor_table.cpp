@@ -64,16 +64,37 @@ void AnchorTable::Insert(Term& term) {
   ChooseWindow(term);
   if (term.length < kGramWidth + 1) ++short_terms_[term.length - 1];
   const uint32_t hash = HashOf(term);
-  table_.Insert(hash, &term, std::bit_cast<uint32_t>(term.NoteOfAnchor()));
+  ++size_;
   AddToFilters(term, hash);
+  term.previous_in_window = nullptr;
+  term.next_in_window = nullptr;
+  Slot* const slot = FirstOf(hash);
+  if (slot == nullptr) {
+    return table_.Insert(hash, &term, std::bit_cast<uint32_t>(term.NoteOfAnchor()));
+  }
+  term.next_in_window = static_cast<Term*>(slot->item);
+  term.next_in_window->previous_in_window = &term;
+  SetFirst(*slot, term);
 }
 
 void AnchorTable::Erase(const Term& term) {
-  table_.Erase(*table_.Find(HashOf(term), [&](const Slot& slot) { return slot.item == &term; }));
+  Unlink(term);
+  --size_;
   if (term.length < kGramWidth + 1) --short_terms_[term.length - 1];
   // As many lookups with some bits too many are paid for as it takes to put right all bits.
   constexpr size_t kLeastLeft = 64;
-  if (++left_ > table_.size() / 2 + kLeastLeft) FillFilters();
+  if (++left_ > size_ / 2 + kLeastLeft) FillFilters();
+}
+
+void AnchorTable::Unlink(const Term& term) {
+  Term* const next = term.next_in_window;
+  Term* const previous = term.previous_in_window;
+  if (next != nullptr) next->previous_in_window = previous;
+  if (previous != nullptr) previous->next_in_window = next;
+  // What the first term's note says is in the table.
+  Slot* const slot = FirstOf(HashOf(term));
+  if (slot->item == &term && next == nullptr) return table_.Erase(*slot);
+  SetFirst(*slot, slot->item == &term ? *next : *static_cast<Term*>(slot->item));
 }
 
 void AnchorTable::Clear() {
@@ -124,8 +145,11 @@ void AnchorTable::FillFilters() {
   std::fill_n(first_, sizeof first_, uint8_t{0});
   std::fill_n(second_, sizeof second_, uint8_t{0});
   left_ = 0;
-  table_.VisitAll(
-      [this](const Slot& slot) { AddToFilters(*static_cast<const Term*>(slot.item), slot.hash); });
+  table_.VisitAll([this](const Slot& slot) {
+    for (auto* term = static_cast<const Term*>(slot.item); term != nullptr;
+         term = term->next_in_window)
+      AddToFilters(*term, slot.hash);
+  });
 }
 
 /// @param hash  of the term's window

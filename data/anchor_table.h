@@ -2,6 +2,7 @@
 #ifndef BYOD_DATA_ANCHOR_TABLE_H
 #define BYOD_DATA_ANCHOR_TABLE_H
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -26,6 +27,9 @@ namespace byod::data {
  * bits first, so few places of a string lead to a slot of the table. Terms of up to three bytes are
  * looked for by pairs of bytes, at every other place, too.
  *
+ * Terms with the same window, or with windows of one hash, are a list that begins in the table, so
+ * that a term comes and goes in a few steps however many others share its window.
+ *
  * A filter may pass what the table does not hold any more: bits are shared, and they are put right
  * once many terms have left.
  */
@@ -41,7 +45,7 @@ class AnchorTable {
   void Erase(const Term& term);
   void Clear();
 
-  bool empty() const { return table_.size() == 0; }
+  bool empty() const { return size_ == 0; }
   size_t bytes() const { return table_.bytes() + (gram_words_ + window_words_) * sizeof *grams_; }
 
   /// Whether a term's gram may begin with these three bytes; a fourth one does not count. As for
@@ -63,16 +67,31 @@ class AnchorTable {
   /// Has the processor fetch what VisitWindow of this hash will look at.
   void Prefetch(uint32_t hash) const { table_.Prefetch(hash); }
 
-  /// Calls visit(slot) for every term whose window has this hash; the slot's note is the term's.
+  /// Calls visit(term, note) for every term whose window has this hash.
   template <typename Visit>
   void VisitWindow(uint32_t hash, Visit visit) const {
-    table_.Find(hash, [&](const Slot& slot) {
-      visit(slot);
-      return false;
-    });
+    const Slot* const slot = FirstOf(hash);
+    if (slot == nullptr) return;
+    auto note = std::bit_cast<AnchorNote>(slot->note);
+    const Term* term = static_cast<const Term*>(slot->item);
+    visit(*term, note);
+    while (note.MoreFollow()) {
+      term = term->next_in_window;
+      note = term->NoteOfAnchor();
+      visit(*term, note);
+    }
   }
 
  private:
+  /// The slot of a window's first term, or null.
+  Slot* FirstOf(uint32_t hash) const {
+    return table_.Find(hash, [](const Slot&) { return true; });
+  }
+  static void SetFirst(Slot& slot, Term& term) {
+    slot.item = &term;
+    slot.note = std::bit_cast<uint32_t>(term.NoteOfAnchor());
+  }
+
   static bool Passes(const uint32_t* words, size_t count, uint32_t hash) {
     return (words[hash & (count - 1)] >> (hash >> 27) & 1) != 0;
   }
@@ -82,15 +101,17 @@ class AnchorTable {
 
   size_t CostOfGram(Gram gram) const;
   void ChooseWindow(Term& term) const;
+  void Unlink(const Term& term);
   void FillFilters();
   void AddToFilters(const Term& term, uint32_t hash);
   void AddPair(size_t first, size_t second);
 
-  OpenTable table_;  // by the hash of the window
+  OpenTable table_;  // the first term of each window, by the window's hash
   uint32_t* grams_ = nullptr;
   uint32_t* windows_ = nullptr;  // behind the grams, in the same memory
   size_t gram_words_ = 0;        // powers of two
   size_t window_words_ = 0;
+  size_t size_ = 0;  // terms
   size_t left_ = 0;  // terms since the filters were filled
   size_t short_terms_[3] = {};
   // Of a pair, both bytes have the bit that the second one names.

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "data/steps.h"
+
 namespace byod::data {
 
 namespace {
@@ -26,6 +28,7 @@ bool BlockPool::AddSlab() {
 }
 
 void* BlockPool::Get(size_t size) {
+  CountStep();
   static_assert(sizeof(Slab) <= kUnit && alignof(Slab) <= kUnit);
   if (size > kLargest) return std::malloc(size);
   const size_t units = (size + kUnit - 1) / kUnit;

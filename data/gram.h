@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "data/word_hash.h"
+
 namespace byod::data {
 
 inline constexpr bool kLittleEndian = std::endian::native == std::endian::little;
@@ -37,9 +39,9 @@ constexpr Window LastOf(Window window, size_t width) {
 }
 
 /// Any of the 32 bits may be used to name a place in a table.
-constexpr uint32_t HashOfWindow(Window window) {
+inline uint32_t HashOfWindow(Window window) {
   // A product's bits depend on the lower bits of its factors alone: have them depend on all bytes.
-  return static_cast<uint32_t>((window ^ window >> 32) * 0x9E3779B97F4A7C15 >> 32);
+  return static_cast<uint32_t>((window ^ window >> 32) * hash_key.window >> 32);
 }
 
 /// The gram of the first three bytes of one of four.

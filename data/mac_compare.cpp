@@ -3,10 +3,13 @@
 
 #include "data/byte_order.h"
 #include "data/internal.h"
+#include "data/steps.h"
 
 namespace {
 
+/// Called at each step of a search in the tree, which goes down and so ends.
 int ThreeWay(uint64_t a, uint64_t b) {
+  byod::data::CountStep();
   return (a > b) - (a < b);
 }
 

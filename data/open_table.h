@@ -6,13 +6,22 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "data/steps.h"
+
 namespace byod::data {
 
 /**
  * Open addressing: the highest bits of a hash name a group of four slots, a cache line where
  * pointers have 64 bits. An item stands in the first slot from there on that was free. So free
- * slots are the last of their group, and a search looks at four hashes at once. Several items may
- * have one hash. The items are not owned.
+ * slots are the last of their group, and a search looks at four hashes at once. The items are not
+ * owned.
+ *
+ * Several items may have one hash, but a search and a change take a step for each of them: users
+ * see to it that this stays rare.
+ *
+ * Every search ends: it goes from group to group, around the whole array, up to one with a free
+ * slot. Reserve leaves at least three eighths of the slots free, whatever came and went, and
+ * nothing is left behind in a slot that has become free.
  *
  * Room is made by Reserve alone, so that a change which needs several tables can make sure of all
  * its memory before it begins.
@@ -37,6 +46,7 @@ class OpenTable {
   Slot* Find(uint32_t hash, Visit visit) const {
     if (size_ == 0) return nullptr;
     for (size_t home = Home(hash);; home = (home + kGroup) & (capacity_ - 1)) {
+      CountStep();
       Slot* const group = slots_ + home;
       uint32_t same = 0;
       for (uint32_t i = 0; i < kGroup; ++i)

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "byod_data.h"
+#include "data/steps.h"
 #include "data/tiered_array.h"
 
 namespace byod::data {
@@ -72,7 +73,8 @@ class RankedList {
       }
       return comparison;
     };
-    for (uint64_t first = 1, last = count; first <= last;) {
+    for (uint64_t first = 1, last = count; first <= last;) {  // the range shrinks with each turn
+      CountStep();
       const uint64_t middle = (first + last) / 2;
       const auto index = static_cast<size_t>(middle - 1);
       if (mirrored) {
@@ -127,21 +129,19 @@ class RankedList {
    * Takes a link out; one that is not in the list is left alone.
    *
    * @param compare  as for Search: how the link's own key compares. Where the order holds, it leads
-   *                 near the link; where it does not, the link is found all the same.
-   * @return the link's mark, or an empty one
+   *                 to the link, or near it if others have the same key; where it does not, the
+   *                 link is found all the same.
    */
   template <typename Compare>
-  Mark Remove(ByodLink& link, const Compare& compare) {
-    Mark mark;
+  void Remove(ByodLink& link, const Compare& compare) {
     if (Mirrored()) {
       const Place near = Search(static_cast<uint32_t>(size()), compare);
-      mark = Forget(link, near.index);
+      Forget(link, near.index);
     } else {
       // The old head may come back, and the array must not come back with this link.
       elements_.Forget();
     }
     Unlink(link);
-    return mark;
   }
 
   /// Whether the array tells what the list holds.
@@ -165,28 +165,24 @@ class RankedList {
 
   ByodLink* WalkTo(uint64_t index) const {
     ByodLink* link = *head_;
-    for (; link != nullptr && index > 0; --index)
+    for (; link != nullptr && index > 0; --index) {
+      CountStep();
       link = link->next;
+    }
     return link;
   }
 
-  Mark Forget(const ByodLink& link, size_t near) {
+  void Forget(const ByodLink& link, size_t near) {
     // Links with equal keys stand together: look at both sides of the place before looking at all.
-    size_t index = near;
     for (size_t distance = 0; distance < size(); ++distance) {
+      CountStep();
       if (near + distance < size() && elements_[near + distance].link == &link) {
-        index = near + distance;
-        break;
+        return elements_.Erase(near + distance);
       }
       if (distance <= near && elements_[near - distance].link == &link) {
-        index = near - distance;
-        break;
+        return elements_.Erase(near - distance);
       }
     }
-    if (index >= size() || elements_[index].link != &link) return {};
-    const Mark mark = elements_[index].mark;
-    elements_.Erase(index);
-    return mark;
   }
 
   ByodLink** head_;

@@ -2,6 +2,7 @@
 
 #include "data/fold_case.h"
 #include "data/internal.h"
+#include "data/word_hash.h"
 #include "lauth_avl.h"
 
 namespace byod::data {
@@ -54,6 +55,7 @@ using byod::data::store;
 uint32_t BYOD_data_GlobalInfoInit(uint32_t limit) {
   store.custom_limit = limit;
   byod::data::ForgetIndexes();
+  byod::data::DrawHashKey();
   const bool dhcp_made = byod::data::MakeTextTable(store.dhcp);
   const bool user_agent_made = byod::data::MakeTextTable(store.user_agent);
   // The MAC counts stay: Fini clears them, together with the tree that they count.

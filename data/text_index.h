@@ -6,20 +6,52 @@
 #include <cstdint>
 
 #include "byod_data.h"
-#include "data/number_table.h"
-#include "data/text_key.h"
-#include "data/unit_pool.h"
+#include "data/block_pool.h"
+#include "data/open_table.h"
 
 namespace byod::data {
 
+/// What texts are compared by: words of eight characters in lower case, by blocks of four.
+class FoldedText {
+ public:
+  /// @return false for a text that is longer than that of any rule
+  bool Make(const char* text);
+
+  /// Whether another text of the same length has the same words.
+  bool HasWords(const uint64_t* words) const {
+    uint64_t differing = 0;
+    for (size_t i = 0; i < WordsFor(length_); ++i)
+      differing |= words[i] ^ words_[i];
+    return differing == 0;
+  }
+
+  uint32_t length() const { return length_; }
+  uint32_t hash() const { return hash_; }
+  const uint64_t* words() const { return words_; }
+
+  static size_t BytesFor(uint32_t length) { return WordsFor(length) * sizeof(uint64_t); }
+
+ private:
+  static constexpr size_t kBlockWords = 4;
+
+  /// Whole blocks: fewer branches that could be guessed wrong.
+  static size_t WordsFor(uint32_t length) {
+    constexpr size_t kBlock = kBlockWords * sizeof(uint64_t);
+    return length == 0 ? kBlockWords : (length + kBlock - 1) / kBlock * kBlockWords;
+  }
+
+  uint64_t words_[BYOD_RULETEXT_SIZE / sizeof(uint64_t)];
+  uint32_t length_ = 0;
+  uint32_t hash_ = 0;
+};
+
 /**
  * Holds the newest rule of each text: the one that stands first in its chain. The chains of 1024
- * buckets grow long with many rules; this table does not. It has the texts in short copies of its
- * own, close together, so that a search need not go to the rules: of what it meets, only one of
- * those copies lies far away.
+ * buckets grow long with many rules; this table does not. It has the texts in copies of its own,
+ * close together, so that a search need not go to the rules.
  *
- * It keeps count of its rules. Where the count differs from the rule table's, other hands have
- * changed the chains, and they are to be asked.
+ * It keeps count of its rules. Where the count differs from the rule table's, others have changed
+ * the chains, and they are to be asked.
  */
 class TextIndex {
  public:
@@ -41,16 +73,17 @@ class TextIndex {
    */
   template <typename NextNewest>
   void Remove(const char* text, const void* rule, NextNewest next_newest) {
-    const Place place = PlaceOf(text);
-    if (place.number == 0) return;
-    Text& kept = At(place.number);
+    FoldedText folded;
+    const Slot* const slot = folded.Make(text) ? SlotOf(folded) : nullptr;
+    if (slot == nullptr) return;
+    Text& kept = TextAt(*slot);
     if (kept.older == 0 && kept.newest != rule) return;
     --rules_;
-    if (kept.older == 0) return Drop(place);
+    if (kept.older == 0) return Drop(*slot);
     --kept.older;
     if (kept.newest != rule) return;
     kept.newest = next_newest(text);
-    if (kept.newest == nullptr) Drop(place);
+    if (kept.newest == nullptr) Drop(*slot);
   }
 
   /// How many rules there are, those hidden behind newer ones too.
@@ -60,37 +93,29 @@ class TextIndex {
   void Clear();
 
  private:
-  /// A text's rules; the words of its key follow.
+  using Slot = OpenTable::Slot;
+
+  /// A text's rules; the words of the text follow.
   struct alignas(uint64_t) Text {
     void* newest;
     uint32_t older;  // how many rules the newest hides
-    uint16_t kind;   // of the key
+    uint32_t length;
 
-    static size_t UnitsFor(uint16_t kind) {
-      return UnitPool::UnitsFor(sizeof(Text) + TextKey::BytesOf(kind));
-    }
+    static size_t BytesFor(uint32_t length) { return sizeof(Text) + FoldedText::BytesFor(length); }
 
     uint64_t* words() { return reinterpret_cast<uint64_t*>(this + 1); }
-    const uint64_t* words() const { return reinterpret_cast<const uint64_t*>(this + 1); }
-  };
-  static_assert(sizeof(Text) <= 16, "a short option text shares a cache line with it");
-
-  /// A text's hash, and the number of its copy: 0 if there is none.
-  struct Place {
-    uint32_t hash = 0;
-    uint32_t number = 0;
   };
 
-  Text& At(uint32_t number) const { return *static_cast<Text*>(pool_.At(number)); }
-  Place PlaceOf(const TextKey& key) const;
-  Place PlaceOf(const char* text) const;
+  static Text& TextAt(const Slot& slot) { return *static_cast<Text*>(slot.item); }
+  const Slot* SlotOf(const FoldedText& text) const;
   void DropFresh();
-  void Drop(const Place& place);
+  void Drop(const Slot& slot);
 
-  UnitPool pool_;       // of copies
-  NumberTable texts_;   // their numbers
-  Place prepared_;      // of the text that was prepared last
-  uint32_t fresh_ = 0;  // its copy, if there was none; not taken in yet
+  BlockPool pool_;            // of texts
+  OpenTable texts_;           // by hash; the note is the length
+  Text* prepared_ = nullptr;  // the text that was prepared last, if it has rules
+  Text* fresh_ = nullptr;     // that text, if it has none; not in the table yet
+  uint32_t fresh_hash_ = 0;
   uint32_t rules_ = 0;
 };
 

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "data/steps.h"
+
 namespace byod::data {
 
 /**
@@ -54,6 +56,7 @@ class TieredArray {
   void Insert(size_t index, T element) {
     const size_t last = size_++ / kRing;
     for (size_t r = index / kRing; r < last; ++r) {
+      CountStep();
       const T pushed_out = rings_[r]->At(kRing - 1);
       rings_[r]->Insert(index % kRing, kRing - 1, element);
       element = pushed_out;
@@ -65,6 +68,7 @@ class TieredArray {
   void Erase(size_t index) {
     const size_t last = --size_ / kRing;
     for (size_t r = index / kRing; r < last; ++r) {
+      CountStep();
       rings_[r]->Erase(index % kRing, kRing - 1);
       rings_[r]->At(kRing - 1) = rings_[r + 1]->At(0);
       index = (r + 1) * kRing;

@@ -7,24 +7,31 @@
 #include <cstring>
 
 #include "byod_data.h"
+#include "data/alternative_tree.h"
 #include "data/word_hash.h"
 
 namespace byod::data {
 
-struct Alternative;
-
 /// What the table of anchors keeps beside a term, so that most places where only a window of it
-/// stands are told without going to the term.
+/// stands are recognized without going to the term.
 struct AnchorNote {
+  static constexpr uint8_t kMore = 0x80;
+
   uint8_t window_end;  // offset in the term
   uint8_t length;      // of the term
   char first;          // byte of the term
-  char last;
+  uint8_t last;        // the lower bits of its last byte, and kMore if others share the window
+
+  bool MayEndWith(char c) const { return ((static_cast<uint8_t>(c) ^ last) & ~kMore) == 0; }
+  bool MoreFollow() const { return (last & kMore) != 0; }
 };
+static_assert(sizeof(AnchorNote) == sizeof(uint32_t));
 
 /// A term that alternatives share. Its text follows it.
 struct Term {
-  Alternative* anchored;  // those that are looked at when it occurs, in match order
+  AlternativeTree anchored;  // those that are looked at when it occurs
+  Term* next_in_window;      // while it is an anchor: the others with the same window
+  Term* previous_in_window;  // null: the first of them
   uint32_t hash;
   uint32_t uses;       // as often as alternatives hold it
   uint8_t length;      // above 0
@@ -36,17 +43,12 @@ struct Term {
   char* text() { return reinterpret_cast<char*>(this + 1); }
   const char* text() const { return reinterpret_cast<const char*>(this + 1); }
   size_t WindowWidth() const { return length >= 8 ? 8 : length >= 4 ? 4 : length; }
-  AnchorNote NoteOfAnchor() const { return {window_end, length, text()[0], text()[length - 1]}; }
-};
-
-/// Terms that must all occur.
-struct Alternative {
-  Alternative* next;  // with the same anchor, or without any, in match order
-  uint64_t label;     // the rule's
-  const ByodUserAgentRule* rule;
-  Term* anchor;  // one of the terms; null if there are none
-  Term** terms;
-  uint32_t term_count;
+  AnchorNote NoteOfAnchor() const {
+    const auto last = static_cast<uint8_t>(text()[length - 1]);
+    const bool more = next_in_window != nullptr;
+    return {window_end, length, text()[0],
+            static_cast<uint8_t>(more ? last | AnchorNote::kMore : last & ~AnchorNote::kMore)};
+  }
 };
 
 /// All that is kept for one rule, in one piece of memory: the alternatives and lists of terms

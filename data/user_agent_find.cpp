@@ -1,6 +1,5 @@
 // Finding the first match in the User-Agent index.
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "data/gram.h"
@@ -12,9 +11,9 @@ namespace {
 /// One search through one string.
 class Search {
  public:
-  Search(const AnchorTable& anchors, const Alternative* always, const char* ua)
+  Search(const AnchorTable& anchors, const AlternativeTree& always, const char* ua)
       : anchors_(anchors), ua_(ua), length_(std::strlen(ua)) {
-    if (always != nullptr) Take(*always);
+    always.VisitInOrder([this](const Alternative& first) { return Take(first); });
     std::memcpy(head_ + sizeof(Window), ua, std::min(length_, sizeof(Window)));
   }
 
@@ -27,8 +26,9 @@ class Search {
         anchors_.Prefetch(candidates_[i].hash);
       for (size_t i = 0; i < candidate_count_; ++i) {
         const size_t end = candidates_[i].end;
-        anchors_.VisitWindow(candidates_[i].hash,
-                             [&](const AnchorTable::Slot& slot) { TryTerm(slot, end); });
+        anchors_.VisitWindow(candidates_[i].hash, [&](const Term& term, const AnchorNote& note) {
+          TryTerm(term, note, end);
+        });
       }
     }
   }
@@ -110,16 +110,16 @@ class Search {
   }
 
   /// Looks whether an anchor stands where its window was met, and if so, at what hangs on it.
-  void TryTerm(const AnchorTable::Slot& slot, size_t window_end) {
-    const auto note = std::bit_cast<AnchorNote>(slot.note);
+  void TryTerm(const Term& term, const AnchorNote& note, size_t window_end) {
     const size_t begin = window_end - note.window_end;
     if (window_end < note.window_end || begin + note.length > length_) return;
-    if (ua_[begin] != note.first || ua_[begin + note.length - 1] != note.last) return;
-    const auto& term = *static_cast<const Term*>(slot.item);
+    if (ua_[begin] != note.first) return;
+    if (!note.MayEndWith(ua_[begin + note.length - 1])) return;
     if (std::memcmp(ua_ + begin, term.text(), note.length) != 0) return;
-    for (const Alternative* a = term.anchored; a != nullptr && a->label < label_; a = a->next) {
-      if (Matches(*a)) return Take(*a);
-    }
+    term.anchored.VisitInOrder([this](const Alternative& a) {
+      if (a.label >= label_) return false;
+      return Matches(a) ? Take(a) : true;
+    });
   }
 
   bool Matches(const Alternative& alternative) {
@@ -144,9 +144,11 @@ class Search {
     return occurs_[place];
   }
 
-  void Take(const Alternative& alternative) {
+  /// @return false: no alternative behind this one is better
+  bool Take(const Alternative& alternative) {
     label_ = alternative.label;
     best_ = alternative.rule;
+    return false;
   }
 
   const AnchorTable& anchors_;

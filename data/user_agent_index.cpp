@@ -5,6 +5,7 @@
 #include <new>
 
 #include "data/common_grams.h"
+#include "data/steps.h"
 #include "data/user_agent_lookup.h"
 
 namespace byod::data {
@@ -32,8 +33,8 @@ Term* UserAgentIndex::Intern(const Expression::Piece& piece) {
   if (!terms_.Reserve(1)) return nullptr;
   void* const memory = pool_.Get(Term::BytesFor(length));
   if (memory == nullptr) return nullptr;
-  auto* const term =
-      new (memory) Term{nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
+  auto* const term = new (memory)
+      Term{{}, nullptr, nullptr, hash, 1, static_cast<uint8_t>(length), 0, IsCommon(text, length)};
   std::memcpy(term->text(), text, length);
   term->text()[length] = '\0';
   terms_.Insert(hash, term, 0);
@@ -58,7 +59,9 @@ Entry* UserAgentIndex::MakeEntry(ByodUserAgentRule& rule) {
   auto* const entry =
       new (memory) Entry{&rule, 0, static_cast<uint32_t>(expression.alternative_count),
                          static_cast<uint32_t>(expression.term_count)};
-  if (anchors_.Reserve(expression.alternative_count) && FillEntry(*entry, expression)) return entry;
+  if (entries_.Reserve(1) && anchors_.Reserve(expression.alternative_count) &&
+      FillEntry(*entry, expression))
+    return entry;
   FreeEntry(entry);
   return nullptr;
 }
@@ -106,24 +109,22 @@ Term* UserAgentIndex::ChooseAnchor(const Alternative& alternative) const {
   return best;
 }
 
-void UserAgentIndex::Anchor(Alternative& alternative) {
-  Term* const term = ChooseAnchor(alternative);
-  alternative.anchor = term;
-  if (term != nullptr && term->anchored == nullptr) anchors_.Insert(*term);
-  Alternative** place = term != nullptr ? &term->anchored : &always_;
-  while (*place != nullptr && (*place)->label < alternative.label)
-    place = &(*place)->next;
-  alternative.next = *place;
-  *place = &alternative;
+/// That in which an alternative is, by its anchor.
+AlternativeTree& UserAgentIndex::TreeOf(const Alternative& alternative) {
+  return alternative.anchor != nullptr ? alternative.anchor->anchored : always_;
 }
 
-void UserAgentIndex::Loosen(Alternative& alternative) {
-  Term* const term = alternative.anchor;
-  Alternative** place = term != nullptr ? &term->anchored : &always_;
-  while (*place != &alternative)
-    place = &(*place)->next;
-  *place = alternative.next;
-  if (term != nullptr && term->anchored == nullptr) anchors_.Erase(*term);
+void UserAgentIndex::Anchor(Alternative& alternative) {
+  alternative.anchor = ChooseAnchor(alternative);
+  AlternativeTree& tree = TreeOf(alternative);
+  if (tree.empty() && alternative.anchor != nullptr) anchors_.Insert(*alternative.anchor);
+  tree.Insert(alternative);
+}
+
+void UserAgentIndex::Detach(Alternative& alternative) {
+  AlternativeTree& tree = TreeOf(alternative);
+  tree.Erase(alternative);
+  if (tree.empty() && alternative.anchor != nullptr) anchors_.Erase(*alternative.anchor);
 }
 
 // ------------------------------------------------------------------ labels
@@ -162,15 +163,18 @@ void UserAgentIndex::Label(size_t place) {
 void UserAgentIndex::SpreadLabels(size_t place) {
   constexpr uint64_t kRoom = uint64_t{1} << 16;
   for (size_t width = 16;; width *= 2) {
+    CountStep();
     const size_t first = place > width ? place - width : 0;
     const size_t last = std::min(place + width, order_->size() - 1);
     const uint64_t low = first == 0 ? 0 : EntryAt(first - 1)->label;
     const uint64_t high = last + 1 == order_->size() ? UINT64_MAX : EntryAt(last + 1)->label;
-    // All entries together have room enough, so this ends.
+    // All entries together have room enough, and the width doubles up to them: this ends.
     const uint64_t step = (high - low) / (last - first + 2);
     if (step < kRoom) continue;
-    for (size_t i = first; i <= last; ++i)
+    for (size_t i = first; i <= last; ++i) {
+      CountStep();
       SetLabel(*EntryAt(i), low + step * (i - first + 1));
+    }
     return;
   }
 }
@@ -186,6 +190,12 @@ void UserAgentIndex::Commit(size_t place) {
   Entry& entry = *prepared_;
   prepared_ = nullptr;
   Label(place);
+  TakeIn(entry);
+}
+
+/// The entry has its label.
+void UserAgentIndex::TakeIn(Entry& entry) {
+  entries_.Insert(HashOfAddress(entry.rule), &entry, 0);
   for (uint32_t i = 0; i < entry.alternative_count; ++i)
     Anchor(entry.alternatives()[i]);
 }
@@ -195,10 +205,22 @@ void UserAgentIndex::Cancel() {
   prepared_ = nullptr;
 }
 
+const OpenTable::Slot* UserAgentIndex::SlotOf(const ByodUserAgentRule& rule) const {
+  return entries_.Find(HashOfAddress(&rule), [&rule](const OpenTable::Slot& slot) {
+    return static_cast<const Entry*>(slot.item)->rule == &rule;
+  });
+}
+
+Entry* UserAgentIndex::EntryOf(const ByodUserAgentRule& rule) const {
+  const OpenTable::Slot* const slot = SlotOf(rule);
+  return slot != nullptr ? static_cast<Entry*>(slot->item) : nullptr;
+}
+
 void UserAgentIndex::Remove(Entry* entry) {
   if (entry == nullptr) return;
   for (uint32_t i = 0; i < entry->alternative_count; ++i)
-    Loosen(entry->alternatives()[i]);
+    Detach(entry->alternatives()[i]);
+  entries_.Erase(*SlotOf(*entry->rule));
   FreeEntry(entry);
 }
 
@@ -211,8 +233,7 @@ bool UserAgentIndex::Rebuild() {
     }
     order_->MarkAtIndex(place).entry = entry;
     SetLabel(*entry, (place + 1) * kStep);
-    for (uint32_t i = 0; i < entry->alternative_count; ++i)
-      Anchor(entry->alternatives()[i]);
+    TakeIn(*entry);
   }
   return true;
 }
@@ -227,11 +248,12 @@ void UserAgentIndex::Clear() {
   terms_.Clear();
   pool_.Clear();
   anchors_.Clear();
-  always_ = nullptr;
+  entries_.Clear();
+  always_ = {};
 }
 
 size_t UserAgentIndex::bytes() const {
-  size_t bytes = terms_.bytes() + anchors_.bytes();
+  size_t bytes = terms_.bytes() + anchors_.bytes() + entries_.bytes();
   terms_.VisitAll([&](const OpenTable::Slot& slot) {
     bytes += Term::BytesFor(static_cast<const Term*>(slot.item)->length);
   });

@@ -30,7 +30,8 @@ namespace byod::data {
  * Every rule carries a label, and labels ascend along the list: a new rule gets one between those
  * of its neighbours, and where there is none left, some neighbours get new ones.
  *
- * A rule's entry in the index stands beside its link in the match list.
+ * A rule's entry in the index stands beside its link in the match list. It is found by the rule's
+ * address as well, and its label finds the link among others of equal length.
  */
 class UserAgentIndex {
  public:
@@ -49,7 +50,11 @@ class UserAgentIndex {
   /// Forgets the prepared rule, which has found no place in the match list.
   void Cancel();
 
-  /// Takes a rule out. @param entry  of its link, which is no longer in the match list; may be null
+  /// @return the rule's entry, or null
+  Entry* EntryOf(const ByodUserAgentRule& rule) const;
+
+  /// Takes a rule out. @param entry  the rule's, whose link is no longer in the match list; may be
+  /// null
   void Remove(Entry* entry);
 
   /// Takes over a match list that other hands linked: its rules have no entries yet.
@@ -66,6 +71,7 @@ class UserAgentIndex {
   size_t bytes() const;
 
  private:
+  const OpenTable::Slot* SlotOf(const ByodUserAgentRule& rule) const;
   Entry* MakeEntry(ByodUserAgentRule& rule);
   void FreeEntry(Entry* entry);
   bool FillEntry(Entry& entry, const Expression& expression);
@@ -73,10 +79,12 @@ class UserAgentIndex {
   void Release(Term* term);
 
   Term* ChooseAnchor(const Alternative& alternative) const;
+  AlternativeTree& TreeOf(const Alternative& alternative);
   void Anchor(Alternative& alternative);
-  void Loosen(Alternative& alternative);
+  void Detach(Alternative& alternative);
 
   Entry* EntryAt(size_t place) const { return order_->MarkAtIndex(place).entry; }
+  void TakeIn(Entry& entry);
   void Label(size_t place);
   void SpreadLabels(size_t place);
 
@@ -84,7 +92,8 @@ class UserAgentIndex {
   BlockPool pool_;  // of terms and entries
   OpenTable terms_;
   AnchorTable anchors_;
-  Alternative* always_ = nullptr;  // those without terms, in match order
+  OpenTable entries_;       // by the address of the rule
+  AlternativeTree always_;  // those without terms
   Entry* prepared_ = nullptr;
 };
 

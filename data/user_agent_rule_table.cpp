@@ -7,10 +7,30 @@ namespace {
 
 /// Longest first: a longer keyword belongs before a shorter one.
 struct ByLength {
-  explicit ByLength(const ByodUserAgentRule& rule, Entry* entry = nullptr)
+  explicit ByLength(const ByodUserAgentRule& rule, Entry* entry)
       : mark{std::strlen(rule.keyword), entry} {}
 
   LengthMark mark;
+};
+
+/// To a rule's own place among those of its length, by the label that the index gave it. Either the
+/// index knows every rule of the list or it knows none.
+struct ByLabel {
+  struct Sought {
+    int Compare(const LengthMark& other) const {
+      const int comparison = length.Compare(other);
+      if (comparison != 0 || length.entry == nullptr) return comparison;
+      const uint64_t label = length.entry->label;
+      return (label > other.entry->label) - (label < other.entry->label);
+    }
+
+    LengthMark length;
+  };
+
+  explicit ByLabel(const ByodUserAgentRule& rule, Entry* entry)
+      : mark{{std::strlen(rule.keyword), entry}} {}
+
+  Sought mark;
 };
 
 struct UserAgentTable {
@@ -50,8 +70,11 @@ struct UserAgentTable {
     place ? index.Commit(*place) : index.Cancel();
   }
   static void Unindex(Rule& rule) {
-    if (!store.match_list.Mirrored()) store.user_agent_index.Clear();
-    store.user_agent_index.Remove(store.match_list.Remove(rule.match_link, ByLength(rule)).entry);
+    UserAgentIndex& index = store.user_agent_index;
+    if (!store.match_list.Mirrored()) index.Clear();
+    Entry* const entry = index.EntryOf(rule);
+    store.match_list.Remove(rule.match_link, ByLabel(rule, entry));
+    index.Remove(entry);
   }
 };
 

@@ -87,11 +87,11 @@ TEST_F(TextIndexTest, TextLongerThanThatOfAnyRuleIsNotFound) {
 }
 
 TEST_F(TextIndexTest, TextsWithEqualHashesAreToldApart) {
-  for (const char begin : {'t', '7'}) {  // in bytes, in half bytes
+  for (const char begin : {'t', '7'}) {
     const auto pairs = byod::test::PairsWithEqualHashes(begin, [](const std::string& text) {
-      byod::data::TextKey key;
-      EXPECT_TRUE(key.Make(text.c_str()));
-      return key.hash();
+      byod::data::FoldedText folded;
+      EXPECT_TRUE(folded.Make(text.c_str()));
+      return folded.hash();
     });
     EXPECT_GT(pairs.size(), 0u);
     for (const auto& [text, other] : pairs) {

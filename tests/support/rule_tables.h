@@ -11,8 +11,8 @@
 namespace byod::test {
 
 /// How many pieces of memory the indexes of a table take for its first rule, and at most for any:
-/// two for each sorted list, two for the texts, four for the User-Agent index.
-inline constexpr int64_t kIndexArrays = 10;
+/// two for each sorted list, two for the texts, five for the User-Agent index.
+inline constexpr int64_t kIndexArrays = 11;
 
 struct MacRules {
   using Rule = ByodMacRule;
