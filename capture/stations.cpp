@@ -2,7 +2,8 @@
 
 namespace byod::capture {
 
-Stations::Stations(size_t most) : stations_(most), holders_(most), forwarders_(most) {}
+Stations::Stations(size_t most)
+    : stations_(most), holders_(most), leases_(most), forwarders_(most) {}
 
 Station& Stations::Known(const StationKey& key) {
   Station& station = stations_.Touch(key);
@@ -18,6 +19,7 @@ const Station* Stations::Take(const Sighting& sighting) {
 void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
   if (address == kNoAddress) return;
   holders_.Touch(address) = mac;
+  leases_.Touch(mac) = address;
   std::string user_agent;
   if (const Station* const nameless = stations_.Find({std::nullopt, address})) {
     user_agent = nameless->user_agent;
@@ -28,6 +30,17 @@ void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
   if (station == nullptr) return;
   station->address = address;
   if (station->user_agent.empty()) station->user_agent = user_agent;
+}
+
+/// The client may no longer use what it was given.
+void Stations::Unbind(const MacAddress& mac) {
+  const IpAddress* const lease = leases_.Find(mac);
+  if (lease == nullptr) return;
+  Station* const station = stations_.Find({mac, kNoAddress});
+  if (station != nullptr && station->address == *lease) station->address = kNoAddress;
+  const MacAddress* const holder = holders_.Find(*lease);
+  if (holder != nullptr && *holder == mac) holders_.Erase(*lease);
+  leases_.Erase(mac);
 }
 
 const Station* Stations::TakeDhcp(const Sighting& sighting) {
@@ -41,19 +54,8 @@ const Station* Stations::TakeDhcp(const Sighting& sighting) {
     known.options = dhcp.option55;
     station = &known;
   }
-  if (dhcp.is_request) {
-    // An address that a client asks for again is its own until a server says no.
-    const bool has_asked = dhcp.type == DhcpMessage::kRequest;
-    const bool has_own = dhcp.client_address != kNoAddress;
-    Bind(has_own || !has_asked ? dhcp.client_address : dhcp.requested_address, dhcp.client);
-  } else if (dhcp.type == DhcpMessage::kAck) {
-    Bind(dhcp.offered_address, dhcp.client);
-  } else if (dhcp.type == DhcpMessage::kNak) {
-    if (Station* const refused = stations_.Find({dhcp.client, kNoAddress})) {
-      holders_.Erase(refused->address);
-      refused->address = kNoAddress;
-    }
-  }
+  if (!dhcp.is_request && dhcp.type == DhcpMessage::kAck) Bind(dhcp.offered_address, dhcp.client);
+  if (!dhcp.is_request && dhcp.type == DhcpMessage::kNak) Unbind(dhcp.client);
   return station;
 }
 

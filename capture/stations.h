@@ -1,4 +1,4 @@
-// Joins what packets tell to the stations that it is of.
+// Joins what packets say to the stations that it is about.
 #ifndef BYOD_CAPTURE_STATIONS_H
 #define BYOD_CAPTURE_STATIONS_H
 
@@ -37,6 +37,10 @@ struct Station {
  * others send, since it relays or answers DHCP, it is of the station that DHCP gave the IP address
  * to, or else of a station that is known by its IP address alone.
  *
+ * DHCP gives an address with an ACK, and with nothing else: what a client asks for, or says that it
+ * has, may be another station's. A NAK ends what the client's last ACK gave, unless that is another
+ * station's by now.
+ *
  * Of the stations that were seen least lately those beyond a bound are forgotten.
  */
 class Stations {
@@ -53,10 +57,12 @@ class Stations {
   const Station* TakeDhcp(const Sighting& sighting);
   const Station* TakeUserAgent(const Sighting& sighting);
   void Bind(const IpAddress& address, const MacAddress& mac);
+  void Unbind(const MacAddress& mac);
   Station& Known(const StationKey& key);
 
   RecentMap<StationKey, Station> stations_;
   RecentMap<IpAddress, MacAddress> holders_;  // of the addresses that DHCP gave
+  RecentMap<MacAddress, IpAddress> leases_;   // what the last ACK gave each client
   RecentMap<MacAddress, bool> forwarders_;    // senders of what is not theirs
 };
 

@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <pcap/dlt.h>
 
+#include <map>
+#include <optional>
 #include <string>
 
+#include "support/choices.h"
 #include "support/packets.h"
 
 namespace byod::capture {
@@ -90,32 +93,44 @@ TEST_F(StationsTest, WithoutALinkLayerTheAddressThatDhcpGaveTellsTheStation) {
   EXPECT_EQ(stations_.count(), 1U);
 }
 
-TEST_F(StationsTest, AnAddressThatAClientHasOrAsksForIsItsOwn) {
+TEST_F(StationsTest, AnAddressThatAClientAsksForOrSaysThatItHasIsNotItsOwn) {
+  See(DhcpIp(), DLT_RAW);
+  See(Answer(), DLT_RAW);
   Dhcp dhcp;
-  dhcp.type = 8;
-  dhcp.client_address = kClientIp;
-  See(DhcpIp(dhcp), DLT_RAW);
-  EXPECT_EQ(See(HttpIp(), DLT_RAW)->key.mac, kClient);
+  dhcp.client = {0x02, 9, 9, 9, 9, 9};
+  for (const unsigned type : {1U, 3U, 8U}) {
+    dhcp.type = type;
+    dhcp.client_address = kClientIp;
+    dhcp.options = {55, 1, 1};
+    See(DhcpIp(dhcp), DLT_RAW);
+    EXPECT_EQ(See(HttpIp(), DLT_RAW)->key.mac, kClient);
+    dhcp.client_address = kNoIp;
+    dhcp.options = {50, 4, 192, 0, 2, 10, 55, 1, 1};
+    See(DhcpIp(dhcp), DLT_RAW);
+    EXPECT_EQ(See(HttpIp(), DLT_RAW)->key.mac, kClient);
+  }
+}
 
+// A client that asked for another one's address took it along, and its refusal took it from both.
+TEST_F(StationsTest, ARefusalTakesNothingFromAnotherStation) {
+  See(DhcpIp(), DLT_RAW);
+  See(Answer(), DLT_RAW);
+  Dhcp dhcp;
   dhcp.type = 3;
-  dhcp.client_address = kNoIp;
   dhcp.client = {0x02, 9, 9, 9, 9, 9};
   dhcp.options = {50, 4, 192, 0, 2, 10, 55, 1, 1};
   See(DhcpIp(dhcp), DLT_RAW);
-  EXPECT_EQ(See(HttpIp(), DLT_RAW)->key.mac, dhcp.client);
-
-  // What a client would like is not its own while it only looks around.
-  dhcp.type = 1;
-  dhcp.client = {0x02, 8, 8, 8, 8, 8};
-  See(DhcpIp(dhcp), DLT_RAW);
-  EXPECT_NE(See(HttpIp(), DLT_RAW)->key.mac, dhcp.client);
+  Dhcp refusal;
+  refusal.operation = 2;
+  refusal.type = 6;
+  refusal.client = dhcp.client;
+  See(Ipv4(17, Udp(67, 68, test::DhcpMessage(refusal)), kServerIp), DLT_RAW);
+  EXPECT_EQ(See(HttpIp(), DLT_RAW)->key.mac, kClient);
 }
 
 TEST_F(StationsTest, AnAddressThatAServerRefusesIsNotTheClients) {
-  Dhcp dhcp;
-  dhcp.type = 3;
-  dhcp.options = {50, 4, 192, 0, 2, 10, 55, 1, 1};
-  See(DhcpIp(dhcp), DLT_RAW);
+  See(DhcpIp(), DLT_RAW);
+  See(Answer(), DLT_RAW);
   See(Answer(6), DLT_RAW);
   EXPECT_EQ(See(HttpIp(), DLT_RAW)->key.mac, std::nullopt);
 }
@@ -134,6 +149,104 @@ TEST_F(StationsTest, AMessageWithoutAListTellsNothing) {
   EXPECT_EQ(See(Ethernet(DhcpIp(dhcp))), nullptr);
   EXPECT_EQ(See(Ethernet(Answer())), nullptr);
   EXPECT_EQ(stations_.count(), 0U);
+}
+
+/// A history of DHCP, and who may use which address by it.
+class History {
+ public:
+  explicit History(uint32_t seed) : choices_(seed), stations_(100) {}
+
+  void Step() {
+    const MacAddress client{0x02, 0, 0, 0, 0, static_cast<uint8_t>(choices_.Below(5))};
+    const IpAddress address = AddressOf(choices_.Below(5));
+    switch (choices_.Below(6)) {
+      case 0:
+        return Give(client, address);
+      case 1:
+        return Refuse(client);
+      case 2:
+        return ExpectHolder(address);
+      default:
+        return Ask(client, address);
+    }
+  }
+
+ private:
+  static constexpr MacAddress kServer = {0, 1, 2, 3, 4, 5};
+
+  static IpAddress AddressOf(size_t number) {
+    const uint8_t bytes[] = {192, 0, 2, static_cast<uint8_t>(10 + number)};
+    return MakeIpAddress(Bytes(bytes));
+  }
+
+  Sighting Answer(const MacAddress& client, uint8_t type) {
+    Sighting sighting;
+    sighting.sender = kServer;
+    sighting.dhcp.type = type;
+    sighting.dhcp.client = client;
+    return sighting;
+  }
+
+  void Ask(const MacAddress& client, const IpAddress& address) {
+    Sighting sighting;
+    sighting.sender = client;
+    sighting.dhcp.is_request = true;
+    sighting.dhcp.client = client;
+    constexpr uint8_t kTypes[] = {DhcpMessage::kDiscover, DhcpMessage::kRequest,
+                                  DhcpMessage::kInform};
+    sighting.dhcp.type = kTypes[choices_.Below(3)];
+    if (choices_.Below(2) == 0) sighting.dhcp.client_address = address;
+    if (choices_.Below(2) == 0) sighting.dhcp.requested_address = address;
+    if (choices_.Below(2) == 0) sighting.dhcp.option55 = {1, 3, 6};
+    stations_.Take(sighting);
+  }
+
+  void Give(const MacAddress& client, const IpAddress& address) {
+    Sighting answer = Answer(client, DhcpMessage::kAck);
+    answer.dhcp.offered_address = address;
+    stations_.Take(answer);
+    holders_[address] = client;
+    given_[client] = address;
+  }
+
+  void Refuse(const MacAddress& client) {
+    stations_.Take(Answer(client, DhcpMessage::kNak));
+    const auto given = given_.find(client);
+    if (given == given_.end()) return;
+    const auto holder = holders_.find(given->second);
+    if (holder != holders_.end() && holder->second == client) holders_.erase(holder);
+    given_.erase(given);
+  }
+
+  /// A User-Agent that comes by the server, which forwards.
+  void ExpectHolder(const IpAddress& address) {
+    stations_.Take(Answer({2, 2, 2, 2, 2, 2}, 2));
+    Sighting sighting;
+    sighting.kind = Sighting::Kind::kUserAgent;
+    sighting.sender = kServer;
+    sighting.source = address;
+    sighting.user_agent = "x";
+    const Station* const station = stations_.Take(sighting);
+    const auto holder = holders_.find(address);
+    const auto expected = holder != holders_.end() ? std::optional(holder->second) : std::nullopt;
+    ASSERT_EQ(station->key.mac, expected);
+  }
+
+  Choices choices_;
+  Stations stations_;
+  std::map<IpAddress, MacAddress> holders_;
+  std::map<MacAddress, IpAddress> given_;
+};
+
+TEST(Stations, AnAddressBelongsToWhomTheLastAcknowledgementGaveIt) {
+  for (uint32_t seed = 0; seed < 300; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed);
+    for (int step = 0; step < 200; ++step) {
+      history.Step();
+      ASSERT_FALSE(testing::Test::HasFailure());
+    }
+  }
 }
 
 TEST(Stations, ThoseSeenLeastLatelyAreForgottenBeyondTheBound) {
