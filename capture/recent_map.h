@@ -13,6 +13,7 @@ namespace byod::capture {
 template <typename Key, typename Value>
 class RecentMap {
  public:
+  /// @param most  the bound, at least 1
   explicit RecentMap(size_t most) : most_(most) {}
 
   size_t size() const { return places_.size(); }
@@ -25,15 +26,18 @@ class RecentMap {
     return &place->second->second;
   }
 
-  /// The value, made when there is none.
+  /// The value, made when there is none. When that fails for lack of memory, nothing has changed.
   Value& Touch(const Key& key) {
     if (Value* const found = Find(key)) return *found;
-    if (places_.size() >= most_) {
+    // Whatever can fail comes before the first change that stays.
+    Entries fresh;
+    fresh.emplace_front(key, Value{});
+    places_.emplace(key, fresh.begin());
+    entries_.splice(entries_.begin(), fresh);
+    if (entries_.size() > most_) {
       places_.erase(entries_.back().first);
       entries_.pop_back();
     }
-    entries_.emplace_front(key, Value{});
-    places_[key] = entries_.begin();
     return entries_.front().second;
   }
 
