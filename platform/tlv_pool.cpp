@@ -7,7 +7,8 @@
 namespace lauth::tlv {
 namespace {
 
-// Slots are taken in turn, so that a handle comes back late, and this many before any comes again.
+// Slots are taken in turn, and this many of them are free when one is given back: it is taken again
+// behind all the others, so that a handle comes back after 65,536 times as many messages.
 constexpr uint32_t kSlotsInTurn = kSlotBlock;
 
 // Memory that unused slots may keep for the next message, all of them and each.
@@ -17,35 +18,38 @@ constexpr size_t kMostSpareEach = kMostSpare / 16;
 // Slots to be taken in the order in which they came.
 class Queue {
  public:
-  bool IsEmpty() const { return oldest_ == nullptr; }
+  size_t size() const { return size_; }
 
   void Push(Slot* slot) {
     slot->next_free = nullptr;
     (oldest_ != nullptr ? newest_->next_free : oldest_) = slot;
     newest_ = slot;
+    ++size_;
   }
 
   Slot* Pop() {
     Slot* slot = oldest_;
-    if (slot != nullptr) oldest_ = slot->next_free;
+    if (slot == nullptr) return nullptr;
+    oldest_ = slot->next_free;
+    --size_;
     return slot;
   }
 
  private:
   Slot* oldest_ = nullptr;
   Slot* newest_ = nullptr;
+  size_t size_ = 0;
 };
 
 class Pool {
  public:
   Slot* Take() {
     const Guard guard(lock_);
-    if (made_ < kSlotsInTurn || (with_memory_.IsEmpty() && without_memory_.IsEmpty())) {
+    if (free_.size() < kSlotsInTurn) {
       if (Slot* slot = Make()) return slot;
     }
-    Slot* slot = with_memory_.Pop();
-    if (slot == nullptr) return without_memory_.Pop();
-    spare_ -= slot->message.Footprint();
+    Slot* slot = free_.Pop();
+    if (slot != nullptr) spare_ -= slot->message.Footprint();
     return slot;
   }
 
@@ -55,12 +59,12 @@ class Pool {
       const Guard guard(lock_);
       if (footprint <= kMostSpareEach && spare_ + footprint <= kMostSpare) {
         spare_ += footprint;
-        return with_memory_.Push(slot);
+        return free_.Push(slot);
       }
     }
     slot->message.Release();
     const Guard guard(lock_);
-    without_memory_.Push(slot);
+    free_.Push(slot);
   }
 
  private:
@@ -80,9 +84,8 @@ class Pool {
   std::array<Slot, kSlotBlock> first_block_{};
   std::mutex lock_;  // over what follows
   uint32_t made_ = 0;
-  Queue with_memory_;
-  Queue without_memory_;
-  size_t spare_ = 0;
+  Queue free_;
+  size_t spare_ = 0;  // memory that the free slots keep
 };
 
 static_assert(std::is_trivially_destructible_v<Pool>, "messages are usable until the very end");

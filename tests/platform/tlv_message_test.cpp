@@ -4,6 +4,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "lauth_tlv.h"
@@ -303,15 +304,74 @@ TEST(MessageHandle, ThatIsForgedIsRefused) {
   EXPECT_EQ(TLV_Destroy(real), 0u);
 }
 
-TEST(MessageHandle, StaysRefusedWhileManyOtherMessagesComeAndGo) {
-  const uint32_t stale = TLV_Create();
-  EXPECT_EQ(TLV_Destroy(stale), 0u);
-  for (int i = 0; i < 1'000'000; ++i) {
+constexpr size_t kReuseDistance = size_t{65536} * 64;  // as the header promises
+
+/// Messages that come and go. Remembers some of their handles, and fails when one of these comes
+/// back too early.
+class Traffic {
+ public:
+  explicit Traffic(uint32_t seed) : random_(seed) {}
+  ~Traffic() {
+    while (!live_.empty())
+      Destroy(0);
+  }
+
+  size_t Live() const { return live_.size(); }
+  size_t Created() const { return created_; }
+  size_t Below(size_t bound) { return random_() % bound; }
+
+  /// @param size  of what is put into it
+  void Create(size_t size) {
     const uint32_t msg = TLV_Create();
     ASSERT_NE(msg, 0u);
-    ASSERT_NE(msg, stale);
-    ASSERT_EQ(TLV_GetFirst(stale), 0u);
-    ASSERT_EQ(TLV_Destroy(msg), 0u);
+    const auto earlier = remembered_.find(msg);
+    if (earlier != remembered_.end()) {
+      ASSERT_GT(created_ - earlier->second, kReuseDistance - 1) << "handle " << msg;
+    }
+    if (earlier != remembered_.end() || (remembered_.size() < 2000 && Below(50) == 0)) {
+      remembered_[msg] = created_;
+    }
+    for (; size > 60000; size -= 60000)
+      ASSERT_EQ(TLV_Append_Data(msg, 1, 60000, kValue), 0u);
+    ASSERT_EQ(TLV_Append_Data(msg, 1, static_cast<uint16_t>(size), kValue), 0u);
+    ++created_;
+    live_.push_back(msg);
+  }
+
+  void Destroy(size_t which) {
+    EXPECT_EQ(TLV_Destroy(live_[which]), 0u);
+    live_.erase(live_.begin() + static_cast<ptrdiff_t>(which));
+  }
+
+ private:
+  static constexpr uint8_t kValue[60000] = {};
+
+  std::mt19937 random_;
+  std::vector<uint32_t> live_;
+  std::unordered_map<uint32_t, size_t> remembered_;
+  size_t created_ = 0;
+};
+
+// Slots that kept their memory were taken before those that did not, one of them again and again.
+TEST(MessageHandle, ComesBackLateWhateverTheOrderOfMessages) {
+  Traffic traffic(13);
+  // Many at a time, with more memory than a slot may keep.
+  for (int i = 0; i < 200; ++i)
+    ASSERT_NO_FATAL_FAILURE(traffic.Create(300000));
+  while (traffic.Live() > 0)
+    traffic.Destroy(traffic.Below(traffic.Live()));
+  // One at a time.
+  while (traffic.Created() < 200'000) {
+    ASSERT_NO_FATAL_FAILURE(traffic.Create(8));
+    traffic.Destroy(0);
+  }
+  // Some at a time, in any order, now and then a large one.
+  while (traffic.Created() < kReuseDistance + 400'000) {
+    const size_t wanted = traffic.Below(traffic.Below(100) == 0 ? 150 : 4);
+    while (traffic.Live() < wanted)
+      ASSERT_NO_FATAL_FAILURE(traffic.Create(traffic.Below(20000) == 0 ? 300000 : 8));
+    while (traffic.Live() > wanted)
+      traffic.Destroy(traffic.Below(2) == 0 ? traffic.Live() - 1 : traffic.Below(traffic.Live()));
   }
 }
 
