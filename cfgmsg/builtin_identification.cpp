@@ -1,4 +1,5 @@
 // The entry points for a caller that holds a terminal's fingerprint and a connection to the daemon.
+#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 
@@ -41,11 +42,16 @@ void LogParts(const ByodFingerPrint& fp) {
   }
 }
 
+uint32_t RefuseArguments() {
+  errno = EINVAL;
+  return BYOD_ERR_FAILED;
+}
+
 using TextQuery = uint32_t (*)(int connection, const ByodFingerPrint* fp, uint32_t size, char* out);
 
 uint32_t LogAndAsk(TextQuery query, int connection, const ByodFingerPrint* fp, uint32_t size,
                    char* out) {
-  if (connection < 0 || fp == nullptr || out == nullptr) return BYOD_ERR_FAILED;
+  if (connection < 0 || fp == nullptr || out == nullptr) return RefuseArguments();
   if (size > 0) out[0] = '\0';
   LogParts(*fp);
   return query(connection, fp, size, out);
@@ -55,7 +61,7 @@ uint32_t LogAndAsk(TextQuery query, int connection, const ByodFingerPrint* fp, u
 
 uint32_t BYOD_GetDeviceTypeByFingerPrint(int connection, const ByodFingerPrint* fp,
                                          uint32_t* type) {
-  if (connection < 0 || fp == nullptr || type == nullptr) return BYOD_ERR_FAILED;
+  if (connection < 0 || fp == nullptr || type == nullptr) return RefuseArguments();
   char ua[BYOD_USERAGENT_SIZE];
   byod::CopyText(ua, fp->user_agent);
   *type = TerminalType(lowercase(ua));
@@ -74,7 +80,7 @@ uint32_t BYOD_GetDeviceNameByFingerPrint(int connection, const ByodFingerPrint* 
 
 uint32_t BYOD_GetDeviceAttributeByFingerPrint(int connection, const ByodFingerPrint* fp,
                                               ByodDeviceAttribute* attr) {
-  if (connection < 0 || fp == nullptr || attr == nullptr) return BYOD_ERR_FAILED;
+  if (connection < 0 || fp == nullptr || attr == nullptr) return RefuseArguments();
   *attr = {};
   return BYOD_cfgmsg_GetDeviceAttribute(connection, fp, attr);
 }

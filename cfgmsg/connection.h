@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "byod_cfgmsg.h"
+#include "cfgmsg/reason.h"
 #include "tlv/message.h"
 
 namespace byod::cfgmsg {
@@ -25,7 +26,9 @@ inline tlv::Message Receive(int connection) {
 class Connection {
  public:
   Connection() : socket_(BYOD_cfgmsg_ConnectToLauthd()) {}
-  ~Connection() { BYOD_Fini(socket_); }
+  ~Connection() {
+    KeepErrno([this] { BYOD_Fini(socket_); });
+  }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 

@@ -9,19 +9,15 @@
 namespace byod::cfgmsg {
 namespace {
 
-/// @return what is decoded from the exchange's reply, if it is a rule without an error
-template <typename Kind>
-std::optional<typename Kind::Decoded> DecodeReply(const tlv::Message& reply) {
-  typename Kind::Decoded decoded;
-  if (!reply || BYOD_tlv_GetErrorCode(reply.get()) != 0) return std::nullopt;
-  if (Kind::Decode(reply.get(), decoded) != 0) return std::nullopt;
-  return decoded;
-}
-
 template <typename Kind>
 typename Kind::Rule* SendAndGetRule(uint32_t request) {
-  const auto decoded = DecodeReply<Kind>(tlv::Message(Byod_SendAndGetReply(request)));
-  return decoded ? Kind::Build(*decoded) : nullptr;
+  const tlv::Message reply(Byod_SendAndGetReply(request));
+  if (!reply || ReadCode(reply.get()) != 0) return nullptr;
+  typename Kind::Decoded decoded;
+  const bool is_decoded = Kind::Decode(reply.get(), decoded) == 0;
+  typename Kind::Rule* const rule = is_decoded ? Kind::Build(decoded) : nullptr;
+  errno = rule != nullptr ? 0 : is_decoded ? ENOMEM : kBadAnswer;
+  return rule;
 }
 
 /// @return what is decoded from the message nested in an element, if there is one and it is a rule
@@ -64,13 +60,18 @@ using byod::cfgmsg::UserAgentKind;
 
 uint32_t Byod_SendAndGetReply(uint32_t request) {
   const byod::cfgmsg::Connection connection;
-  if (!connection || !byod::cfgmsg::Send(connection.get(), request)) return 0;
-  return byod::cfgmsg::Receive(connection.get()).release();
+  if (!connection) return 0;
+  byod::tlv::Message reply;
+  if (byod::cfgmsg::Send(connection.get(), request)) {
+    reply = byod::cfgmsg::Receive(connection.get());
+  }
+  errno = reply ? 0 : byod::cfgmsg::kNoAnswer;
+  return reply.release();
 }
 
 uint32_t Byod_SendAndGetResult(uint32_t request) {
   const byod::tlv::Message reply(Byod_SendAndGetReply(request));
-  return reply ? BYOD_tlv_GetErrorCode(reply.get()) : uint32_t{BYOD_ERR_FAILED};
+  return reply ? byod::cfgmsg::ReadCode(reply.get()) : uint32_t{BYOD_ERR_FAILED};
 }
 
 ByodMacRule* Byod_SendAndGetMacRule(uint32_t request) {

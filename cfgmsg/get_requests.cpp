@@ -1,4 +1,5 @@
 // Requests that ask for something: the order, a count, a rule.
+#include "cfgmsg/reason.h"
 #include "cfgmsg/request.h"
 
 using byod::cfgmsg::Address;
@@ -13,7 +14,7 @@ uint32_t BYOD_cfgmsg_GetOrder(ByodOrder* order) {
   if (!request.Ready()) return request.status;
   const byod::tlv::Message reply(Byod_SendAndGetReply(request.message.get()));
   if (!reply) return BYOD_ERR_FAILED;
-  if (const uint32_t refusal = BYOD_tlv_GetErrorCode(reply.get())) return refusal;
+  if (const uint32_t refusal = byod::cfgmsg::ReadCode(reply.get())) return refusal;
   return BYOD_tlv_GetOrder(reply.get(), order->slots);
 }
 
@@ -27,7 +28,8 @@ uint32_t BYOD_cfgmsg_GetRulesCountByType(uint32_t kind, uint32_t* count) {
   const byod::tlv::Message reply(Byod_SendAndGetReply(request.message.get()));
   if (!reply) return 0;
   *count = 0;
-  BYOD_tlv_GetUINTValueByType(reply.get(), BYOD_TLV_COUNT, count);
+  const uint32_t missing = BYOD_tlv_GetUINTValueByType(reply.get(), BYOD_TLV_COUNT, count);
+  if (missing != 0 && byod::cfgmsg::ReadCode(reply.get()) == 0) errno = byod::cfgmsg::kUnknown;
   return 0;
 }
 

@@ -17,15 +17,19 @@ uint32_t List(uint32_t kind, Walk walk, ByodRuleCallback callback) {
   const Connection connection;
   // Kept: without a daemon there is nothing to list, and that is a success.
   if (!connection) return 0;
-  if (!Send(connection.get(), request.message.get())) return BYOD_ERR_FAILED;
-  uint32_t code;
-  do {
-    const tlv::Message reply = Receive(connection.get());
-    if (!reply) return BYOD_ERR_FAILED;
-    code = BYOD_tlv_GetErrorCode(reply.get());
-    if (code == 0 || code == BYOD_ERR_CONTINUE) walk(reply.get(), callback);
-  } while (code == BYOD_ERR_CONTINUE);
-  return code;
+  const bool is_sent = Send(connection.get(), request.message.get());
+  for (;;) {
+    const tlv::Message reply = is_sent ? Receive(connection.get()) : tlv::Message();
+    if (!reply) {
+      errno = kNoAnswer;
+      return BYOD_ERR_FAILED;
+    }
+    const uint32_t code = ReadCode(reply.get());
+    if (code != 0 && code != BYOD_ERR_CONTINUE) return code;
+    walk(reply.get(), callback);
+    errno = 0;  // whatever the callback left there
+    if (code == 0) return 0;
+  }
 }
 
 }  // namespace

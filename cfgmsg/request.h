@@ -2,6 +2,8 @@
 #ifndef BYOD_CFGMSG_REQUEST_H
 #define BYOD_CFGMSG_REQUEST_H
 
+#include <cerrno>
+
 #include "byod_cfgmsg.h"
 #include "byod_tlv.h"
 #include "tlv/append.h"
@@ -37,13 +39,17 @@ struct Request {
   bool Ready() const { return status == 0; }
 };
 
+/// errno is for the case that the request is not ready.
 /// @return without memory no message and BYOD_ERR_FAILED; else the combined results of the appends
 template <typename... Fields>
 Request MakeRequest(const Fields&... fields) {
   tlv::Message message(TLV_Create());
+  errno = ENOMEM;
   if (!message) return {std::move(message), BYOD_ERR_FAILED};
   tlv::Appender append(message.get());
   (fields(append), ...);
+  // The encoders refuse arguments with this code; without memory the container has another one.
+  if (append.status() == BYOD_ERR_FAILED) errno = EINVAL;
   return {std::move(message), append.status()};
 }
 

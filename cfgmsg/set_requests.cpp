@@ -11,6 +11,12 @@ uint32_t Set(uint32_t add, uint32_t kind, const Fields&... fields) {
   return request.Ready() ? Byod_SendAndGetResult(request.message.get()) : request.status;
 }
 
+/// Without an order, which only an undo may do.
+uint32_t EncapOrder(uint32_t add, const ByodOrder* order, uint32_t msg) {
+  if (order != nullptr) return BYOD_tlv_EncapOrder(msg, order->slots);
+  return add == 0 ? 0 : BYOD_ERR_FAILED;
+}
+
 auto DeviceAttribute(uint32_t kind, const ByodDeviceInfo* value) {
   return Encoded([=](uint32_t msg) { return BYOD_tlv_EncapDevAttr(msg, kind, value); });
 }
@@ -20,6 +26,7 @@ auto DeviceAttribute(uint32_t kind, const ByodDeviceInfo* value) {
 
 using byod::cfgmsg::Address;
 using byod::cfgmsg::DeviceAttribute;
+using byod::cfgmsg::EncapOrder;
 using byod::cfgmsg::Encoded;
 using byod::cfgmsg::Number;
 using byod::cfgmsg::Set;
@@ -27,7 +34,7 @@ using byod::cfgmsg::Text;
 
 uint32_t BYOD_cfgmsg_SetOrder(uint32_t add, const ByodOrder* order) {
   return Set(add, BYOD_MSG_ORDER,
-             Encoded([=](uint32_t msg) { return BYOD_tlv_EncapOrder(msg, order->slots); }));
+             Encoded([=](uint32_t msg) { return EncapOrder(add, order, msg); }));
 }
 
 uint32_t BYOD_cfgmsg_SetMacRule(uint32_t add, const char* name, const ByodMacRule* rule) {
