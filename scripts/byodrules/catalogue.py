@@ -28,6 +28,11 @@ class Rule:
         return replace(self, example=text)
 
 
+def replace_key(rule, key):
+    """The same rule under another key."""
+    return replace(rule, key=key)
+
+
 def read_table(path, required, optional=()):
     """Rows as dictionaries; a missing column or an over-long text is an error with its line."""
     rows = []
@@ -70,15 +75,19 @@ def quoted(text):
     return text
 
 
-def write_rules(path, key, rules, comment):
-    """Writes rules in the order given, below the lines of a comment."""
+def write_table(path, header, rows, comment):
+    """Writes rows in the order given, below the lines of a comment."""
     temporary = f"{path}.new"
     with open(temporary, "w", encoding="utf-8", newline="") as file:
         for line in comment:
             file.write(f"# {line}".rstrip() + "\n")
-        for row in (
-            (key, "name", "vendor", "category", "os", "example"),
-            *((r.key, r.name, r.vendor, r.category, r.os, r.example) for r in rules),
-        ):
+        for row in (header, *rows):
             file.write(",".join(map(quoted, row)) + "\n")
     os.replace(temporary, path)
+
+
+def write_rules(path, key, rules, comment):
+    """Writes rules in the order given, below the lines of a comment."""
+    header = (key, "name", "vendor", "category", "os", "example")
+    rows = ((r.key, r.name, r.vendor, r.category, r.os, r.example) for r in rules)
+    write_table(path, header, rows, comment)

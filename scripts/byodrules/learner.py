@@ -11,13 +11,14 @@ from collections import Counter
 
 from byodrules import candidates, matching, naming
 from byodrules.brands import PHONE
-from byodrules.catalogue import LIMITS, Rule
+from byodrules.catalogue import Rule
 
 VENDOR = 1  # place in (category, vendor, os)
 WRONG = 0.6  # what a wrong field costs; an empty one costs nothing
 LEAST = 0.9  # a rule that gains less is not worth its place
 SILENT = 0.3  # what a vendor costs on a row whose sources name none, as for Windows computers
 KNOWN = 3.0  # what a hand-written brand word is worth: a stray row does not outweigh it
+MODEL = 1.0  # what the beginning of a listed model is worth
 # Texts that a term of so many letters and digits needs: unseen brands share such beginnings.
 SHORT = {2: 12, 3: 5}
 # Rows that must say so before a phone's string means another category, or Android another system.
@@ -56,9 +57,17 @@ class Texts:
 
 
 class Learner:
-    def __init__(self, rows, base):
-        """rows: (text, (category, vendor, os)) with "" for what a label leaves open."""
-        rows = sorted(set(rows))
+    def __init__(self, rows, base, limit):
+        """rows: (text, (category, vendor, os)) with "" for what a label leaves open.
+
+        limit: bytes that an expression may have.
+
+        The examples of the hand-written rules are rows that no learned rule may contradict.
+        """
+        self._limit = limit
+        examples = {rule.example: rule.answer() for rule in base if rule.example}
+        rows = sorted({row for row in rows if row[0] not in examples} | set(examples.items()))
+        self._pinned = {i for i, (text, _) in enumerate(rows) if text in examples}
         self._labels = [labels for _, labels in rows]
         self._texts = Texts([text for text, _ in rows])
         self._lengths = [-1] * len(rows)
@@ -171,25 +180,44 @@ class Learner:
         for guard, held in sorted(groups.items()):
             yield f"{guard}&&{term}", held
 
-    def learn(self, most, known=()):
-        """Adds rules up to `most`; `known` are rules that the rows need only not contradict."""
-        pool = [(r.key, matching.length(r.key), self._texts.holding(r.key), r) for r in known]
+    def learn(self, most, known):
+        """Adds rules up to `most`.
+
+        `known` maps rules that the rows need only not contradict to what each is worth.
+        """
+        pool = [
+            (rule.key, matching.length(rule.key), self._texts.holding(rule.key), (rule, worth))
+            for rule, worth in known.items()
+        ]
         named = {rule.key for rule in known}
         for term, ids in sorted(candidates.terms(self._texts.texts).items()):
             if len(ids) < SHORT.get(sum(c.isalnum() for c in term), 1):
                 continue
             for expression, held in self._expressions(term, ids):
                 size = matching.length(expression)
-                if expression not in named and held and size <= LIMITS["expression"]:
+                if expression not in named and held and size <= self._limit:
                     pool.append((expression, size, held, None))
         for _ in range(ROUNDS):
             if not self._round(pool, most):
                 break
 
+    def _contradicts(self, size, held, answer):
+        """Whether a rule would answer a hand-written example in another way."""
+        return any(
+            self._lengths[i] <= size
+            and any(label and label != given for label, given in zip(self._labels[i], answer))
+            for i in self._pinned.intersection(held)
+        )
+
     def _gain(self, expression, size, held, known):
+        gain, answer = self._plain_gain(expression, size, held, known)
+        return (-1.0 if self._contradicts(size, held, answer) else gain), answer
+
+    def _plain_gain(self, expression, size, held, known):
         if known:
-            answer = known.answer()
-            return KNOWN + self._worth(size, held, answer), answer
+            rule, worth = known
+            answer = rule.answer()
+            return worth + self._worth(size, held, answer), answer
         gain, answer, says = self._weigh(size, held)
         plain = self._plausible(expression, answer, says)
         if plain != answer:
@@ -223,7 +251,8 @@ class Learner:
                 continue
             category, vendor, system = answer
             name = naming.name_of(vendor, category, system)
-            self._take(known or Rule(expression, name, vendor, category, system), held)
+            rule = known[0] if known else Rule(expression, name, vendor, category, system)
+            self._take(rule, held)
             self.gains[expression] = gain
             added += 1
         return added

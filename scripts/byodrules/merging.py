@@ -9,7 +9,7 @@ Expressions only ever grow here, so an order that holds once holds to the end.
 from collections import Counter
 
 from byodrules import matching
-from byodrules.catalogue import LIMITS, Rule
+from byodrules.catalogue import Rule
 
 PASSES = 3  # when one expression has grown, the ones below it may grow too
 
@@ -50,8 +50,10 @@ class _Bin:
 class Merger:
     """Merges rules and adds up what each expression is worth."""
 
-    def __init__(self, rules, texts, fixed, worth=None):
-        """Rules whose key is in `fixed` stay alone; `worth` holds what a key's rule is worth."""
+    def __init__(self, rules, texts, fixed, limit, worth=None):
+        """Rules whose key is in `fixed` stay alone; no expression gets longer than `limit` bytes;
+        `worth` holds what a key's rule is worth."""
+        self._limit = limit
         self._rules = rules
         self._worth = worth or {}
         self._answers = [(rule.name, rule.answer()) for rule in rules]
@@ -87,7 +89,7 @@ class Merger:
 
         def room(held):
             """How long an expression of these rules may be."""
-            most = LIMITS["expression"]
+            most = self._limit
             for index in held.members:
                 for winner in beaten[index]:
                     most = min(most, bins[winner].size - 1)
@@ -166,6 +168,6 @@ class Merger:
         return result
 
 
-def merge(rules, texts, fixed):
+def merge(rules, texts, fixed, limit):
     """Merges what may be merged."""
-    return [rule for rule, _ in Merger(rules, texts, fixed).merge()]
+    return [rule for rule, _ in Merger(rules, texts, fixed, limit).merge()]

@@ -1,5 +1,6 @@
 """What the learning script writes, and what it leaves out."""
 
+import importlib.machinery
 import os
 import subprocess
 import sys
@@ -9,10 +10,12 @@ import unittest
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
-from byodrules import brands, catalogue, merging, pruning  # noqa: E402
+from byodrules import brands, catalogue, merging, models, pruning, respelling  # noqa: E402
 from byodrules.catalogue import Rule  # noqa: E402
-from byodrules.matching import Matcher  # noqa: E402
+from byodrules.matching import Matcher, alternatives  # noqa: E402
 
+LEARN = importlib.machinery.SourceFileLoader(
+    "learn_rules", os.path.join(ROOT, "scripts", "learn-rules")).load_module()
 HEADER = "user_agent\ttype\tvendor\tos\tsource\n"
 
 
@@ -39,6 +42,7 @@ BASE = {
     "Mozilla/5.0&&Android&&Mobile,Android phone,,Mobile,Android\n",
     "base/brands.csv": "term,vendor,kind\n; Word,Brand,phone\n",
     "base/names.csv": "name,vendor,kind\nForeign,Foreign,phone\n",
+    "base/models.csv": "term,vendor,kind\n; MQ-,Listed,both\n",
     "base/dhcp-option.csv": "options,name,vendor,category,os\n",
 }
 
@@ -118,6 +122,33 @@ class LearnRules(unittest.TestCase):
         answer = rules[matcher.winner(browser("Foreign 77"))].answer()
         self.assertEqual(answer, ("Mobile", "Acme", "Android"))
 
+    def test_a_listed_model_needs_no_row_either(self):
+        output, _ = learn(self.folder, HEADER + "".join(labelled_lines()))
+        rules = catalogue.read_rules(output, "expression")
+        matcher = Matcher([rule.key for rule in rules])
+        self.assertEqual(rules[matcher.winner(browser("MQ-7"))].answer(),
+                         ("Mobile", "Listed", "Android"))
+        self.assertEqual(rules[matcher.winner(browser("MQ-7", False))].answer(),
+                         ("Tablet", "Listed", "Android"))
+
+    def test_no_expression_is_longer_than_asked_for(self):
+        for limit in (60, 127):
+            output, _ = learn(self.folder, HEADER + "".join(labelled_lines()), "--max-length",
+                              str(limit))
+            rules = catalogue.read_rules(output, "expression")
+            self.assertLessEqual(max(len(rule.key) for rule in rules), limit)
+
+    def test_rows_cannot_take_a_hand_written_rule_s_own_example_from_it(self):
+        example = browser("Sure-1")
+        phone = Rule("Mozilla/5.0&&Android&&Mobile", "", "", "Mobile", "Android")
+        sure = Rule("Sure-1", "Watch", "Tick", "Other", "Tock", example)
+        rows = [(browser(f"Sure-{n}"), ("Mobile", "Acme", "Android")) for n in range(50)]
+        learned = LEARN.user_agent_rules(rows, {}, [sure])
+        matcher = Matcher([rule.key for rule in learned])
+        self.assertEqual(learned[matcher.winner(example)].answer(), sure.answer())
+        self.assertEqual(list(LEARN.lost_examples(learned, [sure])), [])
+        self.assertEqual(len(list(LEARN.lost_examples([phone, sure], [sure]))), 1)
+
     def test_the_same_rows_in_any_order_give_the_same_bytes(self):
         lines = list(labelled_lines())
         _, first = learn(self.folder, HEADER + "".join(lines))
@@ -174,9 +205,9 @@ class Pruning(unittest.TestCase):
 class Merging(unittest.TestCase):
     PHONE, TABLET = ("Mobile", "A"), ("Tablet", "A")
 
-    def merged(self, rules, texts=(), fixed=()):
+    def merged(self, rules, texts=(), fixed=(), limit=127):
         rules = [Rule(key, category=c, vendor=v) for key, (c, v) in rules]
-        return sorted(rule.key for rule in merging.merge(rules, list(texts), set(fixed)))
+        return sorted(rule.key for rule in merging.merge(rules, list(texts), set(fixed), limit))
 
     def test_rules_of_one_answer_become_alternatives(self):
         self.assertEqual(
@@ -222,9 +253,68 @@ class Merging(unittest.TestCase):
 
     def test_no_expression_outgrows_its_limit(self):
         keys = [f"word-{i:03}" for i in range(100)]
-        found = self.merged([(key, self.PHONE) for key in keys])
-        self.assertTrue(all(len(key) <= 255 for key in found))
-        self.assertEqual(sorted("||".join(found).split("||")), keys)
+        for limit in (127, 255):
+            found = self.merged([(key, self.PHONE) for key in keys], limit=limit)
+            self.assertEqual(max(len(key) for key in found), limit // 10 * 10 - 2)
+            self.assertEqual(sorted("||".join(found).split("||")), keys)
+
+
+class Respelling(unittest.TestCase):
+    def distinct(self, *keys, most=127):
+        return [rule.key for rule in respelling.distinct([Rule(key) for key in keys], most)]
+
+    def test_expressions_that_are_equal_but_for_case_all_stay_and_match_what_they_did(self):
+        keys = ["Huawei", "HUAWEI", "huawei", "Android&&Redmi", "Android&&REDMI", "a||B", "A||b"]
+        found = self.distinct(*keys)
+        self.assertEqual(len({key.lower() for key in found}), len(keys))
+        for key, respelt in zip(keys, found):
+            self.assertEqual(
+                sorted(map(sorted, alternatives(respelt))), sorted(map(sorted, alternatives(key)))
+            )
+
+    def test_the_first_keeps_its_spelling_and_terms_are_exchanged_before_anything_grows(self):
+        self.assertEqual(self.distinct("Android&&X", "Android&&x"), ["Android&&X", "x&&Android"])
+        self.assertEqual(self.distinct("Huawei", "HUAWEI"), ["Huawei", "HUAWEI&"])
+
+    def test_one_that_would_grow_beyond_the_limit_keeps_its_text(self):
+        self.assertEqual(self.distinct("Huawei", "HUAWEI", most=6), ["Huawei", "HUAWEI"])
+
+
+class Models(unittest.TestCase):
+    def beginnings(self, *rows):
+        return models.beginnings(rows)
+
+    def test_the_shortest_beginning_of_one_brand_is_found(self):
+        found = self.beginnings(
+            ("SM-G960F", "Samsung", "Galaxy S9"), ("SM-G965F", "Samsung", "Galaxy S9+"),
+            ("SM-X1", "Other", "X1"), ("SM-X2", "Other", "X2"))
+        self.assertEqual(found, {"SM-G": ("Samsung", "both"), "SM-X": ("Other", "both")})
+
+    def test_one_model_alone_says_nothing_of_its_beginning(self):
+        self.assertEqual(self.beginnings(("SM-G960F", "Samsung", "Galaxy S9")), {})
+        self.assertEqual(self.beginnings(("AB-1", "A", "One"), ("AB-1", "A", "Uno")), {})
+
+    def test_brands_that_share_a_beginning_are_told_apart_or_left_out(self):
+        found = self.beginnings(("X100", "A", "a"), ("X101", "A", "a"), ("X102", "B", "b"))
+        self.assertEqual(found, {})
+
+    def test_the_marketing_name_tells_tablets_and_television_from_phones(self):
+        self.assertEqual(models.kind_of("Galaxy Tab S9"), "tablet")
+        self.assertEqual(models.kind_of("MatePad 11"), "tablet")
+        self.assertEqual(models.kind_of("Mi TV Stick"), "tv")
+        self.assertEqual(models.kind_of("Galaxy Watch4"), "")
+        self.assertEqual(models.kind_of("Galaxy S9"), "both")
+        found = self.beginnings(
+            ("TBA-1", "L", "Tab 1"), ("TBA-2", "L", "Tab 2"), ("TBX", "L", "Phone"), ("TBX2", "L", "P"))
+        self.assertEqual(found, {"TBA": ("L", "tablet"), "TBX": ("L", "both")})
+
+    def test_short_beginnings_and_codes_that_no_expression_can_hold_are_left_out(self):
+        self.assertEqual(self.beginnings(("G2", "LG", "G2"), ("G3", "LG", "G3")), {})
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "models.tsv")
+            with open(path, "w", encoding="utf-8") as file:
+                file.write("model\tbrand\tvendor\tname\nA|B\ta\tA\tn\nC&D\ta\tA\tn\nEFG\ta\tRedmi\tn\n")
+            self.assertEqual(list(models.read(path)), [("EFG", "Xiaomi", "n")])
 
 
 class HandWritten(unittest.TestCase):
