@@ -38,7 +38,7 @@ int Show(const Options& options, const Settings& settings) {
     reply.ForEachNested(BYOD_EXT_AUTHORIZATION, [&](const Fields& fields) {
       const AuthorizationSet set = AuthorizationIn(fields);
       if (options.json) return WriteJsonLine(AuthorizationJson(set));
-      table.Add({Cell(set.group), Cell(set.type), Cell(AuthorizationText(set), 200)});
+      table.Add({Cell(set.group), Cell(set.type), Cell(AuthorizationText(set))});
     });
   });
   if (!options.json) table.Write(std::cout);

@@ -26,7 +26,7 @@ _byodctl() {
       mapfile -t COMPREPLY < <(compgen -W "$(ls /sys/class/net 2>/dev/null)" -- "$current")
       return
       ;;
-    --timeout | --mac | --user-agent | --dhcp | --order | --group | --count)
+    --timeout | --mac | --user-agent | --dhcp | --order | --group | --count | --match | --wins)
       return
       ;;
   esac
@@ -53,7 +53,7 @@ _byodctl() {
         choices='--offline --mac --user-agent --dhcp --pcap --input --tsv --json --explain --rules
                  --ieee --order --group'
         ;;
-      'show rules') choices="$kinds --custom --modified --json" ;;
+      'show rules') choices="$kinds --custom --modified $fields --match --wins --json" ;;
       'show rule') choices='--next --json' ;;
       'set rule' | 'unset rule') choices="$fields --json" ;;
       'set order') choices='dhcp,user-agent,mac --json' ;;

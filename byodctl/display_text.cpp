@@ -35,15 +35,14 @@ bool IsObeyed(utf8proc_int32_t code) {
          (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
-}  // namespace
-
-std::string Printable(std::string_view text) {
+/// @param otherwise  stands in for a byte that is not UTF-8; empty = the byte stays
+std::string Neutralised(std::string_view text, std::string_view otherwise) {
   std::string out;
   while (!text.empty()) {
     const Character character = First(text);
-    if (character.code < 0) {
-      out += "\xEF\xBF\xBD";
-    } else if (IsObeyed(character.code)) {
+    if (character.code < 0 && !otherwise.empty()) {
+      out += otherwise;
+    } else if (character.code >= 0 && IsObeyed(character.code)) {
       out += '?';
     } else {
       out += text.substr(0, character.bytes);
@@ -51,6 +50,16 @@ std::string Printable(std::string_view text) {
     text.remove_prefix(character.bytes);
   }
   return out;
+}
+
+}  // namespace
+
+std::string Printable(std::string_view text) {
+  return Neutralised(text, "\xEF\xBF\xBD");
+}
+
+std::string WithoutControls(std::string_view text) {
+  return Neutralised(text, {});
 }
 
 size_t DisplayWidth(std::string_view text) {

@@ -12,6 +12,9 @@ namespace byod::ctl {
 /// are not UTF-8 become U+FFFD.
 std::string Printable(std::string_view text);
 
+/// As Printable, but bytes that are not UTF-8 stay: for a program that reads them back.
+std::string WithoutControls(std::string_view text);
+
 /// The columns that a printable text takes.
 size_t DisplayWidth(std::string_view text);
 

@@ -10,6 +10,7 @@
 #include "byodctl/json_line.h"
 #include "byodctl/rule.h"
 #include "byodctl/rule_csv.h"
+#include "byodctl/table.h"
 
 namespace byod::ctl {
 namespace {
@@ -30,6 +31,8 @@ int Export(const Options& options, const Settings& settings) {
   if (!options.kind.empty()) kinds = {RuleKindOf(options.kind)};
   Client client(settings);
   int status = kExitSuccess;
+  // A file keeps every byte for import; a terminal must not obey them.
+  const bool is_terminal = WidthOfOutput().has_value();
   for (const uint32_t kind : kinds) {
     if (!options.json) std::cout << CsvHeader(kind);
     ListRules(client, kind, true, Telling::kConfigured, [&](const Rule& rule) {
@@ -45,7 +48,7 @@ int Export(const Options& options, const Settings& settings) {
           object[field.name] = rule.device.*field.member;
         WriteJsonLine(object);
       } else {
-        std::cout << row;
+        std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);
       }
     });
   }

@@ -62,6 +62,11 @@ ParsedFingerprint ParseFingerprint(const FingerprintText& text) {
   return parsed;
 }
 
+std::string AddressText(const std::string& mac) {
+  const auto parsed = rulefiles::ParseMac(mac);
+  return parsed ? rulefiles::ToString(*parsed) : mac;
+}
+
 bool IsLocallyAdministered(const std::string& mac) {
   const auto parsed = rulefiles::ParseMac(mac);
   return parsed && rulefiles::IsLocallyAdministered(*parsed);

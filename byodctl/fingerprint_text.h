@@ -27,6 +27,9 @@ struct ParsedFingerprint {
 
 ParsedFingerprint ParseFingerprint(const FingerprintText& text);
 
+/// An address in the form in which all are written, "00:11:22:33:44:55"; another text as it is.
+std::string AddressText(const std::string& mac);
+
 /// Whether a text is an address that was made up on the spot, so that its prefix says nothing.
 bool IsLocallyAdministered(const std::string& mac);
 

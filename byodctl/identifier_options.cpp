@@ -16,7 +16,7 @@ namespace {
 rulefiles::Sources SourcesThatAreThere(rulefiles::Sources sources) {
   for (std::string* directory : {&sources.rules_directory, &sources.registry_directory}) {
     if (directory->empty() || std::filesystem::is_directory(*directory)) continue;
-    std::cerr << "byodctl: no directory " << *directory << ", going on without it\n";
+    std::cerr << "byodctl: no directory " << Printable(*directory) << ", going on without it\n";
     directory->clear();
   }
   return sources;

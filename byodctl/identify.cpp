@@ -83,6 +83,7 @@ Identification IdentifyLine(InputLine line, Identifier& identifier, bool& is_cut
   result.is_locally_administered = parsed.is_locally_administered;
   if (result.line.error.empty()) result.line.error = parsed.error;
   if (!result.line.error.empty()) return result;
+  result.line.text.mac = AddressText(result.line.text.mac);
   is_cut = parsed.is_user_agent_cut;
   result.answer = identifier.Identify(parsed.fingerprint);
   return result;

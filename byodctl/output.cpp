@@ -47,7 +47,7 @@ class TsvWriter : public Writer {
  private:
   void Put(std::string field, char end) {
     std::ranges::replace_if(field, [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
-    out_ << field << end;
+    out_ << WithoutControls(field) << end;
   }
 
   std::ostream& out_;
@@ -93,8 +93,8 @@ class TableWriter : public Writer {
     has_random_ = has_random_ || identification.is_locally_administered;
     rows_.push_back({Cell(Flagged(text.mac, identification.is_locally_administered)),
                      Cell(answer.vendor), Cell(answer.category), Cell(answer.os),
-                     is_bad ? "(bad line)" : Cell(answer.name), Cell(text.options, 30),
-                     Cell(text.user_agent, 60)});
+                     is_bad ? "(bad line)" : Cell(answer.name), Cell(text.options),
+                     Cell(text.user_agent)});
     Row& row = rows_.back();
     if (extras_.authorizes) {
       row.insert(row.begin() + kAuthorizationAt, Cell(AuthorizationText(answer.authorization)));
@@ -114,10 +114,6 @@ class TableWriter : public Writer {
   static constexpr std::ptrdiff_t kAuthorizationAt = 5;
   static constexpr std::ptrdiff_t kAddressAt = 1;
   using Row = std::vector<std::string>;
-
-  static std::string Cell(const std::string& text, size_t most = 128) {
-    return ctl::Cell(text, most);
-  }
 
   std::ostream& out_;
   OutputExtras extras_;

@@ -31,7 +31,8 @@ class Writer {
 enum class OutputFormat {
   kTable,  ///< aligned columns, written at the end; or a paragraph each when there are explanations
   kTsv,  ///< a header, then a line for each line of input. Nothing is quoted, so a tab or line end
-         ///< inside a field, which only JSON input can have, becomes a blank
+         ///< inside a field, which only JSON input can have, becomes a blank, and what a terminal
+         ///< might obey is replaced
   kJson  ///< an object a line. Its keys are always the same: error is null or says why the line
          ///< could not be identified, explanation and authorization are null unless asked for
 };

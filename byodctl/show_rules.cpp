@@ -1,5 +1,7 @@
 // byodctl show rules, byodctl show rule
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,6 +11,7 @@
 #include "byodctl/command.h"
 #include "byodctl/json_line.h"
 #include "byodctl/rule.h"
+#include "byodctl/rule_filter.h"
 #include "byodctl/table.h"
 
 namespace byod::ctl {
@@ -17,8 +20,7 @@ namespace {
 struct Options {
   std::string kind;
   std::string key;
-  bool custom = false;
-  bool modified = false;
+  RuleFilter filter;
   bool next = false;
   bool json = false;
 };
@@ -48,23 +50,37 @@ std::vector<uint32_t> KindsOf(const std::string& name) {
   return {std::begin(kRuleKindsInOrder), std::end(kRuleKindsInOrder)};
 }
 
+Rule AskFor(Client& client, const RuleKey& key, Which which, Telling telling) {
+  return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, which, telling))));
+}
+
+/// Calls take for the rules that the filter may let through.
+void ListCandidates(Client& client, const std::vector<uint32_t>& kinds, const RuleFilter& filter,
+                    const Settings& settings, const std::function<void(const Rule&)>& take) {
+  if (!filter.wins) {
+    for (const uint32_t kind : kinds)
+      ListRules(client, kind, filter.ConfiguredOnly(), Telling::kAll, take);
+    return;
+  }
+  for (const RuleKey& key : WinningRules(*filter.wins, settings)) {
+    if (std::ranges::find(kinds, key.kind) == kinds.end()) continue;
+    take(AskFor(client, key, Which::kThis, Telling::kAll));
+  }
+}
+
 int ShowRules(const Options& options, const Settings& settings) {
   const std::vector<uint32_t> kinds = KindsOf(options.kind);
   Client client(settings);
   Table table({"KIND", "KEY", "NAME", "VENDOR", "CATEGORY", "OS", "ORIGIN"});
-  const bool is_filtered = options.custom || options.modified;
   const auto take = [&](const Rule& rule) {
-    const bool is_wanted =
-        (options.custom && rule.is_custom) || (options.modified && rule.is_modified);
-    if (is_filtered && !is_wanted) return;
+    if (!options.filter.Shows(rule)) return;
     if (options.json) return WriteJsonLine(RuleJson(rule));
     table.Add({kRuleKindNames[rule.key.kind], Cell(ToString(rule.key)), Cell(rule.device.name),
                Cell(rule.device.vendor), Cell(rule.device.category), Cell(rule.device.os),
                std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "")},
               rule.is_custom || rule.is_modified ? Emphasis::kNotice : Emphasis::kNone);
   };
-  for (const uint32_t kind : kinds)
-    ListRules(client, kind, is_filtered, Telling::kAll, take);
+  ListCandidates(client, kinds, options.filter, settings, take);
   if (!options.json) table.Write(std::cout);
   return kExitSuccess;
 }
@@ -73,11 +89,8 @@ int ShowRule(const Options& options, const Settings& settings) {
   const uint32_t kind = RuleKindOf(options.kind);
   const RuleKey key = ReadRule(kind, options.key, {}).key;
   Client client(settings);
-  const auto ask = [&](const RuleKey& asked, Which which, Telling telling) {
-    return RuleIn(kind, Fields(client.Ask(AskForRule(asked, which, telling))));
-  };
-  const Rule rule = ask(key, options.next ? Which::kNext : Which::kThis, Telling::kAll);
-  const Rule configured = ask(rule.key, Which::kThis, Telling::kConfigured);
+  const Rule rule = AskFor(client, key, options.next ? Which::kNext : Which::kThis, Telling::kAll);
+  const Rule configured = AskFor(client, rule.key, Which::kThis, Telling::kConfigured);
   if (options.json) {
     Json object = RuleJson(rule);
     object["configured"] = DeviceJson(configured.device);
@@ -86,11 +99,11 @@ int ShowRule(const Options& options, const Settings& settings) {
   }
   Table table;
   table.Add({"kind", kRuleKindNames[kind]});
-  table.Add({"key", Cell(ToString(rule.key), 256)});
+  table.Add({"key", Cell(ToString(rule.key))});
   table.Add({"origin", std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "")});
   for (const DeviceField& field : kDeviceFields) {
     const bool is_configured = !(configured.device.*field.member).empty();
-    table.Add({field.name, Cell(rule.device.*field.member, 128) +
+    table.Add({field.name, Cell(rule.device.*field.member) +
                                (is_configured && rule.is_modified ? " (configured)" : "")});
   }
   table.Write(std::cout);
@@ -102,12 +115,14 @@ int ShowRule(const Options& options, const Settings& settings) {
 Run DefineShowRules(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
+      "What is given narrows the list further; with --custom and --modified it holds what either "
+      "lets through.\nTEXT is a part of a field, upper and lower case alike. A FINGERPRINT has "
+      "any of the three parts, the\nUser-Agent last, or is one value by itself: "
+      "--wins 00:11:22:33:44:55.\n\n"
       "JSON: kind, key, origin (predefined or custom), modified, name, vendor, category, "
       "os; a line for each rule.");
   app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; all without it");
-  app.add_flag("--custom", options->custom, "Only rules that an administrator made");
-  app.add_flag("--modified", options->modified,
-               "Only predefined rules that an administrator changed");
+  options->filter.Declare(app);
   app.add_flag("--json", options->json, "Write JSON, a line for each rule");
   return [options, &settings] { return ShowRules(*options, settings); };
 }

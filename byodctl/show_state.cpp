@@ -146,8 +146,7 @@ void WriteStatusTable(const Fields& status) {
   table.Add({"database", DatabaseText(database)},
             database == BYOD_DATABASE_FAILING ? Emphasis::kAlarm : Emphasis::kNone);
   if (status.Has(BYOD_EXT_RELOAD_FAILURE)) {
-    table.Add({"last reload failed", Cell(status.Text(BYOD_EXT_RELOAD_FAILURE), 512)},
-              Emphasis::kAlarm);
+    table.Add({"last reload failed", Cell(status.Text(BYOD_EXT_RELOAD_FAILURE))}, Emphasis::kAlarm);
   }
   table.Write(std::cout);
 }

@@ -1,9 +1,11 @@
 #include "byodctl/table.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <numeric>
 #include <string_view>
 #include <utility>
 
@@ -25,6 +27,8 @@ const char* CodeOf(Emphasis emphasis) {
   }
 }
 
+constexpr size_t kGap = 2;  // between columns
+
 void Widen(std::vector<size_t>& widths, const std::vector<std::string>& cells) {
   widths.resize(std::max(widths.size(), cells.size()));
   for (size_t i = 0; i < cells.size(); ++i)
@@ -34,8 +38,9 @@ void Widen(std::vector<size_t>& widths, const std::vector<std::string>& cells) {
 std::string Aligned(const std::vector<std::string>& cells, const std::vector<size_t>& widths) {
   std::string line;
   for (size_t i = 0; i < cells.size(); ++i) {
-    line += cells[i];
-    if (i + 1 < cells.size()) line.append(widths[i] - DisplayWidth(cells[i]) + 2, ' ');
+    const std::string cell = CutToWidth(cells[i], widths[i]);
+    line += cell;
+    if (i + 1 < cells.size()) line.append(widths[i] - DisplayWidth(cell) + kGap, ' ');
   }
   return line;
 }
@@ -57,8 +62,27 @@ std::string Emphasised(const std::string& text, Emphasis emphasis) {
   return CodeOf(emphasis) + text + "\033[0m";
 }
 
-std::string Cell(const std::string& text, size_t most) {
-  return text.empty() ? "-" : CutToWidth(Printable(text), most);
+std::string Cell(const std::string& text) {
+  return text.empty() ? "-" : Printable(text);
+}
+
+std::optional<size_t> WidthOfOutput() {
+  constexpr size_t kUsual = 80;  // of a terminal that does not know its size
+  if (isatty(STDOUT_FILENO) != 1) return std::nullopt;
+  winsize size = {};
+  const bool is_known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return is_known ? size.ws_col : kUsual;
+}
+
+void FitColumns(std::vector<size_t>& widths, size_t room) {
+  constexpr size_t kMinWidth = 8;
+  size_t total = std::accumulate(widths.begin(), widths.end(), size_t{0});
+  while (total > room) {
+    const auto widest = std::ranges::max_element(widths);
+    if (*widest <= kMinWidth) return;
+    --*widest;
+    --total;
+  }
 }
 
 void Table::Add(std::vector<std::string> cells, Emphasis emphasis) {
@@ -70,6 +94,10 @@ void Table::Write(std::ostream& out) const {
   Widen(widths, heading_);
   for (const Row& row : rows_)
     Widen(widths, row.cells);
+  if (const auto width = WidthOfOutput(); width && !heading_.empty()) {
+    const size_t gaps = kGap * (widths.size() - 1);
+    FitColumns(widths, *width > gaps ? *width - gaps : 0);
+  }
   if (!heading_.empty()) out << Emphasised(Aligned(heading_, widths), Emphasis::kHeading) << '\n';
   for (const Row& row : rows_)
     out << Emphasised(Aligned(row.cells, widths), row.emphasis) << '\n';

@@ -37,7 +37,7 @@ int ShowUnknown(bool json, const Settings& settings) {
                        {"locally_administered", is_local}});
       } else {
         table.Add({last, std::to_string(seen), Cell(Flagged(text.mac, is_local)),
-                   Cell(text.options, 30), Cell(text.user_agent)});
+                   Cell(text.options), Cell(text.user_agent)});
       }
     });
   });

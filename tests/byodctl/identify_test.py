@@ -160,7 +160,7 @@ class IdentifyTest(unittest.TestCase):
         self.assertEqual((status, err), (0, ""))
         self.assertEqual(out, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname\n"
                               "00:11:22:33:44:55\t\tiPhone\tApple\tMobile\tiOS\tApple iPhone\n"
-                              "0011-2200-0000\t\t\tMacVendor\tTablet\tMacOs\t\n")
+                              "00:11:22:00:00:00\t\t\tMacVendor\tTablet\tMacOs\t\n")
 
     def test_any_column_may_be_missing(self):
         for header, row, vendor in (("mac", "001122334455", "MacVendor"),
@@ -190,7 +190,7 @@ class IdentifyTest(unittest.TestCase):
                               "byodctl: line 5: option number 256 is above 255\n"
                               "byodctl: line 6: 3 fields, the header names 2\n")
         self.assertEqual(out.splitlines()[1:],
-                         ["001122334455\t\t\tMacVendor\tTablet\tMacOs\t",
+                         ["00:11:22:33:44:55\t\t\tMacVendor\tTablet\tMacOs\t",
                           "zz\t1\t\t\t\t\t",
                           "001122334455\t\t\t\t\t\t",
                           "\t1,256\t\t\t\t\t",
@@ -247,7 +247,7 @@ class IdentifyTest(unittest.TestCase):
                   '{}\n')
         self.assertEqual((status, err), (3, ""))
         self.assertEqual(out.splitlines()[1:],
-                         ["001122334455\t\t\tMacVendor\tTablet\tMacOs\t",
+                         ["00:11:22:33:44:55\t\t\tMacVendor\tTablet\tMacOs\t",
                           "\t1,3,6\t\tAcme\tPrinter\t\tPrinter of Acme",
                           "\t\tiPhone\tApple\tMobile\tiOS\tApple iPhone",
                           "\t\t\t\t\t\t"])
@@ -319,15 +319,15 @@ class IdentifyTest(unittest.TestCase):
         self.assertIn("bad line: address \"?[2J\"", out)
         self.assertNotIn("\x1b", out + err)
 
-    def test_a_long_user_agent_is_cut_in_the_table(self):
+    def test_a_long_user_agent_is_not_cut_where_no_terminal_has_to_hold_the_table(self):
         _, out, _ = self.identify("--user-agent", "iPhone" + "x" * 100)
-        self.assertTrue(out.endswith("iPhone" + "x" * 53 + "\u2026\n"))
+        self.assertTrue(out.endswith("iPhone" + "x" * 100 + "\n"))
 
     def test_an_explanation_tells_rule_source_and_reason_of_each_step(self):
         _, out, _ = self.identify("--explain", "--mac", "001122334455", "--user-agent", "Android",
                                   "--dhcp", "1,3")
         self.assertEqual(out, """\
-line 1: mac 001122334455, options 1,3, user-agent Android
+line 1: mac 00:11:22:33:44:55, options 1,3, user-agent Android
   vendor, category and os:
     1. dhcp: no rule matches
        vendor, category, os open: on to the next method
