@@ -1,12 +1,17 @@
 #!/usr/bin/env bash
 # Static analysis: clang-tidy with .clang-tidy and cppcheck with scripts/cppcheck.txt, over all C++
-# sources or those of some folders: scripts/analyse.sh data tests/data. Any finding fails. Needs the
-# packages of scripts/setup.sh --analysis, and half an hour of two cores for everything. Nothing is
-# built.
+# sources or those of some folders or files: scripts/analyse.sh data tests/data. Any finding fails.
+# With --tidy in front clang-tidy alone. Needs the packages of scripts/setup.sh --analysis, and half an
+# hour of two cores for everything. Nothing is built.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh --analysis
+with_cppcheck=yes
+if [ "${1:-}" = --tidy ]; then
+  with_cppcheck=no
+  shift
+fi
 folders=("$@")
 [ ${#folders[@]} -gt 0 ] ||
   folders=(data tlv db cfgmsg service platform rulefiles explain lint protocol text capture lauthd
@@ -37,7 +42,7 @@ own=()
 for source in "${sources[@]}"; do
   case $source in "$PWD"/tests/*) ;; *) own+=("$source") ;; esac
 done
-if [ ${#own[@]} -gt 0 ]; then
+if [ "$with_cppcheck" = yes ] && [ ${#own[@]} -gt 0 ]; then
   echo "== cppcheck, ${#own[@]} sources"
   mkdir -p "$build/cppcheck"
   cppcheck --quiet --enable=warning,performance,portability --inline-suppr --error-exitcode=1 \

@@ -1,4 +1,5 @@
-/* The library as C sees it: every header in one C99 source, and one rule from adding to the answer. */
+/* The library as C sees it: every header in one C99 source, and one rule from adding to the answer.
+ */
 #include <stdio.h>
 #include <string.h>
 

@@ -95,7 +95,9 @@ TEST(RecordLayout, StoredRecordsHaveNoPadding) {
   EXPECT_EQ(offsetof(ByodTextRuleShowRec, info), 256u);
 }
 
-TEST(RecordLayout, OrderIsThreeWords) { EXPECT_EQ(sizeof(ByodOrder), 12u); }
+TEST(RecordLayout, OrderIsThreeWords) {
+  EXPECT_EQ(sizeof(ByodOrder), 12u);
+}
 
 TEST(Codes, HaveTheirValues) {
   EXPECT_EQ(BYOD_ERR_FAILED, 0x40010001);
