@@ -7,6 +7,7 @@
 #ifndef BYOD_VERSION_H
 #define BYOD_VERSION_H
 
+/** The parts of the version. */
 #define BYOD_VERSION_MAJOR 1
 #define BYOD_VERSION_MINOR 0
 #define BYOD_VERSION_PATCH 0

@@ -1,4 +1,7 @@
-// Numbers of 64 bits in messages: 8 bytes, network order.
+/**
+ * @file
+ * Numbers of 64 bits in messages: 8 bytes, network order. For C++.
+ */
 #ifndef BYOD_PROTOCOL_COUNTER_H
 #define BYOD_PROTOCOL_COUNTER_H
 
@@ -8,14 +11,16 @@
 
 namespace byod::protocol {
 
+/// Bytes of a counter.
 inline constexpr uint16_t kCounterSize = 8;
 
+/// @param bytes  gets kCounterSize bytes
 inline void StoreCounter(uint64_t value, uint8_t* bytes) {
   for (int i = kCounterSize - 1; i >= 0; --i, value >>= 8)
     bytes[i] = static_cast<uint8_t>(value);
 }
 
-/// @return the container's result, 0 for success
+/// Appends a counter. @return the container's result, 0 for success
 inline uint32_t AppendCounter(uint32_t msg, uint16_t type, uint64_t value) {
   uint8_t bytes[kCounterSize];
   StoreCounter(value, bytes);
