@@ -159,7 +159,11 @@ uint32_t BYOD_cfgmsg_GetRulesCountByType(uint32_t kind, uint32_t* count);
 /**
  * Ask for one rule.
  *
- * @param operation  what the daemon is to do: BYOD_OP_GET
+ * Page through MAC rules with BYOD_cfgmsg_GetMacRuleNetconf: address and mask of the rule before, both
+ * zero for the first. BYOD_cfgmsg_GetMacRule sends no mask, and asks for the first rule with an
+ * address of zeros: once more, and for ever, when the first rule has that address.
+ *
+ * @param operation  BYOD_OP_GET; the daemon refuses a query with another one
  * @param selector   which rule: 0 = this one, 1 = the next in table order, 2 = the next one
  *                   configured
  * @param selector2  what of it: 0 = the key, 1 = configured information, 2 = all, merged

@@ -83,6 +83,45 @@ bool IsChange(uint32_t operation) {
   return operation == BYOD_OP_SET || operation == BYOD_OP_UNDO;
 }
 
+/// Whether a number of a request has another size than its 4 bytes, and would be read as 0.
+bool HasBadNumber(uint32_t request) {
+  for (uintptr_t element = TLV_GetFirst(request); element != 0;
+       element = TLV_GetNext(request, element)) {
+    switch (TLV_GetTypeByIterator(request, element)) {
+      case BYOD_TLV_OPTYPE:
+      case BYOD_TLV_MSGTYPE:
+      case BYOD_TLV_RULESRC:
+      case BYOD_TLV_ORDER:
+      case BYOD_TLV_ATTRKIND:
+      case BYOD_TLV_QUERYARG:
+      case BYOD_TLV_QUERYARG2:
+      case BYOD_EXT_PHASE:
+        if (TLV_GetLenByIterator(request, element) != sizeof(uint32_t)) return true;
+        break;
+      default:
+        break;
+    }
+  }
+  return false;
+}
+
+/// What holds a selector is a query, whatever operation the caller of the client library gave it.
+bool IsQuery(uint32_t request) {
+  return TLV_GetIteratorByType(request, BYOD_TLV_QUERYARG) != 0 ||
+         TLV_GetIteratorByType(request, BYOD_TLV_QUERYARG2) != 0;
+}
+
+/// What is wrong with a request, whatever its kind.
+Result CheckForm(const Exchange& exchange) {
+  if (HasBadNumber(exchange.request)) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "a number has 4 bytes");
+  }
+  if (IsChange(exchange.operation) && IsQuery(exchange.request)) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "a query has the operation \"get\"");
+  }
+  return {};
+}
+
 Task Unknown() {
   return {nullptr, false,
           Refused(BYOD_REFUSAL_UNKNOWN_KIND, "this is no message that the daemon answers")};
@@ -92,6 +131,7 @@ Task Unknown() {
 
 Task FindTask(Exchange& exchange) {
   const Row* const row = ReadKind(exchange);
+  if (Result form = CheckForm(exchange); !form.Ok()) return {nullptr, false, std::move(form)};
   if (row == nullptr) return Unknown();
   const bool change = IsChange(exchange.operation);
   if (!change && exchange.operation != BYOD_OP_GET) return Unknown();
@@ -111,6 +151,7 @@ Result ApplyInBulk(Exchange& exchange) {
   if (row == nullptr || (row->traits & kInBulk) == 0 || !IsChange(exchange.operation)) {
     return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "this is no change that a bulk can hold");
   }
+  if (Result form = CheckForm(exchange); !form.Ok()) return form;
   return row->change(exchange);
 }
 

@@ -7,13 +7,19 @@
 namespace byod::lauthd {
 namespace {
 
-/// @return whether there is an address of that type; out is unchanged if not
-bool ReadAddress(uint32_t request, uint16_t type, uint8_t (&out)[BYOD_MAC_SIZE], bool& bad) {
-  const uintptr_t element = TLV_GetIteratorByType(request, type);
-  if (element == 0) return false;
-  bad = bad || TLV_GetLenByIterator(request, element) != sizeof out ||
-        TLV_GetValueByIterator(request, element, sizeof out, out) != 0;
+/// Whether no address is shorter than one: the decoder would leave the rest of it zero.
+bool AddressesAreWhole(uint32_t request) {
+  for (uintptr_t element = TLV_GetFirst(request); element != 0;
+       element = TLV_GetNext(request, element)) {
+    const uint16_t type = TLV_GetTypeByIterator(request, element);
+    const bool is_address = type == BYOD_TLV_MAC || type == BYOD_TLV_MACMASK;
+    if (is_address && TLV_GetLenByIterator(request, element) != BYOD_MAC_SIZE) return false;
+  }
   return true;
+}
+
+bool Has(uint32_t request, uint16_t type) {
+  return TLV_GetIteratorByType(request, type) != 0;
 }
 
 /// Masks with holes have no order in which a rule could be found again.
@@ -31,10 +37,11 @@ Result Bad(const char* what) {
 
 Result ReadKey(uint32_t request, KeyUse use, ByodMacRule& key, bool* covered) {
   key = {};
-  bool bad = false;
-  const bool has_mac = ReadAddress(request, BYOD_TLV_MAC, key.mac, bad);
-  const bool has_mask = ReadAddress(request, BYOD_TLV_MACMASK, key.mask, bad);
-  if (bad) return Bad("an address has 6 bytes");
+  if (!AddressesAreWhole(request) || BYOD_tlv_GetMacAddrAndMask(request, &key) != 0) {
+    return Bad("an address has 6 bytes");
+  }
+  const bool has_mac = Has(request, BYOD_TLV_MAC);
+  const bool has_mask = Has(request, BYOD_TLV_MACMASK);
   if (covered != nullptr) *covered = has_mac && !has_mask;
   if (!has_mask && LoadMac(key.mac) != 0) MAC_BroadcastAddr(key.mask);
   if (!IsPrefix(key.mask)) return Bad("the mask has holes");
@@ -45,23 +52,14 @@ Result ReadKey(uint32_t request, KeyUse use, ByodMacRule& key, bool* covered) {
   return {};
 }
 
-Result ReadKey(uint32_t request, KeyUse use, uint16_t element, TextKey& key) {
-  key = {};
-  if (TLV_GetIteratorByType(request, element) != 0 &&
-      BYOD_tlv_GetStrValueByType(request, element, sizeof key.text, key.text) != 0) {
-    return Bad("the rule's text has 1 to 255 characters");
-  }
+Result CheckText(KeyUse use, uint32_t status, const TextKey& key) {
+  if (status != 0) return Bad("the rule's text has 1 to 255 characters");
   if (use == KeyUse::kChange && key.text[0] == '\0') return Bad("the rule's text is missing");
   return {};
 }
 
-Result ReadName(uint32_t request, char (&name)[BYOD_DEVNAME_SIZE]) {
-  name[0] = '\0';
-  if (TLV_GetIteratorByType(request, BYOD_TLV_DEVNAME) == 0) return {};
-  if (BYOD_tlv_GetStrValueByType(request, BYOD_TLV_DEVNAME, sizeof name, name) != 0) {
-    return Bad("a device name has at most 127 characters");
-  }
-  return {};
+Result CheckName(uint32_t status) {
+  return status == 0 ? Result() : Bad("a device name has at most 127 characters");
 }
 
 }  // namespace byod::lauthd

@@ -138,7 +138,7 @@ Result ChangeRule(Exchange& exchange) {
   char name[BYOD_DEVNAME_SIZE];
   if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok())
     return read;
-  if (Result read = ReadName(exchange.request, name); !read.Ok()) return read;
+  if (Result read = ReadNameOf<Kind>(exchange.request, name); !read.Ok()) return read;
   const bool set = exchange.operation == BYOD_OP_SET;
   return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) {
     // A rule that is set without a name keeps the one that it has.
@@ -161,26 +161,43 @@ Result ChangeValue(Exchange& exchange) {
   });
 }
 
+/// Reads an attribute and its text from a request whose key has been read.
+template <typename Kind>
+Result ReadAttribute(uint32_t request, const tlv::Attribute*& attribute, ByodDeviceInfo& given) {
+  uint32_t kind = 0;
+  uint32_t status = 0;
+  typename Kind::Key key = {};
+  if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
+    status = BYOD_tlv_GetMacDevicetAttr(request, &kind, &given, &key);
+  } else {
+    Kind::DecodeKey(request, key, kind);
+    if (tlv::AttributeOf(kind) != nullptr) status = BYOD_tlv_GetDevAttr(request, kind, &given);
+  }
+  if (status != 0) return Refused(BYOD_REFUSAL_MALFORMED, "an attribute has at most 63 characters");
+  attribute = tlv::AttributeOf(kind);
+  if (attribute != nullptr) return {};
+  return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is missing, or is no attribute");
+}
+
 template <typename Kind>
 Result ChangeAttribute(Exchange& exchange) {
   typename Kind::Key key;
   if (Result read = ReadKeyOf<Kind>(exchange.request, KeyUse::kChange, key); !read.Ok())
     return read;
-  uint32_t kind = 0;
-  BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_TLV_ATTRKIND, &kind);
-  const tlv::Attribute* const attribute = tlv::AttributeOf(kind);
-  if (attribute == nullptr) {
-    return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is missing, or is no attribute");
-  }
+  const tlv::Attribute* attribute = nullptr;
   ByodDeviceInfo given = {};
-  if (BYOD_tlv_GetDevAttr(exchange.request, kind, &given) != 0) {
-    return Refused(BYOD_REFUSAL_MALFORMED, "an attribute has at most 63 characters");
+  if (Result read = ReadAttribute<Kind>(exchange.request, attribute, given); !read.Ok()) {
+    return read;
   }
   const bool set = exchange.operation == BYOD_OP_SET;
   const char* const text = given.*attribute->field;
   if (set && text[0] == '\0') return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is empty");
   return Change<Kind>(exchange.daemon, key, set, [&](const typename Kind::Rule& rule) {
-    return SetField(rule.configured, attribute->field, set ? text : "");
+    Wish wish = SetField(rule.configured, attribute->field, set ? text : "");
+    // A custom rule ends with the last that it says; one that is only to lose its name stays.
+    const bool nothing_left = wish.what == Wish::What::kNewInfo && !wish.info;
+    if (nothing_left && rule.origin == BYOD_RULE_CUSTOM) wish.what = Wish::What::kErase;
+    return wish;
   });
 }
 

@@ -35,6 +35,15 @@ std::string MacKind::Describe(const Key& key) {
   return rulefiles::BlockText(key.mac, key.mask);
 }
 
+uint32_t MacKind::DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {
+  uint32_t origin = 0;
+  Rule rule = {};
+  Record record = {};
+  const uint32_t status = BYOD_tlv_GetMacRule(msg, &origin, &record, &rule);
+  CopyText(name, record.info.name);
+  return status;
+}
+
 uint32_t MacKind::Unsave(const Key& key) {
   Record record = {};
   scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", key.mac[0],

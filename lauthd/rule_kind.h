@@ -14,6 +14,7 @@
 //   KeyOf(rule)
 //   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
 //   Save(rule), Unsave(rule)
+//   DecodeName(msg, name)  the device name in a request, empty if there is none
 #ifndef LAUTHD_RULE_KIND_H
 #define LAUTHD_RULE_KIND_H
 
@@ -76,6 +77,7 @@ struct MacKind {
   static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
     return BYOD_tlv_EncapMacRuleAllInfo(msg, rule, mode);
   }
+  static uint32_t DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]);
 };
 
 /// @return a text as people read it in a message
@@ -102,6 +104,8 @@ struct TextCalls {
   uint32_t (*save)(const Rule* rule);
   uint32_t (*unsave)(const ByodTextRuleShowRec* record);
   uint32_t (*encode)(uint32_t msg, const Rule* rule, uint32_t mode);
+  uint32_t (*decode_key)(uint32_t msg, uint32_t cap, char* text, uint32_t* attribute);
+  uint32_t (*decode)(uint32_t msg, uint32_t* origin, char* text_and_name);
 };
 
 inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCalls = {
@@ -117,7 +121,9 @@ inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCall
     BYOD_DeleteUserAgent,
     BYOD_db_AddUserAgentRule,
     BYOD_db_DeleteUserAgentRule,
-    BYOD_tlv_EncapUserAgentRuleAllInfo};
+    BYOD_tlv_EncapUserAgentRuleAllInfo,
+    BYOD_tlv_GetAgentDeviceAttr,
+    BYOD_tlv_GetUserAgentRule};
 
 inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionCalls = {
     BYOD_METHOD_DHCP,
@@ -132,7 +138,9 @@ inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionC
     BYOD_DeleteDhcpOption,
     BYOD_db_AddDhcpOptionRule,
     BYOD_db_DeleteDhcpOptionRule,
-    BYOD_tlv_EncapDhcpOptionRuleAllInfo};
+    BYOD_tlv_EncapDhcpOptionRuleAllInfo,
+    BYOD_tlv_GetDhcpDeviceAttr,
+    BYOD_tlv_GetDhcpOptionRule};
 
 template <typename RuleType, typename TableType, const TextCalls<RuleType, TableType>& kCalls>
 struct TextKind {
@@ -195,6 +203,16 @@ struct TextKind {
   }
   static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
     return kCalls.encode(msg, rule, mode);
+  }
+  static uint32_t DecodeKey(uint32_t msg, Key& key, uint32_t& attribute) {
+    return kCalls.decode_key(msg, sizeof key.text, key.text, &attribute);
+  }
+  static uint32_t DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {
+    uint32_t origin = 0;
+    char text_and_name[BYOD_RULETEXT_SIZE + BYOD_DEVNAME_SIZE] = {};
+    const uint32_t status = kCalls.decode(msg, &origin, text_and_name);
+    CopyText(name, text_and_name + BYOD_RULETEXT_SIZE);
+    return status;
   }
 };
 

@@ -2,6 +2,7 @@
 
 #include "lauthd/request_key.h"
 #include "lauthd/selectors.h"
+#include "mac.h"
 
 namespace byod::lauthd {
 namespace {
@@ -13,11 +14,13 @@ Result FindThis(uint32_t request, typename Kind::Key& key, typename Kind::Rule*&
     bool covered = false;
     Result read = ReadKey(request, KeyUse::kQuery, key, &covered);
     if (!read.Ok()) return read;
-    // An address alone asks for the rule that decides about it.
-    rule = covered ? BYOD_data_FindMacRule(&key) : Kind::Find(key);
+    // An address alone asks for the rule that decides about it, the address of zeros included.
+    typename Kind::Key probe = key;
+    if (covered) MAC_BroadcastAddr(probe.mask);
+    rule = covered ? BYOD_data_FindMacRule(&probe) : Kind::Find(key);
     return {};
   } else {
-    Result read = ReadKey(request, KeyUse::kQuery, Kind::kKeyElement, key);
+    Result read = ReadKeyOf<Kind>(request, KeyUse::kQuery, key);
     if (read.Ok()) rule = Kind::Find(key);
     return read;
   }

@@ -100,6 +100,13 @@ uint32_t ApplyRule(Configuration& configuration, const Change& change) {
   const std::string wanted = change.set ? change.text : "";
   if (text == wanted && !missing) return BYOD_ERR_NOCHANGE;
   text = wanted;
+  // The last attribute takes a custom rule with it; a name does not.
+  const auto& texts = rule->second.texts;
+  const bool empty =
+      std::all_of(texts.begin(), texts.end(), [](const auto& one) { return one.empty(); });
+  if (empty && rule->second.custom && change.action == Action::kAttribute) {
+    configuration.rules.erase(rule);
+  }
   return 0;
 }
 

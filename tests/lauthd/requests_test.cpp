@@ -1,5 +1,6 @@
 // Every kind of request and its refusals, asked by the library's own client functions, and by hand
 // where they cannot ask so.
+#include "mac.h"
 #include "tests/lauthd/client.h"
 
 namespace byod::test {
@@ -119,6 +120,176 @@ TEST_F(Requests, AttributeIsSetAndClearedOneByOne) {
   EXPECT_EQ(BYOD_cfgmsg_SetMacDevAttr(0, kMac, kPrefix, &os, BYOD_ATTR_OS), 0u);
   mac.reset(BYOD_cfgmsg_GetMacRule(kInside, BYOD_OP_GET, 0));
   EXPECT_EQ(mac->modified, 0u);
+}
+
+// An empty rule stayed behind, which matched and said nothing.
+TEST_F(Requests, TheLastAttributeTakesACustomRuleWithoutANameWithIt) {
+  const ByodDeviceInfo info = Info("", "Amazon", "reader");
+  EXPECT_EQ(BYOD_cfgmsg_SetUADevAttr(1, "Kindle", &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetUADevAttr(1, "Kindle", &info, BYOD_ATTR_CATEGORY), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetUADevAttr(0, "Kindle", &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_TRUE(GetUserAgent("Kindle"));
+  EXPECT_EQ(BYOD_cfgmsg_SetUADevAttr(0, "Kindle", &info, BYOD_ATTR_CATEGORY), 0u);
+  EXPECT_FALSE(GetUserAgent("Kindle"));
+  EXPECT_EQ(BYOD_cfgmsg_SetDhcpOptDevAttr(1, "9", &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetDhcpOptDevAttr(0, "9", &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetMacDevAttr(1, kOther, kPrefix, &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetMacDevAttr(0, kOther, kPrefix, &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_EQ(SetName(1, "Nook", "Reader"), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetUADevAttr(1, "Nook", &info, BYOD_ATTR_VENDOR), 0u);
+  EXPECT_EQ(BYOD_cfgmsg_SetUADevAttr(0, "Nook", &info, BYOD_ATTR_VENDOR), 0u);
+  const auto counts = [] {
+    std::vector<uint32_t> numbers(3);
+    for (uint32_t kind = 0; kind < 3; ++kind)
+      BYOD_cfgmsg_GetRulesCountByType(kind, &numbers[kind]);
+    return numbers;
+  };
+  EXPECT_EQ(counts(), (std::vector<uint32_t>{1, 3, 1})) << "the one with a name stays";
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
+  EXPECT_EQ(counts(), (std::vector<uint32_t>{1, 3, 1}));
+}
+
+// The first rule of the tree was given for it, whatever that was.
+TEST_F(Requests, AnAddressOfZerosIsAnAddressLikeOthers) {
+  const uint8_t zeros[6] = {};
+  EXPECT_FALSE(MacPtr(BYOD_cfgmsg_GetMacRule(zeros, BYOD_OP_GET, 0)));
+  ASSERT_EQ(BYOD_cfgmsg_SetMacValue(1, zeros, kPrefix), 0u);
+  MacPtr rule(BYOD_cfgmsg_GetMacRule(zeros, BYOD_OP_GET, 0));
+  ASSERT_TRUE(rule);
+  EXPECT_EQ(std::memcmp(rule->mac, zeros, 6), 0);
+  EXPECT_EQ(std::memcmp(rule->mask, kPrefix, 6), 0);
+  rule.reset(BYOD_cfgmsg_GetMacRule(kInside, BYOD_OP_GET, 0));
+  ASSERT_TRUE(rule);
+  EXPECT_EQ(std::memcmp(rule->mac, kMac, 6), 0);
+}
+
+TEST_F(Requests, PagingByAddressAndMaskGetsPastARuleForTheAddressOfZeros) {
+  const uint8_t zeros[6] = {};
+  ASSERT_EQ(BYOD_cfgmsg_SetMacValue(1, zeros, kPrefix), 0u);
+  uint8_t mac[6] = {};
+  uint8_t mask[6] = {};
+  std::vector<std::string> addresses;
+  while (addresses.size() < 10) {
+    const MacPtr rule(
+        BYOD_cfgmsg_GetMacRuleNetconf(mac, mask, BYOD_OP_GET, BYOD_MSG_MACRULE, 1, 2));
+    if (!rule) break;
+    std::memcpy(mac, rule->mac, sizeof mac);
+    std::memcpy(mask, rule->mask, sizeof mask);
+    char text[32];
+    MAC_ToStringForMode(mac, sizeof text, text);
+    addresses.emplace_back(text);
+  }
+  EXPECT_EQ(addresses, (std::vector<std::string>{"byod-mac-0", "byod-mac-001122"}));
+}
+
+TEST_F(Requests, WhatHoldsASelectorIsAQueryAndChangesNothing) {
+  for (const uint32_t operation : {BYOD_OP_UNDO, BYOD_OP_SET}) {
+    EXPECT_FALSE(UserAgentPtr(BYOD_cfgmsg_GetUserAgentRule("new", operation, 0, 2)));
+    EXPECT_FALSE(MacPtr(BYOD_cfgmsg_GetMacRule(kOther, operation, 0)));
+    EXPECT_FALSE(MacPtr(
+        BYOD_cfgmsg_GetMacRuleNetconf(kOther, kPrefix, operation, BYOD_MSG_MAC_VALUE, 0, 2)));
+    Client client(daemon_);
+    for (const uint16_t selector : {BYOD_TLV_QUERYARG, BYOD_TLV_QUERYARG2}) {
+      EXPECT_EQ(VerdictOf(client.Ask(operation, BYOD_MSG_DHCPOPT_VALUE,
+                                     [&](Appender& append) {
+                                       append.Number(selector, 0).Text(BYOD_TLV_DHCPOPT, "7");
+                                     })),
+                (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
+    }
+  }
+  EXPECT_FALSE(GetUserAgent("new"));
+  EXPECT_FALSE(MacPtr(BYOD_cfgmsg_GetMacRule(kOther, BYOD_OP_GET, 0)));
+  EXPECT_FALSE(BYOD_cfgmsg_GetDhcpOptionRule("7", BYOD_OP_GET, 0));
+}
+
+// It was read as 0: as "undo", as the kind of DHCP option rules, as the first phase.
+TEST_F(Requests, ANumberOfAnotherSizeThanFourBytesIsRefused) {
+  Client client(daemon_);
+  const uint8_t bytes[8] = {0, 0, 0, 1, 0, 0, 0, 1};
+  const auto ask = [&](uint16_t type, uint32_t size) {
+    const Message request(TLV_Create());
+    Appender append(request.get());
+    const auto number = [&](uint16_t one, uint32_t value) {
+      if (one != type) {
+        append.Number(one, value);
+      } else {
+        append.Bytes(one, size, bytes);
+      }
+    };
+    number(BYOD_TLV_OPTYPE, BYOD_OP_SET);
+    number(BYOD_TLV_MSGTYPE, BYOD_MSG_UA_DEVATTR);
+    number(BYOD_TLV_RULESRC, 1);
+    number(BYOD_TLV_ATTRKIND, BYOD_ATTR_VENDOR);
+    number(BYOD_TLV_ORDER, 1);
+    number(BYOD_EXT_PHASE, 1);
+    append.Text(BYOD_TLV_USERAGENT, "iPhone").Text(BYOD_TLV_VENDOR, "mine");
+    return VerdictOf(client.Ask(request));
+  };
+  for (const uint16_t type :
+       std::vector<uint16_t>{BYOD_TLV_OPTYPE, BYOD_TLV_MSGTYPE, BYOD_TLV_RULESRC, BYOD_TLV_ATTRKIND,
+                             BYOD_TLV_ORDER, BYOD_EXT_PHASE}) {
+    for (const uint32_t size : {0, 1, 2, 3, 5, 8}) {
+      EXPECT_EQ(ask(type, size), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}))
+          << type << " with " << size << " bytes";
+    }
+  }
+  for (const uint16_t type : {BYOD_TLV_QUERYARG, BYOD_TLV_QUERYARG2}) {
+    EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_GET, BYOD_MSG_UA_LIST,
+                                   [&](Appender& append) { append.Bytes(type, 2, bytes); })),
+              (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
+  }
+  EXPECT_EQ(GetUserAgent("iPhone")->modified, 0u);
+  EXPECT_EQ(ask(0, 0), (Verdict{0, 0})) << "the same with numbers of 4 bytes";
+}
+
+TEST_F(Requests, OfRepeatedKeysAndNamesTheLastCounts) {
+  Client client(daemon_);
+  EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_UARULE,
+                                 [](Appender& append) {
+                                   append.Text(BYOD_TLV_USERAGENT, "first")
+                                       .Text(BYOD_TLV_DEVNAME, "one")
+                                       .Text(BYOD_TLV_USERAGENT, "last")
+                                       .Text(BYOD_TLV_DEVNAME, "two");
+                                 })),
+            (Verdict{0, 0}));
+  EXPECT_FALSE(GetUserAgent("first"));
+  const UserAgentPtr last = GetUserAgent("last");
+  ASSERT_TRUE(last);
+  EXPECT_STREQ(last->configured->name, "two");
+  EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_MAC_DEVATTR,
+                                 [](Appender& append) {
+                                   append.Number(BYOD_TLV_ATTRKIND, BYOD_ATTR_VENDOR)
+                                       .Number(BYOD_TLV_ATTRKIND, BYOD_ATTR_OS)
+                                       .Address(BYOD_TLV_MAC, kMac)
+                                       .Address(BYOD_TLV_MACMASK, kPrefix)
+                                       .Address(BYOD_TLV_MAC, kOther)
+                                       .Text(BYOD_TLV_OS, "one")
+                                       .Text(BYOD_TLV_OS, "two");
+                                 })),
+            (Verdict{0, 0}));
+  const MacPtr mac(BYOD_cfgmsg_GetMacRule(kOther, BYOD_OP_GET, 0));
+  ASSERT_TRUE(mac);
+  EXPECT_STREQ(mac->configured->os, "two");
+  EXPECT_EQ(VerdictOf(client.Ask(
+                BYOD_OP_UNDO, BYOD_MSG_UA_VALUE,
+                [](Appender& append) {
+                  append.Text(BYOD_TLV_USERAGENT, "first").Text(BYOD_TLV_USERAGENT, "last");
+                })),
+            (Verdict{0, 0}));
+  EXPECT_FALSE(GetUserAgent("last"));
+}
+
+TEST_F(Requests, AShortAddressIsRefusedWhereverItStands) {
+  Client client(daemon_);
+  for (const uint16_t type : {BYOD_TLV_MAC, BYOD_TLV_MACMASK}) {
+    EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_MSG_MAC_VALUE,
+                                   [&](Appender& append) {
+                                     append.Address(BYOD_TLV_MAC, kOther)
+                                         .Address(BYOD_TLV_MACMASK, kPrefix)
+                                         .Bytes(type, 5, kOther);
+                                   })),
+              (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
+  }
 }
 
 TEST_F(Requests, MacRuleIsDeletedByItsVeryAddressAndMaskOnly) {
