@@ -94,7 +94,9 @@ std::optional<DhcpMessage> Read(const Tins::BootP& message, const Options& optio
   read.offered_address = AddressOf(message.yiaddr());
   read.requested_address = MakeIpAddress(ValueOf(options, kRequestedAddress));
   read.option55 = ValueOf(options, kParameterRequestList);
-  if (!IsStation(read.client)) return std::nullopt;
+  if (read.IsAboutLeases() && read.client == MacAddress{}) return read;
+  // Of other hardware the field is too short for an address, or holds something else.
+  if (message.hlen() != sizeof(MacAddress) || !IsStation(read.client)) return std::nullopt;
   return read;
 }
 
@@ -109,8 +111,6 @@ std::optional<DhcpMessage> ReadDhcpMessage(Bytes payload) {
         message.opcode() != Tins::BootP::BOOTREPLY) {
       return std::nullopt;
     }
-    // Of other hardware the field is too short for an address, or holds something else.
-    if (message.hlen() != sizeof(MacAddress)) return std::nullopt;
     Options options;
     if (!ReadAllOptions(message, payload.subspan(kFixed + sizeof kCookie), options)) {
       return std::nullopt;

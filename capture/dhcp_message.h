@@ -17,7 +17,15 @@ inline constexpr uint16_t kDhcpServerPort = 67;
 inline constexpr uint16_t kDhcpClientPort = 68;
 
 struct DhcpMessage {
-  enum Type : uint8_t { kDiscover = 1, kRequest = 3, kAck = 5, kNak = 6, kInform = 8 };
+  enum Type : uint8_t {
+    kDiscover = 1,
+    kRequest = 3,
+    kAck = 5,
+    kNak = 6,
+    kInform = 8,
+    kLeaseQuery = 10,
+    kLeaseActive = 13
+  };
 
   bool is_request = false;  ///< from a client
   uint8_t type = 0;         ///< Type, or another one
@@ -27,6 +35,9 @@ struct DhcpMessage {
   IpAddress offered_address = kNoAddress;    ///< that the server gives
   IpAddress requested_address = kNoAddress;  ///< option 50
   std::vector<uint8_t> option55;             ///< up to 255; empty when there is none
+
+  /// A question about leases or its answer, which may be about an address instead of a client.
+  bool IsAboutLeases() const { return type >= kLeaseQuery && type <= kLeaseActive; }
 };
 
 /// @param payload  of a UDP packet to one of the ports. Options that are split are put together,

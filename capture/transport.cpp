@@ -13,6 +13,7 @@
 namespace byod::capture {
 namespace {
 
+constexpr size_t kIpv4Header = 20;
 constexpr size_t kUdpHeader = 8;
 
 Transport Malformed() {
@@ -60,8 +61,32 @@ Transport Carried(const Tins::PDU& ip, Segment segment) {
   return {};
 }
 
+/// Whether the options of an IPv4 header are consistent. Behind the end of their list there is only
+/// padding of zeros.
+bool AreOptionsSound(Bytes options) {
+  enum : uint8_t { kEndOfList = 0, kNoOperation = 1 };
+  while (!options.empty() && options[0] != kEndOfList) {
+    const size_t length = options[0] == kNoOperation ? 1 : options.size() < 2 ? 0 : options[1];
+    if (length == 0 || length > options.size() || (length == 1 && options[0] != kNoOperation)) {
+      return false;
+    }
+    options = options.subspan(length);
+  }
+  return std::ranges::all_of(options, [](uint8_t byte) { return byte == 0; });
+}
+
+/// The packet without its options, which libtins reads less well: it refuses padding behind them.
+std::vector<uint8_t> WithoutOptions(Bytes bytes, size_t header) {
+  std::vector<uint8_t> plain(bytes.begin(), bytes.begin() + kIpv4Header);
+  plain.insert(plain.end(), bytes.begin() + static_cast<ptrdiff_t>(header), bytes.end());
+  plain[0] = 0x40 | kIpv4Header / 4;
+  plain[2] = static_cast<uint8_t>(plain.size() >> 8);
+  plain[3] = static_cast<uint8_t>(plain.size());
+  return plain;
+}
+
 Transport ReadIpv4(Bytes bytes) {
-  constexpr size_t kHeader = 20;
+  constexpr size_t kHeader = kIpv4Header;
   if (bytes.size() < kHeader) return Malformed();
   const uint8_t protocol = bytes[9];
   // Packets inside packets are not looked into, so nothing here nests.
@@ -72,6 +97,14 @@ Transport ReadIpv4(Bytes bytes) {
   if (length < kHeader) return Malformed();
   segment.is_cut = length > bytes.size();
   if (length < bytes.size()) bytes = bytes.first(length);
+  const size_t header = size_t{4} * (bytes[0] & 0x0F);
+  if (header < kHeader || header > bytes.size()) return Malformed();
+  std::vector<uint8_t> plain;
+  if (header > kHeader) {
+    if (!AreOptionsSound(bytes.subspan(kHeader, header - kHeader))) return Malformed();
+    plain = WithoutOptions(bytes, header);
+    bytes = plain;
+  }
   const Tins::IP ip(bytes.data(), static_cast<uint32_t>(bytes.size()));
   if (ip.is_fragmented()) return {};
   segment.source = MakeIpAddress(bytes.subspan(12, 4));

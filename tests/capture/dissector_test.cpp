@@ -178,6 +178,49 @@ TEST(Dissector, APacketThatContradictsItselfIsCountedAsMalformed) {
   EXPECT_FALSE(malformed_with(6, {0}));
 }
 
+TEST(Dissector, OptionsOfAnIpHeaderMayBePaddedBehindTheirEnd) {
+  const auto take = [](const Packet& options, const Packet& plain, Dissector& dissector) {
+    Packet ip = plain;
+    ip.insert(ip.begin() + 20, options.begin(), options.end());
+    ip[0] = static_cast<uint8_t>(0x45 + options.size() / 4);
+    const size_t length = ip.size();
+    ip[2] = static_cast<uint8_t>(length >> 8);
+    ip[3] = static_cast<uint8_t>(length);
+    return Take(dissector, ip, DLT_RAW).has_value();
+  };
+  for (const Packet& options :
+       {Packet{0, 0, 0, 0}, Packet{1, 1, 0, 0}, Packet{7, 3, 4, 0, 0, 0, 0, 0}, Packet{1, 1, 1, 1},
+        Packet{148, 4, 0, 0}, Packet{7, 7, 4, 1, 2, 3, 4, 1}, Packet(40, 0)}) {
+    Dissector dissector;
+    EXPECT_TRUE(take(options, DhcpIp(), dissector)) << testing::PrintToString(options);
+    EXPECT_TRUE(take(options, HttpIp(), dissector));
+    EXPECT_EQ(dissector.counts().malformed, 0U);
+  }
+  for (const Packet& options : {Packet{0, 0, 0, 1}, Packet{7, 5, 0, 0}, Packet{7, 1, 0, 0},
+                                Packet{7, 0, 0, 0}, Packet{1, 1, 1, 7}}) {
+    Dissector dissector;
+    EXPECT_FALSE(take(options, DhcpIp(), dissector)) << testing::PrintToString(options);
+    EXPECT_EQ(dissector.counts().malformed, 1U);
+  }
+}
+
+TEST(Dissector, AQuestionAboutLeasesNeedsNoClient) {
+  for (unsigned type = 9; type <= 14; ++type) {
+    Dhcp dhcp;
+    dhcp.type = type;
+    dhcp.client = {};
+    dhcp.hardware_length = 0;
+    dhcp.client_address = kClientIp;
+    Dissector dissector;
+    const auto sighting = Take(dissector, Ethernet(DhcpIp(dhcp)));
+    const bool is_about_leases = type >= 10 && type <= 13;
+    EXPECT_EQ(dissector.counts().malformed, is_about_leases ? 0U : 1U) << type;
+    EXPECT_EQ(sighting.has_value(), is_about_leases);
+    EXPECT_FALSE(sighting && sighting->HasOptions());
+    EXPECT_EQ(dissector.counts().option_lists, 0U);
+  }
+}
+
 TEST(Dissector, PaddingBehindThePacketDoesNotCount) {
   Packet frame = Ethernet(DhcpIp());
   frame.insert(frame.end(), 40, 0xEE);

@@ -1,6 +1,7 @@
 // errno says why a request has no good answer, also where its result does not.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -147,6 +148,22 @@ TEST(ReasonOfAnAnswer, IsBadWhenItDoesNotDecode) {
   });
   EXPECT_EQ(BYOD_cfgmsg_GetUserAgentRule("x", 2, 0, 0), nullptr);
   EXPECT_EQ(errno, EBADMSG);
+  peer.Join();
+}
+
+TEST(ReasonOfAnAnswer, IsThatNoneCameWithinTheCallersOwnTimeout) {
+  ScriptedPeer peer([](Connection& c) {
+    c.ReceiveBytes();
+    c.ClientCloses();
+  });
+  const int connection = BYOD_Init();
+  const timeval timeout = {0, 20000};
+  ASSERT_EQ(setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout), 0);
+  const ByodFingerPrint terminal = {};
+  char text[64];
+  EXPECT_EQ(BYOD_GetVendorByFingerPrint(connection, &terminal, sizeof text, text), kFailed);
+  EXPECT_EQ(errno, ECONNABORTED);
+  BYOD_Fini(connection);
   peer.Join();
 }
 

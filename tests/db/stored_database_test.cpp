@@ -11,6 +11,7 @@
 #include "byod_db.h"
 #include "byod_lauthservice.h"
 #include "byod_order.h"
+#include "lauth_dbm.h"
 #include "lauth_dbm_admin.h"
 #include "lauth_tlv.h"
 #include "support/message.h"
@@ -53,6 +54,12 @@ struct StoredDatabase : testing::Test {
     std::vector<std::string> keys;
     EXPECT_EQ(LAUTH_db_WalkKeys(BYOD_db_GetDBHandle(), Recover, &keys), 0);
     return keys;
+  }
+  int Files() const {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(directory))
+      count += entry.is_regular_file();
+    return count;
   }
   static int32_t Recover(void* context, const void* bytes, uint32_t length, uint32_t) {
     const auto* const key = static_cast<const char*>(bytes);
@@ -166,6 +173,40 @@ TEST_F(StoredDatabase, ExistenceChecksLeaveItClosed) {
   EXPECT_EQ(BYOD_db_IsDhcpOptValueExistInDb("iPhone"), 0u);
   EXPECT_EQ(BYOD_db_IsMacExistInDb(mac), 0u);
   EXPECT_EQ(BYOD_db_GetDBHandle(), -1);
+}
+
+TEST_F(StoredDatabase, ExistenceChecksCreateItAndCloseWhatIsOpen) {
+  BYOD_db_CloseCfgDBM();
+  EXPECT_EQ(BYOD_db_Delete(), 0);
+  EXPECT_EQ(Files(), 0);
+  EXPECT_EQ(BYOD_db_IsUAExistInDb("iPhone"), 0u);
+  EXPECT_GT(Files(), 0);
+  ASSERT_EQ(BYOD_db_OpenCfgDBM(), 0u);
+  EXPECT_EQ(BYOD_db_IsUAExistInDb("iPhone"), 0u);
+  EXPECT_EQ(BYOD_db_GetDBHandle(), -1);
+}
+
+TEST_F(StoredDatabase, DeletingWhatIsNotStoredFails) {
+  ByodTextRuleShowRec text = {};
+  ByodMacRuleShowRec mac = {};
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(BYOD_db_DeleteUserAgentRule(&text), 0x40010001u);
+    EXPECT_EQ(BYOD_db_DeleteDhcpOptionRule(&text), 0x40010001u);
+    EXPECT_EQ(BYOD_db_DeleteMacRule(&mac), 0x40010001u);
+    // The same with lists that are there.
+    EXPECT_EQ(BYOD_db_EnsureUserAgentList(), 1u);
+    EXPECT_EQ(BYOD_db_EnsureDhcpOptionList(), 1u);
+    EXPECT_EQ(BYOD_db_EnsureMacList(), 1u);
+  }
+}
+
+TEST_F(StoredDatabase, ASecondOpenLosesTheFirstHandle) {
+  const int32_t first = BYOD_db_GetDBHandle();
+  EXPECT_EQ(BYOD_db_OpenCfgDBM(), 0u);
+  EXPECT_NE(BYOD_db_GetDBHandle(), first);
+  BYOD_db_CloseCfgDBM();
+  EXPECT_EQ(BYOD_db_GetDBHandle(), -1);
+  EXPECT_EQ(DBM_Close(first), 0);
 }
 
 TEST_F(StoredDatabase, DatabaseThatCannotBeOpenedHoldsNothing) {

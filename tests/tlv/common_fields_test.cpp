@@ -293,6 +293,15 @@ TEST_F(CommonFields, PuttingAMessageOfNoLengthFailsBeforeItIsWritten) {
   EXPECT_EQ(msg.elements(), Elements{});
 }
 
+TEST_F(CommonFields, PuttingAMessageAbove65535BytesSendsOnlyItsBeginningAndSucceeds) {
+  const Message sub({Bytes(1000, std::string(40000, 'a')), Bytes(1001, std::string(40000, 'b'))});
+  const Message msg;
+  const std::string whole = sub.serialized();
+  EXPECT_EQ(BYOD_tlv_PutSubTlv(msg.get(), 1, sub.get()), 0u);
+  EXPECT_EQ(msg.elements(), (Elements{Bytes(1, whole.substr(0, whole.size() % 65536))}));
+  EXPECT_EQ(BYOD_tlv_GetSubTlv(msg.get(), TLV_GetFirst(msg.get())), 0u);
+}
+
 TEST_F(CommonFields, PuttingPassesOnTheContainersAppendResult) {
   const Message sub({Number(3, 1)}), msg;
   PlatformFaults::Fail(PlatformFaults::kAppend, 1, 77);
