@@ -1,8 +1,10 @@
 #include "byodctl/station_watch.h"
 
+#include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <utility>
+#include <vector>
 
 #include "byodctl/authorization_text.h"
 #include "byodctl/display_text.h"
@@ -86,16 +88,31 @@ void StationWatch::See(const capture::Frame& frame) {
 void StationWatch::Ask(const capture::Station& station, uint64_t time_us) {
   FingerprintText text = FingerprintOf(station);
   Told& told = told_.Touch(station.key);
-  const bool is_due = time_us >= told.time_us + kAskAgainUs;
-  if (told.is_asked && !is_due && SameFingerprint(told.fingerprint, text)) return;
+  const bool is_due = time_us >= told.last.time_us + kAskAgainUs;
+  const bool is_same = told.is_asked && SameFingerprint(told.last.fingerprint, text);
+  if (is_same && !is_due) return;
 
   const ParsedFingerprint parsed = ParseFingerprint(text);
   Answer answer = identifier_.Identify(parsed.fingerprint);
-  const bool is_news = !told.is_asked || !SameAnswer(told.answer, answer);
-  told = {true, text, time_us, answer};
-  if (!is_news) return;
-  take_({dissector_.counts().packets, time_us, capture::ToString(station.address), std::move(text),
-         parsed.is_locally_administered, std::move(answer)});
+  const bool is_news = !told.is_asked || !SameAnswer(told.last.answer, answer);
+  told.is_asked = true;
+  told.is_reported = is_news || (told.is_reported && is_same);
+  told.last = {dissector_.counts().packets,        time_us,
+               capture::ToString(station.address), std::move(text),
+               parsed.is_locally_administered,     std::move(answer)};
+  if (is_news) take_(told.last);
+}
+
+void StationWatch::ReportRest(const std::function<bool()>& go_on) {
+  std::vector<const StationReport*> rest;
+  told_.ForEach([&](const Told& told) {
+    if (!told.is_reported) rest.push_back(&told.last);
+  });
+  std::ranges::sort(rest, {}, &StationReport::packet);
+  for (const StationReport* const report : rest) {
+    if (!go_on()) return;
+    take_(*report);
+  }
 }
 
 StationSummary StationWatch::summary() const {
@@ -103,7 +120,7 @@ StationSummary StationWatch::summary() const {
   summary.packets = dissector_.counts();
   summary.cut = cut_;
   told_.ForEach([&](const Told& told) {
-    ++(told.answer.IsUnknown() ? summary.unknown : summary.identified);
+    ++(told.last.answer.IsUnknown() ? summary.unknown : summary.identified);
   });
   return summary;
 }
@@ -145,14 +162,16 @@ bool SeeAll(capture::PacketSource& source, StationWatch& watch,
             const std::function<bool()>& go_on) {
   const EndBySignal guard(source);
   capture::Frame frame;
+  bool is_whole = true;
   try {
     while (go_on() && source.Next(frame))
       watch.See(frame);
   } catch (const capture::SourceError& error) {
     std::cerr << "byodctl: " << Printable(error.what()) << '\n';
-    return false;
+    is_whole = false;
   }
-  return true;
+  watch.ReportRest(go_on);
+  return is_whole;
 }
 
 }  // namespace byod::ctl

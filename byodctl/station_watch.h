@@ -34,8 +34,8 @@ struct StationSummary {
 
 /**
  * Each station is asked about when something new is seen of it, and now and then when it is seen
- * again, since rules may have changed. It is reported when it is new, and when its answer is
- * another one than before.
+ * again, since rules may have changed. It is reported when it is new, when its answer is another
+ * one than before, and at the end if more was seen of it since.
  */
 class StationWatch {
  public:
@@ -47,14 +47,17 @@ class StationWatch {
   /// @throws what the identifier throws
   void See(const capture::Frame& frame);
 
+  /// Reports the stations whose last report lacks what was seen of them since, in the order in
+  /// which that was seen, while go_on says yes. To be called once, at the end.
+  void ReportRest(const std::function<bool()>& go_on);
+
   StationSummary summary() const;
 
  private:
   struct Told {
     bool is_asked = false;
-    FingerprintText fingerprint;
-    uint64_t time_us = 0;  // when it was asked about
-    Answer answer;
+    bool is_reported = true;  // the last report shows all that was seen
+    StationReport last;       // of when it was asked about last
   };
 
   void Ask(const capture::Station& station, uint64_t time_us);

@@ -78,6 +78,19 @@ class Captures(unittest.TestCase):
         self.assertEqual(self.summary["user_agents"], 6)
         self.assertEqual((self.summary["identified"], self.summary["unknown"]), (1, 0))
 
+    def test_the_last_line_of_a_station_holds_its_last_evidence(self):
+        first, last = self.stations([ethernet(http("Android")), ethernet(http("Android 2")),
+                                     ethernet(http("Android 3"))])
+        self.assertEqual((first["line"], first["user_agent"]), (1, "Android"))
+        self.assertEqual((last["line"], last["user_agent"]), (3, "Android 3"))
+        self.assertEqual((self.summary["identified"], self.summary["unknown"]), (1, 0))
+
+    def test_the_last_line_of_an_unknown_station_holds_its_last_evidence(self):
+        lines = self.stations([ethernet(dhcp([9], RANDOM), RANDOM),
+                               ethernet(http("nobody knows"), RANDOM)], expect=3)
+        self.assertEqual([(line["line"], line["options"], line["user_agent"]) for line in lines],
+                         [(1, "9", ""), (2, "9", "nobody knows")])
+
     def test_malformed_packets_are_counted_and_tell_nothing(self):
         self.assertEqual(self.stations([NO_END, CUT, b"\x00"]), [])
         self.assertEqual(self.summary["malformed"], 3)
