@@ -58,7 +58,7 @@ _byodctl() {
       'set rule' | 'unset rule') choices="$fields --json" ;;
       'set order') choices='dhcp,user-agent,mac --json' ;;
       'export ') choices="$kinds --json" ;;
-      'import ') choices='--dry-run --json' ;;
+      'import ') choices='--replace --dry-run --json' ;;
       'watch ') choices='--interface --offline --rules --ieee --order --count --json' ;;
       'check rules') choices='--ieee --strict --json' ;;
       *) choices='--json' ;;

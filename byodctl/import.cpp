@@ -1,5 +1,4 @@
 // byodctl import
-#include <unistd.h>
 #include <CLI/CLI.hpp>
 
 #include <array>
@@ -14,8 +13,10 @@
 #include "byodctl/bulk.h"
 #include "byodctl/command.h"
 #include "byodctl/counted.h"
+#include "byodctl/desired_rules.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
+#include "byodctl/progress_line.h"
 #include "byodctl/rule.h"
 #include "byodctl/rule_csv.h"
 #include "byodctl/table.h"
@@ -26,37 +27,18 @@ namespace {
 struct Options {
   std::string file;
   bool dry_run = false;
+  bool replace = false;
   bool json = false;
 };
 
-enum Action { kAdded, kChanged, kUnchanged, kRefused, kBad, kWarning, kActionCount };
-constexpr const char* kActionNames[kActionCount] = {"added",   "changed", "unchanged",
-                                                    "refused", "bad",     "warning"};
+enum Action { kAdded, kChanged, kUnchanged, kRefused, kBad, kRemoved, kWarning, kActionCount };
+constexpr const char* kActionNames[kActionCount] = {"added", "changed", "unchanged", "refused",
+                                                    "bad",   "removed", "warning"};
 
 /// What became of a row.
 struct Outcome {
   Action action = kBad;
   std::string reason;  ///< why it was refused, or is bad
-};
-
-/// Shows how far it is, on a terminal and when there is much to do.
-class ProgressLine {
- public:
-  explicit ProgressLine(size_t total)
-      : total_(total), is_shown_(total >= 1000 && isatty(STDERR_FILENO) == 1) {}
-  ~ProgressLine() {
-    if (is_shown_) std::cerr << "\r\033[K" << std::flush;
-  }
-  ProgressLine(const ProgressLine&) = delete;
-  ProgressLine& operator=(const ProgressLine&) = delete;
-
-  void Show(size_t done) const {
-    if (is_shown_) std::cerr << '\r' << done << " of " << total_ << " rules" << std::flush;
-  }
-
- private:
-  size_t total_;
-  bool is_shown_;
 };
 
 /// Tells what is wrong with a row as soon as it is known; what became of all rows, at the end.
@@ -67,33 +49,41 @@ class Report {
   void Add(const rulefiles::Place& place, const Rule* rule, const Outcome& outcome) {
     ++counts_[outcome.action];
     if (!outcome.reason.empty()) {
-      std::cerr << Printable(rulefiles::ToString(place)) << ": "
-                << (outcome.action == kRefused   ? "refused: "
+      if (place.file != nullptr) {
+        std::cerr << Printable(rulefiles::ToString(place)) << ": ";
+      } else {
+        std::cerr << "byodctl: " << Printable(ToString(rule->key)) << ": ";
+      }
+      std::cerr << (outcome.action == kRefused   ? "refused: "
                     : outcome.action == kWarning ? "warning: "
                                                  : "")
                 << Printable(outcome.reason) << '\n';
     }
     if (options_.json) {
-      lines_ += JsonLine({{"line", place.line},
+      lines_ += JsonLine({{"line", place.file != nullptr ? Json(place.line) : Json()},
                           {"kind", rule != nullptr ? Json(kRuleKindNames[rule->key.kind]) : Json()},
                           {"key", rule != nullptr ? Json(ToString(rule->key)) : Json()},
                           {"action", kActionNames[outcome.action]},
                           {"reason", outcome.reason.empty() ? Json() : Json(outcome.reason)}});
     } else if (options_.dry_run && rule != nullptr && outcome.action != kUnchanged) {
-      table_.Add({std::to_string(place.line), kActionNames[outcome.action],
-                  kRuleKindNames[rule->key.kind], Cell(ToString(rule->key)), Cell(outcome.reason)},
-                 outcome.action == kRefused ? Emphasis::kAlarm : Emphasis::kNone);
+      table_.Add(
+          {place.file != nullptr ? std::to_string(place.line) : "-", kActionNames[outcome.action],
+           kRuleKindNames[rule->key.kind], Cell(ToString(rule->key)), Cell(outcome.reason)},
+          outcome.action == kRefused ? Emphasis::kAlarm : Emphasis::kNone);
     }
   }
 
-  /// The rules are kept, or were not meant to be.
-  int Finish() const {
+  size_t Count(Action action) const { return counts_[action]; }
+
+  /// @param is_kept  else all is as it was, whether that was meant or not
+  int Finish(bool is_kept) const {
     std::cout << lines_;
     if (!options_.json) {
       if (options_.dry_run) table_.Write(std::cout);
-      std::cout << (options_.dry_run ? "would be " : "");
-      for (size_t action = 0; action < kWarning; ++action)
+      std::cout << (is_kept ? "" : "would be ");
+      for (size_t action = 0; action < kRemoved; ++action)
         std::cout << (action > 0 ? ", " : "") << counts_[action] << ' ' << kActionNames[action];
+      if (options_.replace) std::cout << ", " << counts_[kRemoved] << " removed";
       if (counts_[kWarning] > 0) std::cout << ", " << Counted(counts_[kWarning], "warning");
       std::cout << '\n';
     }
@@ -120,16 +110,6 @@ rulefiles::File ReadInput(const std::string& name) {
   return std::move(*file);
 }
 
-/// The changes that make a rule say what its row says. What the row leaves empty stays as it is.
-/// The first one tells whether the rule is new.
-void AppendChanges(const Rule& rule, std::vector<Request>& changes) {
-  changes.push_back(ChangeRule(BYOD_OP_SET, rule.key));
-  for (const DeviceField& field : kDeviceFields) {
-    const std::string& value = rule.device.*field.member;
-    if (!value.empty()) changes.push_back(ChangeField(BYOD_OP_SET, rule.key, field, value));
-  }
-}
-
 /// Asks once more for a change that was refused: by itself it is told why.
 std::string ReasonOf(Client& client, const Request& change) {
   try {
@@ -153,26 +133,56 @@ Outcome OutcomeOf(Client& client, const Request* changes, const uint32_t* codes,
   return {changed ? kChanged : kUnchanged, {}};
 }
 
-void Apply(Client& client, Bulk& bulk, const std::vector<PlacedRule>& rules, Report& report) {
+Outcome OutcomeOf(Client& client, const DesiredRule& desired, const Request* changes,
+                  const uint32_t* codes, size_t count) {
+  const Outcome outcome = OutcomeOf(client, changes, codes, count);
+  return desired.IsRemoval() && outcome.action != kRefused ? Outcome{kRemoved, {}} : outcome;
+}
+
+void Apply(Client& client, Bulk& bulk, const std::vector<DesiredRule>& rules, Report& report) {
   constexpr size_t kAtOnce = 100;
-  const ProgressLine progress(rules.size());
+  ProgressLine progress("of " + Counted(rules.size(), "rule"));
   for (size_t first = 0; first < rules.size(); first += kAtOnce) {
     const size_t last = std::min(first + kAtOnce, rules.size());
     std::vector<Request> changes;
     std::vector<size_t> starts;
     for (size_t i = first; i < last; ++i) {
       starts.push_back(changes.size());
-      AppendChanges(rules[i].rule, changes);
+      AppendChanges(rules[i], changes);
     }
     starts.push_back(changes.size());
     const std::vector<uint32_t> codes = bulk.Apply(changes);
     for (size_t i = first; i < last; ++i) {
       const size_t at = starts[i - first];
       report.Add(rules[i].place, &rules[i].rule,
-                 OutcomeOf(client, &changes[at], &codes[at], starts[i - first + 1] - at));
+                 OutcomeOf(client, rules[i], &changes[at], &codes[at], starts[i - first + 1] - at));
     }
     progress.Show(last);
   }
+}
+
+/// A part of the file is not what it says, so --replace takes all of it or nothing.
+bool MayBeKept(const Options& options, const Report& report) {
+  return !options.replace || report.Count(kBad) + report.Count(kRefused) == 0;
+}
+
+/// @return whether the changes are kept
+bool Change(const Options& options, const Settings& settings, RuleCsv file, Report& report) {
+  if (!MayBeKept(options, report)) return false;
+  if (file.rules.empty() && !options.replace) return !options.dry_run;
+  // Reading may have taken longer than the daemon keeps a client that asks nothing.
+  Client client(settings);
+  Bulk bulk(client);
+  // What is listed inside the bulk is what it changes: others wait for its end.
+  const std::vector<DesiredRule> rules =
+      options.replace ? ReplacedRules(client, std::move(file)) : AddedRules(std::move(file.rules));
+  Apply(client, bulk, rules, report);
+  if (options.dry_run || !MayBeKept(options, report)) {
+    bulk.TakeBack();
+    return false;
+  }
+  bulk.Commit();
+  return true;
 }
 
 int Import(const Options& options, const Settings& settings) {
@@ -185,19 +195,12 @@ int Import(const Options& options, const Settings& settings) {
     const bool is_error = SeverityOf(diagnostic.problem) == rulefiles::Severity::kError;
     report.Add(diagnostic.place, nullptr, {is_error ? kBad : kWarning, diagnostic.reason});
   });
-  const std::vector<PlacedRule> rules = ReadAnyRuleCsv(ReadInput(options.file), diagnostics);
-  if (!rules.empty()) {
-    // Reading may have taken longer than the daemon keeps a client that asks nothing.
-    Client client(settings);
-    Bulk bulk(client);
-    Apply(client, bulk, rules, report);
-    if (options.dry_run) {
-      bulk.TakeBack();
-    } else {
-      bulk.Commit();
-    }
+  RuleCsv file = ReadAnyRuleCsv(ReadInput(options.file), diagnostics);
+  const bool is_kept = Change(options, settings, std::move(file), report);
+  if (!is_kept && !options.dry_run) {
+    std::cerr << "byodctl: nothing changed: the rules cannot be exactly those of the file\n";
   }
-  return report.Finish();
+  return report.Finish(is_kept);
 }
 
 }  // namespace
@@ -209,10 +212,13 @@ Run DefineImport(CLI::App& app, const Settings& settings) {
       "row leaves\nempty stays as it is. A bad or refused row is reported with its line, the "
       "others are set, all together.\n--dry-run has the daemon make the changes and take them back "
       "at once.\n\n"
-      "JSON: line, kind, key, action (added, changed, unchanged, refused, bad or warning), reason; "
+      "JSON: line, kind, key, action (added, changed, unchanged, refused, bad, removed or "
+      "warning), reason; "
       "a line\nfor each row.\n"
       "Exit status: 1 with bad rows, else 5 with refused ones.");
   app.add_option("FILE", options->file, "Rule file; - for standard input")->required();
+  app.add_flag("--replace", options->replace,
+               "Make the rules of the file's kinds exactly those of the file, or change nothing");
   app.add_flag("--dry-run", options->dry_run, "Only tell what would become of each row");
   app.add_flag("--json", options->json, "Write JSON, a line for each row");
   return [options, &settings] { return Import(*options, settings); };

@@ -7,6 +7,7 @@
 #include "byod_tlv.h"
 #include "byodctl/rule_csv.h"
 #include "byodctl/words.h"
+#include "data/fold_case.h"
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
@@ -84,6 +85,13 @@ uint32_t RuleKindOf(const std::string& name) {
 
 std::string ToString(const RuleKey& key) {
   return key.kind == BYOD_METHOD_MAC ? rulefiles::ToString(key.prefix) : key.text;
+}
+
+std::string IdentityOf(const RuleKey& key) {
+  std::string identity = std::string{kRuleKindNames[key.kind]} + ' ';
+  for (const char c : ToString(key))
+    identity += static_cast<char>(FoldCase(c));
+  return identity;
 }
 
 Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device) {

@@ -31,6 +31,9 @@ struct RuleKey {
 /// "00:11:22:00:00:00/24", a whole address without a length, or the rule's text.
 std::string ToString(const RuleKey& key);
 
+/// The same for two keys that name the same rule: the kind, and the key without regard to case.
+std::string IdentityOf(const RuleKey& key);
+
 struct Rule {
   RuleKey key;
   bool is_custom = false;

@@ -1,6 +1,7 @@
 #include "byodctl/rule_csv.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -117,6 +118,19 @@ Rule MakeRule(const rulefiles::MacRule& rule) {
   return {{BYOD_METHOD_MAC, rule.prefix, {}}, false, false, rule.device};
 }
 
+void LeaveOutRepeats(std::vector<PlacedRule>& rules, rulefiles::Diagnostics& diagnostics) {
+  std::map<std::string, rulefiles::Place> seen;
+  std::erase_if(rules, [&](const PlacedRule& row) {
+    const auto [first, is_new] = seen.try_emplace(IdentityOf(row.rule.key), row.place);
+    if (is_new) return false;
+    diagnostics.Report(rulefiles::Problem::kConflict, row.place,
+                       rulefiles::Quoted(ToString(row.rule.key)) + " is also that of " +
+                           rulefiles::ToString(first->second),
+                       first->second);
+    return true;
+  });
+}
+
 void Append(std::vector<PlacedRule>& out, std::vector<PlacedRule> more) {
   out.insert(out.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
@@ -160,13 +174,12 @@ std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
   return rules;
 }
 
-std::vector<PlacedRule> ReadAnyRuleCsv(const rulefiles::File& marked,
-                                       rulefiles::Diagnostics& diagnostics) {
+RuleCsv ReadAnyRuleCsv(const rulefiles::File& marked, rulefiles::Diagnostics& diagnostics) {
   rulefiles::File file = marked;
   if (file.content.starts_with(kByteOrderMark)) file.content.erase(0, kByteOrderMark.size());
   const std::vector<Section> sections = SectionsOf(file);
   if (sections.empty()) throw Failure(kExitBadInput, file.name + ": no header, no rules");
-  std::vector<PlacedRule> rules;
+  RuleCsv csv;
   LineStarts starts(file.content);
   for (size_t i = 0; i < sections.size(); ++i) {
     // What stands in front of the first header may be a comment or a row that cannot be read.
@@ -176,9 +189,12 @@ std::vector<PlacedRule> ReadAnyRuleCsv(const rulefiles::File& marked,
     // Blank lines in front keep the numbers of the lines.
     const std::string skipped(i == 0 ? 0 : sections[i].line - 1, '\n');
     const std::string part = skipped + file.content.substr(begin, end - begin);
-    Append(rules, ReadRuleCsv({file.name, part}, sections[i].kind, diagnostics));
+    const uint32_t kind = sections[i].kind;
+    Append(csv.rules, ReadRuleCsv({file.name, part}, kind, diagnostics));
+    if (std::ranges::find(csv.kinds, kind) == csv.kinds.end()) csv.kinds.push_back(kind);
   }
-  return rules;
+  LeaveOutRepeats(csv.rules, diagnostics);
+  return csv;
 }
 
 }  // namespace byod::ctl

@@ -25,14 +25,18 @@ struct PlacedRule {
 std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
                                     rulefiles::Diagnostics& diagnostics);
 
+struct RuleCsv {
+  std::vector<PlacedRule> rules;  ///< no two for the same rule
+  std::vector<uint32_t> kinds;    ///< those that a header names, in its order
+};
+
 /**
- * Reads a file of any kind, or of several, one after the other: each header tells of what kind the
- * rows behind it are.
+ * Reads a file of any kind, or of several, one after the other: each header says of which kind the
+ * rows behind it are. Of two rows for the same rule the first one counts, the other is reported.
  *
  * @throws Failure of kExitBadInput when the first row is no header
  */
-std::vector<PlacedRule> ReadAnyRuleCsv(const rulefiles::File& file,
-                                       rulefiles::Diagnostics& diagnostics);
+RuleCsv ReadAnyRuleCsv(const rulefiles::File& file, rulefiles::Diagnostics& diagnostics);
 
 }  // namespace byod::ctl
 
