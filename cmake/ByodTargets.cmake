@@ -66,7 +66,7 @@ function(byod_command program variable)
   if(NOT program IN_LIST generated)
     list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
     file(GENERATE OUTPUT ${script}
-      CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:${program}> \"$@\"\n"
+      CONTENT "#!/bin/sh\nexec ${emulator} \"$<TARGET_FILE:${program}>\" \"$@\"\n"
       FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
         WORLD_READ WORLD_EXECUTE)
     set_property(GLOBAL APPEND PROPERTY BYOD_COMMANDS ${program})

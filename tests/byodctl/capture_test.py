@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 from captures import CLIENT, RANDOM, RAW, capture, dhcp, ethernet, http
-from running_daemon import RULES, Daemon
+from running_daemon import RULES, Daemon, copy_for_every_user
 
 BYODCTL = LAUTHD = ""
 
@@ -197,12 +197,13 @@ class Captures(unittest.TestCase):
 
     @ON_A_REAL_MACHINE
     def test_without_the_capability_capturing_is_not_permitted(self):
+        command = [BYODCTL]
         if os.geteuid() == 0:
-            prefix = ["setpriv", "--reuid=65534", "--clear-groups", "--bounding-set=-all",
-                      "--inh-caps=-all"]
-        else:
-            prefix = []
-        done = subprocess.run([*prefix, BYODCTL, "watch", "--interface", "lo", "--offline"],
+            scratch = tempfile.TemporaryDirectory()
+            self.addCleanup(scratch.cleanup)
+            command = ["setpriv", "--reuid=65534", "--clear-groups", "--bounding-set=-all",
+                       "--inh-caps=-all", *copy_for_every_user(BYODCTL, scratch.name)]
+        done = subprocess.run([*command, "watch", "--interface", "lo", "--offline"],
                               capture_output=True, text=True, check=False)
         if done.returncode not in (1, 4) and "byodctl" not in done.stderr:
             self.skipTest("cannot give up rights here: " + done.stderr)
@@ -218,4 +219,4 @@ class Captures(unittest.TestCase):
 
 if __name__ == "__main__":
     BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

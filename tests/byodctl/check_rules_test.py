@@ -74,4 +74,4 @@ class CheckRules(unittest.TestCase):
 if __name__ == "__main__":
     BYODCTL = sys.argv[1]
     SOURCE = pathlib.Path(sys.argv[2])
-    unittest.main(argv=[sys.argv[0]])
+    unittest.main(argv=[sys.argv[0]], verbosity=2)

@@ -8,7 +8,7 @@ import sys
 import time
 import unittest
 
-from running_daemon import Daemon
+from running_daemon import Daemon, copy_for_every_user
 
 BYODCTL = LAUTHD = ""
 
@@ -401,7 +401,9 @@ class Limits(unittest.TestCase):
         daemon.directory.chmod(0o755)
         daemon.socket.parent.chmod(0o755)
         daemon.socket.chmod(0o666)
-        other = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
+        *environment, program = copy_for_every_user(BYODCTL, daemon.directory / "programs")
+        daemon.use(LAUTHD, program)
+        other = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *environment)
         if daemon.run("--version", prefix=other)[0] in (126, 127):
             self.skipTest("another user cannot run the program here")
         self.assertEqual(daemon.run("show", "order", prefix=other)[0], 0)
@@ -412,4 +414,4 @@ class Limits(unittest.TestCase):
 
 if __name__ == "__main__":
     BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

@@ -424,4 +424,4 @@ line 1: mac 00:11:22:33:44:55, options 1,3, user-agent Android
 if __name__ == "__main__":
     BYODCTL = sys.argv[1]
     SOURCE = pathlib.Path(sys.argv[2])
-    unittest.main(argv=[sys.argv[0]])
+    unittest.main(argv=[sys.argv[0]], verbosity=2)

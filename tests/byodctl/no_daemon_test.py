@@ -116,4 +116,4 @@ class WithoutDaemon(unittest.TestCase):
 
 if __name__ == "__main__":
     BYODCTL = sys.argv[1]
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)

@@ -3,7 +3,9 @@
 import contextlib
 import os
 import pathlib
+import re
 import resource
+import shutil
 import socket
 import subprocess
 import tempfile
@@ -18,6 +20,22 @@ RULES = {
     "dhcp-option.csv": "options,name,vendor,category,os\n"
                        '"1,3,6",Printer of Acme,Acme,Printer,\n',
 }
+
+
+def copy_for_every_user(program, directory):
+    """Copies a program of the build, with the build's libraries, to where every user may run it: the
+    build itself may lie in a home directory that only its owner may enter.
+
+    @return the words that a command starts with to run the copy"""
+    directory = pathlib.Path(directory)
+    directory.mkdir(mode=0o755, exist_ok=True)
+    directory.chmod(0o755)
+    # Where the program is run by an emulator there is only a script, which has no libraries.
+    listed = subprocess.run(["ldd", program], capture_output=True, text=True, check=False).stdout
+    for name, path in re.findall(r"(lib(?:byod|lauth)\S*) => (/.+) \(", listed):
+        shutil.copy(path, directory / name)
+    shutil.copy(program, directory)
+    return ["env", f"LD_LIBRARY_PATH={directory}", str(directory / pathlib.Path(program).name)]
 
 
 class Daemon:

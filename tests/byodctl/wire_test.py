@@ -244,7 +244,7 @@ class Wire(unittest.TestCase):
 def main():
     """Goes into namespaces of its own first."""
     if os.environ.get(INSIDE):
-        unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+        unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
     if os.geteuid() != 0:
         print("skipped: this needs root")
         return 0

@@ -84,4 +84,4 @@ class Words(unittest.TestCase):
 
 if __name__ == "__main__":
     BYODCTL, COMPLETION = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

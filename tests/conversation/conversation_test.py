@@ -117,4 +117,4 @@ class Conversation(unittest.TestCase):
 
 if __name__ == "__main__":
     ONE, OTHER = (pathlib.Path(folder) for folder in sys.argv[1:3])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

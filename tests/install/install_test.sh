@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# install_test.sh BUILD CC CXX LIBDIR SANITIZERS [SYSROOT EMULATOR...]
+# install_test.sh BUILD GENERATOR CC CXX LIBDIR SANITIZERS [SYSROOT EMULATOR...]
 # Installs a build into a folder of its own, and builds and runs programs outside the tree against
 # it: C99 and C++ through pkg-config, C++ through the CMake package, and the program of the README as
 # it stands there. What linking a program needs besides is in LDFLAGS.
 set -euo pipefail
-build=$1 cc=$2 cxx=$3 libdir=$4 sanitizers=$5 sysroot=${6:-}
-emulator=("${@:7}")
+build=$1 generator=$2 cc=$3 cxx=$4 libdir=$5 sanitizers=$6 sysroot=${7:-}
+emulator=("${@:8}")
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -40,7 +40,7 @@ find_package(byod 1 REQUIRED)
 add_executable(outside outside.cpp)
 target_link_libraries(outside PRIVATE byod::byod)
 CMAKE
-cmake -S "$work/package" -B "$work/package/build" -DCMAKE_PREFIX_PATH="$work/root" \
+cmake -G "$generator" -S "$work/package" -B "$work/package/build" -DCMAKE_PREFIX_PATH="$work/root" \
   -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="${sanitizers:+-fsanitize=$sanitizers}" \
   ${sysroot:+-DCMAKE_SYSROOT="$sysroot"} >"$work/configure.log"
 cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }

@@ -109,7 +109,7 @@ TEST_F(Access, DirectoryAndSocketHaveTheirOwnerGroupAndMode) {
 TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
   DaemonProcess daemon({"--no-database"});
   ASSERT_NO_FATAL_FAILURE(daemon.Start());
-  const std::string command = std::string(LAUTHD_PROGRAM) +
+  const std::string command = std::string("'" LAUTHD_PROGRAM "'") +
                               " --config /dev/null --no-database --socket " + daemon.socket() +
                               " 2>/dev/null";
   EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
@@ -418,7 +418,7 @@ TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {
   const auto check = [&](const std::string& text) {
     std::ofstream(file) << text;
     const std::string command =
-        std::string(LAUTHD_PROGRAM) + " --check --config " + file + " >/dev/null 2>&1";
+        std::string("'" LAUTHD_PROGRAM "'") + " --check --config " + file + " >/dev/null 2>&1";
     return WEXITSTATUS(std::system(command.c_str()));
   };
   EXPECT_EQ(check("rule-limit = 10\nidle-timeout = 5\nlog-level = \"info\"\n"), 0);
@@ -430,7 +430,7 @@ TEST(Start, TheConfigurationFileIsReadAndItsFaultsAreTold) {
 
 TEST(Start, CheckTellsHowLongLoadingAndRecoveringTake) {
   DaemonProcess daemon;
-  const std::string command = std::string(LAUTHD_PROGRAM) +
+  const std::string command = std::string("'" LAUTHD_PROGRAM "'") +
                               " --check --timing --config /dev/null --state-dir " + daemon.state() +
                               " >" + daemon.log_file();
   EXPECT_EQ(std::system(command.c_str()), 0);
@@ -452,8 +452,9 @@ TEST(Start, CheckTellsHowLongLoadingAndRecoveringTake) {
 TEST(Start, CheckTellsFaultsOfRuleFilesByTheirLine) {
   DaemonProcess daemon;
   daemon.WriteRules("mac.csv", "mac,mask,name,vendor,category,os\n00:11:22/99,,,,x,\n");
-  const std::string command = std::string(LAUTHD_PROGRAM) + " --check --config /dev/null --rules " +
-                              daemon.rules() + " 2>" + daemon.log_file();
+  const std::string command = std::string("'" LAUTHD_PROGRAM "'") +
+                              " --check --config /dev/null --rules " + daemon.rules() + " 2>" +
+                              daemon.log_file();
   EXPECT_EQ(WEXITSTATUS(std::system((command + " >/dev/null").c_str())), 1);
   EXPECT_TRUE(daemon.Logged("mac.csv:2")) << daemon.Log();
 }

@@ -79,12 +79,24 @@ class DaemonProcess {
   pid_t pid() const { return pid_; }
   void AddOption(const std::string& option) { options_.push_back(option); }
 
-  /// Has it run as another user, who owns its directory. For root before it starts.
+  /// Has it run as another user, who owns its directory. For root before it starts. The user gets a
+  /// copy of the program: the build may lie in a home directory that only its owner may enter.
   void RunAs(uid_t user, gid_t group) {
     user_ = user;
     group_ = group;
     ASSERT_EQ(chown(directory_.path().c_str(), user, group), 0);
+#ifndef BYOD_EMULATED  // where the program is a script that starts the emulator
+    const std::filesystem::path programs = directory_.path() + "/programs";
+    std::filesystem::create_directory(programs);
+    for (const std::filesystem::path file : {LAUTHD_PROGRAM, LAUTHD_LIBRARIES}) {
+      std::filesystem::copy_file(file, programs / file.filename());
+      std::filesystem::permissions(programs / file.filename(), std::filesystem::perms(0755));
+    }
+    program_ = programs / std::filesystem::path(LAUTHD_PROGRAM).filename();
+    library_path_ = programs;
+#endif
   }
+  const std::string& program() const { return program_; }
 
   /// Lets no file of it, its log included, grow beyond a size: a disk that is full.
   void LimitFileSize(rlim_t size = RLIM_INFINITY) {
@@ -109,7 +121,7 @@ class DaemonProcess {
 
   /// Starts it and goes on.
   void Launch() {
-    std::vector<std::string> words = {LAUTHD_PROGRAM, "--config", "/dev/null"};
+    std::vector<std::string> words = {program_, "--config", "/dev/null"};
     const auto given = [this](const char* option) {
       return std::find(options_.begin(), options_.end(), option) != options_.end();
     };
@@ -133,12 +145,13 @@ class DaemonProcess {
         (setgroups(0, nullptr) != 0 || setgid(group_) != 0 || setuid(user_) != 0)) {
       _exit(126);
     }
+    if (!library_path_.empty()) setenv("LD_LIBRARY_PATH", library_path_.c_str(), 1);
     if (before_it_runs_) before_it_runs_();
     std::vector<char*> arguments;
     for (std::string& word : words)
       arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    execv(LAUTHD_PROGRAM, arguments.data());
+    execv(program_.c_str(), arguments.data());
     _exit(127);
   }
 
@@ -236,6 +249,8 @@ class DaemonProcess {
   int status_ = 0;
   uid_t user_ = geteuid();
   gid_t group_ = getegid();
+  std::string program_ = LAUTHD_PROGRAM;
+  std::string library_path_;  // empty: where the program looks by itself
   rlimit file_size_ = {RLIM_INFINITY, RLIM_INFINITY};
 };
 

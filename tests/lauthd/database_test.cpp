@@ -295,15 +295,15 @@ class DatabaseOfAnOrdinaryUser : public Database {
   void SetUp() override {
     Database::SetUp();
     if (geteuid() == 0) {
-      if (!NobodyCanRun(LAUTHD_PROGRAM)) GTEST_SKIP() << "nobody else may run the daemon here";
-      daemon_.RunAs(kNobody, kNobody);
+      ASSERT_NO_FATAL_FAILURE(daemon_.RunAs(kNobody, kNobody));
+      if (!NobodyCanRun(daemon_.program())) GTEST_SKIP() << "nobody else may run the daemon here";
     }
     ASSERT_NO_FATAL_FAILURE(Populate());
   }
 
-  static bool NobodyCanRun(const char* program) {
+  static bool NobodyCanRun(const std::string& program) {
     const pid_t child = fork();
-    if (child == 0) _exit(setuid(kNobody) == 0 && access(program, X_OK) == 0 ? 0 : 1);
+    if (child == 0) _exit(setuid(kNobody) == 0 && access(program.c_str(), X_OK) == 0 ? 0 : 1);
     int status = 1;
     waitpid(child, &status, 0);
     return status == 0;
