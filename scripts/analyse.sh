@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Static analysis: clang-tidy with .clang-tidy and cppcheck with scripts/cppcheck.txt, over all C++
 # sources or those of some folders or files: scripts/analyse.sh data tests/data. Any finding fails.
-# With --tidy in front clang-tidy alone. Needs the packages of scripts/setup.sh --analysis, and half an
+# With --tidy in front clang-tidy alone. Needs the packages of scripts/setup.sh analysis, and half an
 # hour of two cores for everything. Nothing is built.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh --analysis
+scripts/setup.sh analysis
 with_cppcheck=yes
 if [ "${1:-}" = --tidy ]; then
   with_cppcheck=no

@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Builds and runs the benchmarks with three seeds each, and writes a table of the medians of their
 # ratios: scripts/bench.sh [file], to the standard output without a file. Needs the packages of
-# scripts/setup.sh --bench. Set BYOD_CORPUS to a folder with useragents.tsv and dhcp55.tsv for real
+# scripts/setup.sh bench. Set BYOD_CORPUS to a folder with useragents.tsv and dhcp55.tsv for real
 # strings where there is none beside the source tree, and BYOD_BENCH_DIRECTORY to a folder on the
 # disk that the database is measured on, where that is not /tmp. Takes ten minutes; keep the
 # machine quiet meanwhile.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh --bench
+scripts/setup.sh bench
 build=build/bench
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBYOD_BUILD_BENCH=ON \
   -DBYOD_BUILD_TESTS=OFF >&2
@@ -18,7 +19,7 @@ results=$(mktemp -d)
 trap 'rm -rf "$results"' EXIT
 for seed in 1 2 3; do
   for program in "$build"/bench/bench_*; do
-    [ -f "$program" ] && [ -x "$program" ] || continue
+    if [ ! -f "$program" ] || [ ! -x "$program" ]; then continue; fi
     echo "== $(basename "$program"), seed $seed" >&2
     BYOD_BENCH_SEED=$seed "$program" | tee /dev/stderr | grep -E '^(RATIO|FIGURE)' \
       >>"$results/$seed"

@@ -4,9 +4,10 @@
 # db/, cfgmsg/ and service/. What is left, also in platform/, stands with its reason in
 # scripts/coverage-left.txt; anything that is left and not listed there fails too.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh test
 build=build/coverage
 cmake --preset coverage >/dev/null
 

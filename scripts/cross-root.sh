@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # cross-root.sh MACHINE: fills build/cross-root/MACHINE with the headers and libraries that a build
-# for another machine reads, once. Needs no rights, only the packages of scripts/setup.sh --cross.
+# for another machine reads, once. Needs no rights, only the packages of scripts/setup.sh cross.
 #
 # Debian's packages for that machine are unpacked there, with all they depend on, not installed:
 # next to the system's own some would conflict, and a folder is thrown away as easily as it is made.
@@ -12,6 +12,7 @@
 # from the packages for this machine; GoogleTest, SQLite, libcsv and libutf8proc are built from
 # Debian's sources. libsystemd, libpcap and libtins are left out, see BYOD_SYSTEMD and BYOD_CAPTURE.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 machine=${1:?machine}
 root=$PWD/build/cross-root/$machine
@@ -29,6 +30,7 @@ mkdir -p "$root" "$root.apt"/{lists/partial,archives/partial,state} "$root.build
 # apt_for ARCHITECTURE: from now on apt knows this architecture only, with nothing installed.
 apt_for() {
   local own=$root.apt
+  # shellcheck disable=SC2016 # apt-get expands it
   apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' \
     'Origin: Debian' 'Created-By: Packages' | awk '$3 !~ /-/ {print; $1 = "deb-src"; print}' |
     sort -u >"$own/sources.list"

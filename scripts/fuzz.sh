@@ -4,9 +4,10 @@
 # 60 seconds each and all of them. New inputs go to FUZZ_INPUTS, or to a folder that is gone at the
 # end unless something was found.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh test
 seconds=${1:-60}
 fuzzers=("${@:2}")
 if [ ${#fuzzers[@]} -eq 0 ]; then

@@ -1,47 +1,71 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and running need. Does nothing, and needs no
-# rights, when all of them are there. With --bench also those that only the benchmarks need,
-# with --cross those that scripts/test-cross.sh needs, with --analysis those of scripts/analyse.sh.
+# Installs Debian packages: scripts/setup.sh [GROUP...], those of run and test without a group. Does
+# nothing, and needs no rights, when all of them are there.
+#
+#   run       what building and running the programs takes
+#   test      besides, what scripts/test.sh takes: a second compiler, test libraries, DHCP clients
+#   bench     besides run, what scripts/bench.sh measures against
+#   analysis  besides test, what scripts/analyse.sh takes, and the formatter
+#   cross     besides test, what scripts/test-cross.sh takes
+#   bare      what scripts/test-bare.sh takes
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 
-packages=(
-  # building
-  g++ clang-19 clang-tidy-19 clang-format-19 cmake ninja-build pkg-config
+run=(
+  g++ cmake ninja-build pkg-config
   # the platform library and the programs
   libboost-dev libsqlite3-dev libasio-dev libcli11-dev nlohmann-json3-dev libcsv-dev libutf8proc-dev
   libsystemd-dev libpcap-dev libtins-dev
   # the registry of MAC prefixes
   ieee-data
-  # testing
-  libgtest-dev libgmock-dev libclang-rt-19-dev binutils python3
-  # testing with real clients
-  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc
 )
+# clang's sanitizers are in libclang-rt; the clients are those that wire_test.py asks for addresses.
+test=("${run[@]}" clang-19 libclang-rt-19-dev libgtest-dev libgmock-dev binutils python3
+  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc)
+bench=("${run[@]}" libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev python3)
+analysis=("${test[@]}" clang-tidy-19 clang-format-19 cppcheck)
+# SQLite is made from Debian's source package.
+cross=("${test[@]}" g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu
+  g++-arm-linux-gnueabihf qemu-user tcl dpkg-dev make)
+bare=(debootstrap git)
 
-if [ "${1:-}" = --bench ]; then
-  packages+=(libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev)
-fi
-
-if [ "${1:-}" = --cross ]; then
-  packages+=(g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu qemu-user
-    g++-arm-linux-gnueabihf tcl dpkg-dev) # SQLite is made from Debian's source package
-fi
-
-if [ "${1:-}" = --analysis ]; then
-  packages+=(cppcheck)
-fi
+[ $# -gt 0 ] || set -- run test
+packages=()
+for group in "$@"; do
+  case $group in
+    run) packages+=("${run[@]}") ;;
+    test) packages+=("${test[@]}") ;;
+    bench) packages+=("${bench[@]}") ;;
+    analysis) packages+=("${analysis[@]}") ;;
+    cross) packages+=("${cross[@]}") ;;
+    bare) packages+=("${bare[@]}") ;;
+    *)
+      echo "setup: unknown group: $group (run, test, bench, analysis, cross, bare)" >&2
+      exit 2
+      ;;
+  esac
+done
 
 missing=()
-for package in "${packages[@]}"; do
+for package in $(printf '%s\n' "${packages[@]}" | LC_ALL=C sort -u); do
   status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
   [ "$status" = 'install ok installed' ] || missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
 
 if [ "$(id -u)" -ne 0 ]; then
-  echo "setup: these packages are missing; install them as root: ${missing[*]}" >&2
+  echo "setup: packages are missing; as root: apt-get install ${missing[*]}" >&2
   exit 1
 fi
-export DEBIAN_FRONTEND=noninteractive
-apt-get update -q
-apt-get install -y -q --no-install-recommends "${missing[@]}"
+
+export DEBIAN_FRONTEND=noninteractive LC_ALL=C
+log=$(mktemp)
+echo "setup: installing ${#missing[@]} packages and what they depend on; apt-get writes to $log"
+# A source that fails does not matter while another has the packages.
+apt-get update -q -o Acquire::Retries=1 >"$log" 2>&1 || true
+if ! apt-get install -y -q --no-install-recommends "${missing[@]}" >>"$log" 2>&1; then
+  reason=$(grep -m 1 -oE '(Temporary failure|Could not|Unable to|No space|404  ).*' "$log" || true)
+  echo "setup: apt-get failed: ${reason:-$(tail -n 1 "$log")} (all of its output: $log)" >&2
+  exit 1
+fi
+rm -f "$log"

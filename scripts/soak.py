@@ -723,7 +723,8 @@ def soak(options, directory, daemon):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument('--lauthd', required=True, help='the program')
     parser.add_argument('--seconds', type=float, default=1800)
     parser.add_argument('--seed', type=int, default=1)

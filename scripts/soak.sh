@@ -2,9 +2,10 @@
 # Builds the daemon and loads it for a long time, then checks answers, memory, descriptors and
 # database: scripts/soak.sh [minutes] [seed], 30 minutes without. See scripts/soak.py.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh test
 cmake --preset release >/dev/null
 cmake --build --preset release --target lauthd >&2
 seconds=$(awk -v minutes="${1:-30}" 'BEGIN { print minutes * 60 }')

@@ -11,9 +11,10 @@
 # for this machine is the other side of the conversations. tests/emulation.txt names what is left
 # out. Each compiles everything, so the first run takes long; JOBS=n runs n at a time.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh --cross
+scripts/setup.sh cross
 machines=("$@")
 [ ${#machines[@]} -gt 0 ] || machines=(s390x i386 powerpc)
 jobs=${JOBS:-$(nproc)}
