@@ -7,20 +7,21 @@
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
 
-build=
+# As a shell at the root of the tree reads it.
+# shellcheck disable=SC2016
+build='$PWD/build/run'
 if [ "${1:-}" = --build ]; then
-  build=$(cd "${2:?folder of a build}" && pwd)
+  build=$(printf %q "$(cd "${2:?folder of a build}" && pwd)")
 elif [ $# -gt 0 ]; then
   echo "run: unknown argument: $1 (see --help)" >&2
   exit 2
 fi
 cd "$(dirname "$0")/.."
 
-if [ -z "$build" ]; then
+if [ $# -eq 0 ]; then
   scripts/setup.sh run
   cmake --preset run >/dev/null
   cmake --build --preset run --target lauthd byodctl
-  build=$PWD/build/run
 fi
 registry=/usr/share/ieee-data
 if [ ! -r "$registry/oui.csv" ]; then
@@ -54,7 +55,7 @@ Mozilla/5.0&&Android&&SM-G965F&&Mobile Safari||Mozilla/5.0&&Android&&SM-N960F&&M
 
 # shellcheck disable=SC2016 # try expands what it prints
 {
-  try "PATH=$(printf %q "$build/lauthd:$build/byodctl"):\$PATH"
+  try "PATH=$build/lauthd:$build/byodctl:\$PATH"
   try 'directory=$(mktemp -d)'
   try 'export LAUTHD_SOCKET="$directory/lauthd.sock"'
   try "lauthd --config /dev/null --socket \"\$LAUTHD_SOCKET\" --state-dir \"\$directory/state\" \\
