@@ -3,6 +3,7 @@
 # it. Fails at any warning, such as a function without a comment; fields of records, whose names say
 # what they hold, may have none.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 doxygen=$1 doxyfile=$2
 
 warnings=$("$doxygen" "$doxyfile" 2>&1 >/dev/null | grep -v '(variable) of struct .* is not documented') || true

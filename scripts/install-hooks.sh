@@ -4,6 +4,7 @@
 # the working tree, and stops where they are not formatted or shellcheck finds something.
 # "git commit --no-verify" commits all the same. A hook of your own is left alone.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
 
 hook=$(git rev-parse --git-path hooks)/pre-commit
@@ -12,9 +13,8 @@ case ${1:-} in
   '') ;;
   --remove) ;;
   *)
-    sed -n '2,/^set/{/^set/d;s/^# \{0,1\}//;p}' "$0"
-    [ "$1" = --help ] || [ "$1" = -h ] || exit 2
-    exit 0
+    echo "install-hooks: unknown argument: $1 (see --help)" >&2
+    exit 2
     ;;
 esac
 if [ -e "$hook" ] && ! grep -qF "$mark" "$hook"; then

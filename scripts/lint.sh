@@ -8,15 +8,10 @@
 #               this one. "scripts/lint.sh --fast" leaves clang-tidy out.
 #
 # Every check runs; any finding fails. The first two take 5 seconds, clang-tidy 10 to 60 seconds a
-# source. Needs the packages of scripts/analyse.sh, and shellcheck.
+# source. Needs the packages of scripts/setup.sh analysis.
 set -euo pipefail
+. "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
-case ${1:-} in
-  -h | --help)
-    sed -n '2,/^set/{/^set/d;s/^# \{0,1\}//;p}' "$0"
-    exit 0
-    ;;
-esac
 
 status=0
 check() {

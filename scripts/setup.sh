@@ -5,8 +5,9 @@
 #   run       what building and running the programs takes
 #   test      besides, what scripts/test.sh takes: a second compiler, test libraries, DHCP clients
 #   bench     besides run, what scripts/bench.sh measures against
-#   analysis  besides test, what scripts/analyse.sh takes, and the formatter
+#   analysis  besides test, what scripts/analyse.sh and scripts/lint.sh take
 #   cross     besides test, what scripts/test-cross.sh takes
+#   docs      besides run, what the build's target docs-api takes
 #   bare      what scripts/test-bare.sh takes
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
@@ -23,10 +24,11 @@ run=(
 test=("${run[@]}" clang-19 libclang-rt-19-dev libgtest-dev libgmock-dev binutils python3
   busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc)
 bench=("${run[@]}" libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev python3)
-analysis=("${test[@]}" clang-tidy-19 clang-format-19 cppcheck)
+analysis=("${test[@]}" clang-tidy-19 clang-format-19 cppcheck shellcheck)
 # SQLite is made from Debian's source package.
 cross=("${test[@]}" g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu
   g++-arm-linux-gnueabihf qemu-user tcl dpkg-dev make)
+docs=("${run[@]}" doxygen)
 bare=(debootstrap git)
 
 [ $# -gt 0 ] || set -- run test
@@ -38,9 +40,10 @@ for group in "$@"; do
     bench) packages+=("${bench[@]}") ;;
     analysis) packages+=("${analysis[@]}") ;;
     cross) packages+=("${cross[@]}") ;;
+    docs) packages+=("${docs[@]}") ;;
     bare) packages+=("${bare[@]}") ;;
     *)
-      echo "setup: unknown group: $group (run, test, bench, analysis, cross, bare)" >&2
+      echo "setup: unknown group: $group (run, test, bench, analysis, cross, docs, bare)" >&2
       exit 2
       ;;
   esac
