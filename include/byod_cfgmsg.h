@@ -2,15 +2,41 @@
  * @file
  * The client of the daemon: what configuration front ends and callers of an identification ask it.
  *
- * Two ways of use. A configuration request opens a connection of its own and closes it before it
+ * Two ways of use. A configuration request opens its own connection and closes it before it
  * returns. An identification goes over a connection that the caller opens with BYOD_Init, uses as
- * often as he likes, and closes with BYOD_Fini.
+ * often as needed, and closes with BYOD_Fini. The daemon doesn't close a connection that is merely
+ * idle, unless it reaches its limit of connections.
+ *
+ * Place: the daemon is asked on a Unix socket, by default the one that the library was built with.
+ * The environment variable LAUTHD_SOCKET names another one; it is ignored when it is empty, and in
+ * a program that runs with more rights than its caller (setuid, setgid, capabilities).
+ *
+ * Rights: whoever may connect may ask. Only root, the daemon's own user and the members of its
+ * administration group may set or undo.
+ *
+ * Time: a call waits for its answer without limit. A program that must not wait sets SO_RCVTIMEO
+ * and SO_SNDTIMEO on a connection of BYOD_Init; after a timeout that connection has to be closed.
  *
  * Threads: no state is kept, so any thread may ask at any time; on one connection of BYOD_Init the
- * questions must follow one another.
+ * questions must follow one another. A callback may make requests itself.
  *
  * Results: 0, the code of the daemon's reply, or BYOD_ERR_FAILED when there is no reply. A request
- * that cannot be put together returns the container's results combined by bitwise OR.
+ * that cannot be put together returns the container's results combined by bitwise OR. Pointers must
+ * not be NULL unless said.
+ *
+ * errno: results alone do not say why there is no good answer; some are 0 in any case. Each
+ * function that asks the daemon therefore sets errno, also when it succeeds:
+ *
+ *   0             the daemon answered, and all is well
+ *   ENOENT, ECONNREFUSED, EACCES or another reason of socket() or connect()
+ *                 no daemon, or it cannot be reached; ENAMETOOLONG: its path is too long
+ *   ECONNABORTED  no answer: the connection ended or timed out, or what came is not a message
+ *   ENODATA       the daemon does not know: nothing matches the terminal, there is no such rule
+ *   EPERM         the daemon refused, since the caller may not change anything
+ *   EREMOTEIO     the daemon refused for another reason; a configuration request returns its code
+ *   EBADMSG       the answer does not decode, or does not fit the caller's buffer
+ *   EINVAL        an argument is not valid; nothing was sent
+ *   ENOMEM        no memory
  */
 #ifndef BYOD_CFGMSG_H
 #define BYOD_CFGMSG_H
@@ -56,7 +82,8 @@ typedef uint32_t (*ByodRuleCallback)(const void* rule);
 /**
  * Connects to the daemon.
  *
- * @return a connected socket, owned by the caller; negative on failure, errno telling why
+ * @return a connected socket, owned by the caller, release with BYOD_Fini; negative on failure,
+ * with errno of socket() or connect(), unchanged on success
  */
 int BYOD_cfgmsg_ConnectToLauthd(void);
 
@@ -106,7 +133,7 @@ uint32_t BYOD_GetDeviceAttributeByFingerPrint(int connection, const ByodFingerPr
                                               ByodDeviceAttribute* attr);
 
 /** The exchanges behind the three functions above; only the last one checks its arguments, and none
- * clears its output. */
+ * clears its output, which keeps what it holds when the daemon does not answer or does not know. */
 uint32_t BYOD_cfgmsg_GetDeviceVendor(int connection, const ByodFingerPrint* fp, uint32_t size,
                                      char* out);
 uint32_t BYOD_cfgmsg_GetDeviceType(int connection, const ByodFingerPrint* fp, uint32_t size,
@@ -118,7 +145,11 @@ uint32_t BYOD_cfgmsg_GetDeviceAttribute(int connection, const ByodFingerPrint* f
 
 /* add: not 0 = set, 0 = undo. Addresses and masks are 6 bytes, texts NUL-terminated. */
 
-/** Sets the order of identification, or goes back to the default. */
+/**
+ * Sets the order of identification, or goes back to the default.
+ *
+ * @param order  may be NULL in an undo, which does not look at it; else NULL is BYOD_ERR_FAILED
+ */
 uint32_t BYOD_cfgmsg_SetOrder(uint32_t add, const ByodOrder* order);
 
 /** Set or undo a rule's device name; name may be NULL. Of rule only origin and key are sent. */
@@ -149,7 +180,7 @@ uint32_t BYOD_cfgmsg_GetOrder(ByodOrder* order);
 
 /**
  * Asks for the number of rules. An error in the reply is not looked at, and without a reply count
- * keeps what it holds.
+ * keeps what it holds; errno says which of them it was.
  *
  * @param kind  0 = DHCP option, 1 = User-Agent, others = MAC
  * @return 0, also without a reply; BYOD_ERR_FAILED when the request cannot be made
@@ -159,15 +190,15 @@ uint32_t BYOD_cfgmsg_GetRulesCountByType(uint32_t kind, uint32_t* count);
 /**
  * Ask for one rule.
  *
- * Page through MAC rules with BYOD_cfgmsg_GetMacRuleNetconf: address and mask of the rule before, both
- * zero for the first. BYOD_cfgmsg_GetMacRule sends no mask, and asks for the first rule with an
- * address of zeros: once more, and for ever, when the first rule has that address.
+ * Page through MAC rules with BYOD_cfgmsg_GetMacRuleNetconf: address and mask of the rule before,
+ * both zero for the first. BYOD_cfgmsg_GetMacRule sends no mask, and asks for the first rule with
+ * an address of zeros: once more, and for ever, when the first rule has that address.
  *
  * @param operation  BYOD_OP_GET; the daemon refuses a query with another one
  * @param selector   which rule: 0 = this one, 1 = the next in table order, 2 = the next one
  *                   configured
  * @param selector2  what of it: 0 = the key, 1 = configured information, 2 = all, merged
- * @param code       the message kind: BYOD_MSG_MACRULE
+ * @param code       the message kind: BYOD_MSG_MACRULE, passed on as it is
  * @return the rule with its information in configured, owned by the caller, release with
  *         BYOD_data_FreeMacRule and its like; NULL on any failure
  */
@@ -181,7 +212,9 @@ ByodDhcpOptionRule* BYOD_cfgmsg_GetDhcpOptionRule(const char* text, uint32_t ope
                                                   uint32_t selector);
 
 /**
- * List all rules of a table.
+ * List all rules of a table. The callback may take its time: the daemon waits, goes on serving
+ * others, and sends the rest when it is read; a rule that is set meanwhile may be in the listing or
+ * not.
  *
  * @param callback  called for each rule, in the order of arrival
  * @return 0, also without a daemon, when the callback is never called; the daemon's code;

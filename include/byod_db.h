@@ -49,7 +49,8 @@ enum {
 
 /* ------------------------------------------------------------------ the database */
 
-/** Opens the database. @return 0; BYOD_ERR_FAILED, the handle left as it was */
+/** Opens the database. It must be closed before: a second open loses the first handle, which then
+ * stays open for the life of the process. @return 0; BYOD_ERR_FAILED, the handle left as it was */
 uint32_t BYOD_db_OpenCfgDBM(void);
 
 /** Closes the database if it is open. */
@@ -82,13 +83,15 @@ uint32_t BYOD_db_AddMacValue(const ByodMacRuleShowRec* record);
 uint32_t BYOD_db_AddUAValue(const ByodTextRuleShowRec* record);
 uint32_t BYOD_db_AddDhcpOptionValue(const ByodTextRuleShowRec* record);
 
-/** Delete the stored record with the sort key of record. @return 0 or BYOD_ERR_FAILED */
+/** Delete the stored record with the sort key of record; the rest of it is not looked at.
+ * @return 0 or BYOD_ERR_FAILED, also when there is no such record */
 uint32_t BYOD_db_DeleteMacRule(const ByodMacRuleShowRec* record);
 uint32_t BYOD_db_DeleteUserAgentRule(const ByodTextRuleShowRec* record);
 uint32_t BYOD_db_DeleteDhcpOptionRule(const ByodTextRuleShowRec* record);
 
-/** Tell whether a record is stored. For a process that does not hold the database open: they open
- * and close it, and leave it closed. @return 1 or 0, 0 also when it cannot be opened */
+/** Say whether a record is stored. For a process that does not hold the database open: they open
+ * and close it, and leave it closed, also one that was open before. A database that is not there is
+ * created. @return 1 or 0, 0 also when it cannot be opened */
 uint32_t BYOD_db_IsMacExistInDb(const uint8_t* mac);
 uint32_t BYOD_db_IsUAExistInDb(const char* keyword);
 uint32_t BYOD_db_IsDhcpOptValueExistInDb(const char* text);
@@ -114,7 +117,8 @@ void AddDeviceInfoToDBRule(const ByodDeviceInfo* info, char* name, char* vendor,
 uint32_t AddToSortList(const char* key, uint32_t key_length, uint32_t record_size,
                        const void* record, uint32_t list);
 
-/** Takes the record with the same sort key out of a list. @return 0 or BYOD_ERR_FAILED */
+/** Takes the record with the same sort key out of a list. @return 0 or BYOD_ERR_FAILED, also when
+ * there is none */
 uint32_t BYOD_db_RemoveFromSortList(const char* key, uint32_t key_length, uint32_t record_size,
                                     const void* record);
 
@@ -130,7 +134,8 @@ uint32_t BYOD_db_EnsureDhcpOptionList(void);
  *
  * @param group        the name of the group; its key is cut at 128 characters
  * @param device_type  up to 127 characters are kept
- * @param message      the attributes; still the caller's
+ * @param message      the attributes, still the caller's. Recovery reads 5760 bytes of them: more
+ *                     is stored, but does not come back
  * @return 0 or BYOD_ERR_FAILED
  */
 uint32_t BYOD_db_AddDeviceTypeAuthorAttr(const char* group, const char* device_type,

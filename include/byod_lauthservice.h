@@ -16,7 +16,12 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-/** What the arguments and the result of slots 0 to 5 mean is the daemon's; they pass unchanged. */
+/**
+ * What the arguments and the result of slots 0 to 5 mean is the daemon's; they pass unchanged.
+ * There are up to six, each an integer or a pointer; a daemon's function that takes fewer is
+ * installed with a cast, where the calling convention lets a function ignore arguments, and 0 is
+ * passed for those that it lacks. Numbers of floating point and records by value cannot be passed.
+ */
 typedef uintptr_t (*ByodServiceFunction)(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d,
                                          uintptr_t e, uintptr_t f);
 

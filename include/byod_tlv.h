@@ -8,10 +8,14 @@
  * bitwise OR, 0 when all succeeded; they do not check texts against the receiver's limits. Decoders
  * read the elements in the order of arrival, so of several of one type the last counts (but see
  * BYOD_TLV_ORDER); elements that they do not know are passed over. A decoder that fails has stored
- * what stood before the fault. Unless said otherwise a failure is BYOD_ERR_FAILED.
+ * what stood before the fault; what a message lacks keeps what it holds, but for the AllInfo
+ * decoders, which clear their records first. Unless said otherwise a failure is BYOD_ERR_FAILED;
+ * only when the container cannot copy an address do the decoders return its own code. Pointers must
+ * not be NULL unless said.
  *
  * Lengths that decoders take: a text from 1 byte to the size of its field, its last byte counting
- * as the NUL whatever it is; an address up to 6 bytes, fewer fill only the first.
+ * as the NUL whatever it is; an address up to 6 bytes, fewer fill only the first. Texts and option
+ * lists are sent with their length modulo 65536.
  *
  * Threads: no state; a message is used by one thread at a time.
  */
@@ -123,7 +127,15 @@ uint32_t BYOD_tlv_GetOrder(uint32_t msg, uint32_t order[3]);
 
 /* ------------------------------------------------------------------ nested messages */
 
-/** Appends a whole message as one element. sub stays the caller's. */
+/**
+ * Appends a whole message as one element. sub stays the caller's.
+ *
+ * An element has at most 65535 bytes: of a longer message only its length modulo 65536 is sent,
+ * from its start, and the result is 0 all the same. Callers keep to TLV_GetMsgLen below 65536.
+ *
+ * @return 0; BYOD_ERR_FAILED without memory or when sub cannot be written; else the container's
+ * code
+ */
 uint32_t BYOD_tlv_PutSubTlv(uint32_t msg, uint16_t type, uint32_t sub);
 
 /** @return the message nested in an element, owned by the caller; 0 when it holds none */
@@ -134,7 +146,8 @@ uint32_t BYOD_tlv_ClearTlv(uint32_t msg);
 
 /* ------------------------------------------------------------------ encoding */
 
-/** @return a query of this kind for a terminal, owned by the caller; 0 on failure */
+/** Of option_length the lower 16 bits count, and at most 255 bytes are sent.
+ * @return a query of this kind for a terminal, owned by the caller; 0 on failure */
 uint32_t BYOD_tlv_EncapFingerPrint(const ByodFingerPrint* fp, uint32_t kind);
 
 /** Append origin and key of a rule, and a device name: NULL for none, empty is sent. */

@@ -8,11 +8,16 @@
  *
  * Handles: a message is a number other than 0. A number that names no message, because it was
  * destroyed or never made, is refused by every call like 0; nothing is dereferenced. The handle of
- * a destroyed message comes back only after a million others or so.
+ * a destroyed message comes back only after four million others (65536 times 64); sooner, but not
+ * before 65535 others, when less than 64 of the 65535 possible messages are free or memory is
+ * short.
  *
  * Iterators: an element is a number other than 0, valid in its own message until the element or the
  * message is deleted. Other elements may be deleted and appended meanwhile. Any other number is
- * refused.
+ * refused. A message takes at least 2^31 elements in its life, those deleted since included;
+ * further ones fail with TLV_ERR_LENGTH. A message that has become empty after 3 * 2^30 numbers
+ * begins again with the first, and only then may the iterator of a deleted element name another
+ * one.
  *
  * Threads: all calls may be made from any thread, also on one message, whose calls then wait for
  * each other; one that sends to a slow peer makes the others wait.
@@ -38,9 +43,8 @@ extern "C" {
 #define TLV_ERR_ITERATOR 0x544C0002u /**< no such element in the message */
 #define TLV_ERR_MEMORY 0x544C0004u   /**< no memory */
 #define TLV_ERR_ARGUMENT 0x544C0008u /**< a NULL where bytes are needed */
-#define TLV_ERR_LENGTH                                                       \
-  0x544C0010u /**< longer than the element, or the message would be too long \
-               */
+/** Longer than the element, or the message would be too long, or it has had too many elements. */
+#define TLV_ERR_LENGTH 0x544C0010u
 
 #define TLV_MODE_SOCKET                                                                           \
   1u                       /**< source and target are the descriptor of a connected stream socket \
