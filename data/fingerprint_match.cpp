@@ -161,6 +161,7 @@ uint32_t BYOD_data_GetDevTypeByDhcpOption(const char* text, uint32_t size, char*
 
 uint32_t byod_data_AttriByDhcpFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
                                           uint16_t* complete) {
+  *complete = 0;
   OptionText option;
   if (!option.Format(*fp)) return BYOD_ERR_FAILED;
   if (byod::data::Merge(byod::data::LookUpDhcpOption(option.text), attr) != 0) {
@@ -174,6 +175,7 @@ uint32_t byod_data_AttriByDhcpFingerPrint(const ByodFingerPrint* fp, ByodDeviceA
 
 uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
                                                uint16_t* complete) {
+  *complete = 0;
   if (fp->user_agent[0] == '\0') return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevAttriByUserAgent(fp->user_agent, attr) != 0) return BYOD_ERR_FAILED;
   return Identified(
@@ -184,6 +186,7 @@ uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDe
 
 uint32_t byod_data_AttriByMacFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
                                          uint16_t* complete) {
+  *complete = 0;
   if (byod::LoadMac(fp->mac) == 0) return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevAttriByMac(fp->mac, attr) != 0) return BYOD_ERR_FAILED;
   return Identified(

@@ -72,8 +72,9 @@ uint32_t byod_data_SelectDeviceName(const ByodDeviceInfo* predefined,
  */
 uint32_t byod_data_UserAgentMatch(const char* ua, const char* expression);
 
-/* The methods of identification. Those for attributes set complete to 1 when vendor, category and
- * OS are all known, else to 0. Each returns 0, or BYOD_ERR_FAILED, and logs its success. */
+/* The methods of identification. Those for attributes set complete to 1 when they succeed and vendor,
+ * category and OS are all known, else to 0. Each returns 0, or BYOD_ERR_FAILED, and logs its
+ * success. */
 uint32_t byod_data_AttriByDhcpFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
                                           uint16_t* complete);
 uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,

@@ -195,9 +195,10 @@ TEST_F(FingerprintMethod, TypeMethodsLogTheType) {
 TEST_F(FingerprintMethod, MethodsFailWithoutARuleAndLogNothing) {
   for (uint32_t method = 0; method < 3; ++method) {
     ByodDeviceAttribute attr = KnownAttributes("v");
-    uint16_t complete = 0;
+    uint16_t complete = 77;
     char name[128];
     EXPECT_EQ(kAttributeMethods[method](&fp_, &attr, &complete), kFailed);
+    EXPECT_EQ(complete, 0) << method;
     EXPECT_EQ(Told(attr), "v//");
     EXPECT_EQ(kTypeMethods[method](&fp_, sizeof name, name), kFailed);
   }
@@ -213,8 +214,9 @@ TEST_F(FingerprintMethod, MethodsFailWithoutTheirPartOfTheFingerprint) {
   const ByodFingerPrint empty = {};
   for (uint32_t method = 0; method < 3; ++method) {
     ByodDeviceAttribute attr = {};
-    uint16_t complete = 0;
+    uint16_t complete = 77;
     EXPECT_EQ(kAttributeMethods[method](&empty, &attr, &complete), kFailed) << method;
+    EXPECT_EQ(complete, 0) << method;
     EXPECT_EQ(Told(attr), "//");
   }
   char name[128];
