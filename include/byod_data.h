@@ -8,8 +8,14 @@
  *
  * Threads: the store is one global without a lock; callers serialise every use of this header.
  * Ownership: a rule that stands in a table belongs to the table. It owns both of its device
- * informations. A pointer to it is borrowed until the rule is deleted or the store released.
+ * infos. A pointer to it is borrowed until the rule is deleted or the store released.
  * Text is NUL-terminated; a text field whose first byte is NUL is absent.
+ * Pointers are not NULL unless a description says what NULL does.
+ *
+ * While a rule is in a table, its key and its links, and the lists, chains and counts of the table,
+ * are for reading only: the indexes beside them would not notice a change. To change a key, delete
+ * the rule and add another one. origin stays as it is, too; modified, predefined and configured may
+ * be changed.
  */
 #ifndef BYOD_DATA_H
 #define BYOD_DATA_H
@@ -72,7 +78,7 @@ enum {
   BYOD_RULE_CUSTOM = 1      /**< added by an administrator; counts against the custom rule limit */
 };
 
-/** Terminal types told by BYOD_GetDeviceTypeByFingerPrint. */
+/** Terminal types that BYOD_GetDeviceTypeByFingerPrint returns. */
 enum {
   BYOD_TERMINAL_PC = 1,
   BYOD_TERMINAL_MOBILE = 2,
@@ -197,8 +203,9 @@ BYOD_STATIC_ASSERT(offsetof(ByodDhcpOptionRule, origin) == 4 * sizeof(void*), "t
 /* ------------------------------------------------------------------ the store */
 
 /**
- * Makes the empty rule store. Called once before everything else, and once per Fini: a store that
- * is there is overwritten, not released.
+ * Makes the empty rule store. Called once before everything else, and once per Fini: in a second
+ * call without Fini the old containers and rules are lost, not released, and the counts of the MAC
+ * rules go on from where they were.
  *
  * @param limit  the most custom rules that the three tables may hold together;
  *               BYOD_NO_RULE_LIMIT = any number. Kept even when the call fails.
@@ -235,19 +242,19 @@ uint32_t Byod_GetCustomRuleCount(void);
 /* ------------------------------------------------------------------ device information */
 
 /**
- * Makes a device information.
+ * Makes a device info.
  *
  * @param name      up to 127 characters are kept; not NULL, empty = absent, as are the others
  * @param vendor    up to 63 characters are kept
  * @param category  up to 63 characters are kept
  * @param os        up to 63 characters are kept
- * @return the information, owned by the caller, release with free(); NULL without memory
+ * @return the info, owned by the caller, release with free(); NULL without memory
  */
 ByodDeviceInfo* BYOD_data_CreateDeviceInfo(const char* name, const char* vendor,
                                            const char* category, const char* os);
 
 /**
- * Copies one attribute from one information to another.
+ * Copies one attribute from one device info to another, also if it is absent.
  *
  * @param kind  BYOD_ATTR_VENDOR, BYOD_ATTR_CATEGORY or BYOD_ATTR_OS; nothing happens for others
  * @param src   read; nothing happens when it is NULL
@@ -262,10 +269,10 @@ uint32_t BYOD_data_IsDeviceAttriExist(const ByodDeviceInfo* info);
 uint32_t BYOD_data_IsDeviceInfoExist(const ByodDeviceInfo* info);
 
 /**
- * Tells whether a rule is a predefined one that carries an administrator's modification.
+ * Checks whether a rule is a predefined one that carries an administrator's modification.
  *
  * @param origin  of the rule
- * @param info    its configured information; may be NULL
+ * @param info    its configured info; may be NULL
  * @return 1 or 0
  */
 uint32_t BYOD_data_IsPredefinedRuleModify(uint32_t origin, const ByodDeviceInfo* info);
@@ -275,21 +282,26 @@ uint32_t BYOD_data_IsPredefinedRuleModify(uint32_t origin, const ByodDeviceInfo*
 /** @return a zero-filled rule in no table, owned by the caller; NULL without memory */
 ByodMacRule* BYOD_data_AllocMacRule(void);
 
-/** Releases a rule that is in no table, with both informations. NULL does nothing. */
+/** Releases a rule that is in no table, with both device infos. NULL does nothing. */
 void BYOD_data_FreeMacRule(ByodMacRule* rule);
 
 /**
  * Finds the rule that covers an address.
  *
+ * The table's order, and with it every search, is reliable for masks of prefixes: ones, then zeros.
+ * With other masks a rule may be missed, or an overlap not be noticed.
+ *
  * @param probe  mac and mask are read, 6 bytes each; the full mask (MAC_BroadcastAddr) asks about
  *               one terminal
- * @return the rule that agrees with the probe on every bit both masks keep, or NULL; borrowed
+ * @return the rule that agrees with the probe on every bit both masks keep, of several any; NULL if
+ *         there is none; borrowed
  * @see BYOD_data_SetFindMacRule for the very same address and mask
  */
 ByodMacRule* BYOD_data_FindMacRule(const ByodMacRule* probe);
 
 /**
- * Finds the rule with this very address and mask.
+ * Finds the rule with this very mask, and this address as far as the mask keeps it: bits outside
+ * the mask do not count.
  *
  * @param probe  mac and mask are read
  * @return the rule, or NULL; borrowed
@@ -299,27 +311,30 @@ ByodMacRule* BYOD_data_SetFindMacRule(const ByodMacRule* probe);
 /**
  * Puts a filled rule into the table.
  *
- * @param rule  taken on success; still the caller's on failure
- * @return 0; BYOD_ERR_RULE_LIMIT for a custom rule at the limit; else the tree's own result: a rule
- *         that overlaps one in the table is refused with AVL_ERR_EXISTS
+ * @param rule  in no table, its node zero; taken on success; still the caller's, and nothing
+ *              changed, on failure
+ * @return 0; BYOD_ERR_RULE_LIMIT for a custom rule at the limit; else the tree's own result:
+ *         AVL_ERR_EXISTS (0x41560002) for a rule that overlaps one in the table, AVL_ERR_LINKED
+ *         (0x41560003) for one that is in a table, AVL_ERR_ARGUMENT (0x41560001) before Init
  */
 uint32_t Byod_AddMacRule(ByodMacRule* rule);
 
 /**
- * Finds the rule with this very address and mask, or makes one without information.
+ * Finds a rule as BYOD_data_SetFindMacRule does, or makes one without a device info.
  *
- * @param probe    mac and mask are read
+ * @param probe    mac and mask are read; a rule that is made keeps all bits of mac
  * @param origin   of a rule that is made; a rule that is found keeps its own
  * @param created  gets 1 if the rule was made, else 0
- * @param err      gets 0, BYOD_ERR_FAILED without memory, or the result of Byod_AddMacRule
+ * @param err      gets 0, BYOD_ERR_FAILED without memory, or the result of Byod_AddMacRule, the
+ *                 tree's included
  * @return the rule, borrowed; NULL on failure
  */
 ByodMacRule* BYOD_data_FindOrNewMacRule(const ByodMacRule* probe, uint32_t origin,
                                         uint16_t* created, uint32_t* err);
 
 /**
- * Adds one predefined rule. A rule that the table refuses, as it overlaps another, is dropped
- * without a word.
+ * Adds one predefined rule. A rule that the table refuses, as it overlaps another, and one for
+ * which there is no memory are dropped silently.
  *
  * @param probe  mac and mask are read
  * @param info   copied
@@ -327,10 +342,10 @@ ByodMacRule* BYOD_data_FindOrNewMacRule(const ByodMacRule* probe, uint32_t origi
 void BYOD_data_AddFileMacRule(const ByodMacRule* probe, const ByodDeviceInfo* info);
 
 /**
- * Lays stored texts over a rule's configured information, which is made if there is none. Empty
- * texts leave their field as it is.
+ * Lays stored texts over a rule's configured info, which is made if there is none. Empty texts
+ * leave their field as it is.
  *
- * @param record  its information is read
+ * @param record  its info is read
  * @param rule    changed; left unchanged on failure
  * @return 0, also when all texts are empty; BYOD_ERR_FAILED for NULL or without memory
  */
@@ -345,10 +360,10 @@ uint32_t BYOD_data_UpdateMacRule(const ByodMacRuleShowRec* record, ByodMacRule* 
 void BYOD_data_DelMacRule(const ByodMacRule* probe);
 
 /**
- * Deletes the name or the attributes of a rule's configured information.
+ * Deletes the name or the attributes of a rule's configured info.
  *
  * A modification in which nothing remains is dropped. A custom rule in which nothing remains is
- * deleted when remove or mode is 1, and else kept without information.
+ * deleted when remove or mode is 1, and else kept without an info.
  *
  * @param mode    0 = the device name, 1 = vendor, category and OS
  * @param remove  1 = delete a custom rule in which nothing remains
@@ -356,25 +371,27 @@ void BYOD_data_DelMacRule(const ByodMacRule* probe);
  */
 void BYOD_data_DelDeviceInfoFromMacRule(uint32_t mode, uint16_t remove, const ByodMacRule* probe);
 
-/** Takes a rule out of the table and releases it. NULL does nothing. */
+/** Takes a rule that is in the table out of it and releases it. NULL does nothing. */
 void BYOD_DeleteMacRule(ByodMacRule* rule);
 
-/** @return the rule before rule in the table's order, or NULL; borrowed */
+/** @return the rule before one of the table in its order, or NULL, also for NULL; borrowed */
 ByodMacRule* BYOD_FindRuleFromMacAvlPre(ByodMacRule* rule);
 
 /**
- * Pages through the table.
+ * Pages through the table. The rule that a page ended with must still be there: an address that no
+ * rule covers leads back to the table's first rule, wherever it lies.
  *
- * @param probe  mac and mask of the rule last seen; all zero asks for the first
- * @return the next rule, or NULL at the end; borrowed
+ * @param probe  mac and mask of the rule last seen; both all zero ask for the first
+ * @return the rule behind the one that covers the probe, or NULL at the end; borrowed
  */
 ByodMacRule* BYOD_FindRuleFromMacAvlNext(const ByodMacRule* probe);
 
 /**
  * Finds the next rule of the running configuration: a custom or a modified one.
  *
- * @param probe  only mac is read; rules up to and with this address are passed over
- * @return the rule, or NULL at the end; borrowed
+ * @param probe  only mac is read; rules are passed over up to the first of a greater address, with
+ *               all bits compared, those outside of masks as well
+ * @return the rule; NULL at the end, and without memory for the walk; borrowed
  */
 ByodMacRule* BYOD_ProcGetNextMacByConfig(const ByodMacRule* probe);
 
@@ -383,13 +400,13 @@ ByodMacRule* BYOD_ProcGetNextMacByConfig(const ByodMacRule* probe);
 /** @return a zero-filled rule in no table, owned by the caller; NULL without memory */
 ByodUserAgentRule* BYOD_data_AllocUserAgentRule(void);
 
-/** Releases a rule that is in no table, with both informations. NULL does nothing. */
+/** Releases a rule that is in no table, with both device infos. NULL does nothing. */
 void BYOD_data_FreeUserAgentRule(ByodUserAgentRule* rule);
 
 /**
  * Finds a rule by its keyword.
  *
- * @param keyword  the whole expression; case does not count
+ * @param keyword  the whole expression; case does not count; none has more than 255 characters
  * @return of several such rules the newest, or NULL; borrowed
  */
 ByodUserAgentRule* BYOD_data_FindUserAgentRule(const char* keyword);
@@ -397,25 +414,28 @@ ByodUserAgentRule* BYOD_data_FindUserAgentRule(const char* keyword);
 /**
  * Puts a filled rule into the table. A second rule with the same keyword is not refused.
  *
- * @param rule  taken on success; still the caller's, and nothing changed, on failure
- * @return 0; BYOD_ERR_RULE_LIMIT for a custom rule at the limit; BYOD_ERR_FAILED without memory
+ * @param rule  in no table; taken on success; still the caller's, and nothing changed, on failure
+ * @return 0; BYOD_ERR_RULE_LIMIT for a custom rule at the limit; BYOD_ERR_FAILED without memory,
+ * for a keyword without a NUL, and before Init
  */
 uint32_t BYOD_AddUserAgentRule(ByodUserAgentRule* rule);
 
 /**
- * Finds a rule by its keyword, or makes one without information.
+ * Finds a rule by its keyword, or makes one without a device info.
  *
- * @param keyword  up to 255 characters are kept
+ * @param keyword  up to 255 characters are kept; a longer one finds no rule, so each call with it
+ *                 makes another
  * @param origin   of a rule that is made; a rule that is found keeps its own
  * @param created  gets 1 if the rule was made, else 0
- * @param err      gets 0, BYOD_ERR_FAILED without memory, or BYOD_ERR_RULE_LIMIT
+ * @param err      gets 0, BYOD_ERR_RULE_LIMIT, or BYOD_ERR_FAILED without memory and before Init
  * @return the rule, borrowed; NULL on failure
  */
 ByodUserAgentRule* BYOD_data_FindOrNewUserAgentRule(const char* keyword, uint32_t origin,
                                                     uint16_t* created, uint32_t* err);
 
 /**
- * Adds one predefined rule, without looking for another of the same keyword.
+ * Adds one predefined rule, without looking for another of the same keyword. One for which there is
+ * no memory is dropped silently.
  *
  * @param keyword  up to 255 characters are kept
  * @param info     copied
@@ -431,13 +451,15 @@ void BYOD_data_DelUserAgentRule(const char* keyword);
 /** As BYOD_data_DelDeviceInfoFromMacRule, for the rule that BYOD_data_FindUserAgentRule finds. */
 void BYOD_data_DelDeviceInfoFromAgentRule(uint32_t mode, uint16_t remove, const char* keyword);
 
-/** Takes a rule out of the table and releases it. NULL does nothing. */
+/** Takes a rule that is in the table out of it and releases it. NULL does nothing. */
 void BYOD_DeleteUserAgent(ByodUserAgentRule* rule);
 
 /**
- * Pages through the table in byte order of keywords.
+ * Pages through the table in byte order of keywords. Of several rules with the very same keyword
+ * some may be passed over or come again: the next one is the one behind that which a search meets.
  *
- * @param keyword  of the rule last seen, in its very case; "" asks for the first
+ * @param keyword  of the rule last seen, in its very case, which need not be there any more; ""
+ * asks for the first
  * @return the next rule, or NULL at the end; borrowed
  */
 ByodUserAgentRule* BYOD_data_GetNextUserAgentRule(const char* keyword);
@@ -453,7 +475,7 @@ ByodUserAgentRule* BYOD_data_GetNextUARule(const char* keyword);
 /** @return a zero-filled rule in no table, owned by the caller; NULL without memory */
 ByodDhcpOptionRule* BYOD_data_AllocDhcpOptionRule(void);
 
-/** Releases a rule that is in no table, with both informations. NULL does nothing. */
+/** Releases a rule that is in no table, with both device infos. NULL does nothing. */
 void BYOD_data_FreeDhcpOptionRule(ByodDhcpOptionRule* rule);
 
 /** @return the newest rule whose text equals text without regard to case, or NULL; borrowed */
@@ -479,7 +501,7 @@ void BYOD_data_DelDhcpOptionRule(const char* text);
 /** As BYOD_data_DelDeviceInfoFromMacRule, for the rule that BYOD_data_FindDhcpOptionRule finds. */
 void BYOD_data_DelDeviceInfoFromDhcpoptRule(uint32_t mode, uint16_t remove, const char* text);
 
-/** Takes a rule out of the table and releases it. NULL does nothing. */
+/** Takes a rule that is in the table out of it and releases it. NULL does nothing. */
 void BYOD_DeleteDhcpOption(ByodDhcpOptionRule* rule);
 
 /** As BYOD_data_GetNextUserAgentRule. */
@@ -499,11 +521,11 @@ uint32_t BYOD_data_GetDeviceAttributeByFingerPrint(const ByodFingerPrint* fp,
                                                    ByodDeviceAttribute* attr);
 
 /**
- * Finds a terminal's type string, the device name of the first rule in the current order that has
- * one.
+ * Finds a terminal's type string: the device name of the first rule in the current order that has
+ * one which fits. A method whose rule has no name, or one that does not fit, is passed over.
  *
  * @param fp    the terminal
- * @param size  of out, in bytes; a name that does not fit is not told
+ * @param size  of out, in bytes; a name is never cut
  * @param out   gets the name; empty on failure
  * @return 0, or BYOD_ERR_FAILED, also for NULL
  */
@@ -515,39 +537,41 @@ uint32_t BYOD_data_GetDeviceTypeByFingerPrint(const ByodFingerPrint* fp, uint32_
  *
  * @param fp    the terminal
  * @param size  of out, in bytes; a longer vendor is cut
- * @param out   gets the vendor, "unknown" if no keyword occurs
+ * @param out   gets the vendor, "unknown" if no keyword occurs; empty on failure
  * @return 0; BYOD_ERR_FAILED when the type is not found, and for NULL
  */
 uint32_t BYOD_data_GetDeviceVendorByFingerPrint(const ByodFingerPrint* fp, uint32_t size,
                                                 char* out);
 
-/** Fills the empty fields of attr from the first rule that matches a User-Agent. @return 0 or
- * BYOD_ERR_FAILED if no rule matches */
+/** Fills the empty fields of attr from the first rule that matches a User-Agent. @return 0, also if
+ * the rule says nothing; BYOD_ERR_FAILED, with attr left unchanged, if no rule matches */
 uint32_t BYOD_data_GetDevAttriByUserAgent(const char* ua, ByodDeviceAttribute* attr);
 
-/** Fills the empty fields of attr from the rule that covers a 6-byte address. @return 0 or
- * BYOD_ERR_FAILED if no rule does */
+/** Fills the empty fields of attr from the rule that covers a 6-byte address. @return 0, also if
+ * the rule says nothing; BYOD_ERR_FAILED, with attr left unchanged, if no rule does */
 uint32_t BYOD_data_GetDevAttriByMac(const uint8_t* mac, ByodDeviceAttribute* attr);
 
 /** Copies the device name of the first rule that matches a User-Agent to out, size bytes. @return
- * 0, or BYOD_ERR_FAILED without a rule, a name, or room for it */
+ * 0; BYOD_ERR_FAILED, with out left unchanged without a rule, and empty without a name or room for
+ * it */
 uint32_t BYOD_data_GetDevTypeByUserAgent(const char* ua, uint32_t size, char* out);
 
-/** Copies the device name of the rule that covers a 6-byte address to out, size bytes. @return 0,
- * or BYOD_ERR_FAILED without a rule, a name, or room for it */
+/** Copies the device name of the rule that covers a 6-byte address to out. @return as
+ * BYOD_data_GetDevTypeByUserAgent */
 uint32_t BYOD_data_GetDevTypeByMac(const uint8_t* mac, uint32_t size, char* out);
 
-/** Copies the device name of the rule with this option text to out, size bytes. @return 0, or
- * BYOD_ERR_FAILED without a rule, a name, or room for it */
+/** Copies the device name of the rule with this option text to out. @return as
+ * BYOD_data_GetDevTypeByUserAgent */
 uint32_t BYOD_data_GetDevTypeByDhcpOption(const char* text, uint32_t size, char* out);
 
 /**
  * Writes an option list as text: 1, 3, 6, 15 as "1,3,6,15".
  *
- * @param count  of the option numbers in bytes; with 0 out keeps what it holds
+ * @param count  of the option numbers in bytes; with 0 neither bytes nor out is looked at
  * @param bytes  the option numbers
  * @param size   of out, in bytes
- * @param out    gets the text; on failure as much of it as fits
+ * @param out    gets the text; on failure as much of it as fits, but nothing at all if size is less
+ *               than count
  * @return 0, or BYOD_ERR_FAILED when the text with a comma after each number does not fit
  */
 uint32_t BYOD_data_GetDhcpOption55String(uint32_t count, const uint8_t* bytes, uint32_t size,

@@ -3,7 +3,7 @@
  * The order in which the identification methods are tried.
  *
  * The process holds one current order, all zero until BYOD_order_Init. Threads: no lock; callers
- * serialise its use together with that of the rule store.
+ * serialise its use together with that of the rule store. No pointer may be NULL.
  */
 #ifndef BYOD_ORDER_H
 #define BYOD_ORDER_H
@@ -32,13 +32,14 @@ void BYOD_order_Fini(void);
 /** Writes the default order, DHCP, User-Agent, MAC, into order. */
 void BYOD_order_SetDefaultOrder(ByodOrder* order);
 
-/** @return 1 if order is the default order, else 0 */
+/** @return 1 if order is the default order in all three slots, else 0 */
 uint32_t BYOD_orderIsDefault(const ByodOrder* order);
 
 /**
- * Makes order the current one. The slots are stored as given, unchecked.
+ * Makes order the current one. The slots are stored as given, unchecked: a method may occur several
+ * times, and is tried as often.
  *
- * @return 0, or BYOD_ERR_NOCHANGE when it already is
+ * @return 0, or BYOD_ERR_NOCHANGE (byod_data.h) when all three slots are those of the current order
  */
 uint32_t BYOD_order_SetOrder(const ByodOrder* order);
 

@@ -205,6 +205,33 @@ TEST_F(FingerprintMethod, MethodsFailWithoutARuleAndLogNothing) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+TEST_F(FingerprintMethod, LookupOfATypeLeavesTheOutputAloneWithoutARuleAndEmptiesItWithoutAName) {
+  const auto look_up = [this](int table, uint32_t size, char* out) {
+    return table == 0   ? BYOD_data_GetDevTypeByDhcpOption("1,3,6", size, out)
+           : table == 1 ? BYOD_data_GetDevTypeByUserAgent(fp_.user_agent, size, out)
+                        : BYOD_data_GetDevTypeByMac(fp_.mac, size, out);
+  };
+  for (int table = 0; table < 3; ++table) {
+    char out[8] = "before";
+    EXPECT_EQ(look_up(table, sizeof out, out), kFailed);
+    EXPECT_STREQ(out, "before");
+  }
+  const ByodDeviceInfo info = Info("", "vendor");
+  const ByodMacRule probe = [this] {
+    ByodMacRule covering = Probe("00:00:00:00:00:00");
+    std::memcpy(covering.mac, fp_.mac, sizeof covering.mac);
+    return covering;
+  }();
+  BYOD_data_AddFileDhcpOptionRule("1,3,6", &info);
+  BYOD_data_AddFileAgentRule("", &info);
+  BYOD_data_AddFileMacRule(&probe, &info);
+  for (int table = 0; table < 3; ++table) {
+    char out[8] = "before";
+    EXPECT_EQ(look_up(table, sizeof out, out), kFailed);
+    EXPECT_STREQ(out, "");
+  }
+}
+
 TEST_F(FingerprintMethod, MethodsFailWithoutTheirPartOfTheFingerprint) {
   DhcpRule(Info("n", "v"));
   const ByodDeviceInfo info = Info("n", "v");

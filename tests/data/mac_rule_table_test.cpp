@@ -95,6 +95,37 @@ TEST_F(MacRuleTable, RefusesARuleThatOverlapsAnotherWithTheTreesResult) {
   BYOD_data_FreeMacRule(rule);
 }
 
+TEST_F(MacRuleTable, RefusesARuleThatIsInTheTableAlready) {
+  ByodMacRule* rule = AddCustom("00:11:22:00:00:00");
+  rule->mac[2] = 0x33;  // no longer equal to itself
+  EXPECT_EQ(Byod_AddMacRule(rule), AVL_ERR_LINKED);
+  EXPECT_EQ(BYOD_data_GetMacRuleCount(), 1u);
+}
+
+TEST_F(MacRuleTable, RefusesEveryRuleWhileTheStoreIsClosed) {
+  BYOD_data_GlobalInfoFini();
+  ByodMacRule* rule = Rule("00:11:22:33:44:55", kPrefixMask, BYOD_RULE_CUSTOM);
+  EXPECT_EQ(Byod_AddMacRule(rule), AVL_ERR_ARGUMENT);
+  BYOD_data_FreeMacRule(rule);
+  const ByodMacRule probe = Probe("00:11:22:33:44:55");
+  uint16_t created = 77;
+  uint32_t err = 0;
+  EXPECT_EQ(BYOD_data_FindOrNewMacRule(&probe, BYOD_RULE_CUSTOM, &created, &err), nullptr);
+  EXPECT_EQ(created, 0);
+  EXPECT_EQ(err, AVL_ERR_ARGUMENT);
+  EXPECT_EQ(BYOD_data_GetMacRuleCount(), 0u);
+}
+
+// The way down to the overlapped rule is another one under such a mask.
+TEST_F(MacRuleTable, DoesNotNoticeEveryOverlapOfAMaskThatKeepsNoPrefix) {
+  Add("00:00:00:00:00:30", "FF:FF:FF:FF:FF:FF");
+  ByodMacRule* overlapped = Add("00:00:00:00:00:21", "FF:FF:FF:FF:FF:FF");
+  Add("00:00:00:00:00:01", "FF:FF:FF:FF:FF:0F");
+  EXPECT_EQ(BYOD_data_GetMacRuleCount(), 3u);
+  const ByodMacRule probe = Probe("00:00:00:00:00:01", "FF:FF:FF:FF:FF:0F");
+  EXPECT_NE(BYOD_data_FindMacRule(&probe), overlapped);
+}
+
 TEST_F(MacRuleTable, PassesWhateverTheTreeReportsUnchanged) {
   Containers().avl_insert.fails_always = true;
   for (const uint32_t code : {0x77u, 1u, UINT32_MAX}) {

@@ -132,6 +132,14 @@ TEST(HyphenatedAddress, ReadsThreeGroups) {
   EXPECT_EQ(Hyphenated("00AA-bbCC-ddEE"), (Parsed{6, {0x00, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE}}));
 }
 
+TEST(HyphenatedAddress, MayBeFollowedByAnything) {
+  EXPECT_EQ(Hyphenated("0011-2233-4455-6677 x"), (Parsed{6, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}}));
+}
+
+TEST(HyphenatedAddress, OfATextThatBeginsWithNoDigitIsZero) {
+  EXPECT_EQ(Hyphenated("xyz"), (Parsed{0, {}}));
+}
+
 TEST(HyphenatedAddress, ThatStopsEarlyLeavesTheRestZero) {
   EXPECT_EQ(Hyphenated("0011-2233"), (Parsed{4, {0x00, 0x11, 0x22, 0x33, 0, 0}}));
   EXPECT_EQ(Hyphenated("00:11:22:33:44:55"), (Parsed{1, {}}));

@@ -293,7 +293,11 @@ TEST_F(FailedInit, OfAHashTableDoesNotKeepFiniFromClearingItsCountsAndLists) {
 TEST_F(FailedInit, SecondInitOverwritesTheContainersAndDestroysNone) {
   ASSERT_EQ(BYOD_data_GlobalInfoInit(5), 0u);
   void* const tree = BYOD_data_GetMacRuleTbl()->tree;
+  BYOD_data_GetMacRuleTbl()->rule_count = 7;
+  BYOD_data_GetUserAgentRuleTbl()->rule_count = 7;
   ASSERT_EQ(BYOD_data_GlobalInfoInit(5), 0u);
+  EXPECT_EQ(BYOD_data_GetMacRuleCount(), 7u);
+  EXPECT_EQ(BYOD_data_GetUserAgentRuleCount(), 0u);
   EXPECT_EQ(Containers().tables_made.size(), 4u);
   EXPECT_TRUE(Containers().tables_destroyed.empty());
   EXPECT_EQ(Containers().trees_destroyed, 0u);

@@ -166,6 +166,11 @@ TYPED_TEST(TextRuleTable, RefusesARuleWhileTheStoreIsClosed) {
   EXPECT_EQ(TypeParam::Count(), 0u);
   EXPECT_EQ(TypeParam::Find("abc"), nullptr);
   TypeParam::Free(rule);
+  uint16_t created = 77;
+  uint32_t err = 0;
+  EXPECT_EQ(TypeParam::FindOrNew("abc", BYOD_RULE_CUSTOM, &created, &err), nullptr);
+  EXPECT_EQ(created, 0);
+  EXPECT_EQ(err, kFailed);
 }
 
 TYPED_TEST(TextRuleTable, PagesByBytesAndCase) {
