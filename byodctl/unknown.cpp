@@ -3,12 +3,14 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "byod_tlv.h"
 #include "byodctl/change_report.h"
 #include "byodctl/client.h"
 #include "byodctl/command.h"
 #include "byodctl/json_line.h"
+#include "byodctl/method_names.h"
 #include "byodctl/table.h"
 #include "byodctl/told_fingerprint.h"
 #include "protocol/extensions.h"
@@ -16,10 +18,27 @@
 namespace byod::ctl {
 namespace {
 
+/// The parts that no rule matched, as the methods are called.
+std::vector<std::string> Unmatched(const Fields& unknown) {
+  const uint32_t bits = unknown.Number(BYOD_EXT_UNMATCHED, 0);
+  std::vector<std::string> names;
+  for (uint32_t method = 0; method < BYOD_METHOD_COUNT; ++method) {
+    if ((bits >> method & 1) != 0) names.emplace_back(kMethodNames[method]);
+  }
+  return names;
+}
+
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names)
+    text += (text.empty() ? "" : ",") + name;
+  return text;
+}
+
 int ShowUnknown(bool json, const Settings& settings) {
   Client client(settings);
   bool has_flag = false;
-  Table table({"LAST SEEN", "TIMES", "MAC", "DHCP OPTIONS", "USER-AGENT"});
+  Table table({"LAST SEEN", "TIMES", "UNMATCHED", "MAC", "DHCP OPTIONS", "USER-AGENT"});
   client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_UNKNOWN), [&](const Fields& reply) {
     reply.ForEachNested(BYOD_EXT_UNKNOWN, [&](const Fields& unknown) {
       const FingerprintText text = FingerprintIn(unknown);
@@ -27,16 +46,18 @@ int ShowUnknown(bool json, const Settings& settings) {
       const std::string last = TimeText(unknown.Counter(BYOD_EXT_TIME));
       const bool is_local = IsLocallyAdministered(text.mac);
       has_flag = has_flag || is_local;
+      const std::vector<std::string> unmatched = Unmatched(unknown);
       if (json) {
         WriteJsonLine({{"mac", text.mac},
                        {"options", text.options},
                        {"user_agent", text.user_agent},
+                       {"unmatched", unmatched},
                        {"seen", seen},
                        {"first", TimeText(unknown.Counter(BYOD_EXT_FIRST_TIME))},
                        {"last", last},
                        {"locally_administered", is_local}});
       } else {
-        table.Add({last, std::to_string(seen), Cell(Flagged(text.mac, is_local)),
+        table.Add({last, std::to_string(seen), Joined(unmatched), Cell(Flagged(text.mac, is_local)),
                    Cell(text.options), Cell(text.user_agent)});
       }
     });
@@ -52,8 +73,9 @@ int ShowUnknown(bool json, const Settings& settings) {
 Run DefineShowUnknown(CLI::App& app, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
   app.footer(
-      "The last seen stand first. JSON: mac, options, user_agent, seen (how often), first, "
-      "last,\nlocally_administered. The keys mac, options and user_agent are those that identify "
+      "The last seen stand first. UNMATCHED names the parts that no rule matched. JSON: mac,\n"
+      "options, user_agent, unmatched (a list), seen (how often), first, last,\n"
+      "locally_administered. The keys mac, options and user_agent are those that identify "
       "reads.");
   app.add_flag("--json", *json, "Write JSON, a line for each fingerprint");
   return [json, &settings] { return ShowUnknown(*json, settings); };

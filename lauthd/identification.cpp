@@ -1,13 +1,17 @@
 #include "lauthd/identification.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "byod_order.h"
+#include "data/bounded_copy.h"
 #include "data/byte_order.h"
 #include "explain/explanation_message.h"
 #include "lauthd/authorization_requests.h"
 #include "lauthd/connection.h"
 #include "lauthd/daemon.h"
 #include "lauthd/wall_clock.h"
+#include "mac.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {
@@ -29,6 +33,54 @@ bool NothingMatches(const ByodFingerPrint& fingerprint) {
   char name[BYOD_DEVNAME_SIZE];
   return BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &attributes) != 0 &&
          BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof name, name) != 0;
+}
+
+bool IsInOrder(uint32_t method) {
+  ByodOrder order;
+  BYOD_order_GetOrder(&order);
+  for (const uint32_t slot : order.slots) {
+    if (slot >= BYOD_METHOD_COUNT) return false;
+    if (slot == method) return true;
+  }
+  return false;
+}
+
+bool LacksOptionRule(const ByodFingerPrint& fingerprint) {
+  char text[BYOD_RULETEXT_SIZE];
+  const uint32_t count = std::min<uint32_t>(fingerprint.option_length, BYOD_OPTION55_MAX);
+  // A list whose text is too long cannot be a rule's.
+  return count != 0 &&
+         BYOD_data_GetDhcpOption55String(count, fingerprint.options, sizeof text, text) == 0 &&
+         BYOD_data_FindDhcpOptionRule(text) == nullptr;
+}
+
+bool LacksUserAgentRule(const ByodFingerPrint& fingerprint) {
+  if (fingerprint.user_agent[0] == '\0') return false;
+  ByodFingerPrint alone = {};
+  CopyText(alone.user_agent, fingerprint.user_agent);
+  // No terminal has this address. One of zeros would be looked up for the name.
+  MAC_BroadcastAddr(alone.mac);
+  return NothingMatches(alone);
+}
+
+bool LacksMacRule(const ByodFingerPrint& fingerprint) {
+  if (LoadMac(fingerprint.mac) == 0) return false;
+  ByodMacRule probe = {};
+  std::memcpy(probe.mac, fingerprint.mac, sizeof probe.mac);
+  MAC_BroadcastAddr(probe.mask);
+  return BYOD_data_FindMacRule(&probe) == nullptr;
+}
+
+/// The parts of a fingerprint that no rule matches, of those that the order looks at, as
+/// 1 << BYOD_METHOD_*.
+uint32_t UnmatchedParts(const ByodFingerPrint& fingerprint) {
+  constexpr bool (*kLacks[])(const ByodFingerPrint&) = {LacksOptionRule, LacksUserAgentRule,
+                                                        LacksMacRule};
+  uint32_t unmatched = 0;
+  for (uint32_t method = 0; method < BYOD_METHOD_COUNT; ++method) {
+    if (IsInOrder(method) && kLacks[method](fingerprint)) unmatched |= 1u << method;
+  }
+  return unmatched;
 }
 
 /// @return the event as a message; null without memory
@@ -130,12 +182,13 @@ void Account(Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t co
   Daemon& daemon = exchange.daemon;
   ++daemon.counters.identifications;
   const bool unknown = code != 0 && NothingMatches(fingerprint);
-  if (!unknown && daemon.watch_hub.Empty()) return;
+  const uint32_t unmatched = UnmatchedParts(fingerprint);
+  // An address that no rule covers is nothing special where the rest of the fingerprint is known.
+  const bool noted = unknown || (unmatched & ~(1u << BYOD_METHOD_MAC)) != 0;
+  if (!noted && daemon.watch_hub.Empty()) return;
   const uint64_t now = MicrosecondsSince1970();
-  if (unknown) {
-    ++daemon.counters.unknowns;
-    daemon.unknowns.Note(fingerprint, now);
-  }
+  if (unknown) ++daemon.counters.unknowns;
+  if (noted) daemon.unknowns.Note(fingerprint, unmatched, now);
   if (daemon.watch_hub.Empty()) return;
   if (const Event event = MakeEvent(exchange, fingerprint, code, identity, now)) {
     daemon.watch_hub.Publish(event);

@@ -37,7 +37,8 @@ void AppendFingerPrint(tlv::Appender& append, const ByodFingerPrint& fingerprint
 /// Appends what is known of a terminal.
 void AppendIdentity(tlv::Appender& append, const Identity& identity);
 
-/// Counts an identification, tells those who watch, and notes a fingerprint that nothing matched.
+/// Counts an identification, reports it to the clients that watch, and notes a fingerprint with a
+/// part that no rule matched.
 void Account(Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t code,
              const Identity& identity);
 

@@ -36,6 +36,7 @@ tlv::Message EncodeUnknown(const Unknowns::Entry& entry) {
   tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());
   AppendFingerPrint(append, entry.fingerprint);
+  append.Number(BYOD_EXT_UNMATCHED, entry.unmatched);
   AppendCounter(append, BYOD_EXT_SEEN, entry.seen);
   AppendCounter(append, BYOD_EXT_FIRST_TIME, entry.first_time);
   AppendCounter(append, BYOD_EXT_TIME, entry.last_time);

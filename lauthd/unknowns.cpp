@@ -1,6 +1,6 @@
 #include "lauthd/unknowns.h"
 
-#include <cstring>
+#include <new>
 
 namespace byod::lauthd {
 namespace {
@@ -11,19 +11,26 @@ std::string_view BytesOf(const ByodFingerPrint& fingerprint) {
 
 }  // namespace
 
-void Unknowns::Note(const ByodFingerPrint& fingerprint, uint64_t now) {
+void Unknowns::Note(const ByodFingerPrint& fingerprint, uint32_t unmatched, uint64_t now) {
   if (const auto found = index_.find(BytesOf(fingerprint)); found != index_.end()) {
     entries_.splice(entries_.begin(), entries_, found->second);
     ++found->second->seen;
+    found->second->unmatched = unmatched;
     found->second->last_time = now;
     return;
   }
-  if (entries_.size() == kRoom) {
-    index_.erase(BytesOf(entries_.back().fingerprint));
-    entries_.pop_back();
+  try {
+    std::list<Entry> fresh;
+    fresh.push_front({fingerprint, unmatched, 1, now, now});
+    index_.emplace(BytesOf(fresh.front().fingerprint), fresh.begin());
+    // From here on nothing can fail: list and index always hold the same.
+    entries_.splice(entries_.begin(), fresh);
+  } catch (const std::bad_alloc&) {
+    return;
   }
-  entries_.push_front({fingerprint, 1, now, now});
-  index_.emplace(BytesOf(entries_.front().fingerprint), entries_.begin());
+  if (entries_.size() <= kRoom) return;
+  index_.erase(BytesOf(entries_.back().fingerprint));
+  entries_.pop_back();
 }
 
 void Unknowns::Clear() {

@@ -1,4 +1,5 @@
-// The fingerprints that nothing matched, for an administrator who looks for missing rules.
+// The fingerprints with a part that no rule matched, for an administrator who looks for missing
+// rules.
 #ifndef LAUTHD_UNKNOWNS_H
 #define LAUTHD_UNKNOWNS_H
 
@@ -15,23 +16,24 @@ class Unknowns {
  public:
   struct Entry {
     ByodFingerPrint fingerprint;
+    uint32_t unmatched;  // when it was seen last: 1 << BYOD_METHOD_*
     uint64_t seen;
     uint64_t first_time;  // microseconds since 1970
     uint64_t last_time;
   };
 
   /// Notes a fingerprint, in place of the one seen the longest ago when there is no more room. One
-  /// for which there is no memory is left out.
-  void Note(const ByodFingerPrint& fingerprint, uint64_t now);
+  /// for which there is no memory is left out, and nothing else changes.
+  void Note(const ByodFingerPrint& fingerprint, uint32_t unmatched, uint64_t now);
 
   void Clear();
 
   /// The last seen first.
   const std::list<Entry>& entries() const { return entries_; }
 
- private:
   static constexpr size_t kRoom = 256;
 
+ private:
   std::list<Entry> entries_;
   // Over the bytes of the fingerprints in the list.
   std::unordered_map<std::string_view, std::list<Entry>::iterator> index_;

@@ -69,6 +69,7 @@ enum {
   BYOD_EXT_TIME = 1024,       /**< counter: the last, or only, time, likewise */
   BYOD_EXT_LOST = 1025,       /**< counter: events left out before this one, as nobody read them */
   BYOD_EXT_CLIENT = 1026,     /**< number: the asking process's user id */
+  BYOD_EXT_UNMATCHED = 1027,  /**< number: 1 << BYOD_METHOD_* for each part that no rule matched */
 
   /* State. */
   BYOD_EXT_VERSION = 1030,          /**< text, 32 */

@@ -198,10 +198,17 @@ class OrderAndState(WithDaemon):
         self.assertEqual((unknown["mac"], unknown["user_agent"], unknown["seen"]),
                          ("00:99:88:77:66:aa", "nobody", 2))
         self.assertRegex(unknown["last"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+        self.assertEqual(unknown["unmatched"], ["user-agent", "mac"])
         again = self.ctl("show", "unknown", "--json")
         self.assertEqual(self.json("identify", expect=3, stdin=again)[0]["user_agent"], "nobody")
         self.ctl("unset", "unknown")
         self.assertEqual(self.json("show", "unknown"), [])
+
+    def test_an_unknown_part_of_a_known_terminal_is_named(self):
+        self.ctl("identify", "--user-agent", "iPhone", "--dhcp", "1,99")
+        (unknown,) = self.json("show", "unknown")
+        self.assertEqual((unknown["options"], unknown["unmatched"]), ("1,99", ["dhcp"]))
+        self.assertRegex(self.ctl("show", "unknown"), r"(?m) 1 +dhcp +- +1,99 +iPhone$")
 
     def test_a_locally_administered_address_is_flagged_wherever_it_is_told(self):
         for mac, flag in (("0099887766aa", False), ("da99887766aa", True)):

@@ -176,6 +176,51 @@ TEST_F(Extensions, UnknownFingerprintsAreKeptTheLastSeenFirst) {
   EXPECT_TRUE(texts.empty());
 }
 
+// An option list or a User-Agent that no rule knew was missing when any other part was known.
+TEST_F(Extensions, APartThatNoRuleMatchesIsKeptWhateverTheRestSays) {
+  constexpr uint32_t kOptionList = 1u << BYOD_METHOD_DHCP;
+  constexpr uint32_t kAgent = 1u << BYOD_METHOD_USERAGENT;
+  constexpr uint32_t kAddress = 1u << BYOD_METHOD_MAC;
+  constexpr uint8_t kMac[6] = {0x00, 0x99, 0x88, 0x77, 0x66, 0x55};
+  Client client(daemon_);
+  const auto ask = [&](const char* ua, const std::vector<uint8_t>& options, bool with_address) {
+    const Message request = Fingerprint(BYOD_MSG_DEVATTR_BY_FP, ua, options);
+    if (with_address) TLV_Append_Data(request.get(), BYOD_TLV_MAC, sizeof kMac, kMac);
+    client.Ask(request);
+  };
+  using Parts = std::pair<std::string, uint32_t>;
+  const auto take = [&] {
+    std::vector<Parts> unknown;
+    client.AskSeries(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_UNKNOWN), [&](const Message& reply) {
+      for (const Message& one : NestedIn(reply, BYOD_EXT_UNKNOWN)) {
+        unknown.emplace_back(TextOf(one, BYOD_TLV_USERAGENT),
+                             NumberOf(one, BYOD_EXT_UNMATCHED, 99));
+      }
+    });
+    EXPECT_EQ(VerdictOf(client.Ask(BYOD_OP_UNDO, BYOD_EXT_MSG_UNKNOWN)), kDone);
+    return unknown;
+  };
+  ask("an iPhone", {1, 3, 6}, false);
+  ask("an iPhone", {1, 3, 6}, true);
+  ask("an iPhone", {}, true);
+  EXPECT_EQ(take(), std::vector<Parts>()) << "a new address of a known terminal is nothing special";
+  ask("an iPhone", {9, 9}, false);
+  ask("a toaster", {1, 3, 6}, true);
+  ask("a toaster", {9, 9}, true);
+  ask("", {}, true);
+  EXPECT_EQ(take(), (std::vector<Parts>{{"", kAddress},
+                                        {"a toaster", kOptionList | kAgent | kAddress},
+                                        {"a toaster", kAgent | kAddress},
+                                        {"an iPhone", kOptionList}}));
+  const Message status = client.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS);
+  EXPECT_EQ(CounterOf(status, BYOD_EXT_UNKNOWNS), 2u) << "of which nothing at all was known";
+
+  const ByodOrder order = {{BYOD_METHOD_DHCP, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
+  ASSERT_EQ(BYOD_cfgmsg_SetOrder(1, &order), 0u);
+  ask("a toaster", {1, 3, 6}, true);
+  EXPECT_EQ(take(), std::vector<Parts>()) << "parts that are not looked at are not missed";
+}
+
 TEST_F(Extensions, WatchTellsIdentificationsUntilTheClientMoves) {
   Client watcher(daemon_);
   EXPECT_EQ(BYOD_tlv_GetErrorCode(watcher.Ask(BYOD_OP_GET, BYOD_EXT_MSG_WATCH).get()),
