@@ -15,16 +15,24 @@ const typename Kind::Rule* ToBeStored(const typename Kind::Key& key) {
 }
 
 template <typename Kind, typename Rules>
-uint32_t SaveRules(const Rules& rules) {
+uint32_t SaveRules(const IdleRules& idle, const Rules& rules) {
+  const auto& idle_rules = idle.Of<Kind>();
   // First what goes: a rule that came may be stored in the place of one that went.
   for (const auto& [key, former] : rules) {
-    if (!former.was_stored || ToBeStored<Kind>(key) != nullptr) continue;
+    if (!former.was_stored || ToBeStored<Kind>(key) != nullptr || idle_rules.contains(key))
+      continue;
     if (const uint32_t failed = Kind::Unsave(key); failed != 0) return failed;
   }
   for (const auto& [key, former] : rules) {
     const auto* const rule = ToBeStored<Kind>(key);
-    if (rule == nullptr) continue;
-    if (const uint32_t failed = Kind::Save(rule); failed != 0) return failed;
+    const auto idle_rule = idle_rules.find(key);
+    uint32_t failed = 0;
+    if (rule != nullptr) {
+      failed = Kind::Save(rule);
+    } else if (idle_rule != idle_rules.end()) {
+      failed = SaveIdle<Kind>(key, idle_rule->second);
+    }
+    if (failed != 0) return failed;
   }
   return 0;
 }
@@ -43,11 +51,11 @@ void TakeBackRules(Rules& rules) {
 
 }  // namespace
 
-uint32_t Bulk::Save(const Authorization& authorization) const {
+uint32_t Bulk::Save(const IdleRules& idle, const Authorization& authorization) const {
   uint32_t failed = 0;
   ForEachKind([&](auto kind) {
     using Kind = decltype(kind);
-    if (failed == 0) failed = SaveRules<Kind>(RulesOf<Kind>());
+    if (failed == 0) failed = SaveRules<Kind>(idle, RulesOf<Kind>());
   });
   if (failed == 0 && order_) {
     ByodOrder order;
@@ -63,16 +71,18 @@ uint32_t Bulk::Save(const Authorization& authorization) const {
 
 void Bulk::Keep() {
   rules_ = {};
+  idle_.reset();
   order_.reset();
   sets_.clear();
   open_ = false;
 }
 
-void Bulk::TakeBack(Authorization& authorization) {
+void Bulk::TakeBack(IdleRules& idle, Authorization& authorization) {
   ForEachKind([&](auto kind) {
     using Kind = decltype(kind);
     TakeBackRules<Kind>(RulesOf<Kind>());
   });
+  if (idle_) idle = std::move(*idle_);
   if (order_) BYOD_order_SetOrder(&*order_);
   for (auto& [name, former] : sets_)
     authorization.Put(name.first, name.second, std::move(former));

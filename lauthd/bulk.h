@@ -10,6 +10,7 @@
 
 #include "byod_order.h"
 #include "lauthd/authorization.h"
+#include "lauthd/idle_rules.h"
 #include "lauthd/rule_state.h"
 
 namespace byod::lauthd {
@@ -46,6 +47,10 @@ class Bulk {
   void Remember(const ByodOrder& order) {
     if (open_ && !order_) order_ = order;
   }
+  /// @throws std::bad_alloc, with nothing changed
+  void Remember(const IdleRules& idle) {
+    if (open_ && !idle_) idle_ = idle;
+  }
   void Remember(const std::string& group, const std::string& category, const Attributes* former) {
     if (!open_) return;
     sets_.try_emplace({group, category},
@@ -53,23 +58,16 @@ class Bulk {
   }
 
   /// Stores what has become of everything. @return 0, or anything else for failure
-  uint32_t Save(const Authorization& authorization) const;
+  uint32_t Save(const IdleRules& idle, const Authorization& authorization) const;
 
   /// Everything stays as it is now.
   void Keep();
 
   /// Everything becomes what it was.
-  void TakeBack(Authorization& authorization);
+  void TakeBack(IdleRules& idle, Authorization& authorization);
 
  private:
-  /// In the order in which the database keeps them, which then grows at one end.
-  template <typename Kind>
-  struct DatabaseOrder {
-    bool operator()(const typename Kind::Key& a, const typename Kind::Key& b) const {
-      return Kind::CompareKeys(a, b) < 0;
-    }
-  };
-
+  /// In the order of the database, which then grows at one end.
   template <typename Kind>
   using Rules = std::map<typename Kind::Key, FormerRule<Kind>, DatabaseOrder<Kind>>;
 
@@ -89,6 +87,7 @@ class Bulk {
   bool open_ = false;
   std::tuple<Spare<DhcpOptionKind>, Spare<UserAgentKind>, Spare<MacKind>> spares_;
   std::tuple<Rules<DhcpOptionKind>, Rules<UserAgentKind>, Rules<MacKind>> rules_;
+  std::optional<IdleRules> idle_;
   std::optional<ByodOrder> order_;
   std::map<std::pair<std::string, std::string>, std::optional<Attributes>> sets_;
 };

@@ -43,12 +43,13 @@ Result Commit(Daemon& daemon) {
     return NoMemory();
   }
   const bool kept =
-      daemon.store.WriteTogether([&] { return daemon.bulk.Save(daemon.authorization); });
+      daemon.store.WriteTogether([&] { return daemon.bulk.Save(daemon.idle, daemon.authorization); });
   if (!kept) {
     daemon.AbortBulk();
     return daemon.store.NotSaved();
   }
   daemon.bulk.Keep();
+  daemon.idle.Retry();
   daemon.gate.Release();
   return {};
 }

@@ -91,7 +91,7 @@ Daemon::Daemon(const Options& chosen)
     : options(chosen),
       admin_group(FindGroup(chosen.admin_group)),
       idle_timeout(std::chrono::seconds(chosen.idle_timeout)),
-      store(chosen.state_dir, chosen.no_database, authorization) {
+      store(chosen.state_dir, chosen.no_database, idle, authorization) {
   InstallService(authorization);
 }
 
@@ -180,7 +180,7 @@ void Daemon::LookAgainAt(std::shared_ptr<Connection> connection) {
 
 Result Daemon::Reload() {
   const RuleSource source(options);
-  Result result = ReplacePredefined(source, options.rule_limit);
+  Result result = ReplacePredefined(source, options.rule_limit, idle);
   if (result.Ok()) {
     store.Tidy();
 #ifdef __GLIBC__
@@ -197,7 +197,7 @@ Result Daemon::Reload() {
 }
 
 void Daemon::AbortBulk() {
-  bulk.TakeBack(authorization);
+  bulk.TakeBack(idle, authorization);
   if (!ArrangeMatchList()) {
     Log(Severity::kError, "no memory to order the User-Agent rules of one length");
   }

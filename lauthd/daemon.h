@@ -17,6 +17,7 @@
 #include "lauthd/change_gate.h"
 #include "lauthd/connections.h"
 #include "lauthd/exchange.h"
+#include "lauthd/idle_rules.h"
 #include "lauthd/options.h"
 #include "lauthd/store.h"
 #include "lauthd/unknowns.h"
@@ -84,6 +85,7 @@ class Daemon {
   const std::optional<gid_t> admin_group;
   const Clock::duration idle_timeout;
   Counters counters;
+  IdleRules idle;
   Authorization authorization;
   Store store;
   Unknowns unknowns;

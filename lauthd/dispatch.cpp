@@ -5,6 +5,7 @@
 #include "lauthd/bulk_requests.h"
 #include "lauthd/connection.h"
 #include "lauthd/identification.h"
+#include "lauthd/idle_requests.h"
 #include "lauthd/listing.h"
 #include "lauthd/order_requests.h"
 #include "lauthd/rule_changes.h"
@@ -60,6 +61,7 @@ constexpr Row kRows[] = {
     {BYOD_EXT_MSG_BACKUP, "backup", SendBackup, nullptr, kGuardedGet},
     {BYOD_EXT_MSG_RESTORE, "restore", nullptr, TakeRestore, kPlain},
     {BYOD_EXT_MSG_BULK, "bulk", nullptr, ChangeBulk, kPlain},
+    {BYOD_EXT_MSG_IDLE_RULES, "rules not in effect", ListIdleRules, nullptr, kPlain},
     {BYOD_EXT_MSG_RELOAD, "reload", nullptr, ReloadRules, kPlain},
 };
 

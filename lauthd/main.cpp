@@ -30,8 +30,9 @@ void TellLoadingTimes(const Options& options, const PredefinedRules& rules, doub
   const double loaded = MillisecondsSince(loading);
   std::printf("read in %.1f ms, loaded in %.1f ms\n", read, loaded);
 
+  IdleRules idle;
   Authorization authorization;
-  Store store(options.state_dir, options.no_database, authorization);
+  Store store(options.state_dir, options.no_database, idle, authorization);
   if (store.Exists()) {
     InstallService(authorization);
     const auto recovering = Clock::now();

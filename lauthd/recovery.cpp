@@ -9,6 +9,7 @@
 #include "lauth_dbm.h"
 #include "lauth_dbm_admin.h"
 #include "lauthd/authorization.h"
+#include "lauthd/idle_rules.h"
 #include "lauthd/log.h"
 #include "lauthd/match_order.h"
 #include "lauthd/reload.h"
@@ -29,9 +30,9 @@ bool IsGroup(std::string_view key) {
   return key.starts_with(BYOD_DB_GROUP_PREFIX);
 }
 
-/// Looks after each stored record: whether its rule is there, and is spelt the same.
+/// Checks for each stored record whether its rule is in effect, and is spelt the same.
 template <typename Kind>
-void Tidy(int32_t handle) {
+void Tidy(int32_t handle, IdleRules& idle) {
   std::vector<typename Kind::Key> respelt;
   const bool reading = LAUTH_db_BeginReading(handle) == 0;  // else it only takes longer
   const auto key_length = static_cast<uint32_t>(std::strlen(Kind::kDatabaseKey) + 1);
@@ -42,8 +43,9 @@ void Tidy(int32_t handle) {
     const auto key = Kind::KeyOfRecord(record);
     const auto* const rule = Kind::Find(key);
     if (rule == nullptr) {
-      Log(Severity::kWarning, "the stored %s rule %s has no place beside the predefined rules",
-          Kind::kName, Kind::Describe(key).c_str());
+      const bool known = idle.Of<Kind>().contains(key);
+      idle.Put<Kind>(key, &record.info);
+      if (!known) LogIdle<Kind>(key);
     } else if (!Kind::SameKey(Kind::KeyOf(*rule), key)) {
       respelt.push_back(key);
     }
@@ -77,7 +79,7 @@ struct StoredKey {
   uint32_t kind;         // LAUTH_DB_*
   uint32_t record_size;  // of each record; 0 = any
   int32_t (*recover)(int32_t handle, const char* key, uint32_t key_length);
-  void (*tidy)(int32_t handle);  // nullptr = nothing to tidy
+  void (*tidy)(int32_t handle, IdleRules& idle);  // nullptr = nothing to tidy
 };
 
 constexpr StoredKey kStoredKeys[] = {
@@ -129,12 +131,13 @@ int32_t RecoverKey(void* context, const void* key, uint32_t key_length, uint32_t
 
 }  // namespace
 
-void TidyAll(int32_t handle) {
-  ForEachKind([handle](auto kind) { Tidy<decltype(kind)>(handle); });
+void TidyAll(int32_t handle, IdleRules& idle) {
+  ForEachKind([&](auto kind) { Tidy<decltype(kind)>(handle, idle); });
 }
 
-void RecoverAll(int32_t handle, Authorization& authorization) {
+void RecoverAll(int32_t handle, IdleRules& idle, Authorization& authorization) {
   DropConfigured();
+  idle.Clear();
   authorization.Clear();
   BYOD_order_UnSetOrder();
   Walk walk = {handle, {}};
@@ -144,7 +147,7 @@ void RecoverAll(int32_t handle, Authorization& authorization) {
   }
   if (reading) LAUTH_db_EndReading(handle);
   for (const StoredKey* const stored : walk.untidy)
-    stored->tidy(handle);
+    stored->tidy(handle, idle);
   if (!ArrangeMatchList()) {
     Log(Severity::kError, "no memory to order the User-Agent rules of one length");
   }

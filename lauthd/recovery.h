@@ -7,14 +7,16 @@
 namespace byod::lauthd {
 
 class Authorization;
+class IdleRules;
 
 /// Lays everything in the open database over the predefined rules, the default order and no
 /// authorization, whatever was configured before. Where a stored key has become another spelling of
-/// a predefined rule's key, it is stored anew under that one, so that later changes find it.
-void RecoverAll(int32_t handle, Authorization& authorization);
+/// a predefined rule's key, it is stored anew under that one, so that later changes find it. A rule
+/// for which there is no place becomes an idle one.
+void RecoverAll(int32_t handle, IdleRules& idle, Authorization& authorization);
 
 /// That last part alone, for a time when the predefined rules have changed.
-void TidyAll(int32_t handle);
+void TidyAll(int32_t handle, IdleRules& idle);
 
 /// Judges one record of a backup before it is restored, as the database calls it. @return 0 if it
 /// is one of ours

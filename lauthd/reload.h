@@ -2,6 +2,7 @@
 #ifndef LAUTHD_RELOAD_H
 #define LAUTHD_RELOAD_H
 
+#include "lauthd/idle_rules.h"
 #include "lauthd/result.h"
 #include "lauthd/rule_source.h"
 
@@ -9,11 +10,11 @@ namespace byod::lauthd {
 
 /**
  * Replaces the predefined rules and lays what the administrator made over the new ones, as a
- * restart would. Everything is judged before anything is touched: a bad row, or a new rule that
- * leaves no place for one of the administrator's, and all rules stay as they are. Listings go on
- * where they were.
+ * restart would. A rule of the administrator's for which the new ones leave no place becomes an
+ * idle one, and an idle one that has a place now takes effect. With a bad row all rules stay as
+ * they are. Listings go on where they were.
  */
-Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit);
+Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit, IdleRules& idle);
 
 /// Takes all that an administrator made out of the tables; the predefined rules stay.
 void DropConfigured();

@@ -83,7 +83,41 @@ Result Erase(Daemon& daemon, typename Kind::Rule* rule) {
   daemon.bulk.Remember<Kind>(
       key, FormerRule<Kind>::Of(rule->origin, OwnedInfo(std::exchange(rule->configured, nullptr))));
   EraseRule<Kind>(rule);
+  // A bulk makes use of the room at its end.
+  if (!daemon.bulk.Open()) daemon.idle.Retry();
   return {};
+}
+
+/// Carries out a change of a rule that is stored but not in effect.
+template <typename Kind, typename Edit>
+Result ChangeIdle(Daemon& daemon, const typename Kind::Key& key, ByodDeviceInfo info, Edit edit) {
+  Wish wish = edit(LooseRule<Kind>(key, info));
+  if (wish.what == Wish::What::kNothing) return NoChange();
+  if (wish.what == Wish::What::kNoMemory) return NoMemory();
+  const bool erase = wish.what == Wish::What::kErase;
+  info = wish.info ? *wish.info : ByodDeviceInfo();
+  const bool saved = daemon.bulk.Open() || daemon.store.Write([&] {
+    return erase ? Kind::Unsave(key) : SaveIdle<Kind>(key, info);
+  });
+  if (!saved) return daemon.store.NotSaved();
+  daemon.bulk.Remember(daemon.idle);
+  daemon.bulk.Remember<Kind>(key, FormerRule<Kind>::Idle());
+  if (erase) {
+    daemon.idle.Erase<Kind>(key);
+  } else {
+    daemon.idle.Put<Kind>(key, &info);
+  }
+  return {};
+}
+
+/// A rule that is not in effect keeps its place in the database.
+template <typename Kind>
+Result CheckIdle(const IdleRules& idle, const typename Kind::Key& key) {
+  const auto* const other = idle.InTheWayOf<Kind>(key);
+  if (other == nullptr) return {};
+  return Refused(
+      BYOD_REFUSAL_CONFLICT,
+      "it overlaps the stored rule " + Kind::Describe(other->first) + ", which is not in effect");
 }
 
 /**
@@ -98,10 +132,14 @@ Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit e
   daemon.bulk.MakeRoom<Kind>();
   auto* rule = Kind::Find(key);
   const bool created = rule == nullptr;
+  if (const auto* const idle = created ? daemon.idle.Find<Kind>(key) : nullptr) {
+    return ChangeIdle<Kind>(daemon, idle->first, idle->second, edit);
+  }
   if (created && !create) {
     return Refused(BYOD_REFUSAL_NOT_FOUND,
                    std::string("there is no ") + Kind::kName + " rule " + Kind::Describe(key));
   }
+  if (Result checked = CheckIdle<Kind>(daemon.idle, key); !checked.Ok()) return checked;
   if (created) {
     uint32_t err = 0;
     rule = Make<Kind>(daemon, key, err);

@@ -12,6 +12,7 @@
 //   Before(rule, key)      whether the rule stands before the key in that order
 //   NextOf(key), NextConfigured(key)
 //   KeyOf(rule)
+//   MakeRule(key)          a rule of this key in no table, all else zero
 //   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
 //   Save(rule), Unsave(rule)
 //   DecodeName(msg, name)  the device name in a request, empty if there is none
@@ -70,6 +71,7 @@ struct MacKind {
   }
   static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
   static Key KeyOfRecord(const Record& record);
+  static Rule MakeRule(const Key& key) { return KeyOf(key); }
   static std::string Describe(const Key& key);
 
   static uint32_t Save(const Rule* rule) { return BYOD_db_AddMacRule(rule); }
@@ -191,6 +193,11 @@ struct TextKind {
   }
   static Key KeyOf(const Rule& rule) { return KeyOf(TextOf(rule)); }
   static Key KeyOfRecord(const Record& record) { return KeyOf(record.text); }
+  static Rule MakeRule(const Key& key) {
+    Rule rule = {};
+    CopyText(rule.*kCalls.text, key.text);
+    return rule;
+  }
   static int CompareKeys(const Key& a, const Key& b) { return std::strcmp(a.text, b.text); }
   static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
   static std::string Describe(const Key& key) { return Quoted(key.text); }
@@ -218,6 +225,14 @@ struct TextKind {
 
 using UserAgentKind = TextKind<ByodUserAgentRule, ByodUserAgentTable, kUserAgentCalls>;
 using DhcpOptionKind = TextKind<ByodDhcpOptionRule, ByodDhcpOptionTable, kDhcpOptionCalls>;
+
+/// The order in which the database keeps the rules of a kind.
+template <typename Kind>
+struct DatabaseOrder {
+  bool operator()(const typename Kind::Key& a, const typename Kind::Key& b) const {
+    return Kind::CompareKeys(a, b) < 0;
+  }
+};
 
 /// Calls a function template's instance for each kind.
 template <typename Function>

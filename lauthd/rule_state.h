@@ -43,6 +43,9 @@ struct FormerRule {
     return {true, IsConfigured(origin, modified), std::move(info)};
   }
 
+  /// One that was stored, but not in effect.
+  static FormerRule Idle() { return {false, true, nullptr}; }
+
   /// Makes the rule what it was; it existed.
   void Restore(const typename Kind::Key& key) {
     typename Kind::Rule* rule = Kind::Find(key);

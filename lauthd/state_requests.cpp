@@ -12,7 +12,7 @@ namespace {
 
 /// Appends a table's counts. Modified rules are counted on the way: nobody else asks.
 template <typename Kind>
-bool AppendTable(tlv::Appender& answer) {
+bool AppendTable(tlv::Appender& answer, const IdleRules& idle) {
   uint32_t modified = 0;
   for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule))
     modified += rule->modified == 1;
@@ -22,7 +22,8 @@ bool AppendTable(tlv::Appender& answer) {
   append.Number(BYOD_EXT_METHOD, Kind::kMethod)
       .Number(BYOD_TLV_COUNT, Kind::Table().rule_count)
       .Number(BYOD_EXT_CUSTOM, Kind::Table().custom_count)
-      .Number(BYOD_EXT_MODIFIED, modified);
+      .Number(BYOD_EXT_MODIFIED, modified)
+      .Number(BYOD_EXT_IDLE, static_cast<uint32_t>(idle.Of<Kind>().size()));
   if (append.status() != 0) return false;
   answer.Combine(BYOD_tlv_PutSubTlv(answer.message(), BYOD_EXT_TABLE, table.get()));
   return answer.status() == 0;
@@ -73,7 +74,7 @@ Result ShowStatus(Exchange& exchange) {
   append.Text(BYOD_EXT_VERSION, BYOD_VERSION);
   AppendCounter(append, BYOD_EXT_UPTIME, daemon.UptimeSeconds());
   bool whole = true;
-  ForEachKind([&](auto kind) { whole = AppendTable<decltype(kind)>(append) && whole; });
+  ForEachKind([&](auto kind) { whole = AppendTable<decltype(kind)>(append, daemon.idle) && whole; });
   append.Number(BYOD_EXT_RULE_LIMIT, daemon.options.rule_limit);
   AppendCounter(append, BYOD_EXT_REQUESTS, counters.requests);
   AppendCounter(append, BYOD_EXT_REFUSED, counters.refused);

@@ -23,10 +23,11 @@ constexpr DBM_Parameters kParameters = {{0, 0, 1, 0}, "SEC-BYOD-CFG"};
 
 }  // namespace
 
-Store::Store(const std::string& directory, bool none, Authorization& authorization)
+Store::Store(const std::string& directory, bool none, IdleRules& idle, Authorization& authorization)
     : directory_(directory),
       none_(none),
       lock_(directory_ + "/lauthd.lock"),
+      idle_(idle),
       authorization_(authorization) {
   if (!directory_.empty()) LAUTH_db_SetDirectory(directory_.c_str());
 }
@@ -90,11 +91,11 @@ bool Store::Open() {
 }
 
 void Store::Recover() {
-  if (!none_ && open_) RecoverAll(BYOD_db_GetDBHandle(), authorization_);
+  if (!none_ && open_) RecoverAll(BYOD_db_GetDBHandle(), idle_, authorization_);
 }
 
 void Store::Tidy() {
-  if (!none_ && open_) TidyAll(BYOD_db_GetDBHandle());
+  if (!none_ && open_) TidyAll(BYOD_db_GetDBHandle(), idle_);
 }
 
 void Store::Close() {

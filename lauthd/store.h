@@ -12,6 +12,7 @@
 namespace byod::lauthd {
 
 class Authorization;
+class IdleRules;
 
 /**
  * The configuration database, which may fail and come back. While it cannot be opened,
@@ -24,7 +25,7 @@ class Store {
    * @param directory  of the database; empty: the platform's own
    * @param none       keep nothing
    */
-  Store(const std::string& directory, bool none, Authorization& authorization);
+  Store(const std::string& directory, bool none, IdleRules& idle, Authorization& authorization);
   ~Store();
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
@@ -111,6 +112,7 @@ class Store {
   std::string reason_;
   Clock::time_point next_try_;
   Clock::time_point next_background_try_;
+  IdleRules& idle_;
   Authorization& authorization_;
 };
 

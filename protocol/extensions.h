@@ -34,7 +34,10 @@ enum {
   /** SET (changes): many changes with one flush, by phases on one connection. */
   BYOD_EXT_MSG_BULK = 1008,
   /** SET (changes): reads the rule files anew, as the signal SIGHUP does. */
-  BYOD_EXT_MSG_RELOAD = 1009
+  BYOD_EXT_MSG_RELOAD = 1009,
+  /** GET: a series, the stored rules that are not in effect, each with BYOD_EXT_METHOD and
+   * BYOD_EXT_REASON. */
+  BYOD_EXT_MSG_IDLE_RULES = 1010
 };
 
 /**
@@ -74,7 +77,7 @@ enum {
   /* State. */
   BYOD_EXT_VERSION = 1030,          /**< text, 32 */
   BYOD_EXT_UPTIME = 1031,           /**< counter: seconds since the start */
-  BYOD_EXT_TABLE = 1032,            /**< nested: METHOD, BYOD_TLV_COUNT, CUSTOM, MODIFIED */
+  BYOD_EXT_TABLE = 1032,            /**< nested: METHOD, BYOD_TLV_COUNT, CUSTOM, MODIFIED, IDLE */
   BYOD_EXT_CUSTOM = 1033,           /**< number: of custom rules in a table */
   BYOD_EXT_MODIFIED = 1034,         /**< number: of modified predefined rules in a table */
   BYOD_EXT_RULE_LIMIT = 1035,       /**< number: 0xFFFFFFFF = none */
@@ -89,6 +92,7 @@ enum {
   BYOD_EXT_RELOADS = 1044,          /**< counter: rule files read, the start included */
   BYOD_EXT_RELOAD_FAILURE = 1045, /**< text, 512: why the last reload was refused; absent if not */
   BYOD_EXT_WATCHERS = 1046,       /**< number: connections that watch */
+  BYOD_EXT_IDLE = 1047,           /**< number: of a table's stored rules that are not in effect */
 
   /* Authorization. */
   BYOD_EXT_AUTHORIZATION = 1050, /**< nested: GROUP, BYOD_TLV_DEVTYPE, then NAME, VALUE pairs */

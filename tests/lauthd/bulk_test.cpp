@@ -74,7 +74,7 @@ struct BulkOfChanges : testing::Test {
   }
   /// Ends the bulk as kept and begins another.
   void NextBulk() {
-    ASSERT_EQ(bulk.Save(authorization), 0u);
+    ASSERT_EQ(bulk.Save(idle, authorization), 0u);
     bulk.Keep();
     MemoryDbm::TakeCalls();
     bulk.Begin();
@@ -83,6 +83,7 @@ struct BulkOfChanges : testing::Test {
     return MemoryDbm::Lists()[support::Key(list)].records.size();
   }
 
+  IdleRules idle;
   Authorization authorization;
   Bulk bulk;
 };
@@ -102,7 +103,7 @@ TEST_F(BulkOfChanges, StoresWhatWasChangedOnceHoweverOften) {
     authorization.Put("group", "type", Attributes{{"vlan", value}});
   }
   EXPECT_EQ(MemoryDbm::CallCount(), 1) << "nothing but the opening before the end";
-  ASSERT_EQ(bulk.Save(authorization), 0u);
+  ASSERT_EQ(bulk.Save(idle, authorization), 0u);
   EXPECT_EQ(MemoryDbm::CallCount("InsertSortList"), 4);
   EXPECT_EQ(MemoryDbm::CallCount("SetBinary"), 1);
   EXPECT_EQ(MemoryDbm::CallCount("RemoveSortList"), 0);
@@ -114,7 +115,7 @@ TEST_F(BulkOfChanges, StoresWhatWasChangedOnceHoweverOften) {
 TEST_F(BulkOfChanges, ThatCameAndWentNeverTouchTheDatabase) {
   Name<UserAgentKind>(Text("agent"), "n");
   Drop<UserAgentKind>(Text("agent"));
-  ASSERT_EQ(bulk.Save(authorization), 0u);
+  ASSERT_EQ(bulk.Save(idle, authorization), 0u);
   EXPECT_EQ(MemoryDbm::CallCount(), 1);
 }
 
@@ -128,7 +129,7 @@ TEST_F(BulkOfChanges, RemoveWhatWentAndWhatIsNoLongerModified) {
   ASSERT_EQ(Stored(BYOD_DB_USERAGENT_KEY), 2u);
   Name<UserAgentKind>(built_in, "");
   Drop<UserAgentKind>(Text("custom"));
-  ASSERT_EQ(bulk.Save(authorization), 0u);
+  ASSERT_EQ(bulk.Save(idle, authorization), 0u);
   EXPECT_EQ(Stored(BYOD_DB_USERAGENT_KEY), 0u);
   EXPECT_EQ(MemoryDbm::CallCount("RemoveSortList"), 2);
 }
@@ -155,7 +156,7 @@ TEST_F(BulkOfChanges, AreStoredInTheOrderOfTheDatabase) {
   for (const char* text : {"m", "z", "a", "\xC3\xA4", "M"})
     Name<UserAgentKind>(Text(text), "n");
   MemoryDbm::TakeCalls();
-  ASSERT_EQ(bulk.Save(authorization), 0u);
+  ASSERT_EQ(bulk.Save(idle, authorization), 0u);
   std::vector<std::string> stored;
   for (const support::DbmCall& call : MemoryDbm::TakeCalls()) {
     if (call.name == "InsertSortList") stored.emplace_back(call.bytes.c_str());
@@ -168,7 +169,7 @@ TEST_F(BulkOfChanges, EndAtTheFirstFailure) {
   for (const char* text : {"a", "b", "c"})
     Name<UserAgentKind>(Text(text), "n");
   MemoryDbm::Fail("InsertSortList", 2, -1);
-  EXPECT_NE(bulk.Save(authorization), 0u);
+  EXPECT_NE(bulk.Save(idle, authorization), 0u);
   EXPECT_EQ(MemoryDbm::CallCount("InsertSortList"), 2);
 }
 
@@ -192,7 +193,7 @@ TEST_F(BulkOfChanges, AreTakenBackToWhatWasBeforeTheFirstOfThem) {
     bulk.Remember("group", type, authorization.Find("group", type));
     authorization.Put("group", type, Attributes{{"vlan", "2"}});
   }
-  bulk.TakeBack(authorization);
+  bulk.TakeBack(idle, authorization);
   EXPECT_EQ(NameOf<UserAgentKind>(Text("named")), "before");
   EXPECT_EQ(NameOf<UserAgentKind>(Text("new")), "(no rule)");
   EXPECT_EQ(NameOf<MacKind>(Prefix(1, 3)), "wide");
@@ -210,7 +211,7 @@ TEST_F(BulkOfChanges, OutsideOfOneNothingIsRemembered) {
   bulk.Keep();
   Name<UserAgentKind>(Text("agent"), "n");
   bulk.Begin();
-  bulk.TakeBack(authorization);
+  bulk.TakeBack(idle, authorization);
   EXPECT_EQ(NameOf<UserAgentKind>(Text("agent")), "n");
 }
 

@@ -79,6 +79,13 @@ class DaemonProcess {
   pid_t pid() const { return pid_; }
   void AddOption(const std::string& option) { options_.push_back(option); }
 
+  /// Gives an option another value from the next start on.
+  void SetOption(const std::string& option, const std::string& value) {
+    const auto at = std::find(options_.begin(), options_.end(), option);
+    if (at != options_.end()) options_.erase(at, at + 2);
+    options_.insert(options_.end(), {option, value});
+  }
+
   /// Has it run as another user, who owns its directory. For root before it starts. The user gets a
   /// copy of the program: the build may lie in a home directory that only its owner may enter.
   void RunAs(uid_t user, gid_t group) {

@@ -108,16 +108,5 @@ TEST_F(Reload, ABadFileChangesNothingAndSaysWhy) {
   EXPECT_TRUE(daemon_.Logged("user-agent.csv:3"));
 }
 
-TEST_F(Reload, ANewRuleOverOneOfTheAdministratorsIsRefused) {
-  const std::string before = Table();
-  daemon_.WriteRules("mac.csv", std::string(kMacHead) + "02:02:02/24,,,Other,,\n");
-  const Message reply = client_->Ask(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD);
-  EXPECT_EQ(VerdictOf(reply), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
-  EXPECT_EQ(Table(), before);
-  uint32_t count = 0;
-  BYOD_cfgmsg_GetRulesCountByType(2, &count);
-  EXPECT_EQ(count, 2u);
-}
-
 }  // namespace
 }  // namespace byod::test

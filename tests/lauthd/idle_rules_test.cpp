@@ -1,0 +1,332 @@
+// A rule that was accepted was dropped at the next start, with a line in the log, when the registry
+// had gained a block that overlaps it, or the limit had been lowered. Now every stored rule stays
+// stored and listed, whatever the rule files and the limit say, and takes effect when it can.
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+
+#include "tests/lauthd/backups.h"
+
+namespace byod::test {
+namespace {
+
+constexpr char kHead[] = "expression,name,vendor,category,os\n";
+constexpr char kMacHead[] = "mac,mask,name,vendor,category,os\n";
+constexpr Verdict kDone = {0, 0};
+
+struct Block {
+  uint8_t mac[6];
+  int bits;
+
+  std::string Text() const {
+    char text[32];
+    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x/%d", mac[0], mac[1], mac[2],
+                  mac[3], mac[4], mac[5], bits);
+    return text;
+  }
+};
+
+class IdleRules : public testing::Test {
+ protected:
+  void SetUp() override {
+    WriteMac({});
+    daemon_.WriteRules("user-agent.csv", std::string(kHead) + "iPhone,,Apple,,\n");
+    ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  }
+
+  /// Makes these the predefined MAC rules of the next start or reload.
+  void WriteMac(const std::vector<Block>& blocks) {
+    std::string rows = kMacHead;
+    for (const Block& block : blocks)
+      rows += block.Text() + ",,,Registry,,\n";
+    daemon_.WriteRules("mac.csv", rows);
+  }
+
+  static void AppendKey(Appender& append, const Block& block) {
+    uint8_t mask[6] = {};
+    for (int bit = 0; bit < block.bits; ++bit)
+      mask[bit / 8] = static_cast<uint8_t>(mask[bit / 8] | 0x80 >> bit % 8);
+    append.Address(BYOD_TLV_MAC, block.mac);
+    append.Address(BYOD_TLV_MACMASK, mask);
+  }
+
+  Verdict SetMac(const Block& block, const char* name = "mine") {
+    return VerdictOf(Client(daemon_).Ask(BYOD_OP_SET, BYOD_MSG_MACRULE, [&](Appender& append) {
+      AppendKey(append, block);
+      append.Text(BYOD_TLV_DEVNAME, name);
+    }));
+  }
+  Verdict UnsetMac(const Block& block) {
+    return VerdictOf(Client(daemon_).Ask(BYOD_OP_UNDO, BYOD_MSG_MAC_VALUE,
+                                         [&](Appender& append) { AppendKey(append, block); }));
+  }
+  Verdict SetText(const char* keyword) {
+    return VerdictOf(Client(daemon_).Ask(BYOD_OP_SET, BYOD_MSG_UARULE, [&](Appender& append) {
+      append.Text(BYOD_TLV_USERAGENT, keyword).Text(BYOD_TLV_DEVNAME, keyword);
+    }));
+  }
+  Verdict UnsetText(const char* keyword) {
+    return VerdictOf(Client(daemon_).Ask(BYOD_OP_UNDO, BYOD_MSG_UA_VALUE, [&](Appender& append) {
+      append.Text(BYOD_TLV_USERAGENT, keyword);
+    }));
+  }
+  Verdict Reload() { return VerdictOf(Client(daemon_).Ask(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD)); }
+  void Restart() { ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL)); }
+
+  static std::string KeyIn(const Message& rule) {
+    const uintptr_t at = TLV_GetIteratorByType(rule.get(), BYOD_TLV_MAC);
+    if (at == 0) return TextOf(rule, BYOD_TLV_USERAGENT) + TextOf(rule, BYOD_TLV_DHCPOPT);
+    Block block = {};
+    uint8_t mask[6] = {};
+    TLV_GetValueByIterator(rule.get(), at, sizeof block.mac, block.mac);
+    TLV_GetValueByIterator(rule.get(), TLV_GetIteratorByType(rule.get(), BYOD_TLV_MACMASK),
+                           sizeof mask, mask);
+    for (int bit = 0; bit < 48; ++bit)
+      block.bits += (mask[bit / 8] >> (7 - bit % 8)) & 1;
+    return block.Text();
+  }
+
+  /// The rules that are stored but not in effect, with the reasons.
+  std::map<std::string, std::string> Idle() {
+    std::map<std::string, std::string> idle;
+    Client client(daemon_);
+    EXPECT_EQ(client.AskSeries(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_IDLE_RULES),
+                               [&](const Message& reply) {
+                                 for (const Message& rule : NestedIn(reply, BYOD_EXT_RULE))
+                                   idle[KeyIn(rule)] = TextOf(rule, BYOD_EXT_REASON);
+                               }),
+              0u);
+    uint32_t counted = 0;
+    const Message status = client.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS);
+    for (const Message& table : NestedIn(status, BYOD_EXT_TABLE))
+      counted += NumberOf(table, BYOD_EXT_IDLE, 99);
+    EXPECT_EQ(counted, idle.size());
+    return idle;
+  }
+
+  /// The administrator's rules that are in effect.
+  std::set<std::string> Custom() {
+    std::set<std::string> custom;
+    Client client(daemon_);
+    for (const uint32_t kind : {BYOD_MSG_MAC_LIST, BYOD_MSG_UA_LIST}) {
+      client.AskSeries(MakeRequest(BYOD_OP_GET, kind), [&](const Message& reply) {
+        for (const Message& rule : NestedIn(reply, BYOD_EXT_RULE))
+          if (NumberOf(rule, BYOD_TLV_RULESRC) == BYOD_RULE_CUSTOM) custom.insert(KeyIn(rule));
+      });
+    }
+    return custom;
+  }
+
+  /// Changes the limit of the next start.
+  void SetLimit(size_t limit) { daemon_.SetOption("--rule-limit", std::to_string(limit)); }
+
+  DaemonProcess daemon_;
+};
+
+using Reasons = std::map<std::string, std::string>;
+using Keys = std::set<std::string>;
+
+const Block kOne = {{2, 2, 2, 0x10, 0, 0}, 28};
+const Block kOther = {{2, 2, 3, 0, 0, 0}, 24};
+const Block kAround = {{2, 2, 2, 0, 0, 0}, 24};
+
+TEST_F(IdleRules, ARuleThatTheRegistryOverlapsIsKeptAndComesBack) {
+  ASSERT_EQ(SetMac(kOne), kDone);
+  ASSERT_EQ(SetMac(kOther), kDone);
+  WriteMac({kAround});
+  ASSERT_EQ(Reload(), kDone);
+  const Reasons expected = {{kOne.Text(), "overlaps the predefined rule 02:02:02:00:00:00/24"}};
+  EXPECT_EQ(Idle(), expected);
+  EXPECT_EQ(Custom(), Keys{kOther.Text()});
+  EXPECT_TRUE(
+      daemon_.Logged("the stored MAC rule 02:02:02:10:00:00/28 is not in effect: overlaps "
+                     "the predefined rule 02:02:02:00:00:00/24"));
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), expected);
+  EXPECT_EQ(Custom(), Keys{kOther.Text()});
+  WriteMac({});
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Idle(), Reasons());
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), kOther.Text()}));
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), kOther.Text()}));
+}
+
+TEST_F(IdleRules, ARuleThatIsNotInEffectCanBeChangedAndDeleted) {
+  ASSERT_EQ(SetMac(kOne), kDone);
+  WriteMac({kAround});
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(SetMac(kOne), (Verdict{BYOD_ERR_NOCHANGE, BYOD_REFUSAL_NO_CHANGE}));
+  EXPECT_EQ(SetMac(kOne, "another name"), kDone);
+  EXPECT_EQ(Idle().size(), 1u);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(UnsetMac(kOther), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_NOT_FOUND}));
+  EXPECT_EQ(UnsetMac(kOne), kDone);
+  EXPECT_EQ(Idle(), Reasons());
+  WriteMac({});
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), Reasons());
+  EXPECT_EQ(Custom(), Keys());
+}
+
+TEST_F(IdleRules, NoNewRuleTakesThePlaceOfOneThatIsNotInEffect) {
+  ASSERT_EQ(SetMac(kAround), kDone);
+  WriteMac({{{2, 2, 2, 0, 0, 0}, 28}});
+  ASSERT_EQ(Reload(), kDone);
+  ASSERT_EQ(Idle().size(), 1u);
+  // It would be free in the table.
+  EXPECT_EQ(SetMac(kOne), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
+  // It would be stored under the same address.
+  EXPECT_EQ(SetMac({{2, 2, 2, 0, 0, 0}, 28}), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
+  EXPECT_EQ(SetMac(kOther), kDone);
+}
+
+TEST_F(IdleRules, TheLimitLeavesRulesOutUntilThereIsRoom) {
+  ASSERT_EQ(SetMac(kOne), kDone);
+  for (const char* const keyword : {"aaa", "bbb", "ccc"})
+    ASSERT_EQ(SetText(keyword), kDone);
+  SetLimit(2);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  const char* const limit = "the custom rules have reached their limit";
+  EXPECT_EQ(Idle(), (Reasons{{"bbb", limit}, {"ccc", limit}}));
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), "aaa"}));
+  EXPECT_TRUE(
+      daemon_.Logged("the stored User-Agent rule \"bbb\" is not in effect: the custom rules "
+                     "have reached their limit"));
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), "aaa"})) << "as after a restart";
+  EXPECT_EQ(SetText("ddd"), (Verdict{BYOD_ERR_RULE_LIMIT, BYOD_REFUSAL_LIMIT}));
+  EXPECT_EQ(UnsetText("aaa"), kDone);
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), "bbb"}));
+  EXPECT_EQ(Idle(), (Reasons{{"ccc", limit}}));
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), "bbb"}));
+  SetLimit(10);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), (Keys{kOne.Text(), "bbb", "ccc"}));
+  EXPECT_EQ(Idle(), Reasons());
+}
+
+/// Ends a bulk that unsets one rule in effect and one that is not.
+class IdleRulesInABulk : public IdleRules {
+ protected:
+  void Bulk(uint32_t end) {
+    for (const char* const keyword : {"aaa", "bbb", "ccc", "ddd"})
+      ASSERT_EQ(SetText(keyword), kDone);
+    SetLimit(2);
+    ASSERT_NO_FATAL_FAILURE(Restart());
+    ASSERT_EQ(Custom(), (Keys{"aaa", "bbb"}));
+    Client client(daemon_);
+    const auto phase = [&](uint32_t number, const std::vector<const char*>& keywords) {
+      return VerdictOf(client.Ask(BYOD_OP_SET, BYOD_EXT_MSG_BULK, [&](Appender& append) {
+        append.Number(BYOD_EXT_PHASE, number);
+        for (const char* const keyword : keywords) {
+          const Message change = MakeRequest(BYOD_OP_UNDO, BYOD_MSG_UA_VALUE, [&](Appender& one) {
+            one.Text(BYOD_TLV_USERAGENT, keyword);
+          });
+          append.Combine(BYOD_tlv_PutSubTlv(append.message(), BYOD_EXT_REQUEST, change.get()));
+        }
+      }));
+    };
+    ASSERT_EQ(phase(BYOD_PHASE_BEGIN, {}), kDone);
+    ASSERT_EQ(phase(BYOD_PHASE_MORE, {"aaa", "ccc"}), kDone);
+    ASSERT_EQ(phase(end, {}), kDone);
+  }
+};
+
+TEST_F(IdleRulesInABulk, AreDeletedAndGetItsRoomAtItsEnd) {
+  ASSERT_NO_FATAL_FAILURE(Bulk(BYOD_PHASE_COMMIT));
+  EXPECT_EQ(Custom(), (Keys{"bbb", "ddd"}));
+  EXPECT_EQ(Idle(), Reasons());
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), (Keys{"bbb", "ddd"}));
+  EXPECT_EQ(Idle(), Reasons());
+}
+
+TEST_F(IdleRulesInABulk, AreAsBeforeWhenItIsAborted) {
+  ASSERT_NO_FATAL_FAILURE(Bulk(BYOD_PHASE_ABORT));
+  EXPECT_EQ(Custom(), (Keys{"aaa", "bbb"}));
+  EXPECT_EQ(Idle().size(), 2u);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), (Keys{"aaa", "bbb"}));
+  EXPECT_EQ(Idle().size(), 2u);
+}
+
+TEST_F(IdleRules, ARestoreBringsThoseOfTheBackup) {
+  ASSERT_EQ(SetMac(kOne), kDone);
+  Client client(daemon_);
+  const Bytes backup = TakeBackup(client);
+  ASSERT_EQ(UnsetMac(kOne), kDone);
+  WriteMac({kAround});
+  ASSERT_EQ(Reload(), kDone);
+  ASSERT_EQ(RestoreBackup(client, backup), kDone);
+  EXPECT_EQ(Idle().size(), 1u);
+  WriteMac({});
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Custom(), Keys{kOne.Text()});
+}
+
+/// Registries that gain, lose, split and merge blocks around stored rules, and limits.
+TEST_F(IdleRules, EveryStoredRuleSurvivesEveryRegistryAndLimit) {
+  std::mt19937 random(7);
+  const auto random_block = [&] {
+    Block block = {
+        {2, static_cast<uint8_t>(random() % 3), static_cast<uint8_t>(random() % 3), 0, 0, 0}, 24};
+    if (random() % 3 == 0) {
+      block.mac[3] = static_cast<uint8_t>(random() % 3 << 4);
+      block.bits = 28;
+    } else if (random() % 5 == 0) {
+      block.mac[2] = 0;
+      block.bits = 16;
+    }
+    return block;
+  };
+  const auto overlap = [](const Block& a, const Block& b) {
+    for (int bit = 0; bit < std::min(a.bits, b.bits); ++bit)
+      if (((a.mac[bit / 8] ^ b.mac[bit / 8]) >> (7 - bit % 8)) & 1) return false;
+    return true;
+  };
+  Keys stored;
+  for (int i = 0; i < 60; ++i) {
+    const Block block = random_block();
+    if (SetMac(block) == kDone) stored.insert(block.Text());
+  }
+  ASSERT_GE(stored.size(), 4u);
+  std::set<std::string> reasons;
+  for (int edition = 0; edition < 40; ++edition) {
+    SCOPED_TRACE(edition);
+    std::vector<Block> registry;
+    for (size_t count = random() % 8; count > 0; --count) {
+      const Block block = random_block();
+      if (std::ranges::none_of(registry, [&](const Block& b) { return overlap(b, block); })) {
+        registry.push_back(block);
+      }
+    }
+    WriteMac(registry);
+    if (edition % 2 == 0) {
+      SetLimit(random() % (stored.size() + 2));
+      ASSERT_NO_FATAL_FAILURE(Restart());
+    } else {
+      ASSERT_EQ(Reload(), kDone);
+    }
+    const Keys in_effect = Custom();
+    const Reasons idle = Idle();
+    // Those that have become predefined are modifications now.
+    Keys found = in_effect;
+    for (const auto& [key, reason] : idle) {
+      found.insert(key);
+      reasons.insert(reason.substr(0, 8));
+    }
+    for (const Block& block : registry)
+      if (stored.contains(block.Text())) found.insert(block.Text());
+    EXPECT_EQ(found, stored);
+    ASSERT_NO_FATAL_FAILURE(Restart());
+    EXPECT_EQ(Custom(), in_effect) << "a reload and a restart agree";
+    EXPECT_EQ(Idle(), idle);
+  }
+  EXPECT_EQ(reasons, (std::set<std::string>{"overlaps", "the cust"}));
+}
+
+}  // namespace
+}  // namespace byod::test
