@@ -35,7 +35,7 @@ int Export(const Options& options, const Settings& settings) {
   const bool is_terminal = WidthOfOutput().has_value();
   for (const uint32_t kind : kinds) {
     if (!options.json) std::cout << CsvHeader(kind);
-    ListRules(client, kind, true, Telling::kConfigured, [&](const Rule& rule) {
+    const auto take = [&](const Rule& rule) {
       const std::string key = ToString(rule.key);
       const std::string row = CsvRow(kind, key, rule.device);
       if (!IsReadable(kind, row)) {
@@ -50,7 +50,9 @@ int Export(const Options& options, const Settings& settings) {
       } else {
         std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);
       }
-    });
+    };
+    ListRules(client, kind, true, Telling::kConfigured, take);
+    ListIdleRules(client, kind, take);
   }
   return status;
 }

@@ -130,6 +130,17 @@ void ListRules(Client& client, uint32_t kind, bool configured_only, Telling tell
   });
 }
 
+void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take) {
+  client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_IDLE_RULES), [&](const Fields& reply) {
+    reply.ForEachNested(BYOD_EXT_RULE, [&](const Fields& fields) {
+      if (fields.Number(BYOD_EXT_METHOD) != kind) return;
+      Rule rule = RuleIn(kind, fields);
+      rule.why_idle = fields.Text(BYOD_EXT_REASON);
+      take(rule);
+    });
+  });
+}
+
 Request ChangeRule(uint32_t operation, const RuleKey& key) {
   Request request(operation, BYOD_MSG_DHCPOPT_VALUE + key.kind);
   AppendKey(request, key);

@@ -39,6 +39,7 @@ struct Rule {
   bool is_custom = false;
   bool is_modified = false;
   rulefiles::DeviceText device;
+  std::string why_idle = {};  ///< of a stored rule that is not in effect
 };
 
 /// A field of a device, and how it is changed.
@@ -76,6 +77,9 @@ Rule RuleIn(uint32_t kind, const Fields& fields);
 /// Calls take for every rule of a kind.
 void ListRules(Client& client, uint32_t kind, bool configured_only, Telling telling,
                const std::function<void(const Rule&)>& take);
+
+/// Calls take for every rule of a kind that is stored but not in effect.
+void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take);
 
 /// Makes a rule, without information; or deletes a custom one, or the modification of another.
 Request ChangeRule(uint32_t operation, const RuleKey& key);

@@ -29,11 +29,22 @@ const char* OriginOf(const Rule& rule) {
   return rule.is_custom ? "custom" : "predefined";
 }
 
+/// What an administrator did, and whether it has an effect.
+std::string StateOf(const Rule& rule) {
+  return std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "") +
+         (rule.why_idle.empty() ? "" : "; not in effect: " + rule.why_idle);
+}
+
 Json DeviceJson(const rulefiles::DeviceText& device) {
   Json object;
   for (const DeviceField& field : kDeviceFields)
     object[field.name] = device.*field.member;
   return object;
+}
+
+Emphasis EmphasisOf(const Rule& rule) {
+  if (!rule.why_idle.empty()) return Emphasis::kAlarm;
+  return rule.is_custom || rule.is_modified ? Emphasis::kNotice : Emphasis::kNone;
 }
 
 Json RuleJson(const Rule& rule) {
@@ -42,6 +53,7 @@ Json RuleJson(const Rule& rule) {
                  {"origin", OriginOf(rule)},
                  {"modified", rule.is_modified}};
   object.update(DeviceJson(rule.device));
+  if (!rule.why_idle.empty()) object["not_in_effect"] = rule.why_idle;
   return object;
 }
 
@@ -58,8 +70,10 @@ Rule AskFor(Client& client, const RuleKey& key, Which which, Telling telling) {
 void ListCandidates(Client& client, const std::vector<uint32_t>& kinds, const RuleFilter& filter,
                     const Settings& settings, const std::function<void(const Rule&)>& take) {
   if (!filter.wins) {
-    for (const uint32_t kind : kinds)
+    for (const uint32_t kind : kinds) {
       ListRules(client, kind, filter.ConfiguredOnly(), Telling::kAll, take);
+      ListIdleRules(client, kind, take);
+    }
     return;
   }
   for (const RuleKey& key : WinningRules(*filter.wins, settings)) {
@@ -75,10 +89,10 @@ int ShowRules(const Options& options, const Settings& settings) {
   const auto take = [&](const Rule& rule) {
     if (!options.filter.Shows(rule)) return;
     if (options.json) return WriteJsonLine(RuleJson(rule));
-    table.Add({kRuleKindNames[rule.key.kind], Cell(ToString(rule.key)), Cell(rule.device.name),
-               Cell(rule.device.vendor), Cell(rule.device.category), Cell(rule.device.os),
-               std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "")},
-              rule.is_custom || rule.is_modified ? Emphasis::kNotice : Emphasis::kNone);
+    table.Add(
+        {kRuleKindNames[rule.key.kind], Cell(ToString(rule.key)), Cell(rule.device.name),
+         Cell(rule.device.vendor), Cell(rule.device.category), Cell(rule.device.os), StateOf(rule)},
+        EmphasisOf(rule));
   };
   ListCandidates(client, kinds, options.filter, settings, take);
   if (!options.json) table.Write(std::cout);
@@ -120,7 +134,8 @@ Run DefineShowRules(CLI::App& app, const Settings& settings) {
       "any of the three parts, the\nUser-Agent last, or is one value by itself: "
       "--wins 00:11:22:33:44:55.\n\n"
       "JSON: kind, key, origin (predefined or custom), modified, name, vendor, category, "
-      "os; a line for each rule.");
+      "os; a line for each rule. A rule that is stored\nbut not in effect has not_in_effect too: "
+      "why.");
   app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; all without it");
   options->filter.Declare(app);
   app.add_flag("--json", options->json, "Write JSON, a line for each rule");

@@ -94,14 +94,15 @@ struct TableCounts {
   uint32_t rules = 0;
   uint32_t custom = 0;
   uint32_t modified = 0;
+  uint32_t idle = 0;  ///< stored, but not in effect
 };
 
 std::map<uint32_t, TableCounts> TablesIn(const Fields& status) {
   std::map<uint32_t, TableCounts> tables;
   status.ForEachNested(BYOD_EXT_TABLE, [&](const Fields& table) {
-    tables[table.Number(BYOD_EXT_METHOD)] = {table.Number(BYOD_TLV_COUNT),
-                                             table.Number(BYOD_EXT_CUSTOM),
-                                             table.Number(BYOD_EXT_MODIFIED)};
+    tables[table.Number(BYOD_EXT_METHOD)] = {
+        table.Number(BYOD_TLV_COUNT), table.Number(BYOD_EXT_CUSTOM),
+        table.Number(BYOD_EXT_MODIFIED), table.Number(BYOD_EXT_IDLE)};
   });
   return tables;
 }
@@ -113,7 +114,8 @@ void WriteStatusJson(const Fields& status) {
   for (const uint32_t kind : kRuleKindsInOrder) {
     object["rules"][kRuleKindNames[kind]] = {{"rules", tables[kind].rules},
                                              {"custom", tables[kind].custom},
-                                             {"modified", tables[kind].modified}};
+                                             {"modified", tables[kind].modified},
+                                             {"not_in_effect", tables[kind].idle}};
   }
   const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
   object["rule_limit"] = limit == BYOD_NO_RULE_LIMIT ? Json() : Json(limit);
@@ -131,9 +133,13 @@ void WriteStatusTable(const Fields& status) {
   table.Add({"up for", UptimeText(status.Counter(BYOD_EXT_UPTIME))});
   auto tables = TablesIn(status);
   for (const uint32_t kind : kRuleKindsInOrder) {
+    const TableCounts& counts = tables[kind];
+    const std::string idle =
+        counts.idle > 0 ? "; " + std::to_string(counts.idle) + " not in effect" : "";
     table.Add({std::string{kRuleKindNames[kind]} + " rules",
-               std::to_string(tables[kind].rules) + " (" + std::to_string(tables[kind].custom) +
-                   " custom, " + std::to_string(tables[kind].modified) + " modified)"});
+               std::to_string(counts.rules) + " (" + std::to_string(counts.custom) + " custom, " +
+                   std::to_string(counts.modified) + " modified" + idle + ")"},
+              counts.idle > 0 ? Emphasis::kAlarm : Emphasis::kNone);
   }
   const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
   table.Add({"custom rules allowed",
