@@ -7,12 +7,13 @@ namespace byod::lauthd {
 namespace {
 
 template <typename Kind>
-tlv::Message Encode(const typename Kind::Key& key, ByodDeviceInfo info) {
-  const typename Kind::Rule rule = LooseRule<Kind>(key, info);
+tlv::Message Encode(const typename Kind::Key& key, IdleRule idle) {
+  const typename Kind::Rule rule = LooseRule<Kind>(key, idle);
   tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());
   append.Number(BYOD_EXT_METHOD, Kind::kMethod);
-  append.Text(BYOD_EXT_REASON, WhyIdle<Kind>(key).substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
+  append.Text(BYOD_EXT_REASON,
+              WhyIdle<Kind>(key, idle).substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
   append.Combine(Kind::Encode(message.get(), &rule, 2));
   if (append.status() != 0) return tlv::Message();
   return message;

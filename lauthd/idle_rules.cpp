@@ -44,11 +44,11 @@ bool TakeEffect(const typename Kind::Key& key, const ByodDeviceInfo& info) {
 template <typename Kind>
 void RetryKind(IdleRules::Map<Kind>& rules) {
   for (auto rule = rules.begin(); rule != rules.end();) {
-    if (!TakeEffect<Kind>(rule->first, rule->second)) {
+    if (rule->second.modification || !TakeEffect<Kind>(rule->first, rule->second.info)) {
       ++rule;
       continue;
     }
-    Log(Severity::kNotice, "the stored %s rule %s is in effect again", Kind::kName,
+    Log(Severity::kNotice, "the stored %s rule %s is in effect", Kind::kName,
         Kind::Describe(rule->first).c_str());
     rule = rules.erase(rule);
   }
@@ -57,7 +57,8 @@ void RetryKind(IdleRules::Map<Kind>& rules) {
 }  // namespace
 
 template <typename Kind>
-std::string WhyIdle(const typename Kind::Key& key) {
+std::string WhyIdle(const typename Kind::Key& key, const IdleRule& idle) {
+  if (idle.modification) return "its rule is not in the catalogue";
   if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
     if (const ByodMacRule* const other = BYOD_data_FindMacRule(&key)) {
       return std::string("overlaps the ") +
@@ -66,12 +67,6 @@ std::string WhyIdle(const typename Kind::Key& key) {
     }
   }
   return "the custom rules have reached their limit";
-}
-
-template <typename Kind>
-void LogIdle(const typename Kind::Key& key) {
-  Log(Severity::kWarning, "the stored %s rule %s is not in effect: %s", Kind::kName,
-      Kind::Describe(key).c_str(), WhyIdle<Kind>(key).c_str());
 }
 
 template <typename Kind>
@@ -104,9 +99,18 @@ void IdleRules::Retry() {
   RetryKind<UserAgentKind>(std::get<Map<UserAgentKind>>(maps_));
 }
 
+void IdleRules::LogAll() const {
+  ForEachKind([this](auto kind) {
+    using Kind = decltype(kind);
+    for (const auto& [key, rule] : Of<Kind>()) {
+      Log(Severity::kWarning, "the stored %s rule %s is not in effect: %s", Kind::kName,
+          Kind::Describe(key).c_str(), WhyIdle<Kind>(key, rule).c_str());
+    }
+  });
+}
+
 #define LAUTHD_INSTANTIATE(Kind)                                                                  \
-  template std::string WhyIdle<Kind>(const Kind::Key&);                                           \
-  template void LogIdle<Kind>(const Kind::Key&);                                                  \
+  template std::string WhyIdle<Kind>(const Kind::Key&, const IdleRule&);                          \
   template const IdleRules::Map<Kind>::value_type* IdleRules::Find<Kind>(const Kind::Key&) const; \
   template const IdleRules::Map<Kind>::value_type* IdleRules::InTheWayOf<Kind>(const Kind::Key&)  \
       const;

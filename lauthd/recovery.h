@@ -3,6 +3,9 @@
 #define LAUTHD_RECOVERY_H
 
 #include <cstdint>
+#include <set>
+
+#include "lauthd/rule_kind.h"
 
 namespace byod::lauthd {
 
@@ -17,6 +20,10 @@ void RecoverAll(int32_t handle, IdleRules& idle, Authorization& authorization);
 
 /// That last part alone, for a time when the predefined rules have changed.
 void TidyAll(int32_t handle, IdleRules& idle);
+
+/// @return the keys that the database holds as modifications of predefined rules; none without one
+template <typename Kind>
+std::set<typename Kind::Key, DatabaseOrder<Kind>> StoredModifications(int32_t handle);
 
 /// Judges one record of a backup before it is restored, as the database calls it. @return 0 if it
 /// is one of ours

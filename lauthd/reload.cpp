@@ -7,33 +7,48 @@
 #include <utility>
 #include <vector>
 
+#include "byod_db.h"
 #include "lauthd/log.h"
 #include "lauthd/match_order.h"
+#include "lauthd/recovery.h"
 #include "lauthd/rule_state.h"
 
 namespace byod::lauthd {
 namespace {
 
+/// What an administrator gave one rule.
+template <typename Kind>
+struct Configured {
+  typename Kind::Key key;
+  OwnedInfo info;
+  bool modification;  // stored as one of a predefined rule
+};
+
 /// What an administrator made of the rules of one kind.
 template <typename Kind>
-using Layer = std::vector<std::pair<typename Kind::Key, OwnedInfo>>;
+using Layer = std::vector<Configured<Kind>>;
 
 /// Takes the administrator's information out of the rules, which are about to go, and out of the
 /// idle ones.
 template <typename Kind>
 Layer<Kind> TakeLayer(const IdleRules& idle) {
   Layer<Kind> layer;
+  // Without a database there is nothing that a restart would do otherwise.
+  const int32_t handle = BYOD_db_GetDBHandle();
+  const auto marked = StoredModifications<Kind>(handle);
   for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule)) {
     if (!IsConfigured(rule->origin, rule->modified)) continue;
-    layer.emplace_back(Kind::KeyOf(*rule), OwnedInfo(std::exchange(rule->configured, nullptr)));
+    const auto key = Kind::KeyOf(*rule);
+    layer.push_back({key, OwnedInfo(std::exchange(rule->configured, nullptr)),
+                     rule->origin == BYOD_RULE_PREDEFINED && (handle < 0 || marked.contains(key))});
   }
-  for (const auto& [key, info] : idle.Of<Kind>()) {
-    layer.emplace_back(key, CopyInfo(&info));
-    if (!layer.back().second) throw std::bad_alloc();
+  for (const auto& [key, rule] : idle.Of<Kind>()) {
+    layer.push_back({key, CopyInfo(&rule.info), rule.modification});
+    if (!layer.back().info) throw std::bad_alloc();
   }
   // In the order of the database, as a restart does it: the limit leaves out the same rules.
   std::ranges::stable_sort(
-      layer, [](const auto& a, const auto& b) { return DatabaseOrder<Kind>()(a.first, b.first); });
+      layer, [](const auto& a, const auto& b) { return DatabaseOrder<Kind>()(a.key, b.key); });
   return layer;
 }
 
@@ -45,20 +60,26 @@ bool HasNoPlace(const typename Kind::Key& key, uint32_t err) {
   return false;
 }
 
+/// @return the rule that takes an information; null if there is no place for it
+template <typename Kind>
+typename Kind::Rule* RuleFor(const Configured<Kind>& configured) {
+  if (configured.modification) return Kind::Find(configured.key);
+  uint16_t created = 0;
+  uint32_t err = 0;
+  auto* const rule = Kind::FindOrNew(configured.key, &created, &err);
+  if (rule == nullptr && !HasNoPlace<Kind>(configured.key, err)) throw std::bad_alloc();
+  return rule;
+}
+
 template <typename Kind>
 void PutLayer(Layer<Kind> layer, IdleRules& idle) {
-  for (auto& [key, info] : layer) {
-    uint16_t created = 0;
-    uint32_t err = 0;
-    auto* const rule = Kind::FindOrNew(key, &created, &err);
-    if (rule != nullptr) {
+  for (Configured<Kind>& configured : layer) {
+    if (auto* const rule = RuleFor<Kind>(configured)) {
+      OwnedInfo& info = configured.info;
       const bool anything = info && BYOD_data_IsDeviceInfoExist(info.get()) == 1;
       ExchangeInfo<Kind>(*rule, anything ? std::move(info) : nullptr);
-    } else if (HasNoPlace<Kind>(key, err)) {
-      idle.Put<Kind>(key, info.get());
-      LogIdle<Kind>(key);
     } else {
-      throw std::bad_alloc();
+      idle.Put<Kind>(configured.key, configured.info.get(), configured.modification);
     }
   }
 }
@@ -86,6 +107,7 @@ void Replace(const PredefinedRules& rules, uint32_t rule_limit, IdleRules& idle)
   PutLayer<MacKind>(std::move(mac), idle);
   PutLayer<UserAgentKind>(std::move(user_agent), idle);
   if (!ArrangeMatchList()) throw std::bad_alloc();
+  idle.LogAll();
   ForEachKind([](auto kind) { RuleCursor<decltype(kind)>::ReturnAll(); });
 }
 

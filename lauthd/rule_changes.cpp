@@ -90,14 +90,15 @@ Result Erase(Daemon& daemon, typename Kind::Rule* rule) {
 
 /// Carries out a change of a rule that is stored but not in effect.
 template <typename Kind, typename Edit>
-Result ChangeIdle(Daemon& daemon, const typename Kind::Key& key, ByodDeviceInfo info, Edit edit) {
-  Wish wish = edit(LooseRule<Kind>(key, info));
+Result ChangeIdle(Daemon& daemon, const typename Kind::Key& key, IdleRule idle, Edit edit) {
+  Wish wish = edit(LooseRule<Kind>(key, idle));
   if (wish.what == Wish::What::kNothing) return NoChange();
   if (wish.what == Wish::What::kNoMemory) return NoMemory();
-  const bool erase = wish.what == Wish::What::kErase;
-  info = wish.info ? *wish.info : ByodDeviceInfo();
+  // Nothing remains of a modification that says nothing.
+  const bool erase = wish.what == Wish::What::kErase || (idle.modification && !wish.info);
+  idle.info = wish.info ? *wish.info : ByodDeviceInfo();
   const bool saved = daemon.bulk.Open() || daemon.store.Write([&] {
-    return erase ? Kind::Unsave(key) : SaveIdle<Kind>(key, info);
+    return erase ? Kind::Unsave(key) : SaveIdle<Kind>(key, idle);
   });
   if (!saved) return daemon.store.NotSaved();
   daemon.bulk.Remember(daemon.idle);
@@ -105,7 +106,7 @@ Result ChangeIdle(Daemon& daemon, const typename Kind::Key& key, ByodDeviceInfo 
   if (erase) {
     daemon.idle.Erase<Kind>(key);
   } else {
-    daemon.idle.Put<Kind>(key, &info);
+    daemon.idle.Put<Kind>(key, &idle.info, idle.modification);
   }
   return {};
 }
@@ -133,7 +134,8 @@ Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit e
   auto* rule = Kind::Find(key);
   const bool created = rule == nullptr;
   if (const auto* const idle = created ? daemon.idle.Find<Kind>(key) : nullptr) {
-    return ChangeIdle<Kind>(daemon, idle->first, idle->second, edit);
+    const typename Kind::Key stored = idle->first;  // erased with the rule
+    return ChangeIdle<Kind>(daemon, stored, idle->second, edit);
   }
   if (created && !create) {
     return Refused(BYOD_REFUSAL_NOT_FOUND,

@@ -44,11 +44,13 @@ uint32_t MacKind::DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {
   return status;
 }
 
-uint32_t MacKind::Unsave(const Key& key) {
+MacKind::Record MacKind::RecordOf(const Rule& rule) {
   Record record = {};
-  scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", key.mac[0],
-            key.mac[1], key.mac[2], key.mac[3], key.mac[4], key.mac[5]);
-  return BYOD_db_DeleteMacRule(&record);
+  scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", rule.mac[0],
+            rule.mac[1], rule.mac[2], rule.mac[3], rule.mac[4], rule.mac[5]);
+  std::memcpy(record.mask, rule.mask, sizeof record.mask);
+  FillRecord(rule, record);
+  return record;
 }
 
 }  // namespace byod::lauthd

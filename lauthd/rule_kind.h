@@ -14,7 +14,8 @@
 //   KeyOf(rule)
 //   MakeRule(key)          a rule of this key in no table, all else zero
 //   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
-//   Save(rule), Unsave(rule)
+//   RecordOf(rule)         as it is stored; StoredKey(record), the text under which that is
+//   Save(rule), Unsave(rule), UnsaveRecord(record)
 //   DecodeName(msg, name)  the device name in a request, empty if there is none
 #ifndef LAUTHD_RULE_KIND_H
 #define LAUTHD_RULE_KIND_H
@@ -35,6 +36,27 @@ namespace byod::lauthd {
 
 inline bool IsConfigured(uint32_t origin, uint32_t modified) {
   return origin == BYOD_RULE_CUSTOM || modified == 1;
+}
+
+/**
+ * The last byte of a stored name, which is behind the end of its text, says that the record is the
+ * modification of a predefined rule: not a rule of its own when that one is gone. A name of 127
+ * characters leaves no room for it.
+ */
+template <typename Record>
+bool IsModification(const Record& record) {
+  return record.info.name[BYOD_DEVNAME_SIZE - 1] != 0;
+}
+
+/// Fills in what a record stores of a rule beside its key.
+template <typename Rule, typename Record>
+void FillRecord(const Rule& rule, Record& record) {
+  ByodDeviceInfo& info = record.info;
+  if (rule.configured != nullptr) {
+    AddDeviceInfoToDBRule(rule.configured, info.name, info.vendor, info.category, info.os);
+  }
+  const bool room = strnlen(info.name, BYOD_DEVNAME_SIZE) < BYOD_DEVNAME_SIZE - 1;
+  if (rule.origin == BYOD_RULE_PREDEFINED && room) info.name[BYOD_DEVNAME_SIZE - 1] = 1;
 }
 
 struct MacKind {
@@ -74,8 +96,16 @@ struct MacKind {
   static Rule MakeRule(const Key& key) { return KeyOf(key); }
   static std::string Describe(const Key& key);
 
-  static uint32_t Save(const Rule* rule) { return BYOD_db_AddMacRule(rule); }
-  static uint32_t Unsave(const Key& key);
+  static Record RecordOf(const Rule& rule);
+  static std::string StoredKey(const Record& record) {
+    return {record.mac_text, strnlen(record.mac_text, sizeof record.mac_text)};
+  }
+  static uint32_t Save(const Rule* rule) {
+    const Record record = RecordOf(*rule);
+    return BYOD_db_AddMacValue(&record);
+  }
+  static uint32_t UnsaveRecord(const Record& record) { return BYOD_db_DeleteMacRule(&record); }
+  static uint32_t Unsave(const Key& key) { return UnsaveRecord(RecordOf(MakeRule(key))); }
   static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
     return BYOD_tlv_EncapMacRuleAllInfo(msg, rule, mode);
   }
@@ -103,7 +133,7 @@ struct TextCalls {
   Rule* (*find_or_new)(const char* text, uint32_t origin, uint16_t* created, uint32_t* err);
   Rule* (*next)(const char* text);
   void (*erase)(Rule* rule);
-  uint32_t (*save)(const Rule* rule);
+  uint32_t (*save)(const ByodTextRuleShowRec* record);
   uint32_t (*unsave)(const ByodTextRuleShowRec* record);
   uint32_t (*encode)(uint32_t msg, const Rule* rule, uint32_t mode);
   uint32_t (*decode_key)(uint32_t msg, uint32_t cap, char* text, uint32_t* attribute);
@@ -121,7 +151,7 @@ inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCall
     BYOD_data_FindOrNewUserAgentRule,
     BYOD_data_GetNextUserAgentRule,
     BYOD_DeleteUserAgent,
-    BYOD_db_AddUserAgentRule,
+    BYOD_db_AddUAValue,
     BYOD_db_DeleteUserAgentRule,
     BYOD_tlv_EncapUserAgentRuleAllInfo,
     BYOD_tlv_GetAgentDeviceAttr,
@@ -138,7 +168,7 @@ inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionC
     BYOD_data_FindOrNewDhcpOptionRule,
     BYOD_data_GetNextDhcpOptionRule,
     BYOD_DeleteDhcpOption,
-    BYOD_db_AddDhcpOptionRule,
+    BYOD_db_AddDhcpOptionValue,
     BYOD_db_DeleteDhcpOptionRule,
     BYOD_tlv_EncapDhcpOptionRuleAllInfo,
     BYOD_tlv_GetDhcpDeviceAttr,
@@ -202,12 +232,21 @@ struct TextKind {
   static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
   static std::string Describe(const Key& key) { return Quoted(key.text); }
 
-  static uint32_t Save(const Rule* rule) { return kCalls.save(rule); }
-  static uint32_t Unsave(const Key& key) {
+  static Record RecordOf(const Rule& rule) {
     Record record = {};
-    CopyText(record.text, key.text);
-    return kCalls.unsave(&record);
+    CopyText(record.text, TextOf(rule));
+    FillRecord(rule, record);
+    return record;
   }
+  static std::string StoredKey(const Record& record) {
+    return {record.text, strnlen(record.text, sizeof record.text)};
+  }
+  static uint32_t Save(const Rule* rule) {
+    const Record record = RecordOf(*rule);
+    return kCalls.save(&record);
+  }
+  static uint32_t UnsaveRecord(const Record& record) { return kCalls.unsave(&record); }
+  static uint32_t Unsave(const Key& key) { return UnsaveRecord(RecordOf(MakeRule(key))); }
   static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
     return kCalls.encode(msg, rule, mode);
   }

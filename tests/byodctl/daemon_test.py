@@ -169,6 +169,40 @@ class Rules(WithDaemon):
         self.assertEqual(self.json("show", "rules", "--custom"), [])
 
 
+class RulesNotInEffect(WithDaemon):
+    """The registry has gained a block that overlaps a rule of the administrator's."""
+
+    def setUp(self):
+        super().setUp()
+        self.ctl("set", "rule", "mac", "02:02:02:10/28", "--vendor", "Mine")
+        (self.daemon.rules / "mac.csv").write_text(
+            "mac,mask,name,vendor,category,os\n02:02:02/24,,,Registry,,\n", encoding="utf-8")
+        self.ctl("reload")
+
+    def test_are_listed_with_the_reason(self):
+        reason = "overlaps the predefined rule 02:02:02:00:00:00/24"
+        (rule,) = self.json("show", "rules", "--custom")
+        self.assertEqual([rule["key"], rule["vendor"], rule["not_in_effect"]],
+                         ["02:02:02:10:00:00/28", "Mine", reason])
+        self.assertIn("custom; not in effect: " + reason, self.ctl("show", "rules", "mac"))
+        self.assertEqual(self.json("show", "rules", "--modified"), [])
+
+    def test_are_counted(self):
+        (status,) = self.json("show", "status")
+        self.assertEqual(status["rules"]["mac"]["not_in_effect"], 1)
+        self.assertIn("; 1 not in effect)", self.ctl("show", "status"))
+
+    def test_are_exported_and_importing_that_changes_nothing(self):
+        rules = self.ctl("export", "mac")
+        self.assertIn("02:02:02:10:00:00/28,,,Mine,,", rules)
+        self.ctl("import", "-", stdin=rules)
+        self.assertEqual(self.ctl("export", "mac"), rules)
+
+    def test_can_be_deleted(self):
+        self.ctl("unset", "rule", "mac", "02:02:02:10/28")
+        self.assertEqual(self.json("show", "rules", "--custom"), [])
+
+
 class OrderAndState(WithDaemon):
     def test_the_order_is_set_shown_and_unset(self):
         self.ctl("set", "order", "mac,dhcp")
@@ -184,7 +218,8 @@ class OrderAndState(WithDaemon):
                          [{"mac": 1, "user-agent": 2, "dhcp-option": 1, "total": 4}])
         self.ctl("set", "rule", "mac", "00:99:88/24")
         (status,) = self.json("show", "status")
-        self.assertEqual(status["rules"]["mac"], {"rules": 2, "custom": 1, "modified": 0})
+        self.assertEqual(status["rules"]["mac"], {"rules": 2, "custom": 1, "modified": 0,
+                                                  "not_in_effect": 0})
         self.assertEqual((status["rule_limit"], status["database"], status["reload_failure"]),
                          (None, "open", None))
         self.assertEqual(status["changes"], 1)

@@ -6,6 +6,8 @@
 #include <random>
 #include <set>
 
+#include "byod_db.h"
+#include "lauth_dbm_admin.h"
 #include "tests/lauthd/backups.h"
 
 namespace byod::test {
@@ -206,6 +208,118 @@ TEST_F(IdleRules, TheLimitLeavesRulesOutUntilThereIsRoom) {
   ASSERT_NO_FATAL_FAILURE(Restart());
   EXPECT_EQ(Custom(), (Keys{kOne.Text(), "bbb", "ccc"}));
   EXPECT_EQ(Idle(), Reasons());
+}
+
+TEST_F(IdleRules, AModificationWaitsForItsRule) {
+  ASSERT_EQ(SetText("iPhone"), kDone);
+  const auto name = [&] {
+    return TextOf(
+        Client(daemon_).Ask(BYOD_OP_GET, BYOD_MSG_UARULE,
+                            [](Appender& append) { append.Text(BYOD_TLV_USERAGENT, "iPhone"); }),
+        BYOD_TLV_DEVNAME);
+  };
+  ASSERT_EQ(name(), "iPhone");
+  const Reasons expected = {{"iPhone", "its rule is not in the catalogue"}};
+  daemon_.WriteRules("user-agent.csv", std::string(kHead) + "Android,,,,\n");
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Idle(), expected);
+  EXPECT_EQ(Custom(), Keys()) << "it is not a rule of its own";
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), expected);
+  EXPECT_EQ(Custom(), Keys());
+  daemon_.WriteRules("user-agent.csv", std::string(kHead) + "iPhone,,Apple,,\n");
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Idle(), Reasons());
+  EXPECT_EQ(name(), "iPhone");
+  daemon_.WriteRules("user-agent.csv", std::string(kHead) + "Android,,,,\n");
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(UnsetText("iPhone"), kDone);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), Reasons());
+}
+
+TEST_F(IdleRules, ACustomRuleThatWasPredefinedForATimeIsOneAgain) {
+  ASSERT_EQ(SetMac(kOther), kDone);
+  WriteMac({kOther});
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Custom(), Keys());
+  WriteMac({});
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Custom(), Keys{kOther.Text()});
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), Keys{kOther.Text()});
+}
+
+/// What other programs have written into the database.
+class ForeignRecords : public IdleRules {
+ protected:
+  template <typename Write>
+  void WriteDatabase(Write write) {
+    daemon_.Kill(SIGTERM);
+    LAUTH_db_SetDirectory(daemon_.state().c_str());
+    ASSERT_EQ(BYOD_db_OpenCfgDBM(), 0u);
+    write();
+    BYOD_db_CloseCfgDBM();
+    ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  }
+
+  static ByodMacRuleShowRec MacRecord(const char* address) {
+    ByodMacRuleShowRec record = {};
+    std::strncpy(record.mac_text, address, sizeof record.mac_text - 1);
+    std::memset(record.mask, 0xff, sizeof record.mask);
+    std::strcpy(record.info.name, "stored");
+    return record;
+  }
+};
+
+TEST_F(ForeignRecords, AnIncompleteAddressMakesNoRuleAndIsReported) {
+  // It became a rule for 00:11:22:00:00:00 that no request could delete.
+  ASSERT_EQ(SetMac(kOther), kDone);
+  ASSERT_NO_FATAL_FAILURE(WriteDatabase([] {
+    for (const char* const address : {"0011-22", "no address", "020A-0B0C-0D0E"}) {
+      const ByodMacRuleShowRec record = MacRecord(address);
+      EXPECT_EQ(BYOD_db_AddMacValue(&record), 0u);
+    }
+  }));
+  EXPECT_EQ(Custom(), (Keys{kOther.Text(), "02:0a:0b:0c:0d:0e/48"}));
+  for (const char* const address : {"\"0011-22\"", "\"no address\""}) {
+    EXPECT_TRUE(daemon_.Logged(std::string("whose address ") + address + " is not a complete one"))
+        << daemon_.Log();
+  }
+  // One that is only spelt otherwise is like any other.
+  EXPECT_EQ(UnsetMac({{2, 10, 11, 12, 13, 14}, 48}), kDone);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Custom(), Keys{kOther.Text()});
+}
+
+TEST_F(ForeignRecords, WhatIsStoredUnderALongGroupNameIsRemovedWithItsShortOne) {
+  const std::string full(40, 'g');
+  const std::string name = full.substr(0, 32);
+  ASSERT_NO_FATAL_FAILURE(WriteDatabase([&] {
+    const Message attributes(TLV_Create());
+    Appender append(attributes.get());
+    append.Text(BYOD_EXT_ATTR_NAME, "vlan").Text(BYOD_EXT_ATTR_VALUE, "7");
+    EXPECT_EQ(BYOD_db_AddDeviceTypeAuthorAttr(full.c_str(), "Tablet", attributes.get()), 0u);
+  }));
+  const auto ask = [&](uint32_t operation, const std::string& group) {
+    Client client(daemon_);
+    const Message request =
+        MakeRequest(operation, BYOD_EXT_MSG_AUTHORIZATION, [&](Appender& append) {
+          append.Text(BYOD_EXT_GROUP, group.c_str());
+          if (operation != BYOD_OP_SET) return;
+          append.Text(BYOD_EXT_ATTR_NAME, "vlan").Text(BYOD_EXT_ATTR_VALUE, "8");
+        });
+    return operation == BYOD_OP_GET ? client.AskSeries(request, [](const Message&) {})
+                                    : VerdictOf(client.Ask(request)).code;
+  };
+  EXPECT_EQ(ask(BYOD_OP_GET, name), 0u);
+  EXPECT_EQ(ask(BYOD_OP_SET, name), 0u);
+  EXPECT_NE(ask(BYOD_OP_SET, full), 0u) << "a name of more than 32 bytes is refused";
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(ask(BYOD_OP_GET, name), 0u);
+  EXPECT_EQ(ask(BYOD_OP_UNDO, name), 0u);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_NE(ask(BYOD_OP_GET, name), 0u) << "it came back";
 }
 
 /// Ends a bulk that unsets one rule in effect and one that is not.

@@ -78,8 +78,7 @@ TEST_F(Reload, OnSighupNewRulesComeAndTheAdministratorsStay) {
   const std::string running = Table();
   EXPECT_EQ(running,
             "Custom|01|c||mine\n"
-            "Iphone|01|new|Apple|mine\n"
-            "gone|10|||mine\n");
+            "Iphone|01|new|Apple|mine\n");
   // A restart finds the very same.
   Restart();
   EXPECT_EQ(Table(), running);
@@ -91,8 +90,7 @@ TEST_F(Reload, AStartAfterNewRulesKeepsTheAdministratorsUnderTheirNewSpelling) {
   Restart();
   EXPECT_EQ(Table(),
             "Custom|01|c||mine\n"
-            "Iphone|01|new|Apple|mine\n"
-            "gone|10|||mine\n");
+            "Iphone|01|new|Apple|mine\n");
   ExpectThatIphoneCanBeUndoneForGood();
 }
 
