@@ -53,7 +53,7 @@ Json RuleJson(const Rule& rule) {
                  {"origin", OriginOf(rule)},
                  {"modified", rule.is_modified}};
   object.update(DeviceJson(rule.device));
-  if (!rule.why_idle.empty()) object["not_in_effect"] = rule.why_idle;
+  object["not_in_effect"] = rule.why_idle.empty() ? Json() : Json(rule.why_idle);
   return object;
 }
 
@@ -133,9 +133,8 @@ Run DefineShowRules(CLI::App& app, const Settings& settings) {
       "lets through.\nTEXT is a part of a field, upper and lower case alike. A FINGERPRINT has "
       "any of the three parts, the\nUser-Agent last, or is one value by itself: "
       "--wins 00:11:22:33:44:55.\n\n"
-      "JSON: kind, key, origin (predefined or custom), modified, name, vendor, category, "
-      "os; a line for each rule. A rule that is stored\nbut not in effect has not_in_effect too: "
-      "why.");
+      "JSON: kind, key, origin (predefined or custom), modified, name, vendor, category, os, "
+      "not_in_effect\n(why a stored rule has no effect, or null); a line for each rule.");
   app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; all without it");
   options->filter.Declare(app);
   app.add_flag("--json", options->json, "Write JSON, a line for each rule");

@@ -12,7 +12,8 @@ from running_daemon import Daemon, copy_for_every_user
 
 BYODCTL = LAUTHD = ""
 
-RULE_KEYS = ["kind", "key", "origin", "modified", "name", "vendor", "category", "os"]
+RULE_KEYS = ["kind", "key", "origin", "modified", "name", "vendor", "category", "os",
+             "not_in_effect"]
 
 
 class WithDaemon(unittest.TestCase):
