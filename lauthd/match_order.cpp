@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <utility>
 #include <vector>
@@ -180,10 +181,20 @@ void Supplant(Rule* original, Rule* copy) {
   BYOD_DeleteUserAgent(original);
 }
 
+/// @return the rules as they belong
+Rules InOrder(const Rules& rules) {
+  const auto is_custom = [](const Rule* rule) { return rule->origin == BYOD_RULE_CUSTOM; };
+  Rules ordered;
+  ordered.reserve(rules.size());
+  std::ranges::copy_if(rules, std::back_inserter(ordered), is_custom);
+  std::ranges::sort(ordered, BelongsBefore);
+  std::ranges::remove_copy_if(rules, std::back_inserter(ordered), is_custom);
+  return ordered;
+}
+
 /// The copies are in the table before an original goes: nothing is changed without memory.
 bool Arrange(const Class& present) {
-  Rules wanted = present.rules;
-  std::ranges::stable_sort(wanted, BelongsBefore);
+  const Rules wanted = InOrder(present.rules);
   const Plan plan = MakePlan(present, wanted);
   if (plan.order.empty()) return true;
   Rules originals(plan.order.size());

@@ -47,7 +47,7 @@ Layer<Kind> TakeLayer(const IdleRules& idle) {
     if (!layer.back().info) throw std::bad_alloc();
   }
   // In the order of the database, as a restart does it: the limit leaves out the same rules.
-  std::ranges::stable_sort(
+  std::ranges::sort(
       layer, [](const auto& a, const auto& b) { return DatabaseOrder<Kind>()(a.key, b.key); });
   return layer;
 }

@@ -63,8 +63,12 @@ struct MatchOrder : testing::Test {
   static Texts Expected(const Texts& loaded, Texts custom) {
     std::ranges::sort(custom);
     custom.insert(custom.end(), loaded.begin(), loaded.end());
-    std::ranges::stable_sort(custom, std::ranges::greater(), &std::string::size);
-    return custom;
+    Texts longest_first;
+    for (size_t length = 20; length > 0; --length) {
+      std::ranges::copy_if(custom, std::back_inserter(longest_first),
+                           [length](const std::string& text) { return text.size() == length; });
+    }
+    return longest_first;
   }
 };
 
