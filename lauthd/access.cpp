@@ -34,7 +34,7 @@ bool HasFurtherGroup(int socket, gid_t group) {
 std::optional<gid_t> FindGroup(const std::string& name) {
   if (name.empty()) return std::nullopt;
   const group* const found = getgrnam(name.c_str());
-  if (found == nullptr) throw std::runtime_error("there is no group \"" + name + "\"");
+  if (found == nullptr) throw std::runtime_error("no such group: \"" + name + "\"");
   return found->gr_gid;
 }
 

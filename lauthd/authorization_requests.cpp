@@ -103,12 +103,12 @@ Result Set(Daemon& daemon, const Target& target, const Attributes& given) {
     }
   }
   if (present != nullptr && attributes == *present) return NoChange();
-  if (!FitsRecord(attributes)) return Refused(BYOD_REFUSAL_MALFORMED, "that is too much for a set");
+  if (!FitsRecord(attributes)) return Refused(BYOD_REFUSAL_MALFORMED, "the set is too large");
   return Put(daemon, target.group, {category}, std::move(attributes));
 }
 
 Result NotFound() {
-  return Refused(BYOD_REFUSAL_NOT_FOUND, "there is no such authorization");
+  return Refused(BYOD_REFUSAL_NOT_FOUND, "no such authorization set");
 }
 
 Result UnsetNames(Daemon& daemon, const Target& target, const Attributes& names) {

@@ -62,7 +62,7 @@ Result BeginRestore(Exchange& exchange) {
   if (exchange.daemon.options.no_database) return NoDatabase();
   uint64_t total = 0;
   if (!protocol::GetCounter(exchange.request, BYOD_EXT_TOTAL, total) || total > kLargestBackup) {
-    return Refused(BYOD_REFUSAL_MALFORMED, "the size is missing, or too much");
+    return Refused(BYOD_REFUSAL_MALFORMED, "the size is missing or too large");
   }
   const std::string& directory = exchange.daemon.store.directory();
   auto upload = std::make_unique<RestoreUpload>(directory, total);
@@ -89,7 +89,7 @@ Result AddToRestore(Exchange& exchange) {
 
 Result CommitRestore(Exchange& exchange) {
   const auto upload = std::move(exchange.connection.upload);
-  if (!upload->Whole()) return Refused(BYOD_REFUSAL_BAD_DATA, "the data is not whole");
+  if (!upload->Whole()) return Refused(BYOD_REFUSAL_BAD_DATA, "the data is incomplete");
   Result result = exchange.daemon.store.Restore(upload->file());
   if (result.Ok()) exchange.daemon.store.Recover();
   return result;
@@ -151,7 +151,7 @@ Result TakeRestore(Exchange& exchange) {
   uint32_t phase = UINT32_MAX;
   BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_EXT_PHASE, &phase);
   if (phase == BYOD_PHASE_BEGIN) return BeginRestore(exchange);
-  if (!exchange.connection.upload) return Refused(BYOD_REFUSAL_BUSY, "no restore is begun");
+  if (!exchange.connection.upload) return Refused(BYOD_REFUSAL_BUSY, "no restore is in progress");
   switch (phase) {
     case BYOD_PHASE_MORE:
       return AddToRestore(exchange);
@@ -162,7 +162,7 @@ Result TakeRestore(Exchange& exchange) {
       exchange.connection.upload.reset();
       return {};
     default:
-      return Refused(BYOD_REFUSAL_MALFORMED, "there is no such phase");
+      return Refused(BYOD_REFUSAL_MALFORMED, "unknown phase");
   }
 }
 

@@ -72,7 +72,7 @@ Result ChangeBulk(Exchange& exchange) {
       exchange.daemon.AbortBulk();
       return {};
     default:
-      return Refused(BYOD_REFUSAL_MALFORMED, "there is no such phase");
+      return Refused(BYOD_REFUSAL_MALFORMED, "unknown phase");
   }
 }
 

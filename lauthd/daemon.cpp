@@ -181,14 +181,14 @@ void Daemon::LookAgainAt(std::shared_ptr<Connection> connection) {
 Result Daemon::Reload() {
   const RuleSource source(options);
   Result result = ReplacePredefined(source, options.rule_limit, idle);
-  if (result.Ok()) {
+  if (result.Ok() || result.refusal == BYOD_REFUSAL_NO_CHANGE) {
     store.Tidy();
 #ifdef __GLIBC__
     malloc_trim(0);  // both sets of rules were in memory
 #endif
     ++counters.reloads;
     reload_failure.clear();
-    Log(Severity::kNotice, "the rule files are read anew");
+    Log(Severity::kNotice, "the rule files were read again");
   } else {
     reload_failure = result.reason;
     Log(Severity::kError, "the rules stay as they were: %s", result.reason.c_str());

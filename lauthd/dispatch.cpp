@@ -125,8 +125,7 @@ Result CheckForm(const Exchange& exchange) {
 }
 
 Task Unknown() {
-  return {nullptr, false,
-          Refused(BYOD_REFUSAL_UNKNOWN_KIND, "this is no message that the daemon answers")};
+  return {nullptr, false, Refused(BYOD_REFUSAL_UNKNOWN_KIND, "unknown request")};
 }
 
 }  // namespace
@@ -151,7 +150,7 @@ Task FindTask(Exchange& exchange) {
 Result ApplyInBulk(Exchange& exchange) {
   const Row* const row = ReadKind(exchange);
   if (row == nullptr || (row->traits & kInBulk) == 0 || !IsChange(exchange.operation)) {
-    return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "this is no change that a bulk can hold");
+    return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "not a change that a bulk can hold");
   }
   if (Result form = CheckForm(exchange); !form.Ok()) return form;
   return row->change(exchange);

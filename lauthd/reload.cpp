@@ -10,6 +10,7 @@
 #include "byod_db.h"
 #include "lauthd/log.h"
 #include "lauthd/match_order.h"
+#include "lauthd/predefined_digest.h"
 #include "lauthd/recovery.h"
 #include "lauthd/rule_state.h"
 
@@ -121,6 +122,7 @@ Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit, IdleRule
   } catch (const std::exception& error) {
     return Refused(BYOD_REFUSAL_MEMORY, error.what());
   }
+  const uint64_t former = DigestOfPredefined();
   try {
     Replace(rules, rule_limit, idle);
   } catch (const std::bad_alloc&) {
@@ -129,7 +131,7 @@ Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit, IdleRule
     Log(Severity::kError, "no memory in the middle of a reload");
     std::abort();
   }
-  return {};
+  return DigestOfPredefined() == former ? NoChange() : Result();
 }
 
 void DropConfigured() {

@@ -13,6 +13,8 @@ namespace byod::lauthd {
  * restart would. A rule of the administrator's for which the new ones leave no place becomes an
  * idle one, and an idle one that has a place now takes effect. With a bad row all rules stay as
  * they are. Listings go on where they were.
+ *
+ * @return NoChange when the new rules are the old ones
  */
 Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit, IdleRules& idle);
 

@@ -36,7 +36,7 @@ inline Result Refused(uint32_t refusal, std::string reason) {
 }
 
 inline Result NoChange() {
-  return Refused(BYOD_REFUSAL_NO_CHANGE, "it is so already");
+  return Refused(BYOD_REFUSAL_NO_CHANGE, "unchanged");
 }
 
 inline Result NoMemory() {

@@ -41,7 +41,7 @@ Result CannotMake(const typename Kind::Key& key, uint32_t err) {
   if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
     if (const ByodMacRule* const other = BYOD_data_FindMacRule(&key)) {
       return Refused(BYOD_REFUSAL_CONFLICT,
-                     "it overlaps the rule " + Kind::Describe(Kind::KeyOf(*other)));
+                     "overlaps the rule " + Kind::Describe(Kind::KeyOf(*other)));
     }
   }
   return NoMemory();
@@ -139,7 +139,7 @@ Result Change(Daemon& daemon, const typename Kind::Key& key, bool create, Edit e
   }
   if (created && !create) {
     return Refused(BYOD_REFUSAL_NOT_FOUND,
-                   std::string("there is no ") + Kind::kName + " rule " + Kind::Describe(key));
+                   std::string("no ") + Kind::kName + " rule " + Kind::Describe(key));
   }
   if (Result checked = CheckIdle<Kind>(daemon.idle, key); !checked.Ok()) return checked;
   if (created) {
@@ -216,7 +216,7 @@ Result ReadAttribute(uint32_t request, const tlv::Attribute*& attribute, ByodDev
   if (status != 0) return Refused(BYOD_REFUSAL_MALFORMED, "an attribute has at most 63 characters");
   attribute = tlv::AttributeOf(kind);
   if (attribute != nullptr) return {};
-  return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is missing, or is no attribute");
+  return Refused(BYOD_REFUSAL_MALFORMED, "the attribute is missing or unknown");
 }
 
 template <typename Kind>

@@ -35,7 +35,7 @@ Result Query(Exchange& exchange) {
   if (Result read = FindThis<Kind>(exchange.request, key, rule); !read.Ok()) return read;
   if (selectors.which == Which::kNext) rule = Kind::NextOf(key);
   if (selectors.which == Which::kNextConfigured) rule = Kind::NextConfigured(key);
-  if (rule == nullptr) return Refused(BYOD_REFUSAL_NOT_FOUND, "there is no such rule");
+  if (rule == nullptr) return Refused(BYOD_REFUSAL_NOT_FOUND, "no such rule");
   tlv::Appender append = exchange.Answer();
   append.Combine(Kind::Encode(exchange.reply.get(), rule, selectors.mode));
   return exchange.Answered(append);

@@ -102,7 +102,7 @@ void ClearStale(const std::string& path) {
     if (errno == ENOENT) return;
     Fail("cannot look at " + path);
   }
-  if (!S_ISSOCK(found.st_mode)) throw std::runtime_error(path + " is there and is no socket");
+  if (!S_ISSOCK(found.st_mode)) throw std::runtime_error(path + " exists and is not a socket");
   const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (probe.get() < 0) Fail("cannot make a socket");
   const sockaddr_un address = AddressOf(path);

@@ -104,6 +104,7 @@ Result ForgetUnknowns(Exchange& exchange) {
   if (exchange.operation != BYOD_OP_UNDO) {
     return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "unknown fingerprints cannot be set");
   }
+  if (exchange.daemon.unknowns.entries().empty()) return NoChange();
   exchange.daemon.unknowns.Clear();
   return {};
 }

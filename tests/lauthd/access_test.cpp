@@ -238,7 +238,7 @@ TEST(Start, AFileThatIsNoSocketIsLeftAlone) {
   std::ofstream(daemon.socket()) << "precious";
   daemon.Launch();
   EXPECT_EQ(daemon.WaitForEnd(), 1);
-  EXPECT_TRUE(daemon.Logged("is no socket"));
+  EXPECT_TRUE(daemon.Logged("is not a socket"));
   EXPECT_EQ(std::filesystem::file_size(daemon.socket()), 8u);
 }
 
