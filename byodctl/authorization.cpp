@@ -11,6 +11,7 @@
 #include "byodctl/client.h"
 #include "byodctl/command.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
 #include "byodctl/table.h"
 #include "protocol/extensions.h"
 
@@ -50,7 +51,7 @@ int Set(const Options& options, const Settings& settings) {
   for (const std::string& attribute : options.attributes) {
     const size_t equals = attribute.find('=');
     if (equals == std::string::npos || equals == 0) {
-      throw Failure(kExitBadInput, '"' + attribute + "\" is no ATTRIBUTE=VALUE");
+      throw Failure(kExitBadInput, '"' + attribute + "\" is not of the form ATTRIBUTE=VALUE");
     }
     request.Text(BYOD_EXT_ATTR_NAME, attribute.substr(0, equals));
     request.Text(BYOD_EXT_ATTR_VALUE, attribute.substr(equals + 1));
@@ -67,37 +68,37 @@ int Unset(const Options& options, const Settings& settings) {
   return ReportChange(client.Change(request), options.json);
 }
 
-constexpr char kTypeHelp[] = "Category of the terminals; * for all without a set of their own";
+constexpr char kTypeHelp[] = "Category of the terminals; * for every category without its own set";
 
 }  // namespace
 
 Run DefineShowAuthorization(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer("JSON: group, type, attributes (an object of texts); a line for each set.");
-  app.add_option("GROUP", options->group, "A user group; all without it");
+  AddJsonOption(app, options->json, "group, type, attributes (by name)", "set");
+  app.add_option("GROUP", options->group, "A user group; default: all");
   app.add_option("TYPE", options->type, kTypeHelp);
-  app.add_flag("--json", options->json, "Write JSON, a line for each set");
   return [options, &settings] { return Show(*options, settings); };
 }
 
 Run DefineSetAuthorization(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Attributes that are not named stay as they are. Names are free; usual ones are vlan, "
+      "Attributes that are not given stay as they are. Any name is accepted; common ones are vlan, "
       "acl,\nuser-profile and session-timeout.");
+  AddJsonOption(app, options->json, kChangeKeys);
   app.add_option("GROUP", options->group, "A user group")->required();
   app.add_option("TYPE", options->type, kTypeHelp)->required();
   app.add_option("ATTRIBUTE=VALUE", options->attributes, "What they may do")->required();
-  app.add_flag("--json", options->json, "Write JSON: changed");
   return [options, &settings] { return Set(*options, settings); };
 }
 
 Run DefineUnsetAuthorization(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.add_option("GROUP", options->group, "A user group")->required();
-  app.add_option("TYPE", options->type, std::string{kTypeHelp} + "; without it all sets go");
-  app.add_option("ATTRIBUTE", options->attributes, "Names; without them the whole set goes");
-  app.add_flag("--json", options->json, "Write JSON: changed");
+  app.add_option("TYPE", options->type,
+                 std::string{kTypeHelp} + "; default: all sets of the group");
+  app.add_option("ATTRIBUTE", options->attributes, "Names; default: the whole set");
+  AddJsonOption(app, options->json, kChangeKeys);
   return [options, &settings] { return Unset(*options, settings); };
 }
 

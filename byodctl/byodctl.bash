@@ -2,7 +2,7 @@
 
 _byodctl() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-  local global='--socket --timeout --help'
+  local global='--socket --timeout --json --help'
   local kinds='mac user-agent dhcp-option'
   local -A nouns=(
     [show]='rules rule order counts status unknown authorization'
@@ -10,7 +10,7 @@ _byodctl() {
     [unset]='rule order authorization unknown'
     [check]='rules'
   )
-  local verbs='identify show set unset import export watch backup restore reload check'
+  local verbs='identify show set unset import export watch backup restore reload check help'
   local fields='--name --vendor --category --os'
 
   case $previous in
@@ -37,13 +37,14 @@ _byodctl() {
     case ${COMP_WORDS[i]} in
       --socket | --timeout) ((++i)) ;;
       -*) ;;
+      help) ((${#words[@]} == 0)) || words+=(help) ;;
       *) words+=("${COMP_WORDS[i]}") ;;
     esac
   done
   local verb=${words[0]-} noun=${words[1]-} choices
 
   if [[ -z $verb ]]; then
-    choices="$verbs $global"
+    choices="$verbs $global --version"
   elif [[ -n ${nouns[$verb]-} && -z $noun ]]; then
     choices="${nouns[$verb]} $global"
   else
@@ -59,6 +60,7 @@ _byodctl() {
       'set order') choices='dhcp,user-agent,mac --json' ;;
       'export ') choices="$kinds --json" ;;
       'import ') choices='--replace --dry-run --json' ;;
+      'backup ') choices='--force --json' ;;
       'watch ') choices='--interface --offline --rules --ieee --order --count --json' ;;
       'check rules') choices='--ieee --strict --json' ;;
       *) choices='--json' ;;

@@ -8,6 +8,7 @@
 #include "byodctl/change_report.h"
 #include "byodctl/client.h"
 #include "byodctl/command.h"
+#include "byodctl/json_option.h"
 #include "byodctl/order_text.h"
 #include "protocol/extensions.h"
 
@@ -33,13 +34,19 @@ int Set(const Options& options, const Settings& settings) {
   return Change(request, options.json, settings);
 }
 
-/// A change that takes no arguments.
-Run DefinePlain(CLI::App& app, const Settings& settings, uint32_t operation, uint32_t kind) {
-  const auto json = std::make_shared<bool>(false);
-  app.add_flag("--json", *json, "Write JSON: changed");
-  return [json, &settings, operation, kind] {
-    return Change(Request(operation, kind), *json, settings);
-  };
+std::vector<std::string> CurrentOrder(Client& client) {
+  const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_MSG_ORDER));
+  ByodOrder order = {{BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
+  BYOD_tlv_GetOrder(reply.get(), order.slots);
+  return NamesOf(order);
+}
+
+/// The daemon answers alike whether the default order was in force before or not.
+int Unset(bool json, const Settings& settings) {
+  Client client(settings);
+  const std::vector<std::string> former = CurrentOrder(client);
+  client.Change(Request(BYOD_OP_UNDO, BYOD_MSG_ORDER));
+  return ReportChange(CurrentOrder(client) != former, json);
 }
 
 }  // namespace
@@ -47,20 +54,27 @@ Run DefinePlain(CLI::App& app, const Settings& settings, uint32_t operation, uin
 Run DefineSetOrder(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer("A method that is left out is not tried.");
-  app.add_option("METHODS", options->order, "One to three of dhcp, user-agent, mac, with commas")
+  app.add_option("METHODS", options->order,
+                 "One to three of dhcp, user-agent, mac; comma-separated")
       ->required()
       ->delimiter(',');
-  app.add_flag("--json", options->json, "Write JSON: changed");
+  AddJsonOption(app, options->json, kChangeKeys);
   return [options, &settings] { return Set(*options, settings); };
 }
 
 Run DefineUnsetOrder(CLI::App& app, const Settings& settings) {
-  return DefinePlain(app, settings, BYOD_OP_UNDO, BYOD_MSG_ORDER);
+  const auto json = std::make_shared<bool>(false);
+  AddJsonOption(app, *json, kChangeKeys);
+  return [json, &settings] { return Unset(*json, settings); };
 }
 
 Run DefineReload(CLI::App& app, const Settings& settings) {
-  app.footer("Bad rule files leave the rules as they were; the daemon says what is wrong.");
-  return DefinePlain(app, settings, BYOD_OP_SET, BYOD_EXT_MSG_RELOAD);
+  app.footer("When a rule file is bad nothing changes, and the daemon reports what is wrong.");
+  const auto json = std::make_shared<bool>(false);
+  AddJsonOption(app, *json, kChangeKeys);
+  return [json, &settings] {
+    return Change(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD), *json, settings);
+  };
 }
 
 }  // namespace byod::ctl

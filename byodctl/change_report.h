@@ -1,4 +1,4 @@
-// What a command that changes something tells at its end.
+// What a command that changes something reports at its end.
 #ifndef BYODCTL_CHANGE_REPORT_H
 #define BYODCTL_CHANGE_REPORT_H
 
@@ -9,12 +9,15 @@
 
 namespace byod::ctl {
 
-/// It is no fault when nothing had to be changed. @return the exit status
+/// For AddJsonOption.
+constexpr char kChangeKeys[] = "changed";
+
+/// It is not an error when nothing had to be changed. @return the exit status
 inline int ReportChange(bool changed, bool json) {
   if (json) {
     WriteJsonLine({{"changed", changed}});
   } else if (!changed) {
-    std::cerr << "byodctl: no change, it is so already\n";
+    std::cerr << "byodctl: unchanged\n";
   }
   return kExitSuccess;
 }

@@ -10,6 +10,7 @@
 #include "byodctl/bulk.h"
 #include "byodctl/change_report.h"
 #include "byodctl/command.h"
+#include "byodctl/json_option.h"
 #include "byodctl/rule.h"
 
 namespace byod::ctl {
@@ -42,8 +43,8 @@ int Set(const Options& options, const Settings& settings) {
   for (const DeviceField* const field : options.fields) {
     const std::string& value = rule.device.*field->member;
     if (value.empty()) {
-      throw Failure(kExitBadInput, std::string{"--"} + field->name +
-                                       " is empty; byodctl unset rule takes it back");
+      throw Failure(kExitBadInput,
+                    std::string{"--"} + field->name + " is empty; to clear it use unset rule");
     }
     changes.push_back(ChangeField(BYOD_OP_SET, rule.key, *field, value));
   }
@@ -67,7 +68,6 @@ std::shared_ptr<Options> DefineKey(CLI::App& app) {
   app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
   app.add_option("KEY", options->key, "00:11:22/24, words of a User-Agent, or 1,3,6,15")
       ->required();
-  app.add_flag("--json", options->json, "Write JSON: changed");
   return options;
 }
 
@@ -75,7 +75,8 @@ std::shared_ptr<Options> DefineKey(CLI::App& app) {
 
 Run DefineSetRule(CLI::App& app, const Settings& settings) {
   const auto options = DefineKey(app);
-  app.footer("Makes the rule if there is none. What is not named stays as it is.");
+  app.footer("Adds the rule if it does not exist. Fields that are not given stay as they are.");
+  AddJsonOption(app, options->json, kChangeKeys);
   for (const DeviceField& field : kDeviceFields) {
     app.add_option_function<std::string>(
            std::string{"--"} + field.name,
@@ -91,11 +92,12 @@ Run DefineSetRule(CLI::App& app, const Settings& settings) {
 
 Run DefineUnsetRule(CLI::App& app, const Settings& settings) {
   const auto options = DefineKey(app);
-  app.footer("Without a field: deletes a custom rule; a predefined one is as it came again.");
+  app.footer("Without a field: deletes a custom rule, or reverts all changes to a predefined one.");
+  AddJsonOption(app, options->json, kChangeKeys);
   for (const DeviceField& field : kDeviceFields) {
     app.add_flag_callback(
         std::string{"--"} + field.name, [options, &field] { options->fields.push_back(&field); },
-        std::string{"Take the "} + field.name + " back that was set");
+        std::string{"Revert the "} + field.name);
   }
   return [options, &settings] { return Unset(*options, settings); };
 }

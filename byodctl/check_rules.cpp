@@ -9,6 +9,8 @@
 #include "byodctl/counted.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
+#include "byodctl/option_checks.h"
 #include "lint/lint.h"
 
 namespace byod::ctl {
@@ -61,21 +63,21 @@ int Check(const Options& options) {
 Run DefineCheckRules(CLI::App& app, const Settings&) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Reads the rule files as the daemon would, without the daemon, and tells what it would "
-      "leave out,\nwhich rules never win or match what no terminal sends, and whether each rule "
-      "wins on its example.\n\n"
-      "JSON: mac, user-agent, dhcp-option, errors, warnings, problems; of each problem severity, "
-      "check,\nfile, line, rule, reason, other (file, line, rule; or null).\n\n"
-      "Exit status: 0 without an error, 1 with one.");
+      "Reads the rule files as the daemon would, without the daemon, and reports what it would "
+      "ignore, which\nrules never win or match what no terminal sends, and whether each rule wins "
+      "on its example.\n\n"
+      "Exit status: 0 without errors, 1 with errors.");
   app.add_option("DIR", options->sources.rules_directory, "Directory of rule files")
       ->required()
-      ->check(CLI::ExistingDirectory);
+      ->check(Directory());
   app.add_option("--ieee", options->sources.registry_directory,
-                 "Directory of the registry of MAC prefixes, to check with it")
+                 "Directory of the registry of MAC prefixes, to check it too")
       ->type_name("DIR")
-      ->check(CLI::ExistingDirectory);
-  app.add_flag("--strict", options->is_strict, "Exit with 1 on a warning too");
-  app.add_flag("--json", options->json, "Write JSON");
+      ->check(Directory());
+  app.add_flag("--strict", options->is_strict, "Exit with 1 on warnings too");
+  AddJsonOption(app, options->json,
+                "mac, user-agent, dhcp-option, errors, warnings, problems {severity, check, file, "
+                "line, rule, reason, other (or null) {file, line, rule}}");
   return [options] { return Check(*options); };
 }
 

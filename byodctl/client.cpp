@@ -38,12 +38,12 @@ ExitStatus StatusOf(uint32_t refusal) {
   }
 }
 
-/// The daemon tells why; one that does not is quoted by its code.
+/// The daemon gives the reason; if it does not, its code is shown.
 std::string ReasonOf(const Fields& reply) {
   std::string reason = reply.Text(BYOD_EXT_REASON);
   if (!reason.empty()) return reason;
   char text[48];
-  std::snprintf(text, sizeof text, "the daemon refuses, code 0x%08X",
+  std::snprintf(text, sizeof text, "refused by the daemon, code 0x%08X",
                 static_cast<unsigned>(CodeOf(reply)));
   return text;
 }
@@ -194,9 +194,9 @@ void Client::Send(const Request& request) {
     return;
   }
   if (errno == EAGAIN || errno == EWOULDBLOCK || errno == ETIMEDOUT) {
-    Fail("took no request within " + SecondsText(timeout_));
+    Fail("did not take the request within " + SecondsText(timeout_));
   }
-  Fail(std::string{"takes no request: "} + std::strerror(errno));
+  Fail(std::string{"does not take the request: "} + std::strerror(errno));
 }
 
 bool Client::WaitForBytes(Clock::time_point until) const {
@@ -210,8 +210,7 @@ bool Client::WaitForBytes(Clock::time_point until) const {
     pollfd readable = {socket_, POLLIN, 0};
     const int ready = poll(&readable, 1, static_cast<int>(left_ms));
     if (ready > 0) return true;
-    if (ready < 0 && errno != EINTR)
-      Fail(std::string{"cannot be waited for: "} + std::strerror(errno));
+    if (ready < 0 && errno != EINTR) Fail(std::string{"cannot be polled: "} + std::strerror(errno));
   }
 }
 
@@ -220,16 +219,16 @@ tlv::Message Client::Receive(bool patient) {
   auto until = patient ? Clock::time_point::max() : Clock::now() + timeout_;
   for (;;) {
     const int64_t length = TLV_Stream_MessageLength(received_.data(), received_.size());
-    if (length < 0 || length > BYOD_REPLY_MAX) Fail("answers with something that is no message");
+    if (length < 0 || length > BYOD_REPLY_MAX) Fail("answers with something that is not a message");
     if (length > 0 && static_cast<size_t>(length) <= received_.size()) {
       tlv::Message reply(TLV_CreateReceiveMsg(tlv::kMemory,
                                               reinterpret_cast<uintptr_t>(received_.data()),
                                               static_cast<uint32_t>(length)));
-      if (!reply) Fail("answers with something that is no message");
+      if (!reply) Fail("answers with something that is not a message");
       received_.erase(received_.begin(), received_.begin() + static_cast<ptrdiff_t>(length));
       return reply;
     }
-    if (!WaitForBytes(until)) Fail("gave no answer within " + SecondsText(timeout_));
+    if (!WaitForBytes(until)) Fail("did not answer within " + SecondsText(timeout_));
     if (patient) {
       patient = false;
       until = Clock::now() + timeout_;
@@ -239,7 +238,7 @@ tlv::Message Client::Receive(bool patient) {
     if (got == 0) Fail("closed the connection without an answer");
     if (got < 0) {
       if (errno == EINTR) continue;
-      Fail(std::string{"gives no answer: "} + std::strerror(errno));
+      Fail(std::string{"does not answer: "} + std::strerror(errno));
     }
     received_.insert(received_.end(), bytes, bytes + got);
   }

@@ -5,6 +5,9 @@
 #include <CLI/App.hpp>
 #include <functional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "byodctl/failure.h"
 #include "byodctl/settings.h"
@@ -25,6 +28,12 @@ struct Command {
 
 /// All of them, those with the same verb side by side.
 std::span<const Command> Commands();
+
+/// The first words of all commands.
+std::vector<std::string> Verbs();
+
+/// The second words that a first one takes; none when it is a whole command.
+std::vector<std::string> NounsOf(std::string_view verb);
 
 Run DefineIdentify(CLI::App& app, const Settings& settings);
 Run DefineShowRules(CLI::App& app, const Settings& settings);

@@ -22,9 +22,9 @@ constexpr const char* kNameNames[] = {"name"};
 std::string LookupText(const Step& step) {
   switch (step.lookup) {
     case Lookup::kNoValue:
-      return "the fingerprint has nothing for it";
+      return "not in the fingerprint";
     case Lookup::kTooLong:
-      return "the option list is too long to be a rule's";
+      return "the option list is longer than any rule";
     case Lookup::kNoRule:
       return "no rule matches";
     case Lookup::kRuleMatched:
@@ -35,10 +35,10 @@ std::string LookupText(const Step& step) {
 }
 
 std::string FieldText(const Field& field) {
-  if (field.source == Source::kNone) return "- (the rule leaves it open)";
+  if (field.source == Source::kNone) return "- (not in the rule)";
   return Printable(field.value) + " (" +
          (field.source == Source::kConfigured ? "configured" : "predefined") +
-         (field.is_used ? ")" : ", but known already)");
+         (field.is_used ? ")" : ", already known)");
 }
 
 /// Why the search went on or stopped, given which fields are open.
@@ -47,17 +47,17 @@ std::string NextText(Next next, const std::string& open) {
     case Next::kComplete:
       return "all known: the search stops";
     case Next::kContinue:
-      return open + " open: on to the next method";
+      return open + " open: next method";
     case Next::kExhausted:
       break;
   }
-  return open + " open, but the order ends: the search stops";
+  return open + " open, no method left: the search stops";
 }
 
 std::string Search(const char* title, const std::vector<Step>& steps,
                    std::span<const char* const> names) {
   std::string text = std::string{"  "} + title + ":\n";
-  if (steps.empty()) text += "    the order names no method\n";
+  if (steps.empty()) text += "    the order has no method\n";
   std::array<bool, explain::kFieldCount> is_known = {};
   int number = 0;
   for (const Step& step : steps) {

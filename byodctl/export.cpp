@@ -8,6 +8,7 @@
 #include "byodctl/command.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
 #include "byodctl/rule.h"
 #include "byodctl/rule_csv.h"
 #include "byodctl/table.h"
@@ -62,13 +63,12 @@ int Export(const Options& options, const Settings& settings) {
 Run DefineExport(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Writes to standard output the rules that an administrator made or changed, with what "
-      "he set of them.\nImporting that changes nothing. Without KIND the kinds follow one "
-      "another, each with its header;\nimport reads that, a directory of rule files holds "
-      "one kind in each file.");
-  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; all without it");
-  app.add_flag("--json", options->json,
-               "Write JSON, a line for each rule, which import cannot read");
+      "Writes to standard output the rules that an administrator added or changed, with the "
+      "fields that were\nset. Importing them again changes nothing. Without KIND the kinds follow "
+      "one another, each with its\nheader; import reads that, but a directory of rule files "
+      "needs one file for each kind. import does not\nread JSON.");
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
+  AddJsonOption(app, options->json, "kind, key, name, vendor, category, os", "rule");
   return [options, &settings] { return Export(*options, settings); };
 }
 

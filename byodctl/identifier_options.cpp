@@ -16,7 +16,8 @@ namespace {
 rulefiles::Sources SourcesThatAreThere(rulefiles::Sources sources) {
   for (std::string* directory : {&sources.rules_directory, &sources.registry_directory}) {
     if (directory->empty() || std::filesystem::is_directory(*directory)) continue;
-    std::cerr << "byodctl: no directory " << Printable(*directory) << ", going on without it\n";
+    std::cerr << "byodctl: no such directory: " << Printable(*directory)
+              << ", continuing without it\n";
     directory->clear();
   }
   return sources;
@@ -55,7 +56,7 @@ class PatientIdentifier : public Identifier {
 
 CLI::Option* IdentifierOptions::Declare(CLI::App& app) {
   auto* const offline_flag =
-      app.add_flag("--offline", offline, "Identify in this process, with the rules of files");
+      app.add_flag("--offline", offline, "Identify without the daemon, with the rules of files");
   app.add_option("--rules", sources.rules_directory, "Directory of rule files; empty for none")
       ->type_name("DIR")
       ->needs(offline_flag)
@@ -65,7 +66,7 @@ CLI::Option* IdentifierOptions::Declare(CLI::App& app) {
       ->type_name("DIR")
       ->needs(offline_flag)
       ->capture_default_str();
-  app.add_option("--order", order, "Methods in the order of trying: dhcp,user-agent,mac")
+  app.add_option("--order", order, "Order of the methods, such as dhcp,user-agent,mac")
       ->type_name("METHODS")
       ->needs(offline_flag)
       ->delimiter(',');
@@ -80,7 +81,7 @@ void IdentifierOptions::Validate(const CLI::App& app) const {
     const std::string directory = given->as<std::string>();
     if (given->count() == 0 || directory.empty()) continue;
     if (!std::filesystem::is_directory(directory)) {
-      throw CLI::ValidationError(std::string{name} + ": no directory " + directory);
+      throw CLI::ValidationError(std::string{name} + ": no such directory: " + directory);
     }
   }
 }

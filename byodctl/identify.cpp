@@ -1,5 +1,7 @@
 // byodctl identify
+#include <unistd.h>
 #include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -13,6 +15,8 @@
 #include "byodctl/display_text.h"
 #include "byodctl/identifier_options.h"
 #include "byodctl/input.h"
+#include "byodctl/json_option.h"
+#include "byodctl/option_checks.h"
 #include "byodctl/output.h"
 #ifdef BYOD_CAPTURE
 #include "byodctl/station_watch.h"
@@ -41,6 +45,10 @@ struct Options {
     return json ? OutputFormat::kJson : OutputFormat::kTable;
   }
 };
+
+/// Nobody should wonder why nothing happens.
+constexpr char kInputPrompt[] =
+    "byodctl: reading fingerprints from the terminal until Ctrl-D; see byodctl identify --help\n";
 
 /// The one line that stands on the command line.
 class ArgumentReader : public LineReader {
@@ -107,7 +115,7 @@ void CheckOutput() {
 }
 
 #ifdef BYOD_CAPTURE
-/// The stations that packets of a file tell of.
+/// The stations in a file of packets.
 int IdentifyCapture(const Options& options, const Settings& settings) {
   auto source = OpenCapture([&] { return capture::PacketSource::OpenFile(options.capture); });
   const auto identifier = MakePatientIdentifier(options.identifier, settings);
@@ -123,7 +131,8 @@ int IdentifyCapture(const Options& options, const Settings& settings) {
     result.address = report.address;
     writer->Write(result);
   });
-  const bool is_whole = SeeAll(source, watch, [] { return true; });
+  const bool is_whole =
+      SeeAll(source, [&](const capture::Frame& frame) { watch.See(frame); }, [] { return true; });
   writer->Finish();
   CheckOutput();
   const StationSummary summary = watch.summary();
@@ -142,6 +151,7 @@ int Identify(const Options& options, const Settings& settings) {
   if (options.has_fingerprint) {
     reader = std::make_unique<ArgumentReader>(options.fingerprint);
   } else {
+    if (isatty(STDIN_FILENO) == 1) std::cerr << kInputPrompt;
     reader = OpenInput(std::cin, options.input_format());
   }
   const auto writer = MakeWriter(
@@ -166,17 +176,27 @@ int Identify(const Options& options, const Settings& settings) {
   return summary.ExitStatus();
 }
 
+std::string IdentifyKeys() {
+  const std::string steps =
+      " {method, lookup, rule, origin, fields (by name) {value, source, used}, next}";
+  return "line (of the input, or packet), mac, options, user_agent, vendor, category, os, name, "
+         "identified, locally_administered, error (or null), explanation (with --explain, or null) "
+         "{attributes" +
+         steps + ", name" + steps +
+         "}, authorization (with --group, or null) {group, type, attributes (by name)}, time (with "
+         "--pcap, or null), address";
+}
+
 }  // namespace
 
 Run DefineIdentify(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Without --mac, --user-agent and --dhcp fingerprints are read from standard input: "
-      "tab-separated\nlines under a header that names the columns mac, options and user_agent, or "
+      "Without --mac, --user-agent and --dhcp, reads fingerprints from standard input: "
+      "tab-separated lines\nunder a header that names the columns mac, options and user_agent, or "
       "JSON Lines with these keys.\nA line that cannot be read is reported and gets an empty "
       "answer.\n\n"
-      "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 something stayed "
-      "unknown.");
+      "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 at least one unknown.");
   auto* const offline = options->identifier.Declare(app);
   const std::vector<const CLI::Option*> parts = {
       app.add_option("--mac", options->fingerprint.mac, "Address of a terminal")->type_name("MAC"),
@@ -184,23 +204,23 @@ Run DefineIdentify(CLI::App& app, const Settings& settings) {
           ->type_name("TEXT"),
       app.add_option("--dhcp", options->fingerprint.options, "DHCP option 55, as 1,3,6,15")
           ->type_name("LIST")};
-  app.add_option("--input", options->input, "Form of standard input")
+  app.add_option("--input", options->input, "Format of standard input: auto, tsv or json")
       ->type_name("FORM")
-      ->check(CLI::IsMember({"auto", "tsv", "json"}))
+      ->check(OneOf({"auto", "tsv", "json"}))
       ->capture_default_str();
   auto* const tsv = app.add_flag("--tsv", options->tsv, "Write tab-separated lines");
-  app.add_flag("--json", options->json, "Write JSON Lines")->excludes(tsv);
-  app.add_flag("--explain", options->identifier.explains, "Tell the rules behind each answer")
+  AddJsonOption(app, options->json, IdentifyKeys(), "terminal")->excludes(tsv);
+  app.add_flag("--explain", options->identifier.explains, "Show the rules behind each answer")
       ->excludes(tsv);
   app.add_option("--group", options->identifier.group,
-                 "Tell too what terminals of this user group may do")
+                 "Show what terminals of this user group may do, too")
       ->type_name("GROUP")
       ->excludes(offline);
 #ifdef BYOD_CAPTURE
-  auto* const pcap = app.add_option("--pcap", options->capture,
-                                    "Identify the stations that packets of this capture tell of")
-                         ->type_name("FILE")
-                         ->excludes("--input");
+  auto* const pcap =
+      app.add_option("--pcap", options->capture, "Identify the stations in this packet capture")
+          ->type_name("FILE")
+          ->excludes("--input");
   for (const char* const part : {"--mac", "--user-agent", "--dhcp"})
     pcap->excludes(part);
 #endif

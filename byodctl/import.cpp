@@ -16,6 +16,7 @@
 #include "byodctl/desired_rules.h"
 #include "byodctl/display_text.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
 #include "byodctl/progress_line.h"
 #include "byodctl/rule.h"
 #include "byodctl/rule_csv.h"
@@ -208,19 +209,19 @@ int Import(const Options& options, const Settings& settings) {
 Run DefineImport(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Reads rules in the form of the rule files; the header tells of what kind they are. What a "
-      "row leaves\nempty stays as it is. A bad or refused row is reported with its line, the "
-      "others are set, all together.\n--dry-run has the daemon make the changes and take them back "
-      "at once.\n\n"
-      "JSON: line, kind, key, action (added, changed, unchanged, refused, bad, removed or "
-      "warning), reason; "
-      "a line\nfor each row.\n"
-      "Exit status: 1 with bad rows, else 5 with refused ones.");
+      "Reads rules in the form of the rule files; the header says of which kind they are. A field "
+      "that a row\nleaves empty stays as it is. Bad and refused rows are reported with their "
+      "lines; all others take\neffect together. --dry-run makes the daemon apply the changes and "
+      "roll them back at once.\n\n"
+      "Exit status: 1 with bad rows, else 5 with refused rows.");
   app.add_option("FILE", options->file, "Rule file; - for standard input")->required();
   app.add_flag("--replace", options->replace,
                "Make the rules of the file's kinds exactly those of the file, or change nothing");
-  app.add_flag("--dry-run", options->dry_run, "Only tell what would become of each row");
-  app.add_flag("--json", options->json, "Write JSON, a line for each row");
+  app.add_flag("--dry-run", options->dry_run, "Only report what would happen to each row");
+  AddJsonOption(app, options->json,
+                "line, kind (or null), key (or null), action (added, changed, unchanged, refused, "
+                "bad, removed or warning), reason (or null)",
+                "row");
   return [options, &settings] { return Import(*options, settings); };
 }
 

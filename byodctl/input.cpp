@@ -86,7 +86,7 @@ class TsvReader : public LineReader {
       columns_.emplace_back(column - header.begin(), part.member);
     }
     if (columns_.empty()) {
-      throw InputError("line 1: the header names none of mac, options and user_agent");
+      throw InputError("line 1: the header has no column mac, options or user_agent");
     }
   }
 
@@ -122,10 +122,11 @@ std::string ReadValue(const char* key, const Json& value, std::string& out) {
   }
   const bool is_options = std::string_view{key} == "options";
   if (!is_options || !value.is_array()) {
-    return std::string{key} + (is_options ? " is neither a text nor an array" : " is not a text");
+    return std::string{key} +
+           (is_options ? " is neither a string nor an array" : " is not a string");
   }
   for (const Json& number : value) {
-    if (!number.is_number_integer()) return "options holds something else than whole numbers";
+    if (!number.is_number_integer()) return "options holds a value that is not a whole number";
     if (!out.empty()) out += ',';
     out += number.dump();
   }
@@ -172,7 +173,7 @@ std::unique_ptr<LineReader> OpenInput(std::istream& in, InputFormat format) {
   const bool is_json = format == InputFormat::kJson ||
                        (format == InputFormat::kAuto && lines.text().starts_with('{'));
   if (is_json) return std::make_unique<JsonReader>(std::move(lines), has_line);
-  if (!has_line) throw InputError("the input is empty, not even a header line");
+  if (!has_line) throw InputError("the input is empty, without a header line");
   return std::make_unique<TsvReader>(std::move(lines));
 }
 

@@ -2,30 +2,34 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 #include "byod_tlv.h"
 #include "byodctl/method_names.h"
+#include "byodctl/word_list.h"
 
 namespace byod::ctl {
 
-std::string FaultOfOrder(const std::vector<std::string>& names) {
-  if (names.size() > BYOD_METHOD_COUNT) return "at most three methods";
-  for (auto name = names.begin(); name != names.end(); ++name) {
-    if (std::ranges::find(kMethodNames, *name) == std::end(kMethodNames)) {
-      return *name + " is none of dhcp, user-agent, mac";
+std::string FaultOfOrder(const std::vector<std::string>& words) {
+  std::vector<uint32_t> methods;
+  for (const std::string& word : words) {
+    if (word.find_first_not_of(' ') == std::string::npos) return "a method is missing at a comma";
+    const auto method = MethodOf(word);
+    if (!method) {
+      const Words names(std::begin(kMethodNames), std::end(kMethodNames));
+      return "unknown method \"" + word + '"' + NearestOrAll(word, names);
     }
-    if (std::find(names.begin(), name, *name) != name) return *name + " stands twice";
+    if (std::ranges::find(methods, *method) != methods.end()) {
+      return std::string{kMethodNames[*method]} + " is given twice";
+    }
+    methods.push_back(*method);
   }
   return {};
 }
 
-ByodOrder OrderOf(const std::vector<std::string>& names) {
+ByodOrder OrderOf(const std::vector<std::string>& words) {
   ByodOrder order = {{BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
-  for (size_t i = 0; i < names.size(); ++i) {
-    const auto* const found = std::ranges::find(kMethodNames, names[i]);
-    order.slots[i] = static_cast<uint32_t>(found - std::begin(kMethodNames));
-  }
+  for (size_t i = 0; i < words.size(); ++i)
+    order.slots[i] = MethodOf(words[i]).value_or(BYOD_ORDER_NO_SLOT);
   return order;
 }
 

@@ -9,11 +9,13 @@
 
 namespace byod::ctl {
 
-/// @return why the names are no order; empty = they are
-std::string FaultOfOrder(const std::vector<std::string>& names);
+/// @param words  methods, as MethodOf reads them
+/// @return why they are not an order; empty = they are
+std::string FaultOfOrder(const std::vector<std::string>& words);
 
 /// Fewer than three methods leave slots that name none, which end the order.
-ByodOrder OrderOf(const std::vector<std::string>& names);
+/// @param words  without a fault
+ByodOrder OrderOf(const std::vector<std::string>& words);
 
 /// The names of an order's methods.
 std::vector<std::string> NamesOf(const ByodOrder& order);

@@ -3,12 +3,15 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "byod_tlv.h"
+#include "byodctl/method_names.h"
 #include "byodctl/rule_csv.h"
-#include "byodctl/words.h"
+#include "byodctl/word_list.h"
 #include "data/fold_case.h"
 #include "protocol/extensions.h"
+#include "rulefiles/text.h"
 
 namespace byod::ctl {
 namespace {
@@ -47,6 +50,18 @@ rulefiles::Prefix PrefixOf(const uint8_t* mac, const uint8_t* mask) {
   return rulefiles::MakePrefix(address, bits);
 }
 
+/// A rule's list of options is stored without blanks, but people write some behind commas.
+std::string WithoutBlanks(std::string_view list) {
+  std::string compact;
+  for (;;) {
+    const size_t comma = list.find(',');
+    compact += rulefiles::Trimmed(list.substr(0, comma));
+    if (comma == std::string_view::npos) return compact;
+    compact += ',';
+    list.remove_prefix(comma + 1);
+  }
+}
+
 Rule MacRuleIn(const Fields& fields) {
   uint32_t origin = 0;
   uint16_t modified = 0;
@@ -75,12 +90,11 @@ Rule TextRuleIn(uint32_t kind, const Fields& fields) {
 }  // namespace
 
 uint32_t RuleKindOf(const std::string& name) {
-  const std::vector<std::string> names(std::begin(kRuleKindNames), std::end(kRuleKindNames));
-  const std::string full = FullWord(name, names);
-  for (uint32_t kind = 0; kind < BYOD_METHOD_COUNT; ++kind) {
-    if (full == kRuleKindNames[kind]) return kind;
-  }
-  throw Failure(kExitBadInput, '"' + name + "\" is no kind of rule: mac, user-agent, dhcp-option");
+  if (const auto kind = MethodOf(name)) return *kind;
+  Words names;
+  for (const uint32_t kind : kRuleKindsInOrder)
+    names.emplace_back(kRuleKindNames[kind]);
+  throw Failure(kExitBadInput, "unknown kind of rule \"" + name + '"' + NearestOrAll(name, names));
 }
 
 std::string ToString(const RuleKey& key) {
@@ -94,7 +108,8 @@ std::string IdentityOf(const RuleKey& key) {
   return identity;
 }
 
-Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device) {
+Rule ReadRule(uint32_t kind, const std::string& text, const rulefiles::DeviceText& device) {
+  const std::string key = kind == BYOD_METHOD_DHCP ? WithoutBlanks(text) : text;
   std::string fault;
   rulefiles::Diagnostics diagnostics(
       [&](const rulefiles::Diagnostic& diagnostic) { fault = diagnostic.reason; });

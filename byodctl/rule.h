@@ -18,7 +18,7 @@ constexpr const char* kRuleKindNames[BYOD_METHOD_COUNT] = {"dhcp-option", "user-
 constexpr uint32_t kRuleKindsInOrder[BYOD_METHOD_COUNT] = {BYOD_METHOD_MAC, BYOD_METHOD_USERAGENT,
                                                            BYOD_METHOD_DHCP};
 
-/// @return the kind that a name, or the beginning of one, means. @throws Failure
+/// @return the kind that a name means, as MethodOf reads it. @throws Failure
 uint32_t RuleKindOf(const std::string& name);
 
 /// What a rule is about.

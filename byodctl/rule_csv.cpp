@@ -178,7 +178,7 @@ RuleCsv ReadAnyRuleCsv(const rulefiles::File& marked, rulefiles::Diagnostics& di
   rulefiles::File file = marked;
   if (file.content.starts_with(kByteOrderMark)) file.content.erase(0, kByteOrderMark.size());
   const std::vector<Section> sections = SectionsOf(file);
-  if (sections.empty()) throw Failure(kExitBadInput, file.name + ": no header, no rules");
+  if (sections.empty()) throw Failure(kExitBadInput, file.name + ": no header line");
   RuleCsv csv;
   LineStarts starts(file.content);
   for (size_t i = 0; i < sections.size(); ++i) {

@@ -90,7 +90,7 @@ RuleKey KeyOf(const explain::Step& step) {
 }  // namespace
 
 void RuleFilter::Declare(CLI::App& app) {
-  app.add_flag("--custom", custom, "Only rules that an administrator made");
+  app.add_flag("--custom", custom, "Only rules that an administrator added");
   app.add_flag("--modified", modified, "Only predefined rules that an administrator changed");
   for (size_t i = 0; i < std::size(kDeviceFields); ++i) {
     const std::string name = kDeviceFields[i].name;

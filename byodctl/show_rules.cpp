@@ -10,6 +10,7 @@
 #include "byod_tlv.h"
 #include "byodctl/command.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
 #include "byodctl/rule.h"
 #include "byodctl/rule_filter.h"
 #include "byodctl/table.h"
@@ -24,6 +25,9 @@ struct Options {
   bool next = false;
   bool json = false;
 };
+
+constexpr char kRuleKeys[] =
+    "kind, key, origin (predefined or custom), modified, name, vendor, category, os";
 
 const char* OriginOf(const Rule& rule) {
   return rule.is_custom ? "custom" : "predefined";
@@ -129,15 +133,14 @@ int ShowRule(const Options& options, const Settings& settings) {
 Run DefineShowRules(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "What is given narrows the list further; with --custom and --modified it holds what either "
-      "lets through.\nTEXT is a part of a field, upper and lower case alike. A FINGERPRINT has "
-      "any of the three parts, the\nUser-Agent last, or is one value by itself: "
-      "--wins 00:11:22:33:44:55.\n\n"
-      "JSON: kind, key, origin (predefined or custom), modified, name, vendor, category, os, "
-      "not_in_effect\n(why a stored rule has no effect, or null); a line for each rule.");
-  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; all without it");
+      "Several options narrow the list together, except that --custom and --modified list what "
+      "either "
+      "of them\nlets through. TEXT is a part of a field, in upper or lower case. A FINGERPRINT has "
+      "any of the three\nparts, the User-Agent last, or is one value by itself: "
+      "--wins 00:11:22:33:44:55.");
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
   options->filter.Declare(app);
-  app.add_flag("--json", options->json, "Write JSON, a line for each rule");
+  AddJsonOption(app, options->json, kRuleKeys, "rule");
   return [options, &settings] { return ShowRules(*options, settings); };
 }
 
@@ -147,10 +150,11 @@ Run DefineShowRule(CLI::App& app, const Settings& settings) {
       "KEY is a MAC address with a number of bits or a mask (00:11:22:00:00:00/24), an expression "
       "of words of\na User-Agent, or a list of DHCP options. A whole address means the rule that "
       "covers it. configured is\nwhat an administrator set.");
+  AddJsonOption(app, options->json,
+                std::string{kRuleKeys} + ", configured {name, vendor, category, os}");
   app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
   app.add_option("KEY", options->key, "The rule")->required();
   app.add_flag("--next", options->next, "The rule after this one, in the order of the table");
-  app.add_flag("--json", options->json, "Write JSON");
   return [options, &settings] { return ShowRule(*options, settings); };
 }
 

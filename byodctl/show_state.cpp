@@ -10,6 +10,7 @@
 #include "byodctl/client.h"
 #include "byodctl/command.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
 #include "byodctl/order_text.h"
 #include "byodctl/rule.h"
 #include "byodctl/table.h"
@@ -168,24 +169,33 @@ int ShowStatus(bool json, const Settings& settings) {
   return kExitSuccess;
 }
 
-Run DefineShow(CLI::App& app, const Settings& settings, int (*show)(bool, const Settings&)) {
+Run DefineShow(CLI::App& app, const Settings& settings, int (*show)(bool, const Settings&),
+               const std::string& keys) {
   const auto json = std::make_shared<bool>(false);
-  app.add_flag("--json", *json, "Write JSON");
+  AddJsonOption(app, *json, keys);
   return [json, show, &settings] { return show(*json, settings); };
+}
+
+std::string StatusKeys() {
+  std::string keys =
+      "version, uptime_s, rules (by kind) {rules, custom, modified}, rule_limit (or null)";
+  for (const StatusNumber& row : kStatusNumbers)
+    keys += std::string{", "} + row.key;
+  return keys + ", database (open, failing or none), reload_failure (or null)";
 }
 
 }  // namespace
 
 Run DefineShowOrder(CLI::App& app, const Settings& settings) {
-  return DefineShow(app, settings, &ShowOrder);
+  return DefineShow(app, settings, &ShowOrder, "order (the names of the methods)");
 }
 
 Run DefineShowCounts(CLI::App& app, const Settings& settings) {
-  return DefineShow(app, settings, &ShowCounts);
+  return DefineShow(app, settings, &ShowCounts, "mac, user-agent, dhcp-option, total");
 }
 
 Run DefineShowStatus(CLI::App& app, const Settings& settings) {
-  return DefineShow(app, settings, &ShowStatus);
+  return DefineShow(app, settings, &ShowStatus, StatusKeys());
 }
 
 }  // namespace byod::ctl

@@ -158,14 +158,14 @@ capture::PacketSource OpenCapture(const std::function<capture::PacketSource()>& 
   }
 }
 
-bool SeeAll(capture::PacketSource& source, StationWatch& watch,
+bool SeeAll(capture::PacketSource& source, const std::function<void(const capture::Frame&)>& see,
             const std::function<bool()>& go_on) {
   const EndBySignal guard(source);
   capture::Frame frame;
   bool is_whole = true;
   try {
     while (go_on() && source.Next(frame))
-      watch.See(frame);
+      see(frame);
   } catch (const capture::SourceError& error) {
     std::cerr << "byodctl: " << Printable(error.what()) << '\n';
     is_whole = false;

@@ -1,4 +1,4 @@
-// Identifies the stations that packets tell of.
+// Identifies the stations whose packets are seen.
 #ifndef BYODCTL_STATION_WATCH_H
 #define BYODCTL_STATION_WATCH_H
 
@@ -78,12 +78,13 @@ void WriteSummary(const StationSummary& summary, bool json);
 capture::PacketSource OpenCapture(const std::function<capture::PacketSource()>& open);
 
 /**
- * Sees every packet until the source ends, SIGINT or SIGTERM ends it, or go_on says no.
+ * Calls see for every packet until the source ends, SIGINT or SIGTERM ends it, or go_on says no.
  *
  * @return false when the capture is damaged from some packet on, or the interface is gone, which is
- *         told on standard error
+ *         reported on standard error
  */
-bool SeeAll(capture::PacketSource& source, StationWatch& watch, const std::function<bool()>& go_on);
+bool SeeAll(capture::PacketSource& source, const std::function<void(const capture::Frame&)>& see,
+            const std::function<bool()>& go_on);
 
 }  // namespace byod::ctl
 

@@ -10,6 +10,7 @@
 #include "byodctl/client.h"
 #include "byodctl/command.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
 #include "byodctl/method_names.h"
 #include "byodctl/table.h"
 #include "byodctl/told_fingerprint.h"
@@ -73,17 +74,18 @@ int ShowUnknown(bool json, const Settings& settings) {
 Run DefineShowUnknown(CLI::App& app, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
   app.footer(
-      "The last seen stand first. UNMATCHED names the parts that no rule matched. JSON: mac,\n"
-      "options, user_agent, unmatched (a list), seen (how often), first, last,\n"
-      "locally_administered. The keys mac, options and user_agent are those that identify "
-      "reads.");
-  app.add_flag("--json", *json, "Write JSON, a line for each fingerprint");
+      "The last seen come first. UNMATCHED names the parts that no rule matched. identify reads "
+      "what\n--json writes.");
+  AddJsonOption(app, *json,
+                "mac, options, user_agent, unmatched (a list of methods), seen (how often), first, "
+                "last, locally_administered",
+                "fingerprint");
   return [json, &settings] { return ShowUnknown(*json, settings); };
 }
 
 Run DefineUnsetUnknown(CLI::App& app, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
-  app.add_flag("--json", *json, "Write JSON");
+  AddJsonOption(app, *json, kChangeKeys);
   return [json, &settings] {
     Client client(settings);
     return ReportChange(client.Change(Request(BYOD_OP_UNDO, BYOD_EXT_MSG_UNKNOWN)), *json);

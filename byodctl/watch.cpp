@@ -1,8 +1,11 @@
 // byodctl watch
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "byod_tlv.h"
 #include "byodctl/answer_json.h"
@@ -10,6 +13,8 @@
 #include "byodctl/command.h"
 #include "byodctl/event_text.h"
 #include "byodctl/json_line.h"
+#include "byodctl/json_option.h"
+#include "byodctl/option_checks.h"
 #include "byodctl/told_fingerprint.h"
 #ifdef BYOD_CAPTURE
 #include "byodctl/watch_interface.h"
@@ -20,7 +25,7 @@ namespace byod::ctl {
 namespace {
 
 struct Options {
-  uint64_t count = 0;  ///< 0 = without end
+  std::optional<uint64_t> count;  ///< ends after so many
   bool json = false;
 #ifdef BYOD_CAPTURE
   std::string interface;  ///< empty = the daemon's identifications
@@ -68,65 +73,117 @@ void WriteText(const Fields& event, uint64_t lost) {
   std::cout << ToString(shown) << '\n';
 }
 
-int Watch(const Options& options, const Settings& settings) {
-  Client client(settings);
-  client.Send(Request(BYOD_OP_GET, BYOD_EXT_MSG_WATCH));
-  uint64_t seen = 0;
-  for (bool is_first = true;; is_first = false) {
-    const tlv::Message reply = client.Receive(!is_first);
+/// The identifications of the daemon, over one connection after the other.
+class DaemonWatch {
+ public:
+  DaemonWatch(const Options& options, const Settings& settings)
+      : options_(options), settings_(settings) {}
+
+  /// @return the exit status
+  int Run() {
+    while (!Follow())
+      Report("lost the daemon, waiting for it to come back");
+    return kExitSuccess;
+  }
+
+ private:
+  bool IsDone() const { return (options_.count && seen_ >= *options_.count) || !std::cout; }
+
+  void Report(const std::string& what) {
+    // Not again for every attempt.
+    if (what == reported_) return;
+    std::cerr << "byodctl: " << what << '\n';
+    reported_ = what;
+  }
+
+  /// Follows one connection. @return whether all is seen; false = the daemon is gone
+  bool Follow() {
+    try {
+      // A daemon that restarts is back within moments.
+      if (was_connected_) std::this_thread::sleep_for(kRetryInterval);
+      Client client(settings_);
+      client.Send(Request(BYOD_OP_GET, BYOD_EXT_MSG_WATCH));
+      for (bool is_first = true; is_first || !IsDone(); is_first = false)
+        Take(client.Receive(!is_first), is_first);
+      return true;
+    } catch (const Failure& failure) {
+      if (!was_connected_ || failure.status() != kExitNoDaemon) throw;
+      return false;
+    }
+  }
+
+  void Take(const tlv::Message& reply, bool is_first) {
     const Fields fields(reply);
-    if (CodeOf(fields) == 0) return kExitSuccess;
     if (CodeOf(fields) != BYOD_ERR_CONTINUE) throw Refusal(fields);
+    if (is_first) {
+      was_connected_ = true;
+      if (!options_.json || !reported_.empty()) Report("watching");
+    }
     uint64_t lost = fields.Counter(BYOD_EXT_LOST);
     fields.ForEachNested(BYOD_EXT_EVENT, [&](const Fields& event) {
-      if (options.count != 0 && seen >= options.count) return;
-      ++seen;
-      if (options.json) {
+      if (IsDone()) return;
+      ++seen_;
+      if (options_.json) {
         WriteJson(event, lost);
       } else {
         WriteText(event, lost);
       }
       lost = 0;
     });
-    if (is_first && !options.json) std::cerr << "byodctl: watching\n";
     std::cout.flush();
-    if (!std::cout) return kExitSuccess;  // main tells
-    if (options.count != 0 && seen >= options.count) return kExitSuccess;
   }
-}
+
+  static constexpr std::chrono::milliseconds kRetryInterval{250};
+
+  const Options& options_;
+  const Settings& settings_;
+  uint64_t seen_ = 0;
+  bool was_connected_ = false;
+  std::string reported_;
+};
 
 }  // namespace
 
 Run DefineWatch(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "JSON: time, user_id (who asked), question, mac, options, user_agent, vendor, "
-      "category, os, name,\nidentified, locally_administered, lost (identifications left out "
-      "before this one, as they came too fast).\n\n"
+      "Goes on when the daemon was restarted."
 #ifdef BYOD_CAPTURE
-      "With --interface: the stations whose DHCP and HTTP requests pass an interface, each told "
-      "when it is new\nand when its answer changes, until the command is interrupted; then counts "
-      "on standard error.\nJSON: time, mac, address, options, user_agent, vendor, "
-      "category, os, name, identified, locally_administered."
+      " With --interface: shows the stations whose DHCP and HTTP\nrequests pass an interface, when "
+      "they are new and when their answer changes, until the command is\ninterrupted; then counts "
+      "on standard error."
 #endif
   );
-  app.add_option("--count", options->count, "End after so many; without end if not given")
+  AddJsonOption(app, options->json,
+                "time, user_id (of the client), question, mac, options, user_agent, vendor, "
+                "category, os, name, identified, locally_administered, lost (identifications "
+                "left out before this one because they came too fast)",
+                "identification");
+#ifdef BYOD_CAPTURE
+  AddToHelp(app,
+            "JSON keys with --interface: time, mac, address, options, user_agent, vendor, "
+            "category, os, name, identified, locally_administered; and at the end, on standard "
+            "error: packets, dropped, malformed, option_lists, user_agents, cut, identified, "
+            "unknown.");
+#endif
+  app.add_option_function<uint64_t>(
+         "--count", [options](const uint64_t& count) { options->count = count; },
+         "Exit after this many lines")
       ->type_name("NUMBER")
-      ->check(CLI::PositiveNumber);
-  app.add_flag("--json", options->json, "Write JSON, a line for each identification");
+      ->check(WholeNumber());
 #ifdef BYOD_CAPTURE
   auto* const interface = app.add_option("--interface", options->interface,
-                                         "Watch the packets on a network interface instead")
+                                         "Watch the packets of a network interface instead")
                               ->type_name("NAME");
   options->identifier.Declare(app)->needs(interface);
   app.final_callback([options, &app] { options->identifier.Validate(app); });
   return [options, &settings] {
-    if (options->interface.empty()) return Watch(*options, settings);
+    if (options->interface.empty()) return DaemonWatch(*options, settings).Run();
     return WatchInterface({options->interface, options->identifier, options->count, options->json},
                           settings);
   };
 #else
-  return [options, &settings] { return Watch(*options, settings); };
+  return [options, &settings] { return DaemonWatch(*options, settings).Run(); };
 #endif
 }
 

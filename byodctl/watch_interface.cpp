@@ -1,5 +1,6 @@
 #include "byodctl/watch_interface.h"
 
+#include <functional>
 #include <iostream>
 
 #include "byodctl/answer_json.h"
@@ -26,6 +27,35 @@ void WriteReport(const StationReport& report, bool json) {
   std::cout.flush();
 }
 
+/// Reports when the daemon goes and when it is back.
+class ReportingIdentifier : public Identifier {
+ public:
+  explicit ReportingIdentifier(Identifier& inner) : inner_(inner) {}
+
+  Answer Identify(const ByodFingerPrint& fingerprint) override {
+    Answer answer = inner_.Identify(fingerprint);
+    if (is_away_) std::cerr << "byodctl: the daemon is back\n";
+    is_away_ = false;
+    return answer;
+  }
+
+  /// Calls see, which asks now and then. A station that could not be asked about is asked about
+  /// when something is seen of it again.
+  void Outlast(const std::function<void()>& see) {
+    try {
+      see();
+    } catch (const Failure& failure) {
+      if (failure.status() != kExitNoDaemon) throw;
+      if (!is_away_) std::cerr << "byodctl: " << failure.what() << "; waiting for it\n";
+      is_away_ = true;
+    }
+  }
+
+ private:
+  Identifier& inner_;
+  bool is_away_ = false;
+};
+
 }  // namespace
 
 int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
@@ -33,14 +63,15 @@ int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
       OpenCapture([&] { return capture::PacketSource::OpenInterface(options.interface); });
   const auto identifier = MakePatientIdentifier(options.identifier, settings);
   uint64_t written = 0;
-  StationWatch watch(*identifier, [&](const StationReport& report) {
+  ReportingIdentifier reporting(*identifier);
+  StationWatch watch(reporting, [&](const StationReport& report) {
     WriteReport(report, options.json);
     ++written;
   });
   if (!options.json) std::cerr << "byodctl: watching " << options.interface << '\n';
-  const bool is_whole = SeeAll(source, watch, [&] {
-    return std::cout.good() && (options.count == 0 || written < options.count);
-  });
+  const bool is_whole = SeeAll(
+      source, [&](const capture::Frame& frame) { reporting.Outlast([&] { watch.See(frame); }); },
+      [&] { return std::cout.good() && (!options.count || written < *options.count); });
   StationSummary summary = watch.summary();
   summary.dropped = source.dropped();
   WriteSummary(summary, options.json);

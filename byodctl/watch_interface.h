@@ -1,8 +1,9 @@
-// byodctl watch --interface: the stations that packets on an interface tell of.
+// byodctl watch --interface: the stations whose packets pass an interface.
 #ifndef BYODCTL_WATCH_INTERFACE_H
 #define BYODCTL_WATCH_INTERFACE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "byodctl/identifier_options.h"
@@ -13,7 +14,7 @@ namespace byod::ctl {
 struct InterfaceOptions {
   std::string interface;
   IdentifierOptions identifier;
-  uint64_t count = 0;  ///< ends after so many lines; 0 = without end
+  std::optional<uint64_t> count;  ///< ends after so many lines
   bool json = false;
 };
 

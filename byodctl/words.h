@@ -1,4 +1,4 @@
-// Words of the command line that may be cut short as long as they are clear.
+// Words of the command line that may be abbreviated as long as they are unambiguous.
 #ifndef BYODCTL_WORDS_H
 #define BYODCTL_WORDS_H
 
@@ -16,8 +16,13 @@ namespace byod::ctl {
  */
 std::string FullWord(std::string_view text, const std::vector<std::string>& words);
 
-/// Writes the verb and noun of a command line out in full. Words that are unknown stay, for the
-/// parser to refuse.
+/**
+ * Writes a command line as the parser takes it: verb and noun in full, `help COMMAND` as
+ * `COMMAND --help`, and a --json in front of the command behind it.
+ *
+ * @throws Failure of kExitBadInput for words that are no command, with the command that was
+ *         probably meant
+ */
 std::vector<std::string> WithFullCommand(std::vector<std::string> arguments);
 
 }  // namespace byod::ctl

@@ -171,7 +171,7 @@ class Captures(unittest.TestCase):
                       ("--input", "tsv")):
             status, _, err = self.run_ctl("identify", "--offline", "--pcap", "x", *other)
             self.assertEqual(status, 1)
-            self.assertIn("excludes", err)
+            self.assertIn("exclude each other", err)
 
     def test_the_daemon_is_asked_unless_told_otherwise(self):
         daemon = Daemon(LAUTHD, BYODCTL)

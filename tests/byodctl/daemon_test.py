@@ -125,7 +125,7 @@ class Rules(WithDaemon):
         self.assertEqual(rule["key"], "iPhone")
         self.assertIn("iPadOS (configured)", self.ctl("show", "rule", "user-agent", "iPhone"))
         self.ctl("show", "rule", "user-agent", "iPhone", "--next", expect=3)
-        self.assertEqual(self.err, "byodctl: there is no such rule\n")
+        self.assertEqual(self.err, "byodctl: no such rule\n")
 
     def test_a_whole_address_shows_the_rule_that_covers_it(self):
         (rule,) = self.json("show", "rule", "mac", "0011.22aa.bbcc")
@@ -149,7 +149,7 @@ class Rules(WithDaemon):
         self.assertEqual(self.json("set", "rule", "user-agent", "bare"), [{"changed": True}])
         self.assertEqual(self.json("set", "rule", "user-agent", "bare"), [{"changed": False}])
         self.ctl("set", "rule", "user-agent", "bare")
-        self.assertEqual(self.err, "byodctl: no change, it is so already\n")
+        self.assertEqual(self.err, "byodctl: unchanged\n")
 
     def test_a_conflict_is_refused_with_the_rule_that_it_overlaps(self):
         self.ctl("set", "rule", "mac", "00:11:22:33:00:00/32", "--vendor", "V", "--os", "O",
@@ -161,7 +161,7 @@ class Rules(WithDaemon):
         for arguments, reason in [(("mac", "zz"), "malformed"),
                                   (("dhcp-option", "1,,2"), "malformed"),
                                   (("user-agent", ""), "empty"),
-                                  (("color", "x"), "no kind of rule"),
+                                  (("color", "x"), "unknown kind of rule"),
                                   (("user-agent", "x" * 256), "256 bytes long"),
                                   (("user-agent", "x", "--vendor", "v" * 64), "64 bytes long"),
                                   (("user-agent", "x", "--vendor", ""), "is empty")]:
@@ -332,7 +332,13 @@ class Authorization(WithDaemon):
         backup = self.daemon.directory / "backup"
         self.ctl("set", "rule", "user-agent", "Kept", "--vendor", "K")
         backup.write_bytes(b"this is no database" * 100)
+        self.ctl("restore", str(backup), expect=1)
+        self.assertEqual(self.err, f"byodctl: {backup}: not a backup\n")
+        backup.unlink()
+        self.ctl("backup", str(backup))
+        backup.write_bytes(backup.read_bytes()[:5000])
         self.ctl("restore", str(backup), expect=5)
+        self.assertTrue(self.err.startswith(f"byodctl: {backup}: "), self.err)
         self.assertEqual(len(self.json("show", "rules", "--custom")), 1)
         self.ctl("restore", str(backup) + "-absent", expect=1)
         self.ctl("backup", "/nonexistent/backup", expect=1)

@@ -128,19 +128,19 @@ class IdentifyTest(unittest.TestCase):
 
     def test_bad_usage_has_status_1_and_says_why(self):
         for arguments, message in (
-                ((), "A subcommand is required"),
+                ((), "missing command"),
                 (("identify", "--order", "mac", "--mac", "001122334455"), "requires --offline"),
                 (("identify", "--offline", "--nonsense"), "--nonsense"),
                 (("identify", "--offline", "--order", "mac,wlan"),
-                 "--order: wlan is none of dhcp, user-agent, mac"),
-                (("identify", "--offline", "--order", "mac,dhcp,mac"), "--order: mac stands twice"),
-                (("identify", "--offline", "--tsv", "--json"), "excludes"),
-                (("identify", "--offline", "--tsv", "--explain"), "excludes"),
+                 '--order: unknown method "wlan"; one of dhcp, user-agent, mac'),
+                (("identify", "--offline", "--order", "mac,dhcp,mac"), "--order: mac is given twice"),
+                (("identify", "--offline", "--tsv", "--json"), "exclude each other"),
+                (("identify", "--offline", "--tsv", "--explain"), "exclude each other"),
                 (("identify", "--offline", "--input", "xml"), "--input"),
                 (("identify", "--offline", "--rules", "/nonexistent"),
-                 "--rules: no directory /nonexistent"),
+                 "--rules: no such directory: /nonexistent"),
                 (("identify", "--offline", "--ieee", "/nonexistent"),
-                 "--ieee: no directory /nonexistent")):
+                 "--ieee: no such directory: /nonexistent")):
             status, out, err = run(*arguments)
             self.assertEqual((status, out), (1, ""), arguments)
             self.assertIn(message, err)
@@ -207,9 +207,9 @@ class IdentifyTest(unittest.TestCase):
 
     def test_input_without_a_usable_header_is_refused(self):
         for stdin, message in (
-                ("", "the input is empty, not even a header line"),
+                ("", "the input is empty, without a header line"),
                 ("ip\thost\n1\t2\n",
-                 "line 1: the header names none of mac, options and user_agent"),
+                 "line 1: the header has no column mac, options or user_agent"),
                 ("mac\tmac\n1\t2\n", "line 1: the header names mac twice")):
             self.assertEqual(self.identify("--tsv", stdin=stdin), (1, "", f"byodctl: {message}\n"))
 
@@ -261,10 +261,10 @@ class IdentifyTest(unittest.TestCase):
         bad = [('{"mac": "001122334455"', "not a JSON object"),
                ("[1]", "not a JSON object"),
                ("", "not a JSON object"),
-               ('{"mac": 1}', "mac is not a text"),
-               ('{"user_agent": ["x"]}', "user_agent is not a text"),
-               ('{"options": {"a": 1}}', "options is neither a text nor an array"),
-               ('{"options": [1, "3"]}', "options holds something else than whole numbers"),
+               ('{"mac": 1}', "mac is not a string"),
+               ('{"user_agent": ["x"]}', "user_agent is not a string"),
+               ('{"options": {"a": 1}}', "options is neither a string nor an array"),
+               ('{"options": [1, "3"]}', "options holds a value that is not a whole number"),
                ('{"options": [1, 256]}', "option number 256 is above 255"),
                ('{"options": [-1]}', 'option list "-1" is malformed'),
                ('{"user_agent": "a\\u0000b"}', "User-Agent holds a NUL byte")]
@@ -330,26 +330,26 @@ class IdentifyTest(unittest.TestCase):
 line 1: mac 00:11:22:33:44:55, options 1,3, user-agent Android
   vendor, category and os:
     1. dhcp: no rule matches
-       vendor, category, os open: on to the next method
+       vendor, category, os open: next method
     2. user-agent: predefined rule "Android"
-         vendor: - (the rule leaves it open)
-         category: - (the rule leaves it open)
+         vendor: - (not in the rule)
+         category: - (not in the rule)
          os: Android (predefined)
-       vendor, category open: on to the next method
+       vendor, category open: next method
     3. mac: predefined rule "00:11:22:00:00:00/24"
          vendor: MacVendor (predefined)
          category: Tablet (predefined)
-         os: MacOs (predefined, but known already)
+         os: MacOs (predefined, already known)
        all known: the search stops
   name:
     1. dhcp: no rule matches
-       name open: on to the next method
+       name open: next method
     2. user-agent: predefined rule "Android"
-         name: - (the rule leaves it open)
-       name open: on to the next method
+         name: - (not in the rule)
+       name open: next method
     3. mac: predefined rule "00:11:22:00:00:00/24"
-         name: - (the rule leaves it open)
-       name open, but the order ends: the search stops
+         name: - (not in the rule)
+       name open, no method left: the search stops
   answer: vendor MacVendor, category Tablet, os Android, name -
 """)
 

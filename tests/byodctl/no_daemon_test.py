@@ -21,6 +21,10 @@ DAEMON_COMMANDS = [
     ("reload",)]
 
 
+# What a backup begins with.
+BACKUP = b"SQLite format 3\0".ljust(68, b"\0") + b"LADB"
+
+
 class WithoutDaemon(unittest.TestCase):
     def setUp(self):
         self.daemon = Daemon("", BYODCTL)
@@ -61,7 +65,7 @@ class WithoutDaemon(unittest.TestCase):
     def test_no_command_waits_longer_than_it_may_for_a_silent_peer(self):
         self.serve(lambda connection: None)
         file = self.daemon.directory / "file"
-        file.write_bytes(b"x")
+        file.write_bytes(BACKUP)
         for command in DAEMON_COMMANDS:
             if command[0] == "restore":
                 command = ("restore", str(file))
@@ -70,7 +74,7 @@ class WithoutDaemon(unittest.TestCase):
             start = time.monotonic()
             status, _, err = self.daemon.run("--timeout", "0.2", *command, socket_path=self.peer,
                                              stdin="expression,name,vendor,category,os\nx,,,,\n")
-            self.assertEqual((status, "gave no answer within 0.2 s" in err), (2, True),
+            self.assertEqual((status, "did not answer within 0.2 s" in err), (2, True),
                              f"{command} {err}")
             self.assertLess(time.monotonic() - start, 20)
         self.assertFalse((self.daemon.directory / "b").exists())
@@ -95,7 +99,7 @@ class WithoutDaemon(unittest.TestCase):
         os.unlink(self.peer)
         self.serve(lambda connection: connection.send(b"HTTP/1.1 200 OK\r\n\r\n"))
         status, _, err = self.daemon.run("show", "order", socket_path=self.peer)
-        self.assertEqual((status, "no message" in err), (2, True))
+        self.assertEqual((status, "not a message" in err), (2, True))
 
     def test_a_peer_that_does_not_accept_is_given_up(self):
         with socket.socket(socket.AF_UNIX) as listener:

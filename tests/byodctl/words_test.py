@@ -13,7 +13,7 @@ def commands_of_help():
     def listed(*arguments):
         out = subprocess.run([BYODCTL, *arguments, "--help"], capture_output=True, text=True,
                              check=True).stdout
-        return re.findall(r"^  ([a-z]+)(?: |$)", out.partition("Subcommands:")[2], re.MULTILINE)
+        return re.findall(r"^  ([a-z]+)(?: |$)", out.partition("Commands:")[2], re.MULTILINE)
     commands = []
     for verb in listed():
         if verb in ("show", "set", "unset", "check"):
@@ -32,9 +32,9 @@ class Words(unittest.TestCase):
         for command in (("sh", "o"), ("sho", "stat"), ("un", "o"), ("rel",), ("exp", "m")):
             self.assertEqual(self.run_ctl(*command).returncode, 2, command)
         self.assertEqual(self.run_ctl("show", "rule", "mac", "00:11:22/24").returncode, 2)
-        for command, choices in ((("s", "order"), '"s" may be show or set'),
-                                 (("show", "ru"), '"ru" may be rules or rule'),
-                                 (("re",), '"re" may be restore or reload')):
+        for command, choices in ((("s", "order"), '"s" is ambiguous: set, show'),
+                                 (("show", "ru"), '"ru" is ambiguous: rule, rules'),
+                                 (("re",), '"re" is ambiguous: reload, restore')):
             done = self.run_ctl(*command)
             self.assertEqual((done.returncode, choices in done.stderr), (1, True), done.stderr)
 
