@@ -26,7 +26,7 @@ _byodctl() {
       mapfile -t COMPREPLY < <(compgen -W "$(ls /sys/class/net 2>/dev/null)" -- "$current")
       return
       ;;
-    --timeout | --mac | --user-agent | --dhcp | --order | --group | --count | --match | --wins)
+    --timeout | --mac | --user-agent | --dhcp | --order | --group | --count | --match | --wins | --example)
       return
       ;;
   esac
@@ -56,7 +56,8 @@ _byodctl() {
         ;;
       'show rules') choices="$kinds --custom --modified $fields --match --wins --json" ;;
       'show rule') choices='--next --json' ;;
-      'set rule' | 'unset rule') choices="$fields --json" ;;
+      'set rule') choices="$fields --example --json" ;;
+      'unset rule') choices="$fields --json" ;;
       'set order') choices='dhcp,user-agent,mac --json' ;;
       'export ') choices="$kinds --json" ;;
       'import ') choices='--replace --dry-run --json' ;;

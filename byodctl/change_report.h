@@ -3,7 +3,10 @@
 #define BYODCTL_CHANGE_REPORT_H
 
 #include <iostream>
+#include <string>
+#include <vector>
 
+#include "byodctl/display_text.h"
 #include "byodctl/failure.h"
 #include "byodctl/json_line.h"
 
@@ -20,6 +23,18 @@ inline int ReportChange(bool changed, bool json) {
     std::cerr << "byodctl: unchanged\n";
   }
   return kExitSuccess;
+}
+
+/// As above, with warnings on standard error, or in the object. They leave the status alone: the
+/// change is made.
+inline int ReportChange(bool changed, const std::vector<std::string>& warnings, bool json) {
+  if (json) {
+    WriteJsonLine({{"changed", changed}, {"warnings", warnings}});
+    return kExitSuccess;
+  }
+  for (const std::string& warning : warnings)
+    std::cerr << "byodctl: warning: " << Printable(warning) << '\n';
+  return ReportChange(changed, json);
 }
 
 }  // namespace byod::ctl

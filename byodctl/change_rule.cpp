@@ -12,6 +12,7 @@
 #include "byodctl/command.h"
 #include "byodctl/json_option.h"
 #include "byodctl/rule.h"
+#include "byodctl/rule_advice.h"
 
 namespace byod::ctl {
 namespace {
@@ -20,13 +21,13 @@ struct Options {
   std::string kind;
   std::string key;
   rulefiles::DeviceText device;
+  std::string example;
   std::vector<const DeviceField*> fields;  ///< those that are meant
   bool json = false;
 };
 
 /// Several changes are made together or not at all. @return whether anything changed
-bool Apply(const std::vector<Request>& changes, const Settings& settings) {
-  Client client(settings);
+bool Apply(Client& client, const std::vector<Request>& changes) {
   if (changes.size() == 1) return client.Change(changes.front());
   Bulk bulk(client);
   bool changed = false;
@@ -49,7 +50,10 @@ int Set(const Options& options, const Settings& settings) {
     changes.push_back(ChangeField(BYOD_OP_SET, rule.key, *field, value));
   }
   if (changes.empty()) changes.push_back(ChangeRule(BYOD_OP_SET, rule.key));
-  return ReportChange(Apply(changes, settings), options.json);
+  CheckExample(kind, options.example);
+  Client client(settings);
+  const bool changed = Apply(client, changes);
+  return ReportChange(changed, AdviceOn(client, rule.key, options.example), options.json);
 }
 
 int Unset(const Options& options, const Settings& settings) {
@@ -60,7 +64,8 @@ int Unset(const Options& options, const Settings& settings) {
   for (const DeviceField* const field : options.fields)
     changes.push_back(ChangeField(BYOD_OP_UNDO, key, *field, ""));
   if (changes.empty()) changes.push_back(ChangeRule(BYOD_OP_UNDO, key));
-  return ReportChange(Apply(changes, settings), options.json);
+  Client client(settings);
+  return ReportChange(Apply(client, changes), options.json);
 }
 
 std::shared_ptr<Options> DefineKey(CLI::App& app) {
@@ -76,7 +81,10 @@ std::shared_ptr<Options> DefineKey(CLI::App& app) {
 Run DefineSetRule(CLI::App& app, const Settings& settings) {
   const auto options = DefineKey(app);
   app.footer("Adds the rule if it does not exist. Fields that are not given stay as they are.");
-  AddJsonOption(app, options->json, kChangeKeys);
+  AddJsonOption(app, options->json, std::string{kChangeKeys} + ", warnings");
+  app.add_option("--example", options->example,
+                 "A User-Agent, list or address that the rule ought to win; warns if another does")
+      ->type_name("TEXT");
   for (const DeviceField& field : kDeviceFields) {
     app.add_option_function<std::string>(
            std::string{"--"} + field.name,

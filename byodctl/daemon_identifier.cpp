@@ -25,10 +25,7 @@ bool IsAnswer(const Fields& reply) {
 
 }  // namespace
 
-DaemonIdentifier::DaemonIdentifier(const Settings& settings, std::string group, bool explains)
-    : client_(settings), group_(std::move(group)), explains_(explains) {}
-
-tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerprint) {
+Request FingerprintRequest(uint32_t kind, const ByodFingerPrint& fingerprint) {
   Request request(BYOD_OP_GET, kind);
   if (fingerprint.option_length > 0) {
     request.Bytes(BYOD_TLV_OPTION55, fingerprint.options,
@@ -40,6 +37,14 @@ tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerp
   if (HasAddress(fingerprint)) {
     request.Bytes(BYOD_TLV_MAC, fingerprint.mac, sizeof fingerprint.mac);
   }
+  return request;
+}
+
+DaemonIdentifier::DaemonIdentifier(const Settings& settings, std::string group, bool explains)
+    : client_(settings), group_(std::move(group)), explains_(explains) {}
+
+tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerprint) {
+  Request request = FingerprintRequest(kind, fingerprint);
   if (kind == BYOD_EXT_MSG_IDENTIFY && !group_.empty()) request.Text(BYOD_EXT_GROUP, group_);
   // The terminals may come one by one, with any time between them.
   client_.Renew();

@@ -9,6 +9,9 @@
 
 namespace byod::ctl {
 
+/// A request of BYOD_EXT_MSG_IDENTIFY or BYOD_EXT_MSG_EXPLAIN.
+Request FingerprintRequest(uint32_t kind, const ByodFingerPrint& fingerprint);
+
 class DaemonIdentifier : public Identifier {
  public:
   /**

@@ -27,7 +27,8 @@ struct Options {
 };
 
 constexpr char kRuleKeys[] =
-    "kind, key, origin (predefined or custom), modified, name, vendor, category, os";
+    "kind, key, origin (predefined or custom), modified, name, vendor, category, os, "
+    "not_in_effect (why a stored rule has no effect, or null)";
 
 const char* OriginOf(const Rule& rule) {
   return rule.is_custom ? "custom" : "predefined";

@@ -1,7 +1,6 @@
 #include "lint/rule_lint.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -10,6 +9,7 @@
 #include "byod_data.h"
 #include "data/fold_case.h"
 #include "lint/expression.h"
+#include "lint/remarks.h"
 #include "lint/shadows.h"
 #include "rulefiles/mac_text.h"
 
@@ -40,6 +40,12 @@ class Findings {
     out_.push_back({severity, check, about.place, TextOf(about), std::move(reason)});
   }
 
+  /// @return whether there was a remark
+  bool Add(size_t rule, std::optional<Remark> remark) {
+    if (remark) Add(remark->severity, remark->check, rule, std::move(remark->reason));
+    return remark.has_value();
+  }
+
   /// The reason ends with the other rule.
   void Add(Severity severity, const char* check, size_t rule, std::string reason, size_t other) {
     const Rule& named = rules_[other];
@@ -53,17 +59,10 @@ class Findings {
   std::vector<Finding>& out_;
 };
 
-bool SaysNothing(const DeviceText& device) {
-  return device.name.empty() && device.vendor.empty() && device.category.empty() &&
-         device.os.empty();
-}
-
 template <typename Rule>
 void CheckThatItSaysSomething(const std::vector<Rule>& rules, Findings<Rule>& findings) {
   for (size_t i = 0; i < rules.size(); ++i) {
-    if (!SaysNothing(rules[i].device)) continue;
-    findings.Add(Severity::kWarning, "says-nothing", i,
-                 "says nothing of a device, and keeps other rules from it");
+    findings.Add(i, RemarkOnDevice(rules[i].device));
   }
 }
 
@@ -93,14 +92,6 @@ void CheckExamples(const std::vector<Rule>& rules, Read read, Findings<Rule>& fi
   }
 }
 
-/// A header field holds blanks and tabs, but no other control character.
-bool MayStandInAHeader(std::string_view text) {
-  return std::ranges::none_of(text, [](char c) {
-    const auto byte = static_cast<uint8_t>(c);
-    return (byte < 0x20 && byte != '\t') || byte == 0x7F;
-  });
-}
-
 // ---------------------------------------------------------------- User-Agent rules
 
 std::string WithoutCase(std::string_view text) {
@@ -122,15 +113,14 @@ class UserAgentLint {
                            "never wins: every User-Agent is matched before by", *all_matching_);
     }
     const std::vector<Terms> alternatives = AlternativesOf(rules_[rule].text);
-    if (std::ranges::any_of(alternatives, &Terms::empty)) {
+    if (findings_.Add(rule, RemarkOnMatchingEverything(alternatives))) {
       all_matching_ = rule;
-      return findings_.Add(Severity::kError, "matches-everything", rule,
-                           "matches every User-Agent: an alternative has no term");
+      return;
     }
-    CheckSpelling(rule, alternatives);
+    findings_.Add(rule, RemarkOnSeparators(rules_[rule].text, alternatives));
     std::vector<Terms> possible;
     for (const Terms& terms : alternatives) {
-      if (IsPossible(rule, terms)) possible.push_back(terms);
+      if (!findings_.Add(rule, RemarkOnTerms(terms))) possible.push_back(terms);
     }
     CheckShadows(rule, possible);
     for (const Terms& terms : possible)
@@ -138,23 +128,6 @@ class UserAgentLint {
   }
 
  private:
-  void CheckSpelling(size_t rule, const std::vector<Terms>& alternatives) {
-    const std::string plain = ToString(alternatives);
-    if (plain == rules_[rule].text) return;
-    findings_.Add(Severity::kWarning, "separators", rule,
-                  "is read as " + Quoted(plain) + ": single and repeated separators separate too");
-  }
-
-  bool IsPossible(size_t rule, const Terms& terms) {
-    for (const std::string_view term : terms) {
-      if (MayStandInAHeader(term)) continue;
-      findings_.Add(Severity::kError, "impossible", rule,
-                    "term " + Quoted(term) + " holds a control character, which no header has");
-      return false;
-    }
-    return true;
-  }
-
   void CheckShadows(size_t rule, const std::vector<Terms>& alternatives) {
     std::vector<std::pair<const Terms*, size_t>> shadowed;
     for (size_t i = 0; i < alternatives.size(); ++i) {
@@ -215,30 +188,6 @@ void CheckSpellingsWithoutCase(const std::vector<TextRule>& rules, Findings<Text
   }
 }
 
-// ---------------------------------------------------------------- DHCP option rules
-
-/// Whether the library writes this text for a list of options. Read from a rule file, it consists
-/// of numbers up to 255.
-bool IsTextOfAList(std::string_view text) {
-  std::vector<uint8_t> numbers;
-  for (std::string_view rest = text; !rest.empty();) {
-    unsigned number = 0;
-    const auto [stop, error] = std::from_chars(rest.begin(), rest.end(), number);
-    if (error != std::errc{}) return false;
-    numbers.push_back(static_cast<uint8_t>(number));
-    rest.remove_prefix(static_cast<size_t>(stop - rest.begin()));
-    if (!rest.empty()) rest.remove_prefix(1);
-  }
-  char written[BYOD_RULETEXT_SIZE] = "";
-  return BYOD_data_GetDhcpOption55String(static_cast<uint32_t>(numbers.size()), numbers.data(),
-                                         sizeof written, written) == 0 &&
-         text == written;
-}
-
-bool IsOptionList(std::string_view text) {
-  return text.find_first_not_of("0123456789,") == std::string_view::npos && IsTextOfAList(text);
-}
-
 }  // namespace
 
 void CheckUserAgentRules(const std::vector<TextRule>& rules, const NumberedStore& store,
@@ -261,10 +210,7 @@ void CheckDhcpOptionRules(const std::vector<TextRule>& rules, const NumberedStor
                           std::vector<Finding>& out) {
   Findings findings(rules, out);
   for (size_t i = 0; i < rules.size(); ++i) {
-    if (IsTextOfAList(rules[i].text)) continue;
-    findings.Add(Severity::kError, "impossible", i,
-                 "no list is written so: with the comma that follows each number while it is "
-                 "written, it has more than 255 bytes");
+    findings.Add(i, RemarkOnOptions(rules[i].text));
   }
   CheckThatItSaysSomething(rules, findings);
   CheckExamples(
@@ -277,13 +223,9 @@ void CheckDhcpOptionRules(const std::vector<TextRule>& rules, const NumberedStor
 
 void CheckMacRules(const std::vector<MacRule>& rules, const NumberedStore& store,
                    std::vector<Finding>& out) {
-  constexpr unsigned kGroupBit = 8;  // the last of the first byte
   Findings findings(rules, out);
   for (size_t i = 0; i < rules.size(); ++i) {
-    const auto& prefix = rules[i].prefix;
-    if (prefix.bits < kGroupBit || (prefix.Mac()[0] & 0x01) == 0) continue;
-    findings.Add(Severity::kError, "impossible", i,
-                 "block " + ToString(prefix) + " is of group addresses, which no terminal has");
+    findings.Add(i, RemarkOnBlock(rules[i].prefix));
   }
   CheckThatItSaysSomething(rules, findings);
   CheckExamples(

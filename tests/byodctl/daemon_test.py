@@ -146,10 +146,11 @@ class Rules(WithDaemon):
         self.ctl("unset", "rule", "mac", "00:99:88/24", expect=3)
 
     def test_a_rule_without_fields_and_a_change_of_nothing(self):
-        self.assertEqual(self.json("set", "rule", "user-agent", "bare"), [{"changed": True}])
-        self.assertEqual(self.json("set", "rule", "user-agent", "bare"), [{"changed": False}])
+        for changed in (True, False):
+            (report,) = self.json("set", "rule", "user-agent", "bare")
+            self.assertEqual(report["changed"], changed)
         self.ctl("set", "rule", "user-agent", "bare")
-        self.assertEqual(self.err, "byodctl: unchanged\n")
+        self.assertIn("byodctl: unchanged\n", self.err)
 
     def test_a_conflict_is_refused_with_the_rule_that_it_overlaps(self):
         self.ctl("set", "rule", "mac", "00:11:22:33:00:00/32", "--vendor", "V", "--os", "O",

@@ -1,0 +1,113 @@
+"""What byodctl set rule says about the rule that it sets: set_rule_test.py BYODCTL LAUTHD"""
+
+import json
+import sys
+import unittest
+
+from running_daemon import Daemon
+
+BYODCTL = LAUTHD = ""
+
+ALL = ("--name", "N", "--vendor", "V", "--category", "C", "--os", "O")
+
+
+class SetRule(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.daemon = Daemon(LAUTHD, BYODCTL)
+        cls.addClassCleanup(cls.daemon.close)
+        cls.daemon.start()
+
+    def warnings(self, kind, key, *arguments):
+        """What is said of a rule, which is removed again."""
+        self.addCleanup(self.daemon.run, "unset", "rule", kind, key)
+        status, out, err = self.daemon.run("set", "rule", kind, key, *arguments)
+        self.assertEqual((status, out), (0, ""), err)
+        lines = err.splitlines()
+        for line in lines:
+            self.assertTrue(line.startswith("byodctl: warning: the rule "), line)
+        return [line.removeprefix("byodctl: warning: the rule ") for line in lines]
+
+    def test_a_rule_that_does_what_it_looks_like_is_set_without_a_word(self):
+        self.assertEqual(self.warnings("user-agent", "Nokia&&Mobile||Lumia", *ALL), [])
+        self.assertEqual(self.warnings("dhcp-option", "1,2,3", *ALL), [])
+        self.assertEqual(self.warnings("mac", "00:99:88/24", *ALL), [])
+        self.assertEqual(self.warnings("mac", "00:99:87:66:55:44", *ALL), [])
+
+    def test_an_expression_that_matches_everything(self):
+        for key in ("iPhone||&&", "&&", "|"):
+            said = self.warnings("user-agent", key, *ALL)
+            self.assertEqual(said,
+                             [f'"{key}" matches every User-Agent: an alternative has no term'])
+            self.daemon.run("unset", "rule", "user-agent", key)
+
+    def test_a_rule_without_any_field(self):
+        self.assertEqual(self.warnings("mac", "00:99:88/24"),
+                         ['"00:99:88:00:00:00/24" says nothing of a device, and keeps other rules '
+                          "from it"])
+
+    def test_a_missing_field_is_named_and_one_of_the_predefined_rule_is_not_missing(self):
+        self.assertEqual(self.warnings("user-agent", "Nokia", "--vendor", "V", "--os", "O"),
+                         ['"Nokia" leaves name, category open, for the methods after it'])
+        self.assertEqual(self.warnings("user-agent", "iPhone", "--os", "iPadOS"), [])
+
+    def test_an_expression_that_another_rule_wins(self):
+        self.daemon.run("set", "rule", "user-agent", "Phone||Windows&&Phone||x", *ALL)
+        self.addCleanup(self.daemon.run, "unset", "rule", "user-agent", "Phone||Windows&&Phone||x")
+        self.assertEqual(self.warnings("user-agent", "A Phone", *ALL),
+                         ['"A Phone" never wins on "A Phone": the rule "Phone||Windows&&Phone||x" '
+                          "is tried before it"])
+        self.assertEqual(self.warnings("user-agent", "Nokia||My Phone", *ALL),
+                         ['"Nokia||My Phone" never wins on "My Phone": the rule '
+                          '"Phone||Windows&&Phone||x" is tried before it'])
+
+    def test_an_example_that_another_rule_wins(self):
+        self.assertEqual(
+            self.warnings("user-agent", "Ph", *ALL, "--example", "an iPhone"),
+            ['"Ph" does not win on the example "an iPhone": the rule "iPhone" does'])
+        self.assertEqual(self.warnings("user-agent", "Phone OS", *ALL, "--example", "iPhone OS"),
+                         [])
+        self.assertEqual(
+            self.warnings("dhcp-option", "1,2", *ALL, "--example", "7,7"),
+            ['"1,2" does not match the example "7,7", and no other rule does'])
+        self.assertEqual(
+            self.warnings("mac", "00:99:88/24", *ALL, "--example", "00:11:22:33:44:55"),
+            ['"00:99:88:00:00:00/24" does not win on the example "00:11:22:33:44:55": the rule '
+             '"00:11:22:00:00:00/24" does'])
+
+    def test_an_example_that_is_none_changes_nothing(self):
+        status, _, err = self.daemon.run("set", "rule", "mac", "00:66/16", "--example", "zz")
+        self.assertEqual((status, err), (1, 'byodctl: --example: address "zz" is malformed\n'))
+        self.assertEqual(self.daemon.run("show", "rule", "mac", "00:66/16")[0], 3)
+
+    def test_what_no_terminal_sends_and_separators_that_are_read_otherwise(self):
+        self.assertIn("never wins: block 01:00:00:00:00:00/8 is of group addresses",
+                      self.warnings("mac", "01/8", *ALL)[0])
+        self.assertIn("never wins: term \"a?b\" holds a control character",
+                      self.warnings("user-agent", "a\x01b", *ALL)[0])
+        self.assertIn('"AT&T" is read as "AT&&T"', self.warnings("user-agent", "AT&T", *ALL)[0])
+        self.assertIn('"iPad||" is read as "iPad"', self.warnings("user-agent", "iPad||", *ALL)[0])
+
+    def test_a_method_that_the_order_leaves_out(self):
+        self.daemon.run("set", "order", "mac")
+        self.addCleanup(self.daemon.run, "unset", "order")
+        self.assertEqual(self.warnings("user-agent", "Nokia", *ALL),
+                         ['"Nokia" is not tried: the order leaves user-agent out'])
+
+    def test_in_json_the_warnings_are_an_array_and_the_status_stays_0(self):
+        self.addCleanup(self.daemon.run, "unset", "rule", "user-agent", "Kindle||")
+        for changed in (True, False):
+            status, out, err = self.daemon.run("set", "rule", "user-agent", "Kindle||", *ALL,
+                                               "--json")
+            report = json.loads(out)
+            self.assertEqual((status, err, list(report)), (0, "", ["changed", "warnings"]))
+            self.assertEqual(report["changed"], changed)
+            self.assertIn('is read as "Kindle"', report["warnings"][0])
+        _, out, _ = self.daemon.run("set", "rule", "user-agent", "Lumia", *ALL, "--json")
+        self.addCleanup(self.daemon.run, "unset", "rule", "user-agent", "Lumia")
+        self.assertEqual(json.loads(out), {"changed": True, "warnings": []})
+
+
+if __name__ == "__main__":
+    BYODCTL, LAUTHD = sys.argv[1:3]
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
