@@ -2,10 +2,7 @@
 
 # byod_warnings(target): the warnings that every piece of our own code is clean of.
 function(byod_warnings target)
-  # Clang finds std::stable_sort itself to use what the library calls deprecated; g++ does not, and
-  # reports such uses in our own code.
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic
-    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-deprecated-declarations>)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
   if(BYOD_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
