@@ -133,6 +133,7 @@ int IdentifyCapture(const Options& options, const Settings& settings) {
   });
   const bool is_whole =
       SeeAll(source, [&](const capture::Frame& frame) { watch.See(frame); }, [] { return true; });
+  watch.ReportRest([] { return true; });
   writer->Finish();
   CheckOutput();
   const StationSummary summary = watch.summary();

@@ -170,7 +170,6 @@ bool SeeAll(capture::PacketSource& source, const std::function<void(const captur
     std::cerr << "byodctl: " << Printable(error.what()) << '\n';
     is_whole = false;
   }
-  watch.ReportRest(go_on);
   return is_whole;
 }
 

@@ -69,9 +69,13 @@ int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
     ++written;
   });
   if (!options.json) std::cerr << "byodctl: watching " << options.interface << '\n';
+  const auto go_on = [&] {
+    return std::cout.good() && (!options.count || written < *options.count);
+  };
   const bool is_whole = SeeAll(
       source, [&](const capture::Frame& frame) { reporting.Outlast([&] { watch.See(frame); }); },
-      [&] { return std::cout.good() && (!options.count || written < *options.count); });
+      go_on);
+  reporting.Outlast([&] { watch.ReportRest(go_on); });
   StationSummary summary = watch.summary();
   summary.dropped = source.dropped();
   WriteSummary(summary, options.json);

@@ -27,6 +27,7 @@
 #include "lauth_dbm.h"
 #include "lauth_dbm_admin.h"
 #include "lauthd/authorization.h"
+#include "lauthd/idle_rules.h"
 #include "lauthd/log.h"
 #include "lauthd/rule_kind.h"
 #include "lauthd/store.h"
@@ -81,7 +82,7 @@ uint32_t TakeNumber(std::span<const uint8_t>& input, size_t count) {
 /// The database of the rest of the daemon's life, and files beside it.
 class Fuzzed {
  public:
-  Fuzzed() : store_(directory_.File("state"), false, authorization_) {
+  Fuzzed() : store_(directory_.File("state"), false, idle_, authorization_) {
     SetLogLevel(Severity::kError);
     Expect(BYOD_data_GlobalInfoInit(50) == 0);
     BYOD_order_Init();
@@ -244,6 +245,7 @@ class Fuzzed {
   }
 
   fuzz::ScratchDirectory directory_;
+  IdleRules idle_;
   Authorization authorization_;
   Store store_;
   std::string good_;
