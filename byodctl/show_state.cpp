@@ -178,7 +178,7 @@ Run DefineShow(CLI::App& app, const Settings& settings, int (*show)(bool, const 
 
 std::string StatusKeys() {
   std::string keys =
-      "version, uptime_s, rules (by kind) {rules, custom, modified}, rule_limit (or null)";
+      "version, uptime_s, rules (by kind) {rules, custom, modified, not_in_effect}, rule_limit (or null)";
   for (const StatusNumber& row : kStatusNumbers)
     keys += std::string{", "} + row.key;
   return keys + ", database (open, failing or none), reload_failure (or null)";

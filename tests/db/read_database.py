@@ -63,8 +63,10 @@ def elements(message):
 
 
 def device_info(record):
-    """The four texts at the end of a rule's record."""
-    name, vendor, category, system = struct.unpack("128s64s64s64s", record[-320:])
+    """The four texts at the end of a rule's record; the last byte of the name may be a mark."""
+    name, mark, vendor, category, system = struct.unpack("127sB64s64s64s", record[-320:])
+    expect(mark in (0, 1), "the mark behind a name is neither 0 nor 1")
+    name += bytes(1)
     return {"name": text(name), "vendor": text(vendor), "category": text(category),
             "os": text(system)}
 

@@ -277,7 +277,7 @@ TEST(Start, SignalsWhileItLoadsWaitUntilItServes) {
     ASSERT_TRUE(Eventually([&] { return (probe = daemon.NewSocket()) >= 0; })) << daemon.Log();
     daemon.Signal(signal);
     if (signal == SIGHUP) {
-      ASSERT_TRUE(Eventually([&] { return daemon.Logged("are read anew"); })) << daemon.Log();
+      ASSERT_TRUE(Eventually([&] { return daemon.Logged("were read again"); })) << daemon.Log();
       EXPECT_EQ(daemon.Kill(SIGTERM), 0) << daemon.Log();
     } else {
       EXPECT_EQ(daemon.WaitForEnd(), 0) << daemon.Log();

@@ -196,7 +196,7 @@ TEST_F(IdleRules, TheLimitLeavesRulesOutUntilThereIsRoom) {
   EXPECT_TRUE(
       daemon_.Logged("the stored User-Agent rule \"bbb\" is not in effect: the custom rules "
                      "have reached their limit"));
-  ASSERT_EQ(Reload(), kDone);
+  ASSERT_EQ(Reload(), (Verdict{BYOD_ERR_NOCHANGE, BYOD_REFUSAL_NO_CHANGE}));
   EXPECT_EQ(Custom(), (Keys{kOne.Text(), "aaa"})) << "as after a restart";
   EXPECT_EQ(SetText("ddd"), (Verdict{BYOD_ERR_RULE_LIMIT, BYOD_REFUSAL_LIMIT}));
   EXPECT_EQ(UnsetText("aaa"), kDone);

@@ -41,7 +41,9 @@ class Ties : public testing::Test {
 
   void Reload() {
     Client client(daemon_);
-    ASSERT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD)), (Verdict{0, 0}));
+    ASSERT_EQ(VerdictOf(client.Ask(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD)),
+              (Verdict{BYOD_ERR_NOCHANGE, BYOD_REFUSAL_NO_CHANGE}))
+        << "the files are as they were";
   }
 
   /// Makes changes in a bulk: a rule that is there is unset, another one set.
