@@ -3,6 +3,7 @@
 #include "lauthd/authorization_requests.h"
 #include "lauthd/backup_requests.h"
 #include "lauthd/bulk_requests.h"
+#include "lauthd/category_requests.h"
 #include "lauthd/connection.h"
 #include "lauthd/identification.h"
 #include "lauthd/idle_requests.h"
@@ -62,6 +63,7 @@ constexpr Row kRows[] = {
     {BYOD_EXT_MSG_RESTORE, "restore", nullptr, TakeRestore, kPlain},
     {BYOD_EXT_MSG_BULK, "bulk", nullptr, ChangeBulk, kPlain},
     {BYOD_EXT_MSG_IDLE_RULES, "rules not in effect", ListIdleRules, nullptr, kPlain},
+    {BYOD_EXT_MSG_CATEGORIES, "categories", ListCategories, nullptr, kPlain},
     {BYOD_EXT_MSG_RELOAD, "reload", nullptr, ReloadRules, kPlain},
 };
 

@@ -37,7 +37,9 @@ enum {
   BYOD_EXT_MSG_RELOAD = 1009,
   /** GET: a series, the stored rules that are not in effect, each with BYOD_EXT_METHOD and
    * BYOD_EXT_REASON. */
-  BYOD_EXT_MSG_IDLE_RULES = 1010
+  BYOD_EXT_MSG_IDLE_RULES = 1010,
+  /** GET: a series, BYOD_TLV_DEVTYPE for each category that a rule answers, each once. */
+  BYOD_EXT_MSG_CATEGORIES = 1011
 };
 
 /**

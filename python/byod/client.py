@@ -206,6 +206,11 @@ class Client:
             counts[kind] = reply.number(codes.RULE_COUNT)
         return counts
 
+    def categories(self) -> list[str]:
+        """The categories that the rules answer, as they spell them."""
+        replies = self._replies(_request(codes.GET, codes.CATEGORIES))
+        return [as_text(value) for reply in replies for value in reply.all(codes.CATEGORY)]
+
     # ------------------------------------------------------------ order
 
     def order(self) -> list[Kind]:
@@ -354,13 +359,18 @@ class Client:
 
     def _series(self, request: bytes, kind: int) -> Iterator[Message]:
         """The nested messages of a series of replies."""
+        for reply in self._replies(request):
+            yield from reply.nested(kind)
+
+    def _replies(self, request: bytes) -> Iterator[Message]:
+        """A series of replies."""
         connection = self._begin(request)
         whole = False
         try:
             while not whole:
                 reply = self._receive(connection)
                 whole = _code_of(reply) != codes.CONTINUE
-                yield from reply.nested(kind)
+                yield reply
         finally:
             # What was not read would be taken for the answer to the next request.
             if not whole:

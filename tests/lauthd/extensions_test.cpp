@@ -66,6 +66,32 @@ std::vector<std::string> Sets(Client& client) {
   return sets;
 }
 
+Message CategoryOf(uint32_t operation, const char* keyword, const char* category) {
+  return MakeRequest(operation, BYOD_MSG_UA_DEVATTR, [&](Appender& append) {
+    append.Number(BYOD_TLV_ATTRKIND, BYOD_ATTR_CATEGORY).Text(BYOD_TLV_USERAGENT, keyword);
+    append.Text(BYOD_TLV_DEVTYPE, category);
+  });
+}
+
+/// What the rules answer, as it comes.
+std::vector<std::string> Categories(Client& client) {
+  std::vector<std::string> categories;
+  EXPECT_EQ(client.AskSeries(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_CATEGORIES),
+                             [&](const Message& reply) {
+                               for (uintptr_t at = TLV_GetFirst(reply.get()); at != 0;
+                                    at = TLV_GetNext(reply.get(), at)) {
+                                 if (TLV_GetTypeByIterator(reply.get(), at) != BYOD_TLV_DEVTYPE)
+                                   continue;
+                                 char text[BYOD_ATTR_SIZE] = "";
+                                 TLV_GetValueByIterator(
+                                     reply.get(), at, TLV_GetLenByIterator(reply.get(), at), text);
+                                 categories.emplace_back(text);
+                               }
+                             }),
+            0u);
+  return categories;
+}
+
 constexpr Verdict kDone = {0, 0};
 
 class Extensions : public testing::Test {
@@ -317,6 +343,35 @@ TEST_F(Extensions, AuthorizationIsLaidOverTakenAwayAndSurvivesARestart) {
   EXPECT_EQ(
       VerdictOf(last.Ask(Authorization(BYOD_OP_SET, long_name.c_str() + 1, "phone", {{"a", "b"}}))),
       kDone);
+}
+
+TEST_F(Extensions, CategoriesAreThoseThatRulesAnswerNow) {
+  Client client(daemon_);
+  EXPECT_EQ(Categories(client), (std::vector<std::string>{"phone", "printer"}));
+  client.Ask(CategoryOf(BYOD_OP_SET, "iPhone", "Phone"));
+  client.Ask(CategoryOf(BYOD_OP_SET, "Printer", "Phone"));
+  client.Ask(CategoryOf(BYOD_OP_SET, "toaster", "kitchen"));
+  client.Ask(Value(BYOD_OP_SET, "says nothing"));
+  EXPECT_EQ(Categories(client), (std::vector<std::string>{"Phone", "kitchen"}));
+  client.Ask(CategoryOf(BYOD_OP_UNDO, "iPhone", "Phone"));
+  client.Ask(Value(BYOD_OP_UNDO, "toaster"));
+  EXPECT_EQ(Categories(client), (std::vector<std::string>{"Phone", "phone"}));
+}
+
+TEST_F(Extensions, MoreCategoriesThanAReplyHoldsAreEachGivenOnce) {
+  std::string rules = "options,name,vendor,category,os\n";
+  std::vector<std::string> expected = {"phone", "printer"};
+  for (int i = 1; i <= 2000; ++i) {
+    const std::string category = "kind " + std::string(50, 'k') + std::to_string(i % 1000);
+    rules += "\"1," + std::to_string(i % 250 + 1) + "," + std::to_string(i / 250 + 1) + "\",,," +
+             category + ",\n";
+    if (i <= 1000) expected.push_back(category);
+  }
+  daemon_.WriteRules("dhcp-option.csv", rules);
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart());
+  Client client(daemon_);
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(Categories(client), expected);
 }
 
 TEST_F(Extensions, IdentifyTellsTheSetThatServesTheTerminal) {

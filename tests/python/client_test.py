@@ -140,6 +140,12 @@ class ClientTest(DaemonTest):
         self.client.unset_authorization("staff")
         self.assertEqual(self.client.authorizations(), [])
 
+    def test_categories_are_those_that_the_rules_answer(self):
+        self.assertEqual(self.client.categories(), ["Mobile", "Printer", "Tablet"])
+        self.client.set_rule(Kind.USER_AGENT, "Toaster", category="Kitchen")
+        self.client.set_rule(Kind.DHCP_OPTION, "1,3,6", category="printer")
+        self.assertEqual(self.client.categories(), ["Kitchen", "Mobile", "Tablet", "printer"])
+
     def test_a_bulk_is_kept_whole_or_not_at_all(self):
         with self.client.bulk():
             self.client.set_rule(Kind.USER_AGENT, "kept", name="Kept", vendor="V")
