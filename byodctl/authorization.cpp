@@ -7,6 +7,7 @@
 
 #include "byod_tlv.h"
 #include "byodctl/authorization_text.h"
+#include "byodctl/category_advice.h"
 #include "byodctl/change_report.h"
 #include "byodctl/client.h"
 #include "byodctl/command.h"
@@ -57,7 +58,8 @@ int Set(const Options& options, const Settings& settings) {
     request.Text(BYOD_EXT_ATTR_VALUE, attribute.substr(equals + 1));
   }
   Client client(settings);
-  return ReportChange(client.Change(request), options.json);
+  const bool changed = client.Change(request);
+  return ReportChange(changed, AdviceOnCategory(client, options.type), options.json);
 }
 
 int Unset(const Options& options, const Settings& settings) {
@@ -74,6 +76,7 @@ constexpr char kTypeHelp[] = "Category of the terminals; * for every category wi
 
 Run DefineShowAuthorization(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
+  app.footer("In JSON a name with several values has an array of them.");
   AddJsonOption(app, options->json, "group, type, attributes (by name)", "set");
   app.add_option("GROUP", options->group, "A user group; default: all");
   app.add_option("TYPE", options->type, kTypeHelp);
@@ -83,9 +86,10 @@ Run DefineShowAuthorization(CLI::App& app, const Settings& settings) {
 Run DefineSetAuthorization(CLI::App& app, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   app.footer(
-      "Attributes that are not given stay as they are. Any name is accepted; common ones are vlan, "
-      "acl,\nuser-profile and session-timeout.");
-  AddJsonOption(app, options->json, kChangeKeys);
+      "Attributes that are not given stay as they are; a name that is given more than once has\n"
+      "all of these values, in this order. Any name is accepted; common ones are vlan, acl,\n"
+      "user-profile and session-timeout. Warns when no rule answers the category.");
+  AddJsonOption(app, options->json, std::string{kChangeKeys} + ", warnings");
   app.add_option("GROUP", options->group, "A user group")->required();
   app.add_option("TYPE", options->type, kTypeHelp)->required();
   app.add_option("ATTRIBUTE=VALUE", options->attributes, "What they may do")->required();

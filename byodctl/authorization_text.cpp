@@ -4,6 +4,19 @@
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
+namespace {
+
+/// The only value of a name is a string, several are an array of them.
+void AddValue(Json& values, const std::string& value) {
+  if (values.is_null()) {
+    values = value;
+    return;
+  }
+  if (!values.is_array()) values = Json::array({values});
+  values.push_back(value);
+}
+
+}  // namespace
 
 std::string AuthorizationText(const std::optional<AuthorizationSet>& set) {
   std::string text;
@@ -18,7 +31,7 @@ std::string AuthorizationText(const std::optional<AuthorizationSet>& set) {
 Json AuthorizationJson(const AuthorizationSet& set) {
   Json attributes = Json::object();
   for (const auto& [name, value] : set.attributes)
-    attributes[name] = value;
+    AddValue(attributes[name], value);
   return {{"group", set.group}, {"type", set.type}, {"attributes", attributes}};
 }
 

@@ -14,7 +14,7 @@ namespace byod::ctl {
 /// "vlan=20 acl=guest"; empty without a set.
 std::string AuthorizationText(const std::optional<AuthorizationSet>& set);
 
-/// {"group": "staff", "type": "Mobile", "attributes": {"vlan": "20"}}
+/// {"group": "staff", "type": "Mobile", "attributes": {"vlan": "20", "av-pair": ["a", "b"]}}
 Json AuthorizationJson(const AuthorizationSet& set);
 
 /// The set that a message holds.

@@ -15,7 +15,8 @@
 
 namespace byod::lauthd {
 
-/// Names and values, in the order in which the names came first.
+/// Names and values, in the order in which the names came first. A name may have several values,
+/// which stand together.
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
 /// The sets, by group and category.

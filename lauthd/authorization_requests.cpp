@@ -1,6 +1,7 @@
 #include "lauthd/authorization_requests.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "byod_db.h"
 #include "lauthd/daemon.h"
@@ -89,21 +90,40 @@ Result Put(Daemon& daemon, const std::string& group, const std::vector<std::stri
   return {};
 }
 
+bool HasName(const Attributes& attributes, const std::string& name) {
+  return std::any_of(attributes.begin(), attributes.end(),
+                     [&](const auto& pair) { return pair.first == name; });
+}
+
+/// Lays pairs over those of a set. A name has all the values that are given for it, in their order,
+/// or those that it had; names stay in the order in which they came first.
+Attributes LayOver(const Attributes& present, const Attributes& given) {
+  Attributes laid;
+  const auto add_values = [&](const std::string& name) {
+    if (HasName(laid, name)) return;
+    const Attributes& source = HasName(given, name) ? given : present;
+    std::copy_if(source.begin(), source.end(), std::back_inserter(laid),
+                 [&](const auto& pair) { return pair.first == name; });
+  };
+  for (const auto& pair : present)
+    add_values(pair.first);
+  for (const auto& pair : given)
+    add_values(pair.first);
+  return laid;
+}
+
+Result TooLarge() {
+  return Refused(BYOD_REFUSAL_MALFORMED, "the set is too large");
+}
+
 Result Set(Daemon& daemon, const Target& target, const Attributes& given) {
+  // What is given is all kept: too large alone, it need not be laid over anything.
+  if (!FitsRecord(given)) return TooLarge();
   const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
   const Attributes* const present = daemon.authorization.Find(target.group, category);
-  Attributes attributes = present != nullptr ? *present : Attributes();
-  for (const auto& [name, value] : given) {
-    const auto same = std::find_if(attributes.begin(), attributes.end(),
-                                   [&](const auto& pair) { return pair.first == name; });
-    if (same != attributes.end()) {
-      same->second = value;
-    } else {
-      attributes.emplace_back(name, value);
-    }
-  }
+  Attributes attributes = LayOver(present != nullptr ? *present : Attributes(), given);
   if (present != nullptr && attributes == *present) return NoChange();
-  if (!FitsRecord(attributes)) return Refused(BYOD_REFUSAL_MALFORMED, "the set is too large");
+  if (!FitsRecord(attributes)) return TooLarge();
   return Put(daemon, target.group, {category}, std::move(attributes));
 }
 

@@ -237,10 +237,11 @@ class Client:
 
     def set_authorization(self, group: str, category: str, attributes: Attributes) -> bool:
         """
-        Lays attributes over a set.
+        Lays attributes over a set. A name has all the values that are given for it, in their order,
+        or those that it had.
 
         :param category: "*" serves all terminals that have no set of their own
-        :param attributes: {"vlan": "20"}, or pairs where a name has several values
+        :param attributes: {"vlan": "20", "acl": ["a", "b"]}, or pairs of a name and a value
         """
         pairs = [
             element

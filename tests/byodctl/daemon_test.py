@@ -312,6 +312,44 @@ class Authorization(WithDaemon):
         self.ctl("unset", "authorization", "staff", expect=3)
         self.ctl("set", "authorization", "staff", "Mobile", "vlan", expect=1)
 
+    def test_all_values_of_a_name_are_kept_in_their_order(self):
+        self.ctl("set", "authorization", "staff", "Mobile", "vlan=20", "Cisco-AVPair=b",
+                 "acl=x", "Cisco-AVPair=a")
+        pairs = {"vlan": "20", "Cisco-AVPair": ["b", "a"], "acl": "x"}
+        (shown,) = self.json("show", "authorization")
+        self.assertEqual(list(shown["attributes"].items()), list(pairs.items()))
+        self.assertIn("vlan=20 Cisco-AVPair=b Cisco-AVPair=a acl=x", self.ctl("show", "authorization"))
+        (answer,) = self.json("identify", "--group", "staff", "--user-agent", "iPhone")
+        self.assertEqual(answer["authorization"]["attributes"], pairs)
+        self.ctl("set", "authorization", "staff", "Mobile", "vlan=21")
+        self.assertEqual(self.json("show", "authorization")[0]["attributes"],
+                         {**pairs, "vlan": "21"})
+        self.ctl("set", "authorization", "staff", "Mobile", "Cisco-AVPair=c")
+        self.assertIn("vlan=21 Cisco-AVPair=c acl=x", self.ctl("show", "authorization"))
+        self.ctl("set", "authorization", "staff", "Mobile", "Cisco-AVPair=c", "Cisco-AVPair=d")
+        self.ctl("unset", "authorization", "staff", "Mobile", "Cisco-AVPair")
+        self.assertEqual(self.json("show", "authorization")[0]["attributes"],
+                         {"vlan": "21", "acl": "x"})
+
+    def test_a_category_that_no_rule_answers_is_set_with_a_warning(self):
+        said = {"Mobile": "", "*": "",
+                "mobile": ': the rules spell it "Mobile"',
+                "Tabelt": '; did you mean "Tablet"?',
+                "Kitchen": ""}
+        for category, end in said.items():
+            answered = category in ("Mobile", "*")
+            warnings = [] if answered else [f'no rule answers the category "{category}"{end}']
+            with self.subTest(category):
+                self.ctl("set", "authorization", "staff", category, "vlan=20")
+                self.assertEqual(self.err, "".join(f"byodctl: warning: {warning}\n"
+                                                   for warning in warnings))
+                (report,) = self.json("set", "authorization", "staff", category, "vlan=21")
+                self.assertEqual(report, {"changed": True, "warnings": warnings})
+                self.assertEqual(len(self.json("show", "authorization", "staff", category)), 1)
+        self.ctl("set", "rule", "user-agent", "Toaster", "--category", "Kitchen")
+        (report,) = self.json("set", "authorization", "staff", "Kitchen", "vlan=21")
+        self.assertEqual(report, {"changed": False, "warnings": []})
+
     def test_a_backup_brings_everything_back(self):
         backup = self.daemon.directory / "backup"
         self.ctl("set", "authorization", "staff", "*", "vlan=20")

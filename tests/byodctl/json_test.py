@@ -74,7 +74,7 @@ class WithDaemon(unittest.TestCase):
 
     def changed(self, *arguments):
         (report,) = self.objects(*arguments)
-        with_warnings = arguments[:2] == ("set", "rule")
+        with_warnings = arguments[:2] in (("set", "rule"), ("set", "authorization"))
         self.assertEqual(list(report), ["changed", "warnings"] if with_warnings else ["changed"])
         return report["changed"]
 

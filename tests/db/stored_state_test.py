@@ -53,7 +53,8 @@ class StoredState(unittest.TestCase):
     def configure(self):
         self.run_ok("import", "-", stdin=RULES)
         self.run_ok("set", "order", "mac,dhcp")
-        self.run_ok("set", "authorization", "staff", "Mobile", "vlan=20", "acl=phones", "note=")
+        self.run_ok("set", "authorization", "staff", "Mobile", "vlan=20", "acl=phones", "note=",
+                    "acl=guests")
         self.run_ok("set", "authorization", "staff", "*", "vlan=30")
         self.run_ok("set", "authorization", "g" * 32, "PC", "note=" + "v" * 255)
 
@@ -71,7 +72,8 @@ class StoredState(unittest.TestCase):
             "rules": sorted(rules, key=str),
             "order": self.json_lines("show", "order")[0]["order"],
             "authorization": [
-                {**line, "attributes": list(line["attributes"].items())}
+                {**line, "attributes": [(name, value) for name, values in line["attributes"].items()
+                                        for value in (values if isinstance(values, list) else [values])]}
                 for line in self.json_lines("show", "authorization")],
         }
 

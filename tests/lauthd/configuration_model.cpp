@@ -47,14 +47,17 @@ uint32_t ApplyOrder(Configuration& configuration, const Change& change) {
 
 uint32_t SetAttributes(AttributeList& present, const AttributeList& given) {
   const AttributeList before = present;
-  for (const auto& [name, value] : given) {
-    const auto same = std::find_if(present.begin(), present.end(),
-                                   [&](const auto& pair) { return pair.first == name; });
-    if (same == present.end()) {
-      present.emplace_back(name, value);
-    } else {
-      same->second = value;
-    }
+  // The values of a name that is given go, and all that are given come in their place.
+  std::vector<std::string> done;
+  for (const auto& [name, first_value] : given) {
+    if (std::find(done.begin(), done.end(), name) != done.end()) continue;
+    done.push_back(name);
+    const auto named = [&](const auto& pair) { return pair.first == name; };
+    const auto at = std::find_if(present.begin(), present.end(), named) - present.begin();
+    std::erase_if(present, named);
+    AttributeList values;
+    std::copy_if(given.begin(), given.end(), std::back_inserter(values), named);
+    present.insert(present.begin() + at, values.begin(), values.end());
   }
   return present == before ? uint32_t{BYOD_ERR_NOCHANGE} : 0;
 }

@@ -345,6 +345,45 @@ TEST_F(Extensions, AuthorizationIsLaidOverTakenAwayAndSurvivesARestart) {
       kDone);
 }
 
+TEST_F(Extensions, ANameOfASetKeepsAllItsValuesInTheirOrder) {
+  Client client(daemon_);
+  const auto set = [&](const std::vector<std::pair<const char*, const char*>>& pairs) {
+    return VerdictOf(client.Ask(Authorization(BYOD_OP_SET, "staff", "phone", pairs)));
+  };
+  EXPECT_EQ(set({{"av", "b"}, {"vlan", "20"}, {"av", "a"}, {"av", "b"}}), kDone);
+  EXPECT_EQ(Sets(client), (std::vector<std::string>{"staff/phone av=b av=a av=b vlan=20"}));
+  EXPECT_EQ(set({{"av", "b"}, {"av", "a"}, {"av", "b"}}),
+            (Verdict{BYOD_ERR_NOCHANGE, BYOD_REFUSAL_NO_CHANGE}));
+  EXPECT_EQ(set({{"acl", "1"}, {"av", "c"}, {"av", "d"}}), kDone);
+  const std::vector<std::string> all = {"staff/phone av=c av=d vlan=20 acl=1"};
+  EXPECT_EQ(Sets(client), all);
+  client.Close();
+  ASSERT_NO_FATAL_FAILURE(daemon_.Restart(SIGKILL));
+  Client again(daemon_);
+  EXPECT_EQ(Sets(again), all);
+  EXPECT_EQ(VerdictOf(again.Ask(Authorization(BYOD_OP_UNDO, "staff", "phone", {{"av", nullptr}}))),
+            kDone);
+  EXPECT_EQ(Sets(again), (std::vector<std::string>{"staff/phone vlan=20 acl=1"}));
+}
+
+TEST_F(Extensions, ValuesThatFillASetAreKeptAndOneMoreIsRefused) {
+  Client client(daemon_);
+  const std::string value(200, 'v');
+  std::vector<std::pair<const char*, const char*>> pairs(26, {"av", value.c_str()});
+  EXPECT_EQ(VerdictOf(client.Ask(Authorization(BYOD_OP_SET, "staff", "phone", pairs))), kDone);
+  const std::vector<std::string> full = Sets(client);
+  ASSERT_EQ(full.size(), 1u);
+  EXPECT_GT(full[0].size(), pairs.size() * value.size());
+  pairs.insert(pairs.end(), 2, {"av", value.c_str()});
+  EXPECT_EQ(VerdictOf(client.Ask(Authorization(BYOD_OP_SET, "staff", "phone", pairs))),
+            (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
+  pairs.erase(pairs.begin(), pairs.end() - 2);
+  pairs[0].first = pairs[1].first = "other";
+  EXPECT_EQ(VerdictOf(client.Ask(Authorization(BYOD_OP_SET, "staff", "phone", pairs))),
+            (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_MALFORMED}));
+  EXPECT_EQ(Sets(client), full);
+}
+
 TEST_F(Extensions, CategoriesAreThoseThatRulesAnswerNow) {
   Client client(daemon_);
   EXPECT_EQ(Categories(client), (std::vector<std::string>{"phone", "printer"}));

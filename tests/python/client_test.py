@@ -140,6 +140,16 @@ class ClientTest(DaemonTest):
         self.client.unset_authorization("staff")
         self.assertEqual(self.client.authorizations(), [])
 
+    def test_all_values_of_a_name_are_kept_in_their_order(self):
+        self.client.set_authorization("staff", "Printer", {"av": ["b", "a"], "vlan": "30"})
+        (stored,) = self.client.authorizations()
+        self.assertEqual((stored.values("av"), stored.value("av"), stored.value("vlan")),
+                         (["b", "a"], "b", "30"))
+        self.assertFalse(self.client.set_authorization("staff", "Printer", {"av": ["b", "a"]}))
+        self.assertTrue(self.client.set_authorization("staff", "Printer", {"av": "c"}))
+        answer = self.client.identify(dhcp="1,3,6", group="staff").authorization
+        self.assertEqual(answer.attributes, (("av", "c"), ("vlan", "30")))
+
     def test_categories_are_those_that_the_rules_answer(self):
         self.assertEqual(self.client.categories(), ["Mobile", "Printer", "Tablet"])
         self.client.set_rule(Kind.USER_AGENT, "Toaster", category="Kitchen")
