@@ -38,6 +38,11 @@ endif()
 if(BYOD_SANITIZE)
   add_compile_options(-fsanitize=${BYOD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${BYOD_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    # Programs in C use libraries in C++, whose checks need that part of the runtime too.
+    set(BYOD_SANITIZE_C_LINK -fsanitize-link-c++-runtime -lstdc++)
+    add_link_options("$<$<LINK_LANGUAGE:C>:${BYOD_SANITIZE_C_LINK}>")
+  endif()
 endif()
 
 if(BYOD_COVERAGE)
