@@ -77,7 +77,9 @@ struct Plan {
 class NumberList {
  public:
   explicit NumberList(size_t room) {
-    if (!numbers_.Reserve(room)) throw std::bad_alloc();
+    if (numbers_.Reserve(room)) return;
+    numbers_.Clear();  // a part of the room may have been made
+    throw std::bad_alloc();
   }
   ~NumberList() { numbers_.Clear(); }
   NumberList(const NumberList&) = delete;

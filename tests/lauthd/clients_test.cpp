@@ -13,17 +13,12 @@
 #include <random>
 
 #include "tests/lauthd/client.h"
+#include "tests/support/sanitized.h"
 
 namespace byod::test {
 namespace {
 
 constexpr int kManyRules = 50000;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
 
 /// User-Agent rules in the order of their keywords.
 std::string ManyRules(int count) {
@@ -358,7 +353,7 @@ TEST_F(Clients, WhoNeverReadsAListingHoldsNoMemoryAndMakesRoomForOthers) {
     ASSERT_TRUE(IsAnswered(other));
   }
   // A sanitizer keeps freed memory for a while, or notes about each piece.
-  if (!kSanitized) {
+  if (!BYOD_SANITIZED) {
     EXPECT_LT(daemon_.Memory(), before + size_t{50} * 64 + 2048) << "KiB";
   }
   // One for which there is no room takes the place of one that has stopped before the watcher

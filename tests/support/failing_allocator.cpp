@@ -5,17 +5,14 @@
 #include <cstdlib>
 #include <new>
 
+#include "support/sanitized.h"
+
 // The allocator underneath. Under a sanitizer that is the sanitizer's own, which it also offers
 // under names of its own for programs that take the usual ones.
 extern "C" {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if BYOD_SANITIZED
 #define UNDERNEATH(name) __interceptor_##name
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define UNDERNEATH(name) __interceptor_##name
-#endif
-#endif
-#ifndef UNDERNEATH
+#else
 #define UNDERNEATH(name) __libc_##name
 #define UNDERNEATH_IS_LIBC 1
 #endif
