@@ -37,6 +37,8 @@ def copy_for_every_user(program, directory):
     shutil.copy(program, directory)
     return ["env", f"LD_LIBRARY_PATH={directory}", str(directory / pathlib.Path(program).name)]
 
+COUNT_REQUEST = bytes.fromhex("f94c4d0100000018" "0001000400000002" "0002000400000004")
+
 
 class Daemon:
     """Runs from start to stop; restarts keep the state directory."""
@@ -71,7 +73,11 @@ class Daemon:
             with contextlib.closing(socket.socket(socket.AF_UNIX)) as probe:
                 with contextlib.suppress(OSError):
                     probe.connect(str(self.socket))
-                    return
+                    # The daemon listens before it has read its rules, and answers behind that.
+                    probe.settimeout(60)
+                    probe.sendall(COUNT_REQUEST)
+                    if probe.recv(1):
+                        return
             time.sleep(0.02)
         raise RuntimeError("lauthd does not start: " + self.log.read_text(encoding="utf-8"))
 
