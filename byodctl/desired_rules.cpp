@@ -13,7 +13,7 @@ namespace {
 using ConfiguredRules = std::map<std::string, Rule>;
 
 /// Finds what is configured of a row's rule and takes it out. A custom rule in another spelling is
-/// another rule: only what is deleted can be spelt anew.
+/// another rule: only what is deleted can be added again in another spelling.
 std::optional<Rule> Take(ConfiguredRules& configured, const Rule& row) {
   const auto found = configured.find(IdentityOf(row.key));
   if (found == configured.end()) return std::nullopt;

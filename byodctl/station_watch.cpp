@@ -15,7 +15,7 @@
 namespace byod::ctl {
 namespace {
 
-constexpr size_t kMostStations = 65536;
+constexpr size_t kMaxStations = 65536;
 constexpr uint64_t kAskAgainUs = 10'000'000;
 
 FingerprintText FingerprintOf(const capture::Station& station) {
@@ -73,8 +73,8 @@ class EndBySignal {
 StationWatch::StationWatch(Identifier& identifier, Take take)
     : identifier_(identifier),
       take_(std::move(take)),
-      stations_(kMostStations),
-      told_(kMostStations) {}
+      stations_(kMaxStations),
+      watched_(kMaxStations) {}
 
 void StationWatch::See(const capture::Frame& frame) {
   for (const capture::Sighting& sighting : dissector_.Take(frame)) {
@@ -87,26 +87,26 @@ void StationWatch::See(const capture::Frame& frame) {
 
 void StationWatch::Ask(const capture::Station& station, uint64_t time_us) {
   FingerprintText text = FingerprintOf(station);
-  Told& told = told_.Touch(station.key);
-  const bool is_due = time_us >= told.last.time_us + kAskAgainUs;
-  const bool is_same = told.is_asked && SameFingerprint(told.last.fingerprint, text);
+  Watched& watched = watched_.Touch(station.key);
+  const bool is_due = time_us >= watched.last.time_us + kAskAgainUs;
+  const bool is_same = watched.is_asked && SameFingerprint(watched.last.fingerprint, text);
   if (is_same && !is_due) return;
 
   const ParsedFingerprint parsed = ParseFingerprint(text);
   Answer answer = identifier_.Identify(parsed.fingerprint);
-  const bool is_news = !told.is_asked || !SameAnswer(told.last.answer, answer);
-  told.is_asked = true;
-  told.is_reported = is_news || (told.is_reported && is_same);
-  told.last = {dissector_.counts().packets,        time_us,
-               capture::ToString(station.address), std::move(text),
-               parsed.is_locally_administered,     std::move(answer)};
-  if (is_news) take_(told.last);
+  const bool is_news = !watched.is_asked || !SameAnswer(watched.last.answer, answer);
+  watched.is_asked = true;
+  watched.is_reported = is_news || (watched.is_reported && is_same);
+  watched.last = {dissector_.counts().packets,        time_us,
+                  capture::ToString(station.address), std::move(text),
+                  parsed.is_locally_administered,     std::move(answer)};
+  if (is_news) take_(watched.last);
 }
 
 void StationWatch::ReportRest(const std::function<bool()>& go_on) {
   std::vector<const StationReport*> rest;
-  told_.ForEach([&](const Told& told) {
-    if (!told.is_reported) rest.push_back(&told.last);
+  watched_.ForEach([&](const Watched& watched) {
+    if (!watched.is_reported) rest.push_back(&watched.last);
   });
   std::ranges::sort(rest, {}, &StationReport::packet);
   for (const StationReport* const report : rest) {
@@ -119,8 +119,8 @@ StationSummary StationWatch::summary() const {
   StationSummary summary;
   summary.packets = dissector_.counts();
   summary.cut = cut_;
-  told_.ForEach([&](const Told& told) {
-    ++(told.last.answer.IsUnknown() ? summary.unknown : summary.identified);
+  watched_.ForEach([&](const Watched& watched) {
+    ++(watched.last.answer.IsUnknown() ? summary.unknown : summary.identified);
   });
   return summary;
 }

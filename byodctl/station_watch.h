@@ -54,7 +54,7 @@ class StationWatch {
   StationSummary summary() const;
 
  private:
-  struct Told {
+  struct Watched {
     bool is_asked = false;
     bool is_reported = true;  // the last report shows all that was seen
     StationReport last;       // of when it was asked about last
@@ -66,7 +66,7 @@ class StationWatch {
   Take take_;
   capture::Dissector dissector_;
   capture::Stations stations_;
-  capture::RecentMap<capture::StationKey, Told> told_;
+  capture::RecentMap<capture::StationKey, Watched> watched_;
   uint64_t cut_ = 0;
 };
 
