@@ -12,8 +12,8 @@
 
 #include "byod_tlv.h"
 #include "lauth_tlv_stream.h"
-#include "lauthd/connection.h"
-#include "lauthd/daemon.h"
+#include "lauthd/server/connection.h"
+#include "lauthd/server/daemon.h"
 
 namespace {
 

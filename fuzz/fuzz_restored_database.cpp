@@ -26,11 +26,11 @@
 #include "fuzz/scratch_directory.h"
 #include "lauth_dbm.h"
 #include "lauth_dbm_admin.h"
-#include "lauthd/authorization.h"
-#include "lauthd/idle_rules.h"
 #include "lauthd/log.h"
-#include "lauthd/rule_kind.h"
-#include "lauthd/store.h"
+#include "lauthd/state/authorization.h"
+#include "lauthd/state/idle_rules.h"
+#include "lauthd/state/rule_kind.h"
+#include "lauthd/state/store.h"
 
 namespace {
 

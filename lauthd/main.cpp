@@ -5,12 +5,12 @@
 #include <exception>
 
 #include "byod_order.h"
-#include "lauthd/access.h"
-#include "lauthd/authorization.h"
-#include "lauthd/daemon.h"
 #include "lauthd/options.h"
-#include "lauthd/rule_source.h"
-#include "lauthd/store.h"
+#include "lauthd/server/access.h"
+#include "lauthd/server/daemon.h"
+#include "lauthd/state/authorization.h"
+#include "lauthd/state/rule_source.h"
+#include "lauthd/state/store.h"
 
 namespace byod::lauthd {
 namespace {

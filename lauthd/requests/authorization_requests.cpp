@@ -1,0 +1,221 @@
+#include "lauthd/requests/authorization_requests.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "byod_db.h"
+#include "lauthd/server/daemon.h"
+
+namespace byod::lauthd {
+namespace {
+
+constexpr uint32_t kMessageMax = BYOD_DB_AUTZ_MAX - BYOD_DB_DEVTYPE_SIZE;
+
+struct Target {
+  std::string group;
+  std::string category;  // empty: not given
+};
+
+bool ReadCategory(uint32_t request, std::string& category) {
+  char text[BYOD_ATTR_SIZE] = "";
+  if (TLV_GetIteratorByType(request, BYOD_TLV_DEVTYPE) != 0 &&
+      BYOD_tlv_GetStrValueByType(request, BYOD_TLV_DEVTYPE, sizeof text, text) != 0) {
+    return false;
+  }
+  category = text;
+  return true;
+}
+
+Result ReadTarget(uint32_t request, Target& target) {
+  if (!ReadGroup(request, target.group)) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "a group has a name of at most 32 characters");
+  }
+  if (!ReadCategory(request, target.category)) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "a category has at most 63 characters");
+  }
+  return {};
+}
+
+/// The sets that there were when the question was asked, as far as they are still there.
+class SetSeries : public Series {
+ public:
+  explicit SetSeries(const Authorization& authorization) : authorization_(authorization) {}
+
+  void Add(const std::string& group, const std::string& category) {
+    sets_.emplace_back(group, category);
+  }
+  bool Empty() const { return sets_.empty(); }
+
+  bool Next(Pieces& pieces, bool& more) override {
+    for (; next_ < sets_.size() && !pieces.Full(); ++next_) {
+      const auto& [group, category] = sets_[next_];
+      const Attributes* const attributes = authorization_.Find(group, category);
+      if (attributes == nullptr) continue;
+      const tlv::Message set = EncodeSet(group, category, *attributes);
+      if (!set || !pieces.AddNested(BYOD_EXT_AUTHORIZATION, set.get())) return false;
+    }
+    more = next_ < sets_.size();
+    return true;
+  }
+
+ private:
+  const Authorization& authorization_;
+  std::vector<std::pair<std::string, std::string>> sets_;
+  size_t next_ = 0;
+};
+
+bool FitsRecord(const Attributes& attributes) {
+  const tlv::Message message(TLV_Create());
+  tlv::Appender append(message.get());
+  AppendAttributes(append, attributes);
+  return append.status() == 0 && TLV_GetMsgLen(message.get(), tlv::kMemory) <= kMessageMax;
+}
+
+/// Stores sets and keeps them, all or none.
+Result Put(Daemon& daemon, const std::string& group, const std::vector<std::string>& categories,
+           const std::optional<Attributes>& attributes) {
+  if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  // The library removes and inserts: two writes for one set.
+  const bool saved = daemon.bulk.Open() || daemon.store.WriteTogether([&] {
+    uint32_t failed = 0;
+    for (const std::string& category : categories)
+      failed |= StoreSet(group, category, attributes ? &*attributes : nullptr);
+    return failed;
+  });
+  if (!saved) return daemon.store.NotSaved();
+  for (const std::string& category : categories) {
+    daemon.bulk.Remember(group, category, daemon.authorization.Find(group, category));
+    daemon.authorization.Put(group, category, attributes);
+  }
+  return {};
+}
+
+bool HasName(const Attributes& attributes, const std::string& name) {
+  return std::any_of(attributes.begin(), attributes.end(),
+                     [&](const auto& pair) { return pair.first == name; });
+}
+
+/// Lays pairs over those of a set. A name has all the values that are given for it, in their order,
+/// or those that it had; names stay in the order in which they came first.
+Attributes LayOver(const Attributes& present, const Attributes& given) {
+  Attributes laid;
+  const auto add_values = [&](const std::string& name) {
+    if (HasName(laid, name)) return;
+    const Attributes& source = HasName(given, name) ? given : present;
+    std::copy_if(source.begin(), source.end(), std::back_inserter(laid),
+                 [&](const auto& pair) { return pair.first == name; });
+  };
+  for (const auto& pair : present)
+    add_values(pair.first);
+  for (const auto& pair : given)
+    add_values(pair.first);
+  return laid;
+}
+
+Result TooLarge() {
+  return Refused(BYOD_REFUSAL_MALFORMED, "the set is too large");
+}
+
+Result Set(Daemon& daemon, const Target& target, const Attributes& given) {
+  // What is given is all kept: too large alone, it need not be laid over anything.
+  if (!FitsRecord(given)) return TooLarge();
+  const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
+  const Attributes* const present = daemon.authorization.Find(target.group, category);
+  Attributes attributes = LayOver(present != nullptr ? *present : Attributes(), given);
+  if (present != nullptr && attributes == *present) return NoChange();
+  if (!FitsRecord(attributes)) return TooLarge();
+  return Put(daemon, target.group, {category}, std::move(attributes));
+}
+
+Result NotFound() {
+  return Refused(BYOD_REFUSAL_NOT_FOUND, "no such authorization set");
+}
+
+Result UnsetNames(Daemon& daemon, const Target& target, const Attributes& names) {
+  const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
+  const Attributes* const present = daemon.authorization.Find(target.group, category);
+  if (present == nullptr) return NotFound();
+  Attributes remaining;
+  for (const auto& pair : *present) {
+    const bool named = std::any_of(names.begin(), names.end(),
+                                   [&](const auto& name) { return name.first == pair.first; });
+    if (!named) remaining.push_back(pair);
+  }
+  if (remaining.size() == present->size()) return NotFound();
+  if (remaining.empty()) return Put(daemon, target.group, {category}, std::nullopt);
+  return Put(daemon, target.group, {category}, std::move(remaining));
+}
+
+Result UnsetSets(Daemon& daemon, const Target& target) {
+  const auto sets = daemon.authorization.groups().find(target.group);
+  if (sets == daemon.authorization.groups().end()) return NotFound();
+  std::vector<std::string> categories;
+  for (const auto& [category, attributes] : sets->second) {
+    if (target.category.empty() || target.category == category) categories.push_back(category);
+  }
+  if (categories.empty()) return NotFound();
+  return Put(daemon, target.group, categories, std::nullopt);
+}
+
+/// Names alone, without values: what an undo names.
+bool ReadNames(uint32_t request, Attributes& names) {
+  for (uintptr_t element = TLV_GetFirst(request); element != 0;
+       element = TLV_GetNext(request, element)) {
+    if (TLV_GetTypeByIterator(request, element) != BYOD_EXT_ATTR_NAME) continue;
+    char name[BYOD_EXT_ATTR_NAME_SIZE];
+    const uint16_t length = TLV_GetLenByIterator(request, element);
+    if (length == 0 || length > sizeof name) return false;
+    if (TLV_GetValueByIterator(request, element, length, name) != 0) return false;
+    name[length - 1] = '\0';
+    names.emplace_back(name, "");
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReadGroup(uint32_t request, std::string& group) {
+  char text[BYOD_EXT_GROUP_SIZE] = "";
+  if (TLV_GetIteratorByType(request, BYOD_EXT_GROUP) != 0 &&
+      BYOD_tlv_GetStrValueByType(request, BYOD_EXT_GROUP, sizeof text, text) != 0) {
+    return false;
+  }
+  group = text;
+  return true;
+}
+
+Result ShowAuthorization(Exchange& exchange) {
+  Target target;
+  if (Result read = ReadTarget(exchange.request, target); !read.Ok()) return read;
+  const Authorization& authorization = exchange.daemon.authorization;
+  auto series = std::make_unique<SetSeries>(authorization);
+  for (const auto& [group, sets] : authorization.groups()) {
+    if (!target.group.empty() && target.group != group) continue;
+    for (const auto& [category, attributes] : sets) {
+      if (target.category.empty() || target.category == category) series->Add(group, category);
+    }
+  }
+  // All of nothing is nothing; a group that is named is expected to be there.
+  if (series->Empty() && !target.group.empty()) return NotFound();
+  exchange.series = std::move(series);
+  return {};
+}
+
+Result ChangeAuthorization(Exchange& exchange) {
+  Target target;
+  if (Result read = ReadTarget(exchange.request, target); !read.Ok()) return read;
+  if (target.group.empty()) return Refused(BYOD_REFUSAL_MALFORMED, "the group is missing");
+  Attributes given;
+  const bool set = exchange.operation == BYOD_OP_SET;
+  const bool readable =
+      set ? ReadAttributes(exchange.request, given) : ReadNames(exchange.request, given);
+  if (!readable || (set && given.empty())) {
+    return Refused(BYOD_REFUSAL_MALFORMED,
+                   "names of at most 63 and values of at most 255 characters are needed");
+  }
+  if (set) return Set(exchange.daemon, target, given);
+  if (!given.empty()) return UnsetNames(exchange.daemon, target, given);
+  return UnsetSets(exchange.daemon, target);
+}
+
+}  // namespace byod::lauthd

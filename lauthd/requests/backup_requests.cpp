@@ -1,0 +1,169 @@
+#include "lauthd/requests/backup_requests.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "lauthd/server/connection.h"
+#include "lauthd/server/daemon.h"
+#include "protocol/counter.h"
+
+namespace byod::lauthd {
+namespace {
+
+constexpr uint64_t kLargestBackup = 1ull << 30;
+
+/// The pieces of a file that has no name any more.
+class FileSeries : public Series {
+ public:
+  FileSeries(int file, uint64_t size) : file_(file), size_(size) {}
+  ~FileSeries() override { close(file_); }
+
+  bool HoldsFile() const override { return true; }
+
+  bool Next(Pieces& pieces, bool& more) override {
+    if (sent_ == 0) {
+      std::array<uint8_t, protocol::kCounterSize> total;
+      protocol::StoreCounter(size_, total.data());
+      if (!pieces.AddBytes(BYOD_EXT_TOTAL, total.data(), total.size())) return false;
+    }
+    std::array<uint8_t, BYOD_EXT_DATA_MAX> piece;
+    const ssize_t got = pread(file_, piece.data(), piece.size(), static_cast<off_t>(sent_));
+    if (got < 0 || (got == 0 && sent_ < size_)) return false;
+    if (got > 0 && !pieces.AddBytes(BYOD_EXT_DATA, piece.data(), static_cast<size_t>(got))) {
+      return false;
+    }
+    sent_ += static_cast<uint64_t>(got);
+    more = sent_ < size_;
+    return true;
+  }
+
+ private:
+  int file_;
+  uint64_t size_;
+  uint64_t sent_ = 0;
+};
+
+Result CannotWrite(const std::string& where) {
+  return Refused(BYOD_REFUSAL_NOT_SAVED, "cannot write in " + where + ": " + std::strerror(errno));
+}
+
+Result NoDatabase() {
+  return Refused(BYOD_REFUSAL_NOT_FOUND, "the daemon runs without a database");
+}
+
+Result BeginRestore(Exchange& exchange) {
+  if (exchange.daemon.options.no_database) return NoDatabase();
+  uint64_t total = 0;
+  if (!protocol::GetCounter(exchange.request, BYOD_EXT_TOTAL, total) || total > kLargestBackup) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "the size is missing or too large");
+  }
+  const std::string& directory = exchange.daemon.store.directory();
+  auto upload = std::make_unique<RestoreUpload>(directory, total);
+  if (!upload->Ready()) return CannotWrite(directory);
+  exchange.connection.upload = std::move(upload);
+  return {};
+}
+
+Result AddToRestore(Exchange& exchange) {
+  for (uintptr_t element = TLV_GetFirst(exchange.request); element != 0;
+       element = TLV_GetNext(exchange.request, element)) {
+    if (TLV_GetTypeByIterator(exchange.request, element) != BYOD_EXT_DATA) continue;
+    std::vector<uint8_t> bytes(TLV_GetLenByIterator(exchange.request, element));
+    if (TLV_GetValueByIterator(exchange.request, element, static_cast<uint16_t>(bytes.size()),
+                               bytes.data()) != 0 ||
+        !exchange.connection.upload->Add(bytes.data(), bytes.size())) {
+      exchange.connection.upload.reset();
+      return Refused(BYOD_REFUSAL_BAD_DATA,
+                     "the data cannot be written, or is more than was announced");
+    }
+  }
+  return {};
+}
+
+Result CommitRestore(Exchange& exchange) {
+  const auto upload = std::move(exchange.connection.upload);
+  if (!upload->Whole()) return Refused(BYOD_REFUSAL_BAD_DATA, "the data is incomplete");
+  Result result = exchange.daemon.store.Restore(upload->file());
+  if (result.Ok()) exchange.daemon.store.Recover();
+  return result;
+}
+
+}  // namespace
+
+ScratchDirectory::ScratchDirectory(const std::string& parent)
+    : path_(parent + "/.lauthd-XXXXXX"), made_(mkdtemp(path_.data()) != nullptr) {}
+
+ScratchDirectory::~ScratchDirectory() {
+  std::error_code ignored;
+  if (made_) std::filesystem::remove_all(path_, ignored);
+}
+
+RestoreUpload::RestoreUpload(const std::string& directory, uint64_t total)
+    : directory_(directory), total_(total) {
+  if (directory_.made()) {
+    file_ = open(directory_.file().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  }
+}
+
+RestoreUpload::~RestoreUpload() {
+  if (file_ >= 0) close(file_);
+}
+
+bool RestoreUpload::Add(const void* bytes, size_t length) {
+  if (length > total_ - received_) return false;
+  const auto* next = static_cast<const uint8_t*>(bytes);
+  while (length > 0) {
+    const ssize_t written = write(file_, next, length);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    next += written;
+    length -= static_cast<size_t>(written);
+    received_ += static_cast<uint64_t>(written);
+  }
+  return true;
+}
+
+Result SendBackup(Exchange& exchange) {
+  if (exchange.daemon.options.no_database) return NoDatabase();
+  if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
+  Store& store = exchange.daemon.store;
+  const ScratchDirectory directory(store.directory());
+  if (!directory.made()) return CannotWrite(store.directory());
+  if (Result made = store.Backup(directory.file()); !made.Ok()) return made;
+  const int file = open(directory.file().c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat status;
+  if (file < 0 || fstat(file, &status) != 0) {
+    if (file >= 0) close(file);
+    return CannotWrite(store.directory());
+  }
+  exchange.series = std::make_unique<FileSeries>(file, static_cast<uint64_t>(status.st_size));
+  return {};
+}
+
+Result TakeRestore(Exchange& exchange) {
+  uint32_t phase = UINT32_MAX;
+  BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_EXT_PHASE, &phase);
+  if (phase == BYOD_PHASE_BEGIN) return BeginRestore(exchange);
+  if (!exchange.connection.upload) return Refused(BYOD_REFUSAL_BUSY, "no restore is in progress");
+  switch (phase) {
+    case BYOD_PHASE_MORE:
+      return AddToRestore(exchange);
+    case BYOD_PHASE_COMMIT:
+      if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
+      return CommitRestore(exchange);
+    case BYOD_PHASE_ABORT:
+      exchange.connection.upload.reset();
+      return {};
+    default:
+      return Refused(BYOD_REFUSAL_MALFORMED, "unknown phase");
+  }
+}
+
+}  // namespace byod::lauthd

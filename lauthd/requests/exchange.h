@@ -1,0 +1,52 @@
+// One request and its answer.
+#ifndef LAUTHD_REQUESTS_EXCHANGE_H
+#define LAUTHD_REQUESTS_EXCHANGE_H
+
+#include <cstdint>
+#include <memory>
+
+#include "lauthd/requests/series.h"
+#include "lauthd/state/result.h"
+#include "tlv/append.h"
+#include "tlv/message.h"
+
+namespace byod::lauthd {
+
+class Daemon;
+class Connection;
+
+struct Exchange {
+  Daemon& daemon;
+  Connection& connection;
+  uint32_t request;  // the message; borrowed
+  uint32_t kind = 0;
+  uint32_t operation = 0;
+
+  // A handler that has more to say than its result fills in one of these.
+  tlv::Message reply;
+  std::unique_ptr<Series> series;
+  bool watch = false;
+
+  /// Begins a reply of the handler's own. Without memory the reply is none.
+  tlv::Appender Answer(const Result& result = {}) {
+    reply = tlv::Message(TLV_Create());
+    tlv::Appender append(reply.get());
+    append.Number(BYOD_TLV_ERRCODE, result.code);
+    if (result.refusal != 0) append.Number(BYOD_EXT_REFUSAL, result.refusal);
+    if (!result.reason.empty()) {
+      append.Text(BYOD_EXT_REASON, result.reason.substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
+    }
+    return append;
+  }
+
+  /// Ends a reply: one that is not whole is not sent.
+  Result Answered(const tlv::Appender& append) {
+    if (append.status() == 0) return {};
+    reply = {};
+    return NoMemory();
+  }
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_REQUESTS_EXCHANGE_H

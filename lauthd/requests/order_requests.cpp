@@ -1,0 +1,62 @@
+#include "lauthd/requests/order_requests.h"
+
+#include "byod_order.h"
+#include "lauthd/server/daemon.h"
+
+namespace byod::lauthd {
+namespace {
+
+Result ReadOrder(uint32_t request, ByodOrder& order) {
+  order = {{BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
+  BYOD_tlv_GetOrder(request, order.slots);
+  if (order.slots[0] == BYOD_ORDER_NO_SLOT) {
+    return Refused(BYOD_REFUSAL_MALFORMED, "the order names no method");
+  }
+  bool seen[BYOD_METHOD_COUNT] = {};
+  for (const uint32_t slot : order.slots) {
+    if (slot >= BYOD_METHOD_COUNT) break;
+    if (seen[slot]) return Refused(BYOD_REFUSAL_MALFORMED, "the order names a method twice");
+    seen[slot] = true;
+  }
+  return {};
+}
+
+/// Stored first: setting an order cannot fail.
+Result Put(Daemon& daemon, const ByodOrder& order) {
+  if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  const bool saved =
+      daemon.bulk.Open() || daemon.store.Write([&] { return BYOD_db_SetOrder(&order); });
+  if (!saved) return daemon.store.NotSaved();
+  ByodOrder former;
+  BYOD_order_GetOrder(&former);
+  daemon.bulk.Remember(former);
+  BYOD_order_SetOrder(&order);
+  return {};
+}
+
+}  // namespace
+
+Result ShowOrder(Exchange& exchange) {
+  ByodOrder order;
+  BYOD_order_GetOrder(&order);
+  tlv::Appender append = exchange.Answer();
+  append.Combine(BYOD_tlv_EncapOrder(exchange.reply.get(), order.slots));
+  return exchange.Answered(append);
+}
+
+Result ChangeOrder(Exchange& exchange) {
+  ByodOrder current;
+  ByodOrder order;
+  BYOD_order_GetOrder(&current);
+  if (exchange.operation == BYOD_OP_SET) {
+    if (Result read = ReadOrder(exchange.request, order); !read.Ok()) return read;
+    if (std::memcmp(&order, &current, sizeof order) == 0) return NoChange();
+  } else {
+    BYOD_order_SetDefaultOrder(&order);
+    // Undoing an order never says that it was undone already.
+    if (BYOD_orderIsDefault(&current)) return {};
+  }
+  return Put(exchange.daemon, order);
+}
+
+}  // namespace byod::lauthd

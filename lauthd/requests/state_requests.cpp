@@ -1,0 +1,126 @@
+#include "lauthd/requests/state_requests.h"
+
+#include <vector>
+
+#include "lauthd/requests/identification.h"
+#include "lauthd/server/daemon.h"
+#include "lauthd/state/rule_kind.h"
+#include "protocol/counter.h"
+
+namespace byod::lauthd {
+namespace {
+
+/// Appends a table's counts. Modified rules are counted on the way: nobody else asks.
+template <typename Kind>
+bool AppendTable(tlv::Appender& answer, const IdleRules& idle) {
+  uint32_t modified = 0;
+  for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule))
+    modified += rule->modified == 1;
+  const tlv::Message table(TLV_Create());
+  if (!table) return false;
+  tlv::Appender append(table.get());
+  append.Number(BYOD_EXT_METHOD, Kind::kMethod)
+      .Number(BYOD_TLV_COUNT, Kind::Table().rule_count)
+      .Number(BYOD_EXT_CUSTOM, Kind::Table().custom_count)
+      .Number(BYOD_EXT_MODIFIED, modified)
+      .Number(BYOD_EXT_IDLE, static_cast<uint32_t>(idle.Of<Kind>().size()));
+  if (append.status() != 0) return false;
+  answer.Combine(BYOD_tlv_PutSubTlv(answer.message(), BYOD_EXT_TABLE, table.get()));
+  return answer.status() == 0;
+}
+
+void AppendCounter(tlv::Appender& append, uint16_t type, uint64_t value) {
+  append.Combine(protocol::AppendCounter(append.message(), type, value));
+}
+
+tlv::Message EncodeUnknown(const Unknowns::Entry& entry) {
+  tlv::Message message(TLV_Create());
+  tlv::Appender append(message.get());
+  AppendFingerPrint(append, entry.fingerprint);
+  append.Number(BYOD_EXT_UNMATCHED, entry.unmatched);
+  AppendCounter(append, BYOD_EXT_SEEN, entry.seen);
+  AppendCounter(append, BYOD_EXT_FIRST_TIME, entry.first_time);
+  AppendCounter(append, BYOD_EXT_TIME, entry.last_time);
+  if (append.status() != 0) return tlv::Message();
+  return message;
+}
+
+/// The fingerprints as they were when the question was asked.
+class UnknownSeries : public Series {
+ public:
+  explicit UnknownSeries(const std::list<Unknowns::Entry>& entries)
+      : entries_(entries.begin(), entries.end()) {}
+
+  bool Next(Pieces& pieces, bool& more) override {
+    for (; next_ < entries_.size() && !pieces.Full(); ++next_) {
+      const tlv::Message message = EncodeUnknown(entries_[next_]);
+      if (!message || !pieces.AddNested(BYOD_EXT_UNKNOWN, message.get())) return false;
+    }
+    more = next_ < entries_.size();
+    return true;
+  }
+
+ private:
+  std::vector<Unknowns::Entry> entries_;
+  size_t next_ = 0;
+};
+
+}  // namespace
+
+Result ShowStatus(Exchange& exchange) {
+  const Daemon& daemon = exchange.daemon;
+  const Counters& counters = daemon.counters;
+  tlv::Appender append = exchange.Answer();
+  append.Text(BYOD_EXT_VERSION, BYOD_VERSION);
+  AppendCounter(append, BYOD_EXT_UPTIME, daemon.UptimeSeconds());
+  bool whole = true;
+  ForEachKind(
+      [&](auto kind) { whole = AppendTable<decltype(kind)>(append, daemon.idle) && whole; });
+  append.Number(BYOD_EXT_RULE_LIMIT, daemon.options.rule_limit);
+  AppendCounter(append, BYOD_EXT_REQUESTS, counters.requests);
+  AppendCounter(append, BYOD_EXT_REFUSED, counters.refused);
+  AppendCounter(append, BYOD_EXT_IDENTIFICATIONS, counters.identifications);
+  AppendCounter(append, BYOD_EXT_UNKNOWNS, counters.unknowns);
+  AppendCounter(append, BYOD_EXT_CHANGES, counters.changes);
+  append.Number(BYOD_EXT_CONNECTIONS, static_cast<uint32_t>(daemon.connections.size()))
+      .Number(BYOD_EXT_CONNECTION_LIMIT, daemon.options.max_connections)
+      .Number(BYOD_EXT_DATABASE, daemon.store.State());
+  AppendCounter(append, BYOD_EXT_RELOADS, counters.reloads);
+  append.PresentText(BYOD_EXT_RELOAD_FAILURE,
+                     daemon.reload_failure.substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
+  append.Number(BYOD_EXT_WATCHERS, static_cast<uint32_t>(daemon.watch_hub.size()));
+  if (!whole) {
+    exchange.reply = {};
+    return NoMemory();
+  }
+  return exchange.Answered(append);
+}
+
+Result ShowUnknowns(Exchange& exchange) {
+  exchange.series = std::make_unique<UnknownSeries>(exchange.daemon.unknowns.entries());
+  return {};
+}
+
+Result ForgetUnknowns(Exchange& exchange) {
+  if (exchange.operation != BYOD_OP_UNDO) {
+    return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "unknown fingerprints cannot be set");
+  }
+  if (exchange.daemon.unknowns.entries().empty()) return NoChange();
+  exchange.daemon.unknowns.Clear();
+  return {};
+}
+
+Result StartWatch(Exchange& exchange) {
+  if (exchange.daemon.watch_hub.size() >= WatchHub::kMaxWatchers) {
+    return Refused(BYOD_REFUSAL_BUSY, "too many clients watch already");
+  }
+  exchange.watch = true;
+  return {};
+}
+
+Result ReloadRules(Exchange& exchange) {
+  if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
+  return exchange.daemon.Reload();
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,17 @@
+// The time of day, as messages tell it.
+#ifndef LAUTHD_REQUESTS_WALL_CLOCK_H
+#define LAUTHD_REQUESTS_WALL_CLOCK_H
+
+#include <chrono>
+#include <cstdint>
+
+namespace byod::lauthd {
+
+inline uint64_t MicrosecondsSince1970() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_REQUESTS_WALL_CLOCK_H

@@ -1,0 +1,92 @@
+#include "lauthd/state/bulk.h"
+
+#include "byod_db.h"
+
+namespace byod::lauthd {
+namespace {
+
+/// @return the rule of exactly this key, if there is something of it to be stored; else null
+template <typename Kind>
+const typename Kind::Rule* ToBeStored(const typename Kind::Key& key) {
+  const auto* const rule = Kind::Find(key);
+  if (rule == nullptr || !IsConfigured(rule->origin, rule->modified)) return nullptr;
+  // Another spelling of the key, or another mask, is another rule.
+  return Kind::SameKey(Kind::KeyOf(*rule), key) ? rule : nullptr;
+}
+
+template <typename Kind, typename Rules>
+uint32_t SaveRules(const IdleRules& idle, const Rules& rules) {
+  const auto& idle_rules = idle.Of<Kind>();
+  // First what goes: a rule that came may be stored in the place of one that went.
+  for (const auto& [key, former] : rules) {
+    if (!former.was_stored || ToBeStored<Kind>(key) != nullptr || idle_rules.contains(key))
+      continue;
+    if (const uint32_t failed = Kind::Unsave(key); failed != 0) return failed;
+  }
+  for (const auto& [key, former] : rules) {
+    const auto* const rule = ToBeStored<Kind>(key);
+    const auto idle_rule = idle_rules.find(key);
+    uint32_t failed = 0;
+    if (rule != nullptr) {
+      failed = Kind::Save(rule);
+    } else if (idle_rule != idle_rules.end()) {
+      failed = SaveIdle<Kind>(key, idle_rule->second);
+    }
+    if (failed != 0) return failed;
+  }
+  return 0;
+}
+
+template <typename Kind, typename Rules>
+void TakeBackRules(Rules& rules) {
+  // First what came: there is no room beside it for what went.
+  for (const auto& [key, former] : rules) {
+    if (former.existed) continue;
+    if (auto* const rule = Kind::Find(key)) EraseRule<Kind>(rule);
+  }
+  for (auto& [key, former] : rules) {
+    if (former.existed) former.Restore(key);
+  }
+}
+
+}  // namespace
+
+uint32_t Bulk::Save(const IdleRules& idle, const Authorization& authorization) const {
+  uint32_t failed = 0;
+  ForEachKind([&](auto kind) {
+    using Kind = decltype(kind);
+    if (failed == 0) failed = SaveRules<Kind>(idle, RulesOf<Kind>());
+  });
+  if (failed == 0 && order_) {
+    ByodOrder order;
+    BYOD_order_GetOrder(&order);
+    failed = BYOD_db_SetOrder(&order);
+  }
+  for (auto set = sets_.begin(); set != sets_.end() && failed == 0; ++set) {
+    const auto& [group, category] = set->first;
+    failed = StoreSet(group, category, authorization.Find(group, category));
+  }
+  return failed;
+}
+
+void Bulk::Keep() {
+  rules_ = {};
+  idle_.reset();
+  order_.reset();
+  sets_.clear();
+  open_ = false;
+}
+
+void Bulk::TakeBack(IdleRules& idle, Authorization& authorization) {
+  ForEachKind([&](auto kind) {
+    using Kind = decltype(kind);
+    TakeBackRules<Kind>(RulesOf<Kind>());
+  });
+  if (idle_) idle = std::move(*idle_);
+  if (order_) BYOD_order_SetOrder(&*order_);
+  for (auto& [name, former] : sets_)
+    authorization.Put(name.first, name.second, std::move(former));
+  Keep();
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,97 @@
+// Many changes that take effect together or not at all.
+#ifndef LAUTHD_STATE_BULK_H
+#define LAUTHD_STATE_BULK_H
+
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "byod_order.h"
+#include "lauthd/state/authorization.h"
+#include "lauthd/state/idle_rules.h"
+#include "lauthd/state/rule_state.h"
+
+namespace byod::lauthd {
+
+/**
+ * While a bulk is open, remembers of everything that it changes how it was at first: that is what
+ * an abort goes back to, and what a commit has to store. However often something is changed, it is
+ * stored once.
+ */
+class Bulk {
+ public:
+  bool Open() const { return open_; }
+  void Begin() { open_ = true; }
+
+  /// Makes room, so that remembering a change of one rule more cannot fail once it is made.
+  /// @throws std::bad_alloc
+  template <typename Kind>
+  void MakeRoom() {
+    if (!open_ || !std::get<Spare<Kind>>(spares_).empty()) return;
+    Rules<Kind> one;
+    one.try_emplace({});
+    std::get<Spare<Kind>>(spares_) = one.extract(one.begin());
+  }
+
+  /// Told of every change, when room was made for it; outside of a bulk nothing happens.
+  template <typename Kind>
+  void Remember(const typename Kind::Key& key, FormerRule<Kind> former) {
+    if (!open_) return;
+    auto& spare = std::get<Spare<Kind>>(spares_);
+    spare.key() = key;
+    spare.mapped() = std::move(former);
+    spare = RulesOf<Kind>().insert(std::move(spare)).node;
+  }
+  void Remember(const ByodOrder& order) {
+    if (open_ && !order_) order_ = order;
+  }
+  /// @throws std::bad_alloc, with nothing changed
+  void Remember(const IdleRules& idle) {
+    if (open_ && !idle_) idle_ = idle;
+  }
+  void Remember(const std::string& group, const std::string& category, const Attributes* former) {
+    if (!open_) return;
+    sets_.try_emplace({group, category},
+                      former != nullptr ? std::optional<Attributes>(*former) : std::nullopt);
+  }
+
+  /// Stores what has become of everything. @return 0, or anything else for failure
+  uint32_t Save(const IdleRules& idle, const Authorization& authorization) const;
+
+  /// Everything stays as it is now.
+  void Keep();
+
+  /// Everything becomes what it was.
+  void TakeBack(IdleRules& idle, Authorization& authorization);
+
+ private:
+  /// In the order of the database, which then grows at one end.
+  template <typename Kind>
+  using Rules = std::map<typename Kind::Key, FormerRule<Kind>, DatabaseOrder<Kind>>;
+
+  template <typename Kind>
+  Rules<Kind>& RulesOf() {
+    return std::get<Rules<Kind>>(rules_);
+  }
+  template <typename Kind>
+  const Rules<Kind>& RulesOf() const {
+    return std::get<Rules<Kind>>(rules_);
+  }
+
+  // An element that is not in use; empty when the last one came into use.
+  template <typename Kind>
+  using Spare = typename Rules<Kind>::node_type;
+
+  bool open_ = false;
+  std::tuple<Spare<DhcpOptionKind>, Spare<UserAgentKind>, Spare<MacKind>> spares_;
+  std::tuple<Rules<DhcpOptionKind>, Rules<UserAgentKind>, Rules<MacKind>> rules_;
+  std::optional<IdleRules> idle_;
+  std::optional<ByodOrder> order_;
+  std::map<std::pair<std::string, std::string>, std::optional<Attributes>> sets_;
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STATE_BULK_H

@@ -1,0 +1,27 @@
+// Device informations that are still being made.
+#ifndef LAUTHD_STATE_DEVICE_INFO_H
+#define LAUTHD_STATE_DEVICE_INFO_H
+
+#include <cstdlib>
+#include <memory>
+
+#include "byod_data.h"
+
+namespace byod::lauthd {
+
+struct InfoDeleter {
+  void operator()(ByodDeviceInfo* info) const { std::free(info); }
+};
+
+using OwnedInfo = std::unique_ptr<ByodDeviceInfo, InfoDeleter>;
+
+/// @return a copy, an empty information for null; none without memory
+inline OwnedInfo CopyInfo(const ByodDeviceInfo* info) {
+  OwnedInfo copy(BYOD_data_CreateDeviceInfo("", "", "", ""));
+  if (copy && info != nullptr) *copy = *info;
+  return copy;
+}
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STATE_DEVICE_INFO_H

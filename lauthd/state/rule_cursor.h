@@ -1,0 +1,98 @@
+// A place in a table of rules that outlives changes of the table.
+#ifndef LAUTHD_STATE_RULE_CURSOR_H
+#define LAUTHD_STATE_RULE_CURSOR_H
+
+#include <cstddef>
+
+#include "lauthd/state/rule_kind.h"
+
+namespace byod::lauthd {
+
+/**
+ * Walks a table while others change it: a rule that is there all the time comes exactly once.
+ *
+ * All cursors of a kind are known, so that one that is about to give a rule that is erased is moved
+ * on first. The tables are the process's, and so is this.
+ */
+template <typename Kind>
+class RuleCursor {
+ public:
+  using Rule = typename Kind::Rule;
+
+  RuleCursor() : next_(Kind::First()), next_cursor_(first_cursor_) { first_cursor_ = this; }
+  ~RuleCursor() {
+    RuleCursor** link = &first_cursor_;
+    while (*link != this)
+      link = &(*link)->next_cursor_;
+    *link = next_cursor_;
+  }
+  RuleCursor(const RuleCursor&) = delete;
+  RuleCursor& operator=(const RuleCursor&) = delete;
+
+  /// @return the rule at the place, null at the end
+  Rule* Here() const { return next_; }
+  void Advance() { next_ = Kind::Next(next_); }
+
+  /// Called before a rule is erased.
+  static void Leave(Rule* rule) {
+    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_) {
+      if (cursor->next_ == rule) cursor->Advance();
+    }
+  }
+
+  /// Called before a rule is erased in whose place another record has come.
+  static void Move(const Rule* from, Rule* to) {
+    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_) {
+      if (cursor->next_ == from) cursor->next_ = to;
+    }
+  }
+
+  /// Called before all rules are erased: places are kept by key.
+  static void LeaveAll() {
+    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
+      cursor->KeepKey();
+  }
+
+  /// Called when the tables are filled anew.
+  static void ReturnAll() {
+    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
+      cursor->FindKey();
+  }
+
+ private:
+  void KeepKey() {
+    at_end_ = next_ == nullptr;
+    if (at_end_) return;
+    key_ = Kind::KeyOf(*next_);
+    // Of several rules with this key some may have been given already.
+    given_ = 0;
+    for (Rule* rule = Kind::First(); rule != next_; rule = Kind::Next(rule)) {
+      if (HasKey(*rule)) ++given_;
+    }
+    next_ = nullptr;
+  }
+
+  void FindKey() {
+    next_ = nullptr;
+    if (at_end_) return;
+    next_ = Kind::First();
+    while (next_ != nullptr && Kind::Before(*next_, key_))
+      Advance();
+    for (size_t i = 0; i < given_ && next_ != nullptr && HasKey(*next_); ++i)
+      Advance();
+  }
+
+  bool HasKey(const Rule& rule) const { return Kind::SameKey(Kind::KeyOf(rule), key_); }
+
+  static inline RuleCursor* first_cursor_ = nullptr;
+
+  Rule* next_;
+  RuleCursor* next_cursor_;
+  typename Kind::Key key_ = {};
+  size_t given_ = 0;
+  bool at_end_ = false;
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STATE_RULE_CURSOR_H

@@ -1,0 +1,286 @@
+// What the three kinds of rule differ in. Everything the daemon does with rules is told once, over
+// one of these:
+//
+//   Rule, Record           the rule, and its stored form
+//   Key                    what names it in a request
+//   kMethod, kName         BYOD_METHOD_*, and a word for people
+//   kDatabaseKey           where it is stored
+//   Find(key)              the very rule that the key names
+//   FindOrNew(key, ...)    as the library's function
+//   Erase(rule)            out of the table, and released
+//   First(), Next(rule)    the table in order
+//   Before(rule, key)      whether the rule stands before the key in that order
+//   NextOf(key), NextConfigured(key)
+//   KeyOf(rule)
+//   MakeRule(key)          a rule of this key in no table, all else zero
+//   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
+//   RecordOf(rule)         as it is stored; StoredKey(record), the text under which that is
+//   Save(rule), Unsave(rule), UnsaveRecord(record)
+//   DecodeName(msg, name)  the device name in a request, empty if there is none
+#ifndef LAUTHD_STATE_RULE_KIND_H
+#define LAUTHD_STATE_RULE_KIND_H
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include "byod_data.h"
+#include "byod_db.h"
+#include "byod_tlv.h"
+#include "data/bounded_copy.h"
+#include "data/internal.h"
+#include "lauth_avl.h"
+#include "lauth_text.h"
+
+namespace byod::lauthd {
+
+inline bool IsConfigured(uint32_t origin, uint32_t modified) {
+  return origin == BYOD_RULE_CUSTOM || modified == 1;
+}
+
+/**
+ * The last byte of a stored name, which is behind the end of its text, says that the record is the
+ * modification of a predefined rule: not a rule of its own when that one is gone. A name of 127
+ * characters leaves no room for it.
+ */
+template <typename Record>
+bool IsModification(const Record& record) {
+  return record.info.name[BYOD_DEVNAME_SIZE - 1] != 0;
+}
+
+/// Fills in what a record stores of a rule beside its key.
+template <typename Rule, typename Record>
+void FillRecord(const Rule& rule, Record& record) {
+  ByodDeviceInfo& info = record.info;
+  if (rule.configured != nullptr) {
+    AddDeviceInfoToDBRule(rule.configured, info.name, info.vendor, info.category, info.os);
+  }
+  const bool room = strnlen(info.name, BYOD_DEVNAME_SIZE) < BYOD_DEVNAME_SIZE - 1;
+  if (rule.origin == BYOD_RULE_PREDEFINED && room) info.name[BYOD_DEVNAME_SIZE - 1] = 1;
+}
+
+struct MacKind {
+  using Rule = ByodMacRule;
+  using Record = ByodMacRuleShowRec;
+  using Key = ByodMacRule;  // of which only address and mask count
+
+  static constexpr uint32_t kMethod = BYOD_METHOD_MAC;
+  static constexpr const char* kName = "MAC";
+  static constexpr const char* kDatabaseKey = BYOD_DB_MAC_KEY;
+
+  static Rule* Find(const Key& key) { return BYOD_data_SetFindMacRule(&key); }
+  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
+    return BYOD_data_FindOrNewMacRule(&key, BYOD_RULE_CUSTOM, created, err);
+  }
+  static void Erase(Rule* rule) { BYOD_DeleteMacRule(rule); }
+  static const ByodMacTable& Table() { return *BYOD_data_GetMacRuleTbl(); }
+  static Rule* First() { return static_cast<Rule*>(AVL_GetLeftMost(Table().tree)); }
+  static Rule* Next(Rule* rule) { return static_cast<Rule*>(AVL_GetNext(Table().tree, rule)); }
+  static bool Before(const Rule& rule, const Key& key) {
+    return byod_data_MacRuleCompare(&rule, &key) < 0;
+  }
+  static Rule* NextOf(const Key& key);
+  static Rule* NextConfigured(const Key& key) { return BYOD_ProcGetNextMacByConfig(&key); }
+  static Key KeyOf(const Rule& rule) {
+    Key key = {};
+    std::memcpy(key.mac, rule.mac, sizeof key.mac);
+    std::memcpy(key.mask, rule.mask, sizeof key.mask);
+    return key;
+  }
+  static int CompareKeys(const Key& a, const Key& b) {
+    const int order = std::memcmp(a.mac, b.mac, sizeof a.mac);
+    return order != 0 ? order : std::memcmp(a.mask, b.mask, sizeof a.mask);
+  }
+  static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
+  static Key KeyOfRecord(const Record& record);
+  static Rule MakeRule(const Key& key) { return KeyOf(key); }
+  static std::string Describe(const Key& key);
+
+  static Record RecordOf(const Rule& rule);
+  static std::string StoredKey(const Record& record) {
+    return {record.mac_text, strnlen(record.mac_text, sizeof record.mac_text)};
+  }
+  static uint32_t Save(const Rule* rule) {
+    const Record record = RecordOf(*rule);
+    return BYOD_db_AddMacValue(&record);
+  }
+  static uint32_t UnsaveRecord(const Record& record) { return BYOD_db_DeleteMacRule(&record); }
+  static uint32_t Unsave(const Key& key) { return UnsaveRecord(RecordOf(MakeRule(key))); }
+  static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
+    return BYOD_tlv_EncapMacRuleAllInfo(msg, rule, mode);
+  }
+  static uint32_t DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]);
+};
+
+/// @return a text as people read it in a message
+std::string Quoted(const char* text);
+
+/// The two kinds that are named by a text.
+struct TextKey {
+  char text[BYOD_RULETEXT_SIZE];
+};
+
+/// What these two differ in.
+template <typename Rule, typename Table>
+struct TextCalls {
+  uint32_t method;
+  const char* name;
+  const char* database_key;
+  uint16_t key_element;
+  char (Rule::*text)[BYOD_RULETEXT_SIZE];
+  Table* (*table)();
+  Rule* (*find)(const char* text);
+  Rule* (*find_or_new)(const char* text, uint32_t origin, uint16_t* created, uint32_t* err);
+  Rule* (*next)(const char* text);
+  void (*erase)(Rule* rule);
+  uint32_t (*save)(const ByodTextRuleShowRec* record);
+  uint32_t (*unsave)(const ByodTextRuleShowRec* record);
+  uint32_t (*encode)(uint32_t msg, const Rule* rule, uint32_t mode);
+  uint32_t (*decode_key)(uint32_t msg, uint32_t cap, char* text, uint32_t* attribute);
+  uint32_t (*decode)(uint32_t msg, uint32_t* origin, char* text_and_name);
+};
+
+inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCalls = {
+    BYOD_METHOD_USERAGENT,
+    "User-Agent",
+    BYOD_DB_USERAGENT_KEY,
+    BYOD_TLV_USERAGENT,
+    &ByodUserAgentRule::keyword,
+    BYOD_data_GetUserAgentRuleTbl,
+    BYOD_data_FindUserAgentRule,
+    BYOD_data_FindOrNewUserAgentRule,
+    BYOD_data_GetNextUserAgentRule,
+    BYOD_DeleteUserAgent,
+    BYOD_db_AddUAValue,
+    BYOD_db_DeleteUserAgentRule,
+    BYOD_tlv_EncapUserAgentRuleAllInfo,
+    BYOD_tlv_GetAgentDeviceAttr,
+    BYOD_tlv_GetUserAgentRule};
+
+inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionCalls = {
+    BYOD_METHOD_DHCP,
+    "DHCP option",
+    BYOD_DB_DHCPOPT_KEY,
+    BYOD_TLV_DHCPOPT,
+    &ByodDhcpOptionRule::text,
+    BYOD_data_GetDhcpOptionRuleTbl,
+    BYOD_data_FindDhcpOptionRule,
+    BYOD_data_FindOrNewDhcpOptionRule,
+    BYOD_data_GetNextDhcpOptionRule,
+    BYOD_DeleteDhcpOption,
+    BYOD_db_AddDhcpOptionValue,
+    BYOD_db_DeleteDhcpOptionRule,
+    BYOD_tlv_EncapDhcpOptionRuleAllInfo,
+    BYOD_tlv_GetDhcpDeviceAttr,
+    BYOD_tlv_GetDhcpOptionRule};
+
+template <typename RuleType, typename TableType, const TextCalls<RuleType, TableType>& kCalls>
+struct TextKind {
+  using Rule = RuleType;
+  using Record = ByodTextRuleShowRec;
+  using Key = TextKey;
+
+  static constexpr uint32_t kMethod = kCalls.method;
+  static constexpr const char* kName = kCalls.name;
+  static constexpr const char* kDatabaseKey = kCalls.database_key;
+  static constexpr uint16_t kKeyElement = kCalls.key_element;
+
+  static const TableType& Table() { return *kCalls.table(); }
+  static const char* TextOf(const Rule& rule) { return rule.*kCalls.text; }
+  static Rule* RuleOf(ByodLink* link) {
+    if (link == nullptr) return nullptr;
+    return reinterpret_cast<Rule*>(reinterpret_cast<char*>(link) - offsetof(Rule, list_link));
+  }
+  static Rule* First() { return RuleOf(Table().list); }
+  static Rule* Next(Rule* rule) { return RuleOf(rule->list_link.next); }
+  static bool Before(const Rule& rule, const Key& key) {
+    return std::strcmp(TextOf(rule), key.text) < 0;
+  }
+  /// Rules of the same text would come again and again when a client pages from text to text.
+  static Rule* NextOf(const Key& key) {
+    Rule* rule = kCalls.next(key.text);
+    while (rule != nullptr && std::strcmp(TextOf(*rule), key.text) == 0)
+      rule = Next(rule);
+    return rule;
+  }
+  static Rule* NextConfigured(const Key& key) {
+    Rule* rule = NextOf(key);
+    while (rule != nullptr && !IsConfigured(rule->origin, rule->modified))
+      rule = Next(rule);
+    return rule;
+  }
+
+  static Rule* Find(const Key& key) { return kCalls.find(key.text); }
+  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
+    return kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
+  }
+  static void Erase(Rule* rule) { kCalls.erase(rule); }
+
+  static Key KeyOf(const char* text) {
+    Key key = {};
+    CopyText(key.text, text);
+    return key;
+  }
+  static Key KeyOf(const Rule& rule) { return KeyOf(TextOf(rule)); }
+  static Key KeyOfRecord(const Record& record) { return KeyOf(record.text); }
+  static Rule MakeRule(const Key& key) {
+    Rule rule = {};
+    CopyText(rule.*kCalls.text, key.text);
+    return rule;
+  }
+  static int CompareKeys(const Key& a, const Key& b) { return std::strcmp(a.text, b.text); }
+  static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
+  static std::string Describe(const Key& key) { return Quoted(key.text); }
+
+  static Record RecordOf(const Rule& rule) {
+    Record record = {};
+    CopyText(record.text, TextOf(rule));
+    FillRecord(rule, record);
+    return record;
+  }
+  static std::string StoredKey(const Record& record) {
+    return {record.text, strnlen(record.text, sizeof record.text)};
+  }
+  static uint32_t Save(const Rule* rule) {
+    const Record record = RecordOf(*rule);
+    return kCalls.save(&record);
+  }
+  static uint32_t UnsaveRecord(const Record& record) { return kCalls.unsave(&record); }
+  static uint32_t Unsave(const Key& key) { return UnsaveRecord(RecordOf(MakeRule(key))); }
+  static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
+    return kCalls.encode(msg, rule, mode);
+  }
+  static uint32_t DecodeKey(uint32_t msg, Key& key, uint32_t& attribute) {
+    return kCalls.decode_key(msg, sizeof key.text, key.text, &attribute);
+  }
+  static uint32_t DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {
+    uint32_t origin = 0;
+    char text_and_name[BYOD_RULETEXT_SIZE + BYOD_DEVNAME_SIZE] = {};
+    const uint32_t status = kCalls.decode(msg, &origin, text_and_name);
+    CopyText(name, text_and_name + BYOD_RULETEXT_SIZE);
+    return status;
+  }
+};
+
+using UserAgentKind = TextKind<ByodUserAgentRule, ByodUserAgentTable, kUserAgentCalls>;
+using DhcpOptionKind = TextKind<ByodDhcpOptionRule, ByodDhcpOptionTable, kDhcpOptionCalls>;
+
+/// The order in which the database keeps the rules of a kind.
+template <typename Kind>
+struct DatabaseOrder {
+  bool operator()(const typename Kind::Key& a, const typename Kind::Key& b) const {
+    return Kind::CompareKeys(a, b) < 0;
+  }
+};
+
+/// Calls a function template's instance for each kind.
+template <typename Function>
+void ForEachKind(Function function) {
+  function(DhcpOptionKind());
+  function(UserAgentKind());
+  function(MacKind());
+}
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STATE_RULE_KIND_H

@@ -1,0 +1,54 @@
+#include "lauthd/state/rule_source.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "lauthd/log.h"
+#include "rulefiles/load.h"
+
+namespace byod::lauthd {
+namespace {
+
+// Fewer are loaded before anybody could read about it.
+constexpr size_t kWorthShowing = 10000;
+constexpr size_t kFaultsTold = 20;
+
+void ShowProgress(size_t done, size_t of) {
+  if (of < kWorthShowing) return;
+  std::fprintf(stderr, "\rlauthd: %zu of %zu rules%s", done, of, done == of ? "\n" : "");
+}
+
+}  // namespace
+
+PredefinedRules RuleSource::Read() const {
+  PredefinedRules rules;
+  rulefiles::Diagnostics diagnostics(
+      [&rules](const rulefiles::Diagnostic& diagnostic) { rules.faults.push_back(diagnostic); });
+  if (!options_.rules.empty() || !options_.ieee.empty()) {
+    rules.set = rulefiles::ReadRuleSet({options_.rules, options_.ieee}, diagnostics);
+  }
+  return rules;
+}
+
+bool RuleSource::shows_progress() const {
+  return isatty(STDERR_FILENO) == 1;
+}
+
+void LoadPredefined(const PredefinedRules& rules, bool show_progress) {
+  for (size_t i = 0; i < rules.faults.size() && i < kFaultsTold; ++i)
+    Log(Severity::kWarning, "%s", rulefiles::ToString(rules.faults[i]).c_str());
+  if (rules.faults.size() > kFaultsTold) {
+    Log(Severity::kWarning, "and %zu more faults in the rule files",
+        rules.faults.size() - kFaultsTold);
+  }
+  rulefiles::Diagnostics refused([](const rulefiles::Diagnostic& diagnostic) {
+    Log(Severity::kWarning, "%s", rulefiles::ToString(diagnostic).c_str());
+  });
+  const size_t loaded =
+      rulefiles::Load(rules.set, refused,
+                      show_progress ? rulefiles::Progress(ShowProgress) : rulefiles::Progress());
+  Log(Severity::kInfo, "loaded %zu predefined rules", loaded);
+}
+
+}  // namespace byod::lauthd

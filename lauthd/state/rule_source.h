@@ -1,0 +1,42 @@
+// Where the predefined rules come from.
+#ifndef LAUTHD_STATE_RULE_SOURCE_H
+#define LAUTHD_STATE_RULE_SOURCE_H
+
+#include <string>
+#include <vector>
+
+#include "lauthd/options.h"
+#include "rulefiles/rule_set.h"
+
+namespace byod::lauthd {
+
+/// All predefined rules, and what is wrong with the files.
+struct PredefinedRules {
+  rulefiles::RuleSet set;
+  std::vector<rulefiles::Diagnostic> faults;  // in the order in which they were found
+};
+
+inline bool IsError(const rulefiles::Diagnostic& fault) {
+  return SeverityOf(fault.problem) == rulefiles::Severity::kError;
+}
+
+class RuleSource {
+ public:
+  explicit RuleSource(const Options& options) : options_(options) {}
+
+  /// Reads all files. Without any there are no rules.
+  PredefinedRules Read() const;
+
+  /// Whether somebody looks on while rules are loaded.
+  bool shows_progress() const;
+
+ private:
+  const Options& options_;
+};
+
+/// Puts predefined rules into the tables, which are there. Faults are told in the log.
+void LoadPredefined(const PredefinedRules& rules, bool show_progress);
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STATE_RULE_SOURCE_H

@@ -1,0 +1,79 @@
+// Identifications as they happen, for the clients that watch.
+#ifndef LAUTHD_STATE_WATCH_HUB_H
+#define LAUTHD_STATE_WATCH_HUB_H
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <memory>
+#include <vector>
+
+namespace byod::lauthd {
+
+/// An event as a message in memory form; shared by all who watch.
+using Event = std::shared_ptr<const std::vector<uint8_t>>;
+
+/// What one client has not read yet.
+class Watcher {
+ public:
+  explicit Watcher(std::function<void()> wake) : wake_(std::move(wake)) {}
+
+  void Push(const Event& event) {
+    // A client that does not read loses the newest, and is told.
+    if (events_.size() == kRoom) {
+      ++lost_;
+      return;
+    }
+    events_.push_back(event);
+    if (events_.size() == 1) wake_();
+  }
+
+  bool Empty() const { return events_.empty(); }
+  Event Pop() {
+    Event event = std::move(events_.front());
+    events_.pop_front();
+    return event;
+  }
+  uint64_t TakeLost() { return std::exchange(lost_, 0); }
+
+ private:
+  static constexpr size_t kRoom = 1024;
+
+  std::function<void()> wake_;
+  std::deque<Event> events_;
+  uint64_t lost_ = 0;
+};
+
+class WatchHub {
+ public:
+  static constexpr size_t kMaxWatchers = 32;
+
+  bool Empty() const { return watchers_.empty(); }
+  size_t size() const { return watchers_.size(); }
+  void Publish(const Event& event) {
+    for (Watcher* watcher : watchers_)
+      watcher->Push(event);
+  }
+
+  /// A watcher's presence in the hub, ended with its scope.
+  class Registration {
+   public:
+    Registration(WatchHub& hub, Watcher& watcher)
+        : hub_(hub), place_(hub.watchers_.insert(hub.watchers_.end(), &watcher)) {}
+    ~Registration() { hub_.watchers_.erase(place_); }
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+
+   private:
+    WatchHub& hub_;
+    std::list<Watcher*>::iterator place_;
+  };
+
+ private:
+  std::list<Watcher*> watchers_;
+};
+
+}  // namespace byod::lauthd
+
+#endif  // LAUTHD_STATE_WATCH_HUB_H
