@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
-#include "byodctl/command.h"
-#include "byodctl/display_text.h"
-#include "byodctl/option_checks.h"
-#include "byodctl/usage_error.h"
-#include "byodctl/words.h"
+#include "byodctl/command_line/abbreviations.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/option_checks.h"
+#include "byodctl/command_line/usage_error.h"
+#include "byodctl/text/display_text.h"
 
 namespace byod::ctl {
 namespace {

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "byodctl/fingerprint_text.h"
-#include "byodctl/input.h"
+#include "byodctl/identification/fingerprint_input.h"
+#include "byodctl/text/fingerprint_text.h"
 
 namespace {
 

@@ -1,0 +1,21 @@
+// The command that was probably meant by words that are none.
+#ifndef BYODCTL_COMMAND_LINE_MEANT_COMMAND_H
+#define BYODCTL_COMMAND_LINE_MEANT_COMMAND_H
+
+#include <string>
+
+namespace byod::ctl {
+
+/**
+ * Names a wrong command and the right one that is nearest, by its spelling or by its meaning:
+ * `list rules` is `show rules`, and so is `rules` alone.
+ *
+ * @param first, second  the first two words of the command line; the second may be empty and may be
+ *                       an argument rather than a word of the command
+ * @return the message
+ */
+std::string UnknownCommand(const std::string& first, const std::string& second);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_COMMAND_LINE_MEANT_COMMAND_H

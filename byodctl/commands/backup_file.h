@@ -1,0 +1,78 @@
+// Where a backup is written to.
+#ifndef BYODCTL_COMMANDS_BACKUP_FILE_H
+#define BYODCTL_COMMANDS_BACKUP_FILE_H
+
+#include <sys/stat.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace byod::ctl {
+
+/// A file descriptor that closes itself.
+class Descriptor {
+ public:
+  explicit Descriptor(int number = -1) : number_(number) {}
+  ~Descriptor() { Close(); }
+  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return number_; }
+  bool Close();
+
+ private:
+  int number_;
+};
+
+/// Whether a file begins as a backup does, as far as its first bytes show.
+constexpr size_t kBackupHeaderSize = 72;
+bool IsBackupHeader(std::string_view bytes);
+
+/**
+ * The file that a backup becomes.
+ *
+ * A regular file, and one that does not exist, is replaced as a whole when the backup is complete,
+ * and is as it was when it is not; a symbolic link is followed. Anything else, a device or a FIFO,
+ * is written to as it is, and so is standard output, whatever it is: by the name "-" or by one of
+ * its own.
+ *
+ * Every function throws a Failure that names the file.
+ */
+class BackupFile {
+ public:
+  /**
+   * @param force  replaces what is read-only or not a backup
+   * @throws Failure for what must not, or cannot, be written; nothing waits for a FIFO's reader
+   */
+  BackupFile(const std::string& name, bool force);
+  ~BackupFile();
+  BackupFile(const BackupFile&) = delete;
+  BackupFile& operator=(const BackupFile&) = delete;
+
+  void Write(std::string_view bytes);
+
+  /// The backup is complete. @throws Failure, and the file is as it was
+  void Finish();
+
+  /// The backup goes to standard output, which is taken then.
+  bool is_standard_output() const { return is_standard_output_; }
+
+ private:
+  void OpenAsItIs(const struct stat& status);
+  void OpenDraft(const std::string& final_name);
+  [[noreturn]] void Fail(const std::string& why) const;
+  [[noreturn]] void FailWithErrno() const;
+
+  std::string name_;
+  std::string final_name_;  ///< without symbolic links; only of a file that is replaced
+  std::string draft_;       ///< beside it; empty = there is none
+  Descriptor file_;
+  bool is_standard_output_ = false;
+};
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_COMMANDS_BACKUP_FILE_H

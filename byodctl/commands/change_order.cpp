@@ -1,0 +1,80 @@
+// byodctl set order, byodctl unset order, byodctl reload
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "byod_tlv.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/commands/change_report.h"
+#include "byodctl/daemon/client.h"
+#include "byodctl/text/order_text.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::vector<std::string> order;
+  bool json = false;
+};
+
+int Change(const Request& request, bool json, const Settings& settings) {
+  Client client(settings);
+  return ReportChange(client.Change(request), json);
+}
+
+int Set(const Options& options, const Settings& settings) {
+  const std::string fault = FaultOfOrder(options.order);
+  if (!fault.empty()) throw Failure(kExitBadInput, fault);
+  Request request(BYOD_OP_SET, BYOD_MSG_ORDER);
+  const ByodOrder order = OrderOf(options.order);
+  request.Encoded([&](uint32_t msg) { return BYOD_tlv_EncapOrder(msg, order.slots); });
+  return Change(request, options.json, settings);
+}
+
+std::vector<std::string> CurrentOrder(Client& client) {
+  const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_MSG_ORDER));
+  ByodOrder order = {{BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
+  BYOD_tlv_GetOrder(reply.get(), order.slots);
+  return NamesOf(order);
+}
+
+/// The daemon answers alike whether the default order was in force before or not.
+int Unset(bool json, const Settings& settings) {
+  Client client(settings);
+  const std::vector<std::string> former = CurrentOrder(client);
+  client.Change(Request(BYOD_OP_UNDO, BYOD_MSG_ORDER));
+  return ReportChange(CurrentOrder(client) != former, json);
+}
+
+}  // namespace
+
+Run DefineSetOrder(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer("A method that is left out is not tried.");
+  app.add_option("METHODS", options->order,
+                 "One to three of dhcp, user-agent, mac; comma-separated")
+      ->required()
+      ->delimiter(',');
+  AddJsonOption(app, options->json, kChangeKeys);
+  return [options, &settings] { return Set(*options, settings); };
+}
+
+Run DefineUnsetOrder(CLI::App& app, const Settings& settings) {
+  const auto json = std::make_shared<bool>(false);
+  AddJsonOption(app, *json, kChangeKeys);
+  return [json, &settings] { return Unset(*json, settings); };
+}
+
+Run DefineReload(CLI::App& app, const Settings& settings) {
+  app.footer("When a rule file is bad nothing changes, and the daemon reports what is wrong.");
+  const auto json = std::make_shared<bool>(false);
+  AddJsonOption(app, *json, kChangeKeys);
+  return [json, &settings] {
+    return Change(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD), *json, settings);
+  };
+}
+
+}  // namespace byod::ctl

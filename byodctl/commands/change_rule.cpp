@@ -1,0 +1,113 @@
+// byodctl set rule, byodctl unset rule
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "byod_tlv.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/commands/change_report.h"
+#include "byodctl/daemon/bulk.h"
+#include "byodctl/rules/rule.h"
+#include "byodctl/rules/rule_advice.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::string kind;
+  std::string key;
+  rulefiles::DeviceText device;
+  std::string example;
+  std::vector<const DeviceField*> fields;  ///< those that are meant
+  bool json = false;
+};
+
+/// Several changes are made together or not at all. @return whether anything changed
+bool Apply(Client& client, const std::vector<Request>& changes) {
+  if (changes.size() == 1) return client.Change(changes.front());
+  Bulk bulk(client);
+  bool changed = false;
+  for (const Request& change : changes)
+    changed = client.Change(change) || changed;
+  bulk.Commit();
+  return changed;
+}
+
+int Set(const Options& options, const Settings& settings) {
+  const uint32_t kind = RuleKindOf(options.kind);
+  const Rule rule = ReadRule(kind, options.key, options.device);
+  std::vector<Request> changes;
+  for (const DeviceField* const field : options.fields) {
+    const std::string& value = rule.device.*field->member;
+    if (value.empty()) {
+      throw Failure(kExitBadInput,
+                    std::string{"--"} + field->name + " is empty; to clear it use unset rule");
+    }
+    changes.push_back(ChangeField(BYOD_OP_SET, rule.key, *field, value));
+  }
+  if (changes.empty()) changes.push_back(ChangeRule(BYOD_OP_SET, rule.key));
+  CheckExample(kind, options.example);
+  Client client(settings);
+  const bool changed = Apply(client, changes);
+  return ReportChange(changed, AdviceOn(client, rule.key, options.example), options.json);
+}
+
+int Unset(const Options& options, const Settings& settings) {
+  const uint32_t kind = RuleKindOf(options.kind);
+  const RuleKey key = ReadRule(kind, options.key, {}).key;
+  std::vector<Request> changes;
+  changes.reserve(options.fields.size() + 1);
+  for (const DeviceField* const field : options.fields)
+    changes.push_back(ChangeField(BYOD_OP_UNDO, key, *field, ""));
+  if (changes.empty()) changes.push_back(ChangeRule(BYOD_OP_UNDO, key));
+  Client client(settings);
+  return ReportChange(Apply(client, changes), options.json);
+}
+
+std::shared_ptr<Options> DefineKey(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
+  app.add_option("KEY", options->key, "00:11:22/24, words of a User-Agent, or 1,3,6,15")
+      ->required();
+  return options;
+}
+
+}  // namespace
+
+Run DefineSetRule(CLI::App& app, const Settings& settings) {
+  const auto options = DefineKey(app);
+  app.footer("Adds the rule if it does not exist. Fields that are not given stay as they are.");
+  AddJsonOption(app, options->json, std::string{kChangeKeys} + ", warnings");
+  app.add_option("--example", options->example,
+                 "A User-Agent, list or address that the rule ought to win; warns if another does")
+      ->type_name("TEXT");
+  for (const DeviceField& field : kDeviceFields) {
+    app.add_option_function<std::string>(
+           std::string{"--"} + field.name,
+           [options, &field](const std::string& value) {
+             options->device.*field.member = value;
+             options->fields.push_back(&field);
+           },
+           std::string{"The rule's "} + field.name)
+        ->type_name("TEXT");
+  }
+  return [options, &settings] { return Set(*options, settings); };
+}
+
+Run DefineUnsetRule(CLI::App& app, const Settings& settings) {
+  const auto options = DefineKey(app);
+  app.footer("Without a field: deletes a custom rule, or reverts all changes to a predefined one.");
+  AddJsonOption(app, options->json, kChangeKeys);
+  for (const DeviceField& field : kDeviceFields) {
+    app.add_flag_callback(
+        std::string{"--"} + field.name, [options, &field] { options->fields.push_back(&field); },
+        std::string{"Revert the "} + field.name);
+  }
+  return [options, &settings] { return Unset(*options, settings); };
+}
+
+}  // namespace byod::ctl

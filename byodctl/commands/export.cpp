@@ -1,0 +1,75 @@
+// byodctl export
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/rules/rule.h"
+#include "byodctl/rules/rule_csv.h"
+#include "byodctl/text/display_text.h"
+#include "byodctl/text/json_line.h"
+#include "byodctl/text/table.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::string kind;
+  bool json = false;
+};
+
+/// A rule that was set by other means may hold what a rule file cannot say.
+bool IsReadable(uint32_t kind, const std::string& row) {
+  rulefiles::Diagnostics diagnostics([](const rulefiles::Diagnostic&) {});
+  return ReadRuleCsv({{}, CsvHeader(kind) + row}, kind, diagnostics).size() == 1;
+}
+
+int Export(const Options& options, const Settings& settings) {
+  std::vector<uint32_t> kinds(std::begin(kRuleKindsInOrder), std::end(kRuleKindsInOrder));
+  if (!options.kind.empty()) kinds = {RuleKindOf(options.kind)};
+  Client client(settings);
+  int status = kExitSuccess;
+  // A file keeps every byte for import; a terminal must not obey them.
+  const bool is_terminal = WidthOfOutput().has_value();
+  for (const uint32_t kind : kinds) {
+    if (!options.json) std::cout << CsvHeader(kind);
+    const auto take = [&](const Rule& rule) {
+      const std::string key = ToString(rule.key);
+      const std::string row = CsvRow(kind, key, rule.device);
+      if (!IsReadable(kind, row)) {
+        std::cerr << "byodctl: the " << kRuleKindNames[kind] << " rule " << Printable(key)
+                  << " cannot be written in a rule file\n";
+        status = kExitBadInput;
+      } else if (options.json) {
+        Json object = {{"kind", kRuleKindNames[kind]}, {"key", key}};
+        for (const DeviceField& field : kDeviceFields)
+          object[field.name] = rule.device.*field.member;
+        WriteJsonLine(object);
+      } else {
+        std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);
+      }
+    };
+    ListRules(client, kind, true, Telling::kConfigured, take);
+    ListIdleRules(client, kind, take);
+  }
+  return status;
+}
+
+}  // namespace
+
+Run DefineExport(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Writes to standard output the rules that an administrator added or changed, with the "
+      "fields that were\nset. Importing them again changes nothing. Without KIND the kinds follow "
+      "one another, each with its\nheader; import reads that, but a directory of rule files "
+      "needs one file for each kind. import does not\nread JSON.");
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
+  AddJsonOption(app, options->json, "kind, key, name, vendor, category, os", "rule");
+  return [options, &settings] { return Export(*options, settings); };
+}
+
+}  // namespace byod::ctl

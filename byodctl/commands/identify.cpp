@@ -1,0 +1,237 @@
+// byodctl identify
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/command_line/option_checks.h"
+#include "byodctl/identification/fingerprint_input.h"
+#include "byodctl/identification/identification_writer.h"
+#include "byodctl/identification/identifier_options.h"
+#include "byodctl/text/display_text.h"
+#ifdef BYOD_CAPTURE
+#include "byodctl/identification/identification_fields.h"
+#include "byodctl/identification/station_watch.h"
+#endif
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  IdentifierOptions identifier;
+  std::string capture;
+  FingerprintText fingerprint;
+  bool has_fingerprint = false;
+  std::string input = "auto";
+  bool tsv = false;
+  bool json = false;
+
+  InputFormat input_format() const {
+    if (input == "tsv") return InputFormat::kTsv;
+    return input == "json" ? InputFormat::kJson : InputFormat::kAuto;
+  }
+
+  OutputFormat output_format() const {
+    if (tsv) return OutputFormat::kTsv;
+    return json ? OutputFormat::kJson : OutputFormat::kTable;
+  }
+};
+
+/// Nobody should wonder why nothing happens.
+constexpr char kInputPrompt[] =
+    "byodctl: reading fingerprints from the terminal until Ctrl-D; see byodctl identify --help\n";
+
+/// The one line that stands on the command line.
+class ArgumentReader : public LineReader {
+ public:
+  explicit ArgumentReader(FingerprintText text) : line_(InputLine{1, std::move(text), {}}) {}
+
+  std::optional<InputLine> Next() override { return std::exchange(line_, std::nullopt); }
+
+ private:
+  std::optional<InputLine> line_;
+};
+
+/// What went through, and the exit status that follows from it.
+struct Summary {
+  size_t identified = 0;
+  size_t unknown = 0;
+  size_t bad = 0;
+  size_t cut = 0;
+
+  void Count(const Identification& identification) {
+    if (!identification.line.error.empty()) {
+      ++bad;
+    } else if (identification.answer.IsUnknown()) {
+      ++unknown;
+    } else {
+      ++identified;
+    }
+  }
+
+  int ExitStatus() const {
+    if (bad > 0) return kExitBadInput;
+    return unknown > 0 ? kExitUnknown : kExitSuccess;
+  }
+};
+
+Identification IdentifyLine(InputLine line, Identifier& identifier, bool& is_cut) {
+  Identification result;
+  result.line = std::move(line);
+  const ParsedFingerprint parsed = ParseFingerprint(result.line.text);
+  result.is_locally_administered = parsed.is_locally_administered;
+  if (result.line.error.empty()) result.line.error = parsed.error;
+  if (!result.line.error.empty()) return result;
+  result.line.text.mac = AddressText(result.line.text.mac);
+  is_cut = parsed.is_user_agent_cut;
+  result.answer = identifier.Identify(parsed.fingerprint);
+  return result;
+}
+
+void Report(const Summary& summary, const Options& options) {
+  if (summary.cut > 0) {
+    std::cerr << "byodctl: " << summary.cut
+              << (summary.cut == 1 ? " User-Agent was" : " User-Agents were")
+              << " longer than 255 bytes and cut there\n";
+  }
+  if (options.output_format() == OutputFormat::kTable && !options.has_fingerprint) {
+    std::cerr << "byodctl: " << summary.identified << " identified, " << summary.unknown
+              << " unknown, " << summary.bad << " bad\n";
+  }
+}
+
+void CheckOutput() {
+  std::cout.flush();
+  if (!std::cout) throw std::runtime_error("cannot write the output");
+}
+
+#ifdef BYOD_CAPTURE
+/// The stations in a file of packets.
+int IdentifyCapture(const Options& options, const Settings& settings) {
+  auto source = OpenCapture([&] { return capture::PacketSource::OpenFile(options.capture); });
+  const auto identifier = MakePatientIdentifier(options.identifier, settings);
+  const auto writer =
+      MakeWriter(options.output_format(),
+                 {options.identifier.explains, !options.identifier.group.empty(), true}, std::cout);
+  StationWatch watch(*identifier, [&](const StationReport& report) {
+    Identification result;
+    result.line = {static_cast<size_t>(report.packet), report.fingerprint, {}};
+    result.is_locally_administered = report.is_locally_administered;
+    result.answer = report.answer;
+    result.time = TimeText(report.time_us);
+    result.address = report.address;
+    writer->Write(result);
+  });
+  const bool is_whole =
+      SeeAll(source, [&](const capture::Frame& frame) { watch.See(frame); }, [] { return true; });
+  watch.ReportRest([] { return true; });
+  writer->Finish();
+  CheckOutput();
+  const StationSummary summary = watch.summary();
+  WriteSummary(summary, options.json);
+  if (!is_whole) return kExitBadInput;
+  return summary.unknown > 0 ? kExitUnknown : kExitSuccess;
+}
+#endif
+
+int Identify(const Options& options, const Settings& settings) {
+#ifdef BYOD_CAPTURE
+  if (!options.capture.empty()) return IdentifyCapture(options, settings);
+#endif
+  const std::unique_ptr<Identifier> identifier = MakeIdentifier(options.identifier, settings);
+  std::unique_ptr<LineReader> reader;
+  if (options.has_fingerprint) {
+    reader = std::make_unique<ArgumentReader>(options.fingerprint);
+  } else {
+    if (isatty(STDIN_FILENO) == 1) std::cerr << kInputPrompt;
+    reader = OpenInput(std::cin, options.input_format());
+  }
+  const auto writer = MakeWriter(
+      options.output_format(),
+      {options.identifier.explains, !options.identifier.group.empty(), false}, std::cout);
+  Summary summary;
+  while (auto line = reader->Next()) {
+    bool is_cut = false;
+    const Identification result = IdentifyLine(std::move(*line), *identifier, is_cut);
+    if (!result.line.error.empty()) {
+      std::cerr << "byodctl: ";
+      if (!options.has_fingerprint) std::cerr << "line " << result.line.number << ": ";
+      std::cerr << Printable(result.line.error) << '\n';
+    }
+    summary.cut += is_cut;
+    summary.Count(result);
+    writer->Write(result);
+  }
+  writer->Finish();
+  CheckOutput();
+  Report(summary, options);
+  return summary.ExitStatus();
+}
+
+std::string IdentifyKeys() {
+  const std::string steps =
+      " {method, lookup, rule, origin, fields (by name) {value, source, used}, next}";
+  return "line (of the input, or packet), mac, options, user_agent, vendor, category, os, name, "
+         "identified, locally_administered, error (or null), explanation (with --explain, or null) "
+         "{attributes" +
+         steps + ", name" + steps +
+         "}, authorization (with --group, or null) {group, type, attributes (by name)}, time (with "
+         "--pcap, or null), address";
+}
+
+}  // namespace
+
+Run DefineIdentify(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Without --mac, --user-agent and --dhcp, reads fingerprints from standard input: "
+      "tab-separated lines\nunder a header that names the columns mac, options and user_agent, or "
+      "JSON Lines with these keys.\nA line that cannot be read is reported and gets an empty "
+      "answer.\n\n"
+      "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 at least one unknown.");
+  auto* const offline = options->identifier.Declare(app);
+  const std::vector<const CLI::Option*> parts = {
+      app.add_option("--mac", options->fingerprint.mac, "Address of a terminal")->type_name("MAC"),
+      app.add_option("--user-agent", options->fingerprint.user_agent, "HTTP User-Agent")
+          ->type_name("TEXT"),
+      app.add_option("--dhcp", options->fingerprint.options, "DHCP option 55, as 1,3,6,15")
+          ->type_name("LIST")};
+  app.add_option("--input", options->input, "Format of standard input: auto, tsv or json")
+      ->type_name("FORM")
+      ->check(OneOf({"auto", "tsv", "json"}))
+      ->capture_default_str();
+  auto* const tsv = app.add_flag("--tsv", options->tsv, "Write tab-separated lines");
+  AddJsonOption(app, options->json, IdentifyKeys(), "terminal")->excludes(tsv);
+  app.add_flag("--explain", options->identifier.explains, "Show the rules behind each answer")
+      ->excludes(tsv);
+  app.add_option("--group", options->identifier.group,
+                 "Show what terminals of this user group may do, too")
+      ->type_name("GROUP")
+      ->excludes(offline);
+#ifdef BYOD_CAPTURE
+  auto* const pcap =
+      app.add_option("--pcap", options->capture, "Identify the stations in this packet capture")
+          ->type_name("FILE")
+          ->excludes("--input");
+  for (const char* const part : {"--mac", "--user-agent", "--dhcp"})
+    pcap->excludes(part);
+#endif
+
+  app.final_callback([options, parts, &app] {
+    options->has_fingerprint =
+        std::ranges::any_of(parts, [](const CLI::Option* part) { return part->count() > 0; });
+    options->identifier.Validate(app);
+  });
+  return [options, &settings] { return Identify(*options, settings); };
+}
+
+}  // namespace byod::ctl

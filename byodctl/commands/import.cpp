@@ -1,0 +1,228 @@
+// byodctl import
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "byod_tlv.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/daemon/bulk.h"
+#include "byodctl/rules/desired_rules.h"
+#include "byodctl/rules/rule.h"
+#include "byodctl/rules/rule_csv.h"
+#include "byodctl/text/counted.h"
+#include "byodctl/text/display_text.h"
+#include "byodctl/text/json_line.h"
+#include "byodctl/text/progress_line.h"
+#include "byodctl/text/table.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::string file;
+  bool dry_run = false;
+  bool replace = false;
+  bool json = false;
+};
+
+enum Action { kAdded, kChanged, kUnchanged, kRefused, kBad, kRemoved, kWarning, kActionCount };
+constexpr const char* kActionNames[kActionCount] = {"added", "changed", "unchanged", "refused",
+                                                    "bad",   "removed", "warning"};
+
+/// What became of a row.
+struct Outcome {
+  Action action = kBad;
+  std::string reason;  ///< why it was refused, or is bad
+};
+
+/// Tells what is wrong with a row as soon as it is known; what became of all rows, at the end.
+class Report {
+ public:
+  explicit Report(const Options& options) : options_(options) {}
+
+  void Add(const rulefiles::Place& place, const Rule* rule, const Outcome& outcome) {
+    ++counts_[outcome.action];
+    if (!outcome.reason.empty()) {
+      if (place.file != nullptr) {
+        std::cerr << Printable(rulefiles::ToString(place)) << ": ";
+      } else {
+        std::cerr << "byodctl: " << Printable(ToString(rule->key)) << ": ";
+      }
+      std::cerr << (outcome.action == kRefused   ? "refused: "
+                    : outcome.action == kWarning ? "warning: "
+                                                 : "")
+                << Printable(outcome.reason) << '\n';
+    }
+    if (options_.json) {
+      lines_ += JsonLine({{"line", place.file != nullptr ? Json(place.line) : Json()},
+                          {"kind", rule != nullptr ? Json(kRuleKindNames[rule->key.kind]) : Json()},
+                          {"key", rule != nullptr ? Json(ToString(rule->key)) : Json()},
+                          {"action", kActionNames[outcome.action]},
+                          {"reason", outcome.reason.empty() ? Json() : Json(outcome.reason)}});
+    } else if (options_.dry_run && rule != nullptr && outcome.action != kUnchanged) {
+      table_.Add(
+          {place.file != nullptr ? std::to_string(place.line) : "-", kActionNames[outcome.action],
+           kRuleKindNames[rule->key.kind], Cell(ToString(rule->key)), Cell(outcome.reason)},
+          outcome.action == kRefused ? Emphasis::kAlarm : Emphasis::kNone);
+    }
+  }
+
+  size_t Count(Action action) const { return counts_[action]; }
+
+  /// @param is_kept  else all is as it was, whether that was meant or not
+  int Finish(bool is_kept) const {
+    std::cout << lines_;
+    if (!options_.json) {
+      if (options_.dry_run) table_.Write(std::cout);
+      std::cout << (is_kept ? "" : "would be ");
+      for (size_t action = 0; action < kRemoved; ++action)
+        std::cout << (action > 0 ? ", " : "") << counts_[action] << ' ' << kActionNames[action];
+      if (options_.replace) std::cout << ", " << counts_[kRemoved] << " removed";
+      if (counts_[kWarning] > 0) std::cout << ", " << Counted(counts_[kWarning], "warning");
+      std::cout << '\n';
+    }
+    if (counts_[kBad] > 0) return kExitBadInput;
+    return counts_[kRefused] > 0 ? kExitRefused : kExitSuccess;
+  }
+
+ private:
+  const Options& options_;
+  std::array<size_t, kActionCount> counts_ = {};
+  std::string lines_;
+  Table table_{{"LINE", "ACTION", "KIND", "KEY", "REASON"}};
+};
+
+rulefiles::File ReadInput(const std::string& name) {
+  if (name == "-") {
+    return {"-", {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()}};
+  }
+  std::string fault;
+  rulefiles::Diagnostics diagnostics(
+      [&](const rulefiles::Diagnostic& diagnostic) { fault = ToString(diagnostic); });
+  auto file = rulefiles::ReadFile(name, diagnostics);
+  if (!file) throw Failure(kExitBadInput, fault);
+  return std::move(*file);
+}
+
+/// Asks once more for a change that was refused: by itself it is told why.
+std::string ReasonOf(Client& client, const Request& change) {
+  try {
+    client.Change(change);
+  } catch (const Refusal& refusal) {
+    return refusal.what();
+  }
+  return "refused at first";
+}
+
+/// @param changes, codes  of this rule
+Outcome OutcomeOf(Client& client, const Request* changes, const uint32_t* codes, size_t count) {
+  bool changed = false;
+  for (size_t i = 0; i < count; ++i) {
+    if (codes[i] != 0 && codes[i] != BYOD_ERR_NOCHANGE) {
+      return {kRefused, ReasonOf(client, changes[i])};
+    }
+    changed = changed || codes[i] == 0;
+  }
+  if (codes[0] == 0) return {kAdded, {}};
+  return {changed ? kChanged : kUnchanged, {}};
+}
+
+Outcome OutcomeOf(Client& client, const DesiredRule& desired, const Request* changes,
+                  const uint32_t* codes, size_t count) {
+  const Outcome outcome = OutcomeOf(client, changes, codes, count);
+  return desired.IsRemoval() && outcome.action != kRefused ? Outcome{kRemoved, {}} : outcome;
+}
+
+void Apply(Client& client, Bulk& bulk, const std::vector<DesiredRule>& rules, Report& report) {
+  constexpr size_t kAtOnce = 100;
+  ProgressLine progress("of " + Counted(rules.size(), "rule"));
+  for (size_t first = 0; first < rules.size(); first += kAtOnce) {
+    const size_t last = std::min(first + kAtOnce, rules.size());
+    std::vector<Request> changes;
+    std::vector<size_t> starts;
+    for (size_t i = first; i < last; ++i) {
+      starts.push_back(changes.size());
+      AppendChanges(rules[i], changes);
+    }
+    starts.push_back(changes.size());
+    const std::vector<uint32_t> codes = bulk.Apply(changes);
+    for (size_t i = first; i < last; ++i) {
+      const size_t at = starts[i - first];
+      report.Add(rules[i].place, &rules[i].rule,
+                 OutcomeOf(client, rules[i], &changes[at], &codes[at], starts[i - first + 1] - at));
+    }
+    progress.Show(last);
+  }
+}
+
+/// A part of the file is not what it says, so --replace takes all of it or nothing.
+bool MayBeKept(const Options& options, const Report& report) {
+  return !options.replace || report.Count(kBad) + report.Count(kRefused) == 0;
+}
+
+/// @return whether the changes are kept
+bool Change(const Options& options, const Settings& settings, RuleCsv file, Report& report) {
+  if (!MayBeKept(options, report)) return false;
+  if (file.rules.empty() && !options.replace) return !options.dry_run;
+  // Reading may have taken longer than the daemon keeps a client that asks nothing.
+  Client client(settings);
+  Bulk bulk(client);
+  // What is listed inside the bulk is what it changes: others wait for its end.
+  const std::vector<DesiredRule> rules =
+      options.replace ? ReplacedRules(client, std::move(file)) : AddedRules(std::move(file.rules));
+  Apply(client, bulk, rules, report);
+  if (options.dry_run || !MayBeKept(options, report)) {
+    bulk.TakeBack();
+    return false;
+  }
+  bulk.Commit();
+  return true;
+}
+
+int Import(const Options& options, const Settings& settings) {
+  // A daemon that is not there is told before anything is read.
+  {
+    const Client probe(settings);
+  }
+  Report report(options);
+  rulefiles::Diagnostics diagnostics([&](const rulefiles::Diagnostic& diagnostic) {
+    const bool is_error = SeverityOf(diagnostic.problem) == rulefiles::Severity::kError;
+    report.Add(diagnostic.place, nullptr, {is_error ? kBad : kWarning, diagnostic.reason});
+  });
+  RuleCsv file = ReadAnyRuleCsv(ReadInput(options.file), diagnostics);
+  const bool is_kept = Change(options, settings, std::move(file), report);
+  if (!is_kept && !options.dry_run) {
+    std::cerr << "byodctl: nothing changed: the rules cannot be exactly those of the file\n";
+  }
+  return report.Finish(is_kept);
+}
+
+}  // namespace
+
+Run DefineImport(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Reads rules in the form of the rule files; the header says of which kind they are. A field "
+      "that a row\nleaves empty stays as it is. Bad and refused rows are reported with their "
+      "lines; all others take\neffect together. --dry-run makes the daemon apply the changes and "
+      "roll them back at once.\n\n"
+      "Exit status: 1 with bad rows, else 5 with refused rows.");
+  app.add_option("FILE", options->file, "Rule file; - for standard input")->required();
+  app.add_flag("--replace", options->replace,
+               "Make the rules of the file's kinds exactly those of the file, or change nothing");
+  app.add_flag("--dry-run", options->dry_run, "Only report what would happen to each row");
+  AddJsonOption(app, options->json,
+                "line, kind (or null), key (or null), action (added, changed, unchanged, refused, "
+                "bad, removed or warning), reason (or null)",
+                "row");
+  return [options, &settings] { return Import(*options, settings); };
+}
+
+}  // namespace byod::ctl

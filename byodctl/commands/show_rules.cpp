@@ -1,0 +1,162 @@
+// byodctl show rules, byodctl show rule
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "byod_tlv.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/rules/rule.h"
+#include "byodctl/rules/rule_filter.h"
+#include "byodctl/text/json_line.h"
+#include "byodctl/text/table.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::string kind;
+  std::string key;
+  RuleFilter filter;
+  bool next = false;
+  bool json = false;
+};
+
+constexpr char kRuleKeys[] =
+    "kind, key, origin (predefined or custom), modified, name, vendor, category, os, "
+    "not_in_effect (why a stored rule has no effect, or null)";
+
+const char* OriginOf(const Rule& rule) {
+  return rule.is_custom ? "custom" : "predefined";
+}
+
+/// What an administrator did, and whether it has an effect.
+std::string StateOf(const Rule& rule) {
+  return std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "") +
+         (rule.why_idle.empty() ? "" : "; not in effect: " + rule.why_idle);
+}
+
+Json DeviceJson(const rulefiles::DeviceText& device) {
+  Json object;
+  for (const DeviceField& field : kDeviceFields)
+    object[field.name] = device.*field.member;
+  return object;
+}
+
+Emphasis EmphasisOf(const Rule& rule) {
+  if (!rule.why_idle.empty()) return Emphasis::kAlarm;
+  return rule.is_custom || rule.is_modified ? Emphasis::kNotice : Emphasis::kNone;
+}
+
+Json RuleJson(const Rule& rule) {
+  Json object = {{"kind", kRuleKindNames[rule.key.kind]},
+                 {"key", ToString(rule.key)},
+                 {"origin", OriginOf(rule)},
+                 {"modified", rule.is_modified}};
+  object.update(DeviceJson(rule.device));
+  object["not_in_effect"] = rule.why_idle.empty() ? Json() : Json(rule.why_idle);
+  return object;
+}
+
+std::vector<uint32_t> KindsOf(const std::string& name) {
+  if (!name.empty()) return {RuleKindOf(name)};
+  return {std::begin(kRuleKindsInOrder), std::end(kRuleKindsInOrder)};
+}
+
+Rule AskFor(Client& client, const RuleKey& key, Which which, Telling telling) {
+  return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, which, telling))));
+}
+
+/// Calls take for the rules that the filter may let through.
+void ListCandidates(Client& client, const std::vector<uint32_t>& kinds, const RuleFilter& filter,
+                    const Settings& settings, const std::function<void(const Rule&)>& take) {
+  if (!filter.wins) {
+    for (const uint32_t kind : kinds) {
+      ListRules(client, kind, filter.ConfiguredOnly(), Telling::kAll, take);
+      ListIdleRules(client, kind, take);
+    }
+    return;
+  }
+  for (const RuleKey& key : WinningRules(*filter.wins, settings)) {
+    if (std::ranges::find(kinds, key.kind) == kinds.end()) continue;
+    take(AskFor(client, key, Which::kThis, Telling::kAll));
+  }
+}
+
+int ShowRules(const Options& options, const Settings& settings) {
+  const std::vector<uint32_t> kinds = KindsOf(options.kind);
+  Client client(settings);
+  Table table({"KIND", "KEY", "NAME", "VENDOR", "CATEGORY", "OS", "ORIGIN"});
+  const auto take = [&](const Rule& rule) {
+    if (!options.filter.Shows(rule)) return;
+    if (options.json) return WriteJsonLine(RuleJson(rule));
+    table.Add(
+        {kRuleKindNames[rule.key.kind], Cell(ToString(rule.key)), Cell(rule.device.name),
+         Cell(rule.device.vendor), Cell(rule.device.category), Cell(rule.device.os), StateOf(rule)},
+        EmphasisOf(rule));
+  };
+  ListCandidates(client, kinds, options.filter, settings, take);
+  if (!options.json) table.Write(std::cout);
+  return kExitSuccess;
+}
+
+int ShowRule(const Options& options, const Settings& settings) {
+  const uint32_t kind = RuleKindOf(options.kind);
+  const RuleKey key = ReadRule(kind, options.key, {}).key;
+  Client client(settings);
+  const Rule rule = AskFor(client, key, options.next ? Which::kNext : Which::kThis, Telling::kAll);
+  const Rule configured = AskFor(client, rule.key, Which::kThis, Telling::kConfigured);
+  if (options.json) {
+    Json object = RuleJson(rule);
+    object["configured"] = DeviceJson(configured.device);
+    WriteJsonLine(object);
+    return kExitSuccess;
+  }
+  Table table;
+  table.Add({"kind", kRuleKindNames[kind]});
+  table.Add({"key", Cell(ToString(rule.key))});
+  table.Add({"origin", std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "")});
+  for (const DeviceField& field : kDeviceFields) {
+    const bool is_configured = !(configured.device.*field.member).empty();
+    table.Add({field.name, Cell(rule.device.*field.member) +
+                               (is_configured && rule.is_modified ? " (configured)" : "")});
+  }
+  table.Write(std::cout);
+  return kExitSuccess;
+}
+
+}  // namespace
+
+Run DefineShowRules(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Several options narrow the list together, except that --custom and --modified list what "
+      "either "
+      "of them\nlets through. TEXT is a part of a field, in upper or lower case. A FINGERPRINT has "
+      "any of the three\nparts, the User-Agent last, or is one value by itself: "
+      "--wins 00:11:22:33:44:55.");
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
+  options->filter.Declare(app);
+  AddJsonOption(app, options->json, kRuleKeys, "rule");
+  return [options, &settings] { return ShowRules(*options, settings); };
+}
+
+Run DefineShowRule(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "KEY is a MAC address with a number of bits or a mask (00:11:22:00:00:00/24), an expression "
+      "of words of\na User-Agent, or a list of DHCP options. A whole address means the rule that "
+      "covers it. configured is\nwhat an administrator set.");
+  AddJsonOption(app, options->json,
+                std::string{kRuleKeys} + ", configured {name, vendor, category, os}");
+  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
+  app.add_option("KEY", options->key, "The rule")->required();
+  app.add_flag("--next", options->next, "The rule after this one, in the order of the table");
+  return [options, &settings] { return ShowRule(*options, settings); };
+}
+
+}  // namespace byod::ctl

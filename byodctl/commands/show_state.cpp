@@ -1,0 +1,202 @@
+// byodctl show order, show counts, show status
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "byod_order.h"
+#include "byod_tlv.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/daemon/client.h"
+#include "byodctl/rules/rule.h"
+#include "byodctl/text/json_line.h"
+#include "byodctl/text/order_text.h"
+#include "byodctl/text/table.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+int ShowOrder(bool json, const Settings& settings) {
+  Client client(settings);
+  const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_MSG_ORDER));
+  ByodOrder order = {{BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
+  BYOD_tlv_GetOrder(reply.get(), order.slots);
+  const auto names = NamesOf(order);
+  if (json) {
+    WriteJsonLine({{"order", names}});
+    return kExitSuccess;
+  }
+  Table table({"PLACE", "METHOD"});
+  for (size_t i = 0; i < names.size(); ++i)
+    table.Add({std::to_string(i + 1), names[i]});
+  table.Write(std::cout);
+  return kExitSuccess;
+}
+
+int ShowCounts(bool json, const Settings& settings) {
+  Client client(settings);
+  Json object;
+  Table table({"KIND", "RULES"});
+  uint64_t total = 0;
+  for (const uint32_t kind : kRuleKindsInOrder) {
+    const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_MSG_DHCPOPT_COUNT + kind));
+    const uint32_t count = Fields(reply).Number(BYOD_TLV_COUNT);
+    object[kRuleKindNames[kind]] = count;
+    table.Add({kRuleKindNames[kind], std::to_string(count)});
+    total += count;
+  }
+  object["total"] = total;
+  table.Add({"total", std::to_string(total)});
+  if (json) {
+    WriteJsonLine(object);
+  } else {
+    table.Write(std::cout);
+  }
+  return kExitSuccess;
+}
+
+/// A number of the status that is shown as it is.
+struct StatusNumber {
+  const char* key;
+  const char* label;
+  uint16_t type;
+  bool is_counter;  // of 64 bits
+};
+constexpr StatusNumber kStatusNumbers[] = {
+    {"requests", "requests answered", BYOD_EXT_REQUESTS, true},
+    {"refused", "requests refused", BYOD_EXT_REFUSED, true},
+    {"identifications", "identifications", BYOD_EXT_IDENTIFICATIONS, true},
+    {"unknowns", "of these unknown", BYOD_EXT_UNKNOWNS, true},
+    {"changes", "changes", BYOD_EXT_CHANGES, true},
+    {"reloads", "rule files read", BYOD_EXT_RELOADS, true},
+    {"connections", "connections", BYOD_EXT_CONNECTIONS, false},
+    {"connection_limit", "connections allowed", BYOD_EXT_CONNECTION_LIMIT, false},
+    {"watchers", "connections that watch", BYOD_EXT_WATCHERS, false},
+};
+
+const char* DatabaseText(uint32_t state) {
+  if (state == BYOD_DATABASE_OPEN) return "open";
+  return state == BYOD_DATABASE_FAILING ? "failing" : "none";
+}
+
+std::string UptimeText(uint64_t seconds) {
+  const auto two = [](uint64_t number) {
+    return (number < 10 ? "0" : "") + std::to_string(number);
+  };
+  std::string text = seconds >= 86400 ? std::to_string(seconds / 86400) + " d " : "";
+  return text + two(seconds / 3600 % 24) + ':' + two(seconds / 60 % 60) + ':' + two(seconds % 60);
+}
+
+/// By the kind of rule: all of them, those that an administrator made, those that he changed.
+struct TableCounts {
+  uint32_t rules = 0;
+  uint32_t custom = 0;
+  uint32_t modified = 0;
+  uint32_t idle = 0;  ///< stored, but not in effect
+};
+
+std::map<uint32_t, TableCounts> TablesIn(const Fields& status) {
+  std::map<uint32_t, TableCounts> tables;
+  status.ForEachNested(BYOD_EXT_TABLE, [&](const Fields& table) {
+    tables[table.Number(BYOD_EXT_METHOD)] = {
+        table.Number(BYOD_TLV_COUNT), table.Number(BYOD_EXT_CUSTOM),
+        table.Number(BYOD_EXT_MODIFIED), table.Number(BYOD_EXT_IDLE)};
+  });
+  return tables;
+}
+
+void WriteStatusJson(const Fields& status) {
+  Json object = {{"version", status.Text(BYOD_EXT_VERSION)},
+                 {"uptime_s", status.Counter(BYOD_EXT_UPTIME)}};
+  auto tables = TablesIn(status);
+  for (const uint32_t kind : kRuleKindsInOrder) {
+    object["rules"][kRuleKindNames[kind]] = {{"rules", tables[kind].rules},
+                                             {"custom", tables[kind].custom},
+                                             {"modified", tables[kind].modified},
+                                             {"not_in_effect", tables[kind].idle}};
+  }
+  const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
+  object["rule_limit"] = limit == BYOD_NO_RULE_LIMIT ? Json() : Json(limit);
+  for (const StatusNumber& row : kStatusNumbers)
+    object[row.key] = row.is_counter ? status.Counter(row.type) : status.Number(row.type);
+  object["database"] = DatabaseText(status.Number(BYOD_EXT_DATABASE));
+  const bool failed = status.Has(BYOD_EXT_RELOAD_FAILURE);
+  object["reload_failure"] = failed ? Json(status.Text(BYOD_EXT_RELOAD_FAILURE)) : Json();
+  WriteJsonLine(object);
+}
+
+void WriteStatusTable(const Fields& status) {
+  Table table;
+  table.Add({"version", Cell(status.Text(BYOD_EXT_VERSION))});
+  table.Add({"up for", UptimeText(status.Counter(BYOD_EXT_UPTIME))});
+  auto tables = TablesIn(status);
+  for (const uint32_t kind : kRuleKindsInOrder) {
+    const TableCounts& counts = tables[kind];
+    const std::string idle =
+        counts.idle > 0 ? "; " + std::to_string(counts.idle) + " not in effect" : "";
+    table.Add({std::string{kRuleKindNames[kind]} + " rules",
+               std::to_string(counts.rules) + " (" + std::to_string(counts.custom) + " custom, " +
+                   std::to_string(counts.modified) + " modified" + idle + ")"},
+              counts.idle > 0 ? Emphasis::kAlarm : Emphasis::kNone);
+  }
+  const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
+  table.Add({"custom rules allowed",
+             limit == BYOD_NO_RULE_LIMIT ? std::string{"any number"} : std::to_string(limit)});
+  for (const StatusNumber& row : kStatusNumbers) {
+    table.Add({row.label, std::to_string(row.is_counter ? status.Counter(row.type)
+                                                        : status.Number(row.type))});
+  }
+  const uint32_t database = status.Number(BYOD_EXT_DATABASE);
+  table.Add({"database", DatabaseText(database)},
+            database == BYOD_DATABASE_FAILING ? Emphasis::kAlarm : Emphasis::kNone);
+  if (status.Has(BYOD_EXT_RELOAD_FAILURE)) {
+    table.Add({"last reload failed", Cell(status.Text(BYOD_EXT_RELOAD_FAILURE))}, Emphasis::kAlarm);
+  }
+  table.Write(std::cout);
+}
+
+int ShowStatus(bool json, const Settings& settings) {
+  Client client(settings);
+  const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_EXT_MSG_STATUS));
+  if (json) {
+    WriteStatusJson(Fields(reply));
+  } else {
+    WriteStatusTable(Fields(reply));
+  }
+  return kExitSuccess;
+}
+
+Run DefineShow(CLI::App& app, const Settings& settings, int (*show)(bool, const Settings&),
+               const std::string& keys) {
+  const auto json = std::make_shared<bool>(false);
+  AddJsonOption(app, *json, keys);
+  return [json, show, &settings] { return show(*json, settings); };
+}
+
+std::string StatusKeys() {
+  std::string keys =
+      "version, uptime_s, rules (by kind) {rules, custom, modified, not_in_effect}, rule_limit (or "
+      "null)";
+  for (const StatusNumber& row : kStatusNumbers)
+    keys += std::string{", "} + row.key;
+  return keys + ", database (open, failing or none), reload_failure (or null)";
+}
+
+}  // namespace
+
+Run DefineShowOrder(CLI::App& app, const Settings& settings) {
+  return DefineShow(app, settings, &ShowOrder, "order (the names of the methods)");
+}
+
+Run DefineShowCounts(CLI::App& app, const Settings& settings) {
+  return DefineShow(app, settings, &ShowCounts, "mac, user-agent, dhcp-option, total");
+}
+
+Run DefineShowStatus(CLI::App& app, const Settings& settings) {
+  return DefineShow(app, settings, &ShowStatus, StatusKeys());
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,190 @@
+// byodctl watch
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "byod_tlv.h"
+#include "byodctl/command_line/command.h"
+#include "byodctl/command_line/json_option.h"
+#include "byodctl/command_line/option_checks.h"
+#include "byodctl/daemon/client.h"
+#include "byodctl/identification/identification_fields.h"
+#include "byodctl/text/answer_json.h"
+#include "byodctl/text/event_text.h"
+#include "byodctl/text/json_line.h"
+#ifdef BYOD_CAPTURE
+#include "byodctl/commands/watch_interface.h"
+#endif
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+struct Options {
+  std::optional<uint64_t> count;  ///< ends after so many
+  bool json = false;
+#ifdef BYOD_CAPTURE
+  std::string interface;  ///< empty = the daemon's identifications
+  IdentifierOptions identifier;
+#endif
+};
+
+const char* QuestionName(uint32_t kind) {
+  switch (kind) {
+    case BYOD_MSG_DEVTYPE_BY_FP:
+      return "name";
+    case BYOD_MSG_VENDOR_BY_FP:
+      return "vendor";
+    case BYOD_MSG_DEVATTR_BY_FP:
+      return "attributes";
+    case BYOD_EXT_MSG_EXPLAIN:
+      return "explain";
+    default:
+      return "identify";
+  }
+}
+
+void WriteJson(const Fields& event, uint64_t lost) {
+  const FingerprintText text = FingerprintIn(event);
+  Answer answer = AnswerIn(event);
+  if (answer.vendor.empty()) answer.vendor = event.Text(BYOD_EXT_DERIVED_VENDOR);
+  Json object = {{"time", TimeText(event.Counter(BYOD_EXT_TIME))},
+                 {"user_id", event.Number(BYOD_EXT_CLIENT)},
+                 {"question", QuestionName(event.Number(BYOD_TLV_MSGTYPE))},
+                 {"mac", text.mac}};
+  AddAnswer(object, text, answer, CodeOf(event) == 0, IsLocallyAdministered(text.mac));
+  object["lost"] = lost;
+  WriteJsonLine(object);
+}
+
+void WriteText(const Fields& event, uint64_t lost) {
+  if (lost > 0) std::cout << "(" << lost << " left out)\n";
+  Event shown{TimeText(event.Counter(BYOD_EXT_TIME)),
+              QuestionName(event.Number(BYOD_TLV_MSGTYPE)),
+              FingerprintIn(event),
+              {},
+              CodeOf(event) == 0,
+              AnswerIn(event)};
+  if (shown.answer.vendor.empty()) shown.answer.vendor = event.Text(BYOD_EXT_DERIVED_VENDOR);
+  std::cout << ToString(shown) << '\n';
+}
+
+/// The identifications of the daemon, over one connection after the other.
+class DaemonWatch {
+ public:
+  DaemonWatch(const Options& options, const Settings& settings)
+      : options_(options), settings_(settings) {}
+
+  /// @return the exit status
+  int Run() {
+    while (!Follow())
+      Report("lost the daemon, waiting for it to come back");
+    return kExitSuccess;
+  }
+
+ private:
+  bool IsDone() const { return (options_.count && seen_ >= *options_.count) || !std::cout; }
+
+  void Report(const std::string& what) {
+    // Not again for every attempt.
+    if (what == reported_) return;
+    std::cerr << "byodctl: " << what << '\n';
+    reported_ = what;
+  }
+
+  /// Follows one connection. @return whether all is seen; false = the daemon is gone
+  bool Follow() {
+    try {
+      // A daemon that restarts is back within moments.
+      if (was_connected_) std::this_thread::sleep_for(kRetryInterval);
+      Client client(settings_);
+      client.Send(Request(BYOD_OP_GET, BYOD_EXT_MSG_WATCH));
+      for (bool is_first = true; is_first || !IsDone(); is_first = false)
+        Take(client.Receive(!is_first), is_first);
+      return true;
+    } catch (const Failure& failure) {
+      if (!was_connected_ || failure.status() != kExitNoDaemon) throw;
+      return false;
+    }
+  }
+
+  void Take(const tlv::Message& reply, bool is_first) {
+    const Fields fields(reply);
+    if (CodeOf(fields) != BYOD_ERR_CONTINUE) throw Refusal(fields);
+    if (is_first) {
+      was_connected_ = true;
+      if (!options_.json || !reported_.empty()) Report("watching");
+    }
+    uint64_t lost = fields.Counter(BYOD_EXT_LOST);
+    fields.ForEachNested(BYOD_EXT_EVENT, [&](const Fields& event) {
+      if (IsDone()) return;
+      ++seen_;
+      if (options_.json) {
+        WriteJson(event, lost);
+      } else {
+        WriteText(event, lost);
+      }
+      lost = 0;
+    });
+    std::cout.flush();
+  }
+
+  static constexpr std::chrono::milliseconds kRetryInterval{250};
+
+  const Options& options_;
+  const Settings& settings_;
+  uint64_t seen_ = 0;
+  bool was_connected_ = false;
+  std::string reported_;
+};
+
+}  // namespace
+
+Run DefineWatch(CLI::App& app, const Settings& settings) {
+  const auto options = std::make_shared<Options>();
+  app.footer(
+      "Goes on when the daemon was restarted."
+#ifdef BYOD_CAPTURE
+      " With --interface: shows the stations whose DHCP and HTTP\nrequests pass an interface, when "
+      "they are new and when their answer changes, until the command is\ninterrupted; then counts "
+      "on standard error."
+#endif
+  );
+  AddJsonOption(app, options->json,
+                "time, user_id (of the client), question, mac, options, user_agent, vendor, "
+                "category, os, name, identified, locally_administered, lost (identifications "
+                "left out before this one because they came too fast)",
+                "identification");
+#ifdef BYOD_CAPTURE
+  AddToHelp(app,
+            "JSON keys with --interface: time, mac, address, options, user_agent, vendor, "
+            "category, os, name, identified, locally_administered; and at the end, on standard "
+            "error: packets, dropped, malformed, option_lists, user_agents, cut, identified, "
+            "unknown.");
+#endif
+  app.add_option_function<uint64_t>(
+         "--count", [options](const uint64_t& count) { options->count = count; },
+         "Exit after this many lines")
+      ->type_name("NUMBER")
+      ->check(WholeNumber());
+#ifdef BYOD_CAPTURE
+  auto* const interface = app.add_option("--interface", options->interface,
+                                         "Watch the packets of a network interface instead")
+                              ->type_name("NAME");
+  options->identifier.Declare(app)->needs(interface);
+  app.final_callback([options, &app] { options->identifier.Validate(app); });
+  return [options, &settings] {
+    if (options->interface.empty()) return DaemonWatch(*options, settings).Run();
+    return WatchInterface({options->interface, options->identifier, options->count, options->json},
+                          settings);
+  };
+#else
+  return [options, &settings] { return DaemonWatch(*options, settings).Run(); };
+#endif
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,85 @@
+#include "byodctl/commands/watch_interface.h"
+
+#include <functional>
+#include <iostream>
+
+#include "byodctl/failure.h"
+#include "byodctl/identification/identification_fields.h"
+#include "byodctl/identification/station_watch.h"
+#include "byodctl/text/answer_json.h"
+#include "byodctl/text/event_text.h"
+
+namespace byod::ctl {
+namespace {
+
+void WriteReport(const StationReport& report, bool json) {
+  const FingerprintText& text = report.fingerprint;
+  const Answer& answer = report.answer;
+  const std::string time = TimeText(report.time_us);
+  if (json) {
+    Json object = {{"time", time}, {"mac", text.mac}, {"address", report.address}};
+    AddAnswer(object, text, answer, !answer.IsUnknown(), report.is_locally_administered);
+    WriteJsonLine(object);
+  } else {
+    std::cout << ToString(Event{time, "station", text, report.address, !answer.IsUnknown(), answer})
+              << '\n';
+  }
+  std::cout.flush();
+}
+
+/// Reports when the daemon goes and when it is back.
+class ReportingIdentifier : public Identifier {
+ public:
+  explicit ReportingIdentifier(Identifier& inner) : inner_(inner) {}
+
+  Answer Identify(const ByodFingerPrint& fingerprint) override {
+    Answer answer = inner_.Identify(fingerprint);
+    if (is_away_) std::cerr << "byodctl: the daemon is back\n";
+    is_away_ = false;
+    return answer;
+  }
+
+  /// Calls see, which asks now and then. A station that could not be asked about is asked about
+  /// when something is seen of it again.
+  void Outlast(const std::function<void()>& see) {
+    try {
+      see();
+    } catch (const Failure& failure) {
+      if (failure.status() != kExitNoDaemon) throw;
+      if (!is_away_) std::cerr << "byodctl: " << failure.what() << "; waiting for it\n";
+      is_away_ = true;
+    }
+  }
+
+ private:
+  Identifier& inner_;
+  bool is_away_ = false;
+};
+
+}  // namespace
+
+int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
+  auto source =
+      OpenCapture([&] { return capture::PacketSource::OpenInterface(options.interface); });
+  const auto identifier = MakePatientIdentifier(options.identifier, settings);
+  uint64_t written = 0;
+  ReportingIdentifier reporting(*identifier);
+  StationWatch watch(reporting, [&](const StationReport& report) {
+    WriteReport(report, options.json);
+    ++written;
+  });
+  if (!options.json) std::cerr << "byodctl: watching " << options.interface << '\n';
+  const auto go_on = [&] {
+    return std::cout.good() && (!options.count || written < *options.count);
+  };
+  const bool is_whole = SeeAll(
+      source, [&](const capture::Frame& frame) { reporting.Outlast([&] { watch.See(frame); }); },
+      go_on);
+  reporting.Outlast([&] { watch.ReportRest(go_on); });
+  StationSummary summary = watch.summary();
+  summary.dropped = source.dropped();
+  WriteSummary(summary, options.json);
+  return is_whole ? kExitSuccess : kExitBadInput;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,68 @@
+#include "byodctl/identification/daemon_identifier.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "byod_tlv.h"
+#include "byodctl/identification/identification_fields.h"
+#include "byodctl/text/authorization_text.h"
+#include "explain/explanation_message.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+bool HasAddress(const ByodFingerPrint& fingerprint) {
+  return std::any_of(std::begin(fingerprint.mac), std::end(fingerprint.mac),
+                     [](uint8_t byte) { return byte != 0; });
+}
+
+/// That nothing is known of a terminal is an answer.
+bool IsAnswer(const Fields& reply) {
+  return CodeOf(reply) == 0 || reply.Number(BYOD_EXT_REFUSAL) == BYOD_REFUSAL_UNIDENTIFIED;
+}
+
+}  // namespace
+
+Request FingerprintRequest(uint32_t kind, const ByodFingerPrint& fingerprint) {
+  Request request(BYOD_OP_GET, kind);
+  if (fingerprint.option_length > 0) {
+    request.Bytes(BYOD_TLV_OPTION55, fingerprint.options,
+                  std::min<uint32_t>(fingerprint.option_length, BYOD_OPTION55_MAX));
+  }
+  if (fingerprint.user_agent[0] != '\0') {
+    request.Text(BYOD_TLV_USERAGENT, fingerprint.user_agent);
+  }
+  if (HasAddress(fingerprint)) {
+    request.Bytes(BYOD_TLV_MAC, fingerprint.mac, sizeof fingerprint.mac);
+  }
+  return request;
+}
+
+DaemonIdentifier::DaemonIdentifier(const Settings& settings, std::string group, bool explains)
+    : client_(settings), group_(std::move(group)), explains_(explains) {}
+
+tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerprint) {
+  Request request = FingerprintRequest(kind, fingerprint);
+  if (kind == BYOD_EXT_MSG_IDENTIFY && !group_.empty()) request.Text(BYOD_EXT_GROUP, group_);
+  // The terminals may come one by one, with any time between them.
+  client_.Renew();
+  tlv::Message reply = client_.Exchange(request);
+  if (!IsAnswer(Fields(reply))) throw Refusal(Fields(reply));
+  return reply;
+}
+
+Answer DaemonIdentifier::Identify(const ByodFingerPrint& fingerprint) {
+  const tlv::Message reply = Ask(BYOD_EXT_MSG_IDENTIFY, fingerprint);
+  const Fields fields(reply);
+  Answer answer = AnswerIn(fields);
+  fields.ForEachNested(BYOD_EXT_AUTHORIZATION,
+                       [&](const Fields& set) { answer.authorization = AuthorizationIn(set); });
+  if (explains_) {
+    answer.explanation = explain::ReadExplanation(Ask(BYOD_EXT_MSG_EXPLAIN, fingerprint).get());
+  }
+  return answer;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,37 @@
+// Identifies by asking the daemon.
+#ifndef BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H
+#define BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H
+
+#include <string>
+
+#include "byodctl/daemon/client.h"
+#include "byodctl/identification/identifier.h"
+
+namespace byod::ctl {
+
+/// A request of BYOD_EXT_MSG_IDENTIFY or BYOD_EXT_MSG_EXPLAIN.
+Request FingerprintRequest(uint32_t kind, const ByodFingerPrint& fingerprint);
+
+class DaemonIdentifier : public Identifier {
+ public:
+  /**
+   * @param group     whose authorization is asked for; empty = nobody's
+   * @param explains  whether answers come with their explanation
+   * @throws Failure without a daemon
+   */
+  DaemonIdentifier(const Settings& settings, std::string group, bool explains);
+
+  /// @throws Failure when the daemon gives no answer
+  Answer Identify(const ByodFingerPrint& fingerprint) override;
+
+ private:
+  tlv::Message Ask(uint32_t kind, const ByodFingerPrint& fingerprint);
+
+  Client client_;
+  std::string group_;
+  bool explains_;
+};
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H

@@ -1,0 +1,48 @@
+#include "byodctl/identification/identification_fields.h"
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "byod_tlv.h"
+#include "rulefiles/mac_text.h"
+
+namespace byod::ctl {
+
+FingerprintText FingerprintIn(const Fields& fields) {
+  FingerprintText text;
+  const std::string mac = fields.Bytes(BYOD_TLV_MAC);
+  if (mac.size() == BYOD_MAC_SIZE) {
+    rulefiles::MacAddress address;
+    std::memcpy(address.data(), mac.data(), address.size());
+    text.mac = rulefiles::ToString(address);
+  }
+  for (const char option : fields.Bytes(BYOD_TLV_OPTION55)) {
+    if (!text.options.empty()) text.options += ',';
+    text.options += std::to_string(static_cast<uint8_t>(option));
+  }
+  text.user_agent = fields.Text(BYOD_TLV_USERAGENT);
+  return text;
+}
+
+Answer AnswerIn(const Fields& fields) {
+  return {fields.Text(BYOD_TLV_VENDOR),
+          fields.Text(BYOD_TLV_DEVTYPE),
+          fields.Text(BYOD_TLV_OS),
+          fields.Text(BYOD_TLV_DEVNAME),
+          {},
+          {}};
+}
+
+std::string TimeText(uint64_t microseconds) {
+  const auto seconds = static_cast<time_t>(microseconds / 1000000);
+  tm parts = {};
+  char text[64] = "-";
+  if (gmtime_r(&seconds, &parts) == nullptr) return text;
+  const size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+  std::snprintf(text + length, sizeof text - length, ".%03uZ",
+                static_cast<unsigned>(microseconds / 1000 % 1000));
+  return text;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,91 @@
+// Identifies the stations whose packets are seen.
+#ifndef BYODCTL_IDENTIFICATION_STATION_WATCH_H
+#define BYODCTL_IDENTIFICATION_STATION_WATCH_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "byodctl/identification/identifier.h"
+#include "byodctl/text/fingerprint_text.h"
+#include "capture/packet_source.h"
+#include "capture/stations.h"
+
+namespace byod::ctl {
+
+/// An answer about a station that is new.
+struct StationReport {
+  uint64_t packet = 0;  ///< its number, from 1
+  uint64_t time_us = 0;
+  std::string address;  ///< IP address; empty when none was seen
+  FingerprintText fingerprint;
+  bool is_locally_administered = false;
+  Answer answer;
+};
+
+/// What went through.
+struct StationSummary {
+  capture::Counts packets;
+  uint64_t cut = 0;  ///< User-Agents that were longer than 255 bytes and cut there
+  uint64_t dropped = 0;
+  size_t identified = 0;  ///< stations, by their last answer
+  size_t unknown = 0;
+};
+
+/**
+ * Each station is asked about when something new is seen of it, and now and then when it is seen
+ * again, since rules may have changed. It is reported when it is new, when its answer is another
+ * one than before, and at the end if more was seen of it since.
+ */
+class StationWatch {
+ public:
+  using Take = std::function<void(const StationReport&)>;
+
+  /// @param identifier  borrowed
+  StationWatch(Identifier& identifier, Take take);
+
+  /// @throws what the identifier throws
+  void See(const capture::Frame& frame);
+
+  /// Reports the stations whose last report lacks what was seen of them since, in the order in
+  /// which that was seen, while go_on says yes. To be called once, at the end.
+  void ReportRest(const std::function<bool()>& go_on);
+
+  StationSummary summary() const;
+
+ private:
+  struct Watched {
+    bool is_asked = false;
+    bool is_reported = true;  // the last report shows all that was seen
+    StationReport last;       // of when it was asked about last
+  };
+
+  void Ask(const capture::Station& station, uint64_t time_us);
+
+  Identifier& identifier_;
+  Take take_;
+  capture::Dissector dissector_;
+  capture::Stations stations_;
+  capture::RecentMap<capture::StationKey, Watched> watched_;
+  uint64_t cut_ = 0;
+};
+
+/// Writes a summary to standard error, for people or as a line of JSON.
+void WriteSummary(const StationSummary& summary, bool json);
+
+/// Opens a source. @param open  () -> PacketSource
+/// @throws Failure instead of a capture::SourceError
+capture::PacketSource OpenCapture(const std::function<capture::PacketSource()>& open);
+
+/**
+ * Calls see for every packet until the source ends, SIGINT or SIGTERM ends it, or go_on says no.
+ *
+ * @return false when the capture is damaged from some packet on, or the interface is gone, which is
+ *         reported on standard error
+ */
+bool SeeAll(capture::PacketSource& source, const std::function<void(const capture::Frame&)>& see,
+            const std::function<bool()>& go_on);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_IDENTIFICATION_STATION_WATCH_H

@@ -1,0 +1,181 @@
+#include "byodctl/rules/rule.h"
+
+#include <bit>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
+#include "byod_tlv.h"
+#include "byodctl/rules/rule_csv.h"
+#include "byodctl/text/method_names.h"
+#include "byodctl/text/word_list.h"
+#include "data/fold_case.h"
+#include "protocol/extensions.h"
+#include "rulefiles/text.h"
+
+namespace byod::ctl {
+namespace {
+
+// The messages of the three kinds follow one another in the order of the methods.
+static_assert(BYOD_MSG_MACRULE - BYOD_MSG_DHCPOPTRULE == BYOD_METHOD_MAC);
+static_assert(BYOD_MSG_MAC_LIST - BYOD_MSG_DHCPOPT_LIST == BYOD_METHOD_MAC);
+static_assert(BYOD_MSG_MAC_VALUE - BYOD_MSG_DHCPOPT_VALUE == BYOD_METHOD_MAC);
+static_assert(BYOD_MSG_MAC_DEVATTR - BYOD_MSG_DHCPOPT_DEVATTR == BYOD_METHOD_MAC);
+
+constexpr unsigned kWholeAddress = 48;
+
+void AppendKey(Request& request, const RuleKey& key, bool with_mask = true) {
+  if (key.kind == BYOD_METHOD_MAC) {
+    const auto mac = key.prefix.Mac();
+    const auto mask = key.prefix.Mask();
+    request.Bytes(BYOD_TLV_MAC, mac.data(), mac.size());
+    if (with_mask) request.Bytes(BYOD_TLV_MACMASK, mask.data(), mask.size());
+  } else {
+    request.Text(key.kind == BYOD_METHOD_DHCP ? BYOD_TLV_DHCPOPT : BYOD_TLV_USERAGENT, key.text);
+  }
+}
+
+rulefiles::DeviceText DeviceOf(const ByodDeviceInfo& info) {
+  return {info.name, info.vendor, info.category, info.os};
+}
+
+rulefiles::Prefix PrefixOf(const uint8_t* mac, const uint8_t* mask) {
+  rulefiles::MacAddress address;
+  rulefiles::MacAddress kept;
+  std::memcpy(address.data(), mac, address.size());
+  std::memcpy(kept.data(), mask, kept.size());
+  unsigned bits = 0;
+  for (const uint8_t byte : kept)
+    bits += static_cast<unsigned>(std::popcount(byte));
+  return rulefiles::MakePrefix(address, bits);
+}
+
+/// A rule's list of options is stored without blanks, but people write some behind commas.
+std::string WithoutBlanks(std::string_view list) {
+  std::string compact;
+  for (;;) {
+    const size_t comma = list.find(',');
+    compact += rulefiles::Trimmed(list.substr(0, comma));
+    if (comma == std::string_view::npos) return compact;
+    compact += ',';
+    list.remove_prefix(comma + 1);
+  }
+}
+
+Rule MacRuleIn(const Fields& fields) {
+  uint32_t origin = 0;
+  uint16_t modified = 0;
+  ByodMacRuleShowRec record = {};
+  ByodMacRule rule = {};
+  BYOD_tlv_GetMacRuleAllInfo(fields.handle(), &origin, &modified, &record, &rule);
+  return {{BYOD_METHOD_MAC, PrefixOf(rule.mac, record.mask), {}},
+          origin == BYOD_RULE_CUSTOM,
+          modified != 0,
+          DeviceOf(record.info)};
+}
+
+Rule TextRuleIn(uint32_t kind, const Fields& fields) {
+  uint32_t origin = 0;
+  uint16_t modified = 0;
+  ByodTextRuleShowRec record = {};
+  if (kind == BYOD_METHOD_DHCP) {
+    BYOD_tlv_GetDhcpOptionRuleAllInfo(fields.handle(), &origin, &modified, &record);
+  } else {
+    BYOD_tlv_GetUserAgentRuleAllInfo(fields.handle(), &origin, &modified, &record);
+  }
+  return {
+      {kind, {}, record.text}, origin == BYOD_RULE_CUSTOM, modified != 0, DeviceOf(record.info)};
+}
+
+}  // namespace
+
+uint32_t RuleKindOf(const std::string& name) {
+  if (const auto kind = MethodOf(name)) return *kind;
+  Words names;
+  for (const uint32_t kind : kRuleKindsInOrder)
+    names.emplace_back(kRuleKindNames[kind]);
+  throw Failure(kExitBadInput, "unknown kind of rule \"" + name + '"' + NearestOrAll(name, names));
+}
+
+std::string ToString(const RuleKey& key) {
+  return key.kind == BYOD_METHOD_MAC ? rulefiles::ToString(key.prefix) : key.text;
+}
+
+std::string IdentityOf(const RuleKey& key) {
+  std::string identity = std::string{kRuleKindNames[key.kind]} + ' ';
+  for (const char c : ToString(key))
+    identity += static_cast<char>(FoldCase(c));
+  return identity;
+}
+
+Rule ReadRule(uint32_t kind, const std::string& text, const rulefiles::DeviceText& device) {
+  const std::string key = kind == BYOD_METHOD_DHCP ? WithoutBlanks(text) : text;
+  std::string fault;
+  rulefiles::Diagnostics diagnostics(
+      [&](const rulefiles::Diagnostic& diagnostic) { fault = diagnostic.reason; });
+  const auto rules =
+      ReadRuleCsv({{}, CsvHeader(kind) + CsvRow(kind, key, device)}, kind, diagnostics);
+  if (rules.empty()) {
+    throw Failure(kExitBadInput, fault.empty() ? "the key of the rule is empty" : fault);
+  }
+  return rules.front().rule;
+}
+
+Request AskForRule(const RuleKey& key, Which which, Telling telling) {
+  Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPTRULE + key.kind);
+  request.Number(BYOD_TLV_QUERYARG, static_cast<uint32_t>(which));
+  request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(telling));
+  // An address without a mask asks for the rule that covers it.
+  AppendKey(request, key, which != Which::kThis || key.prefix.bits != kWholeAddress);
+  return request;
+}
+
+Rule RuleIn(uint32_t kind, const Fields& fields) {
+  return kind == BYOD_METHOD_MAC ? MacRuleIn(fields) : TextRuleIn(kind, fields);
+}
+
+void ListRules(Client& client, uint32_t kind, bool configured_only, Telling telling,
+               const std::function<void(const Rule&)>& take) {
+  Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPT_LIST + kind);
+  request.Number(BYOD_TLV_QUERYARG,
+                 static_cast<uint32_t>(configured_only ? Which::kNextConfigured : Which::kThis));
+  request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(telling));
+  client.Series(request, [&](const Fields& reply) {
+    reply.ForEachNested(BYOD_EXT_RULE, [&](const Fields& rule) { take(RuleIn(kind, rule)); });
+  });
+}
+
+void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take) {
+  client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_IDLE_RULES), [&](const Fields& reply) {
+    reply.ForEachNested(BYOD_EXT_RULE, [&](const Fields& fields) {
+      if (fields.Number(BYOD_EXT_METHOD) != kind) return;
+      Rule rule = RuleIn(kind, fields);
+      rule.why_idle = fields.Text(BYOD_EXT_REASON);
+      take(rule);
+    });
+  });
+}
+
+Request ChangeRule(uint32_t operation, const RuleKey& key) {
+  Request request(operation, BYOD_MSG_DHCPOPT_VALUE + key.kind);
+  AppendKey(request, key);
+  return request;
+}
+
+Request ChangeField(uint32_t operation, const RuleKey& key, const DeviceField& field,
+                    const std::string& value) {
+  if (field.attribute == 0) {
+    Request request(operation, BYOD_MSG_DHCPOPTRULE + key.kind);
+    AppendKey(request, key);
+    request.Text(BYOD_TLV_DEVNAME, value);
+    return request;
+  }
+  Request request(operation, BYOD_MSG_DHCPOPT_DEVATTR + key.kind);
+  request.Number(BYOD_TLV_ATTRKIND, field.attribute);
+  AppendKey(request, key);
+  constexpr uint16_t kTypes[] = {0, BYOD_TLV_VENDOR, BYOD_TLV_DEVTYPE, BYOD_TLV_OS};
+  request.Text(kTypes[field.attribute], value);
+  return request;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,93 @@
+// Rules as the daemon tells them and takes them.
+#ifndef BYODCTL_RULES_RULE_H
+#define BYODCTL_RULES_RULE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "byodctl/daemon/client.h"
+#include "rulefiles/rule_file.h"
+
+namespace byod::ctl {
+
+/// The kinds of rule are numbered by their methods, BYOD_METHOD_*; this is what they are called.
+constexpr const char* kRuleKindNames[BYOD_METHOD_COUNT] = {"dhcp-option", "user-agent", "mac"};
+
+/// In which they are listed.
+constexpr uint32_t kRuleKindsInOrder[BYOD_METHOD_COUNT] = {BYOD_METHOD_MAC, BYOD_METHOD_USERAGENT,
+                                                           BYOD_METHOD_DHCP};
+
+/// @return the kind that a name means, as MethodOf reads it. @throws Failure
+uint32_t RuleKindOf(const std::string& name);
+
+/// What a rule is about.
+struct RuleKey {
+  uint32_t kind = BYOD_METHOD_COUNT;
+  rulefiles::Prefix prefix;  ///< of a MAC rule
+  std::string text;          ///< of the others
+};
+
+/// "00:11:22:00:00:00/24", a whole address without a length, or the rule's text.
+std::string ToString(const RuleKey& key);
+
+/// The same for two keys that name the same rule: the kind, and the key without regard to case.
+std::string IdentityOf(const RuleKey& key);
+
+struct Rule {
+  RuleKey key;
+  bool is_custom = false;
+  bool is_modified = false;
+  rulefiles::DeviceText device;
+  std::string why_idle = {};  ///< of a stored rule that is not in effect
+};
+
+/// A field of a device, and how it is changed.
+struct DeviceField {
+  const char* name;
+  std::string rulefiles::DeviceText::* member;
+  uint32_t attribute;  ///< BYOD_ATTR_*; 0 for the name
+};
+constexpr DeviceField kDeviceFields[] = {
+    {"name", &rulefiles::DeviceText::name, 0},
+    {"vendor", &rulefiles::DeviceText::vendor, BYOD_ATTR_VENDOR},
+    {"category", &rulefiles::DeviceText::category, BYOD_ATTR_CATEGORY},
+    {"os", &rulefiles::DeviceText::os, BYOD_ATTR_OS}};
+
+/**
+ * Reads a key and what its rule says of a device, by the rules of the rule files.
+ *
+ * @param kind  of the rule
+ * @throws Failure of kExitBadInput that says what is wrong
+ */
+Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device);
+
+/// What of a rule is told.
+enum class Telling : uint32_t { kKey = 0, kConfigured = 1, kAll = 2 };
+
+/// Which rule is told.
+enum class Which : uint32_t { kThis = 0, kNext = 1, kNextConfigured = 2 };
+
+/// A whole address means the rule that covers it.
+Request AskForRule(const RuleKey& key, Which which, Telling telling);
+
+/// @return the rule in a reply, or nested in one
+Rule RuleIn(uint32_t kind, const Fields& fields);
+
+/// Calls take for every rule of a kind.
+void ListRules(Client& client, uint32_t kind, bool configured_only, Telling telling,
+               const std::function<void(const Rule&)>& take);
+
+/// Calls take for every rule of a kind that is stored but not in effect.
+void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take);
+
+/// Makes a rule, without information; or deletes a custom one, or the modification of another.
+Request ChangeRule(uint32_t operation, const RuleKey& key);
+
+/// Sets one field of a rule, or takes what was set back.
+Request ChangeField(uint32_t operation, const RuleKey& key, const DeviceField& field,
+                    const std::string& value);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_RULES_RULE_H

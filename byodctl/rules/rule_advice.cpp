@@ -1,0 +1,142 @@
+#include "byodctl/rules/rule_advice.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "byod_tlv.h"
+#include "byodctl/identification/daemon_identifier.h"
+#include "byodctl/text/fingerprint_text.h"
+#include "byodctl/text/method_names.h"
+#include "explain/explanation_message.h"
+#include "lint/remarks.h"
+#include "protocol/extensions.h"
+
+namespace byod::ctl {
+namespace {
+
+using explain::Lookup;
+using explain::Step;
+using lint::Terms;
+using rulefiles::Quoted;
+
+FingerprintText ExampleOf(uint32_t kind, const std::string& example) {
+  FingerprintText text;
+  std::string FingerprintText::* const kParts[] = {
+      &FingerprintText::options, &FingerprintText::user_agent, &FingerprintText::mac};
+  text.*kParts[kind] = example;
+  return text;
+}
+
+class Advisor {
+ public:
+  Advisor(Client& client, const RuleKey& key)
+      : client_(client),
+        rule_(RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Telling::kAll))))) {}
+
+  std::vector<std::string> Advise(const std::string& example) {
+    if (rule_.key.kind == BYOD_METHOD_MAC) Add(lint::RemarkOnBlock(rule_.key.prefix));
+    if (rule_.key.kind == BYOD_METHOD_DHCP) Add(lint::RemarkOnOptions(rule_.key.text));
+    if (rule_.key.kind == BYOD_METHOD_USERAGENT) AdviseOnExpression(example.empty());
+    AdviseOnDevice();
+    if (!example.empty()) AdviseOnExample(example);
+    return std::move(warnings_);
+  }
+
+ private:
+  void Add(const std::string& reason) {
+    warnings_.push_back("the rule " + Quoted(ToString(rule_.key)) + ' ' + reason);
+  }
+
+  /// @return whether there was something to say
+  bool Add(const std::optional<lint::Remark>& remark) {
+    if (remark)
+      Add(remark->check == std::string{"impossible"} ? "never wins: " + remark->reason
+                                                     : remark->reason);
+    return remark.has_value();
+  }
+
+  void AdviseOnDevice() {
+    if (Add(lint::RemarkOnDevice(rule_.device))) return;
+    std::string open;
+    for (const DeviceField& field : kDeviceFields) {
+      if (!(rule_.device.*field.member).empty()) continue;
+      open += (open.empty() ? "" : ", ") + std::string{field.name};
+    }
+    if (!open.empty()) Add("leaves " + open + " open, for the methods after it");
+  }
+
+  void AdviseOnExpression(bool is_without_example) {
+    const std::vector<Terms> alternatives = lint::AlternativesOf(rule_.key.text);
+    if (Add(lint::RemarkOnMatchingEverything(alternatives))) return;
+    Add(lint::RemarkOnSeparators(rule_.key.text, alternatives));
+    if (is_without_example && !StepFor(ExampleOf(rule_.key.kind, "any"))) {
+      return AddThatItIsNotTried();
+    }
+    for (const Terms& terms : alternatives) {
+      if (!Add(lint::RemarkOnTerms(terms)) && is_without_example) AdviseOnAlternative(terms);
+    }
+  }
+
+  void AddThatItIsNotTried() {
+    Add("is not tried: the order leaves " + std::string{kMethodNames[rule_.key.kind]} + " out");
+  }
+
+  /// Which rule wins where nothing but the terms of an alternative is sent.
+  void AdviseOnAlternative(const Terms& terms) {
+    std::string text;
+    for (const std::string_view term : terms)
+      text.append(text.empty() ? "" : " ").append(term);
+    const auto step = StepFor(ExampleOf(rule_.key.kind, text));
+    if (!step || step->lookup != Lookup::kRuleMatched || IsOurs(*step)) return;
+    const std::vector<Terms> others = lint::AlternativesOf(step->rule);
+    const bool is_covered = std::ranges::any_of(
+        others, [&](const Terms& other) { return lint::Implies(terms, other); });
+    Add((is_covered ? "never wins on " : "does not win on ") + Quoted(lint::ToString(terms)) +
+        ": the rule " + Quoted(step->rule) + " is tried before it");
+  }
+
+  void AdviseOnExample(const std::string& example) {
+    const auto step = StepFor(ExampleOf(rule_.key.kind, example));
+    if (!step) return AddThatItIsNotTried();
+    if (step->lookup != Lookup::kRuleMatched) {
+      return Add("does not match the example " + Quoted(example) + ", and no other rule does");
+    }
+    if (!IsOurs(*step)) {
+      Add("does not win on the example " + Quoted(example) + ": the rule " + Quoted(step->rule) +
+          " does");
+    }
+  }
+
+  bool IsOurs(const Step& step) const {
+    return rule_.key.kind == BYOD_METHOD_MAC ? step.rule == ToString(rule_.key)
+                                             : step.rule == rule_.key.text;
+  }
+
+  /// What the rules of our kind find. Nothing when the order leaves them out.
+  std::optional<Step> StepFor(const FingerprintText& text) {
+    const tlv::Message reply = client_.Exchange(
+        FingerprintRequest(BYOD_EXT_MSG_EXPLAIN, ParseFingerprint(text).fingerprint));
+    for (const Step& step : explain::ReadExplanation(reply.get()).attributes) {
+      if (step.method == rule_.key.kind) return step;
+    }
+    return std::nullopt;
+  }
+
+  Client& client_;
+  Rule rule_;
+  std::vector<std::string> warnings_;
+};
+
+}  // namespace
+
+void CheckExample(uint32_t kind, const std::string& example) {
+  const ParsedFingerprint parsed = ParseFingerprint(ExampleOf(kind, example));
+  if (!parsed.error.empty()) throw Failure(kExitBadInput, "--example: " + parsed.error);
+}
+
+std::vector<std::string> AdviceOn(Client& client, const RuleKey& key, const std::string& example) {
+  return Advisor(client, key).Advise(example);
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,200 @@
+#include "byodctl/rules/rule_csv.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "rulefiles/csv_parser.h"
+#include "text/nearest_word.h"
+
+namespace byod::ctl {
+namespace {
+
+/// What the first column is called, by BYOD_METHOD_*.
+constexpr const char* kKeyColumns[BYOD_METHOD_COUNT] = {"options", "expression", "mac"};
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+/// Quoted where a reader would take it for something else.
+std::string CsvField(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos && !text.starts_with('#') &&
+      !text.starts_with(kByteOrderMark)) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+/// A mask that is written as an address.
+bool IsMaskText(const std::string& text) {
+  return text.find_first_of(":.-") != std::string::npos || text.size() == 12;
+}
+
+bool Holds(const rulefiles::Record& record, std::string_view field) {
+  return std::ranges::find(record, field) != record.end();
+}
+
+/// The kind of the rows behind a header.
+std::optional<uint32_t> KindOfHeader(const rulefiles::Record& record) {
+  for (uint32_t kind = 0; kind < BYOD_METHOD_COUNT; ++kind) {
+    if (Holds(record, kKeyColumns[kind])) return kind;
+  }
+  return std::nullopt;
+}
+
+/// Behind the first header a row is one only when it names nothing but columns, and not just one: a
+/// rule may be for the word "mac".
+bool IsLaterHeader(const rulefiles::Record& record, uint32_t kind) {
+  const auto is_column = [&](const std::string& field) {
+    return field == kKeyColumns[kind] || field == "mask" || field == "example" ||
+           std::ranges::any_of(kDeviceFields,
+                               [&](const DeviceField& known) { return field == known.name; });
+  };
+  return record.size() > 1 && std::ranges::all_of(record, is_column);
+}
+
+/// Where a line begins; lines end with LF, CRLF or CR.
+class LineStarts {
+ public:
+  explicit LineStarts(std::string_view text) : text_(text) {}
+
+  /// Lines are asked for in ascending order.
+  size_t Of(size_t line) {
+    while (line_ < line && at_ < text_.size()) {
+      const char c = text_[at_++];
+      if (c == '\r' && at_ < text_.size() && text_[at_] == '\n') ++at_;
+      if (c == '\n' || c == '\r') ++line_;
+    }
+    return at_;
+  }
+
+ private:
+  std::string_view text_;
+  size_t line_ = 1;
+  size_t at_ = 0;
+};
+
+struct Section {
+  size_t line;
+  uint32_t kind;
+};
+
+/// Why the first row of a file names no kind of rule.
+std::string NoHeader(const std::string& file, size_t line, const rulefiles::Record& record) {
+  std::string text = file + ':' + std::to_string(line) +
+                     ": no header: a column mac, expression or options is required";
+  for (const char* const column : kKeyColumns) {
+    const std::string meant = text::NearestWord(column, record);
+    if (!meant.empty()) {
+      return text + "; is " + rulefiles::Quoted(meant) + " meant to be " + column + '?';
+    }
+  }
+  return text;
+}
+
+std::vector<Section> SectionsOf(const rulefiles::File& file) {
+  std::vector<Section> sections;
+  bool is_first = true;
+  rulefiles::ParseRecords(file.content, {[&](size_t line, rulefiles::Record&& record) {
+                                           const auto kind = KindOfHeader(record);
+                                           if (kind && (is_first || IsLaterHeader(record, *kind)))
+                                             sections.push_back({line, *kind});
+                                           if (!kind && is_first) {
+                                             throw Failure(kExitBadInput,
+                                                           NoHeader(file.name, line, record));
+                                           }
+                                           is_first = false;
+                                         },
+                                         [](size_t, const char*) {}});
+  return sections;
+}
+
+Rule MakeRule(const rulefiles::MacRule& rule) {
+  return {{BYOD_METHOD_MAC, rule.prefix, {}}, false, false, rule.device};
+}
+
+void LeaveOutRepeats(std::vector<PlacedRule>& rules, rulefiles::Diagnostics& diagnostics) {
+  std::map<std::string, rulefiles::Place> seen;
+  std::erase_if(rules, [&](const PlacedRule& row) {
+    const auto [first, is_new] = seen.try_emplace(IdentityOf(row.rule.key), row.place);
+    if (is_new) return false;
+    diagnostics.Report(rulefiles::Problem::kConflict, row.place,
+                       rulefiles::Quoted(ToString(row.rule.key)) + " is also that of " +
+                           rulefiles::ToString(first->second),
+                       first->second);
+    return true;
+  });
+}
+
+void Append(std::vector<PlacedRule>& out, std::vector<PlacedRule> more) {
+  out.insert(out.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+}  // namespace
+
+std::string CsvHeader(uint32_t kind) {
+  return std::string{kKeyColumns[kind]} + (kind == BYOD_METHOD_MAC ? ",mask" : "") +
+         ",name,vendor,category,os\n";
+}
+
+std::string CsvRow(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device) {
+  std::string row;
+  if (kind == BYOD_METHOD_MAC) {
+    const size_t slash = key.find('/');
+    const std::string mask = slash == std::string::npos ? "" : key.substr(slash + 1);
+    const bool is_apart = IsMaskText(mask);
+    row = CsvField(is_apart ? key.substr(0, slash) : key) + ',' + (is_apart ? CsvField(mask) : "");
+  } else {
+    row = CsvField(key);
+  }
+  for (const DeviceField& field : kDeviceFields)
+    row += ',' + CsvField(device.*field.member);
+  return row + '\n';
+}
+
+std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
+                                    rulefiles::Diagnostics& diagnostics) {
+  std::vector<PlacedRule> rules;
+  if (kind == BYOD_METHOD_MAC) {
+    for (const auto& rule : rulefiles::ReadMacRules(file, diagnostics))
+      rules.push_back({MakeRule(rule), rule.place});
+    return rules;
+  }
+  const auto read =
+      kind == BYOD_METHOD_DHCP ? &rulefiles::ReadDhcpOptionRules : &rulefiles::ReadUserAgentRules;
+  for (auto& rule : read(file, diagnostics)) {
+    rules.push_back({{{kind, {}, std::move(rule.text)}, false, false, std::move(rule.device)},
+                     std::move(rule.place)});
+  }
+  return rules;
+}
+
+RuleCsv ReadAnyRuleCsv(const rulefiles::File& marked, rulefiles::Diagnostics& diagnostics) {
+  rulefiles::File file = marked;
+  if (file.content.starts_with(kByteOrderMark)) file.content.erase(0, kByteOrderMark.size());
+  const std::vector<Section> sections = SectionsOf(file);
+  if (sections.empty()) throw Failure(kExitBadInput, file.name + ": no header line");
+  RuleCsv csv;
+  LineStarts starts(file.content);
+  for (size_t i = 0; i < sections.size(); ++i) {
+    // What stands in front of the first header may be a comment or a row that cannot be read.
+    const size_t begin = i == 0 ? 0 : starts.Of(sections[i].line);
+    const size_t end =
+        i + 1 < sections.size() ? starts.Of(sections[i + 1].line) : file.content.size();
+    // Blank lines in front keep the numbers of the lines.
+    const std::string skipped(i == 0 ? 0 : sections[i].line - 1, '\n');
+    const std::string part = skipped + file.content.substr(begin, end - begin);
+    const uint32_t kind = sections[i].kind;
+    Append(csv.rules, ReadRuleCsv({file.name, part}, kind, diagnostics));
+    if (std::ranges::find(csv.kinds, kind) == csv.kinds.end()) csv.kinds.push_back(kind);
+  }
+  LeaveOutRepeats(csv.rules, diagnostics);
+  return csv;
+}
+
+}  // namespace byod::ctl

@@ -1,0 +1,43 @@
+// Rules in the form of rule files: a header, then a row for each rule.
+#ifndef BYODCTL_RULES_RULE_CSV_H
+#define BYODCTL_RULES_RULE_CSV_H
+
+#include <string>
+#include <vector>
+
+#include "byodctl/rules/rule.h"
+#include "rulefiles/csv_file.h"
+
+namespace byod::ctl {
+
+/// "mac,name,vendor,category,os" and the like, with its line end.
+std::string CsvHeader(uint32_t kind);
+
+/// A row, with its line end. A MAC rule's key is an address, "/" and a number of bits or a mask.
+std::string CsvRow(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device);
+
+struct PlacedRule {
+  Rule rule;
+  rulefiles::Place place;
+};
+
+/// Reads a file of one kind. A row that cannot be used is reported and left out.
+std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
+                                    rulefiles::Diagnostics& diagnostics);
+
+struct RuleCsv {
+  std::vector<PlacedRule> rules;  ///< no two for the same rule
+  std::vector<uint32_t> kinds;    ///< those that a header names, in its order
+};
+
+/**
+ * Reads a file of any kind, or of several, one after the other: each header says of which kind the
+ * rows behind it are. Of two rows for the same rule the first one counts, the other is reported.
+ *
+ * @throws Failure of kExitBadInput when the first row is no header
+ */
+RuleCsv ReadAnyRuleCsv(const rulefiles::File& file, rulefiles::Diagnostics& diagnostics);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_RULES_RULE_CSV_H

@@ -1,0 +1,25 @@
+// Authorization sets, as they are written and read.
+#ifndef BYODCTL_TEXT_AUTHORIZATION_TEXT_H
+#define BYODCTL_TEXT_AUTHORIZATION_TEXT_H
+
+#include <optional>
+#include <string>
+
+#include "byodctl/daemon/client.h"
+#include "byodctl/identification/identifier.h"
+#include "byodctl/text/json_line.h"
+
+namespace byod::ctl {
+
+/// "vlan=20 acl=guest"; empty without a set.
+std::string AuthorizationText(const std::optional<AuthorizationSet>& set);
+
+/// {"group": "staff", "type": "Mobile", "attributes": {"vlan": "20", "av-pair": ["a", "b"]}}
+Json AuthorizationJson(const AuthorizationSet& set);
+
+/// The set that a message holds.
+AuthorizationSet AuthorizationIn(const Fields& fields);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_TEXT_AUTHORIZATION_TEXT_H

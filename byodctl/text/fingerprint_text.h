@@ -1,0 +1,46 @@
+// A terminal's fingerprint as people and logs write it.
+#ifndef BYODCTL_TEXT_FINGERPRINT_TEXT_H
+#define BYODCTL_TEXT_FINGERPRINT_TEXT_H
+
+#include <string>
+
+#include "byod_data.h"
+
+namespace byod::ctl {
+
+/// Empty texts say nothing.
+struct FingerprintText {
+  std::string mac;      ///< any usual spelling
+  std::string options;  ///< "1,3,6,15", blanks around the numbers do not count
+  std::string user_agent;
+};
+
+/// A fingerprint, or why the text is none.
+struct ParsedFingerprint {
+  ByodFingerPrint fingerprint = {};
+  /// The User-Agent had more than 255 bytes. A fingerprint keeps the first 255 of them, which is
+  /// what an access device stores, so these are what is identified.
+  bool is_user_agent_cut = false;
+  bool is_locally_administered = false;
+  std::string error;  ///< empty = none
+};
+
+ParsedFingerprint ParseFingerprint(const FingerprintText& text);
+
+/// An address in the form in which all are written, "00:11:22:33:44:55"; another text as it is.
+std::string AddressText(const std::string& mac);
+
+/// Whether a text is an address that was made up on the spot, so that its prefix says nothing.
+bool IsLocallyAdministered(const std::string& mac);
+
+/// An address in a table, with a mark when it is locally administered.
+inline std::string Flagged(const std::string& mac, bool is_locally_administered) {
+  return is_locally_administered ? mac + '*' : mac;
+}
+
+/// What stands below a table with such a mark.
+inline constexpr char kFlagNote[] = "* locally administered address: its prefix names no vendor\n";
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_TEXT_FINGERPRINT_TEXT_H
