@@ -2,13 +2,13 @@
 #ifndef BYODCTL_COMMAND_LINE_COMMAND_H
 #define BYODCTL_COMMAND_LINE_COMMAND_H
 
-#include <CLI/App.hpp>
 #include <functional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "byodctl/command_line/parser.h"
 #include "byodctl/daemon/settings.h"
 #include "byodctl/failure.h"
 
@@ -23,7 +23,7 @@ struct Command {
   const char* help;
   /// Declares the command's options. The settings are filled in when the command runs; they outlive
   /// it.
-  Run (*define)(CLI::App& app, const Settings& settings);
+  Run (*define)(Parser& parser, const Settings& settings);
 };
 
 /// All of them, those with the same verb side by side.
@@ -35,28 +35,28 @@ std::vector<std::string> Verbs();
 /// The second words that a first one takes; none when it is a whole command.
 std::vector<std::string> NounsOf(std::string_view verb);
 
-Run DefineIdentify(CLI::App& app, const Settings& settings);
-Run DefineShowRules(CLI::App& app, const Settings& settings);
-Run DefineShowRule(CLI::App& app, const Settings& settings);
-Run DefineShowOrder(CLI::App& app, const Settings& settings);
-Run DefineShowCounts(CLI::App& app, const Settings& settings);
-Run DefineShowStatus(CLI::App& app, const Settings& settings);
-Run DefineShowUnknown(CLI::App& app, const Settings& settings);
-Run DefineShowAuthorization(CLI::App& app, const Settings& settings);
-Run DefineSetRule(CLI::App& app, const Settings& settings);
-Run DefineSetOrder(CLI::App& app, const Settings& settings);
-Run DefineSetAuthorization(CLI::App& app, const Settings& settings);
-Run DefineUnsetRule(CLI::App& app, const Settings& settings);
-Run DefineUnsetOrder(CLI::App& app, const Settings& settings);
-Run DefineUnsetAuthorization(CLI::App& app, const Settings& settings);
-Run DefineUnsetUnknown(CLI::App& app, const Settings& settings);
-Run DefineImport(CLI::App& app, const Settings& settings);
-Run DefineExport(CLI::App& app, const Settings& settings);
-Run DefineWatch(CLI::App& app, const Settings& settings);
-Run DefineBackup(CLI::App& app, const Settings& settings);
-Run DefineRestore(CLI::App& app, const Settings& settings);
-Run DefineReload(CLI::App& app, const Settings& settings);
-Run DefineCheckRules(CLI::App& app, const Settings& settings);
+Run DefineIdentify(Parser& parser, const Settings& settings);
+Run DefineShowRules(Parser& parser, const Settings& settings);
+Run DefineShowRule(Parser& parser, const Settings& settings);
+Run DefineShowOrder(Parser& parser, const Settings& settings);
+Run DefineShowCounts(Parser& parser, const Settings& settings);
+Run DefineShowStatus(Parser& parser, const Settings& settings);
+Run DefineShowUnknown(Parser& parser, const Settings& settings);
+Run DefineShowAuthorization(Parser& parser, const Settings& settings);
+Run DefineSetRule(Parser& parser, const Settings& settings);
+Run DefineSetOrder(Parser& parser, const Settings& settings);
+Run DefineSetAuthorization(Parser& parser, const Settings& settings);
+Run DefineUnsetRule(Parser& parser, const Settings& settings);
+Run DefineUnsetOrder(Parser& parser, const Settings& settings);
+Run DefineUnsetAuthorization(Parser& parser, const Settings& settings);
+Run DefineUnsetUnknown(Parser& parser, const Settings& settings);
+Run DefineImport(Parser& parser, const Settings& settings);
+Run DefineExport(Parser& parser, const Settings& settings);
+Run DefineWatch(Parser& parser, const Settings& settings);
+Run DefineBackup(Parser& parser, const Settings& settings);
+Run DefineRestore(Parser& parser, const Settings& settings);
+Run DefineReload(Parser& parser, const Settings& settings);
+Run DefineCheckRules(Parser& parser, const Settings& settings);
 
 }  // namespace byod::ctl
 

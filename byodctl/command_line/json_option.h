@@ -2,8 +2,9 @@
 #ifndef BYODCTL_COMMAND_LINE_JSON_OPTION_H
 #define BYODCTL_COMMAND_LINE_JSON_OPTION_H
 
-#include <CLI/App.hpp>
 #include <string>
+
+#include "byodctl/command_line/parser.h"
 
 namespace byod::ctl {
 
@@ -13,13 +14,13 @@ namespace byod::ctl {
  * @param keys  in the order of the output; the keys of nested objects follow theirs in braces:
  *              "line, problems {file, line}"
  * @param of    what each line is about; empty = the output is one object
- * @return the option
  */
-CLI::Option* AddJsonOption(CLI::App& app, bool& json, const std::string& keys,
-                           const std::string& of = "");
-
-/// Adds a paragraph to the end of a command's help, wrapped.
-void AddToHelp(CLI::App& app, const std::string& paragraph);
+inline Option AddJsonOption(Parser& parser, bool& json, const std::string& keys,
+                            const std::string& of = "") {
+  parser.AddParagraphToHelp("JSON keys: " + keys + '.');
+  return parser.AddFlag("--json", json,
+                        "Write JSON" + (of.empty() ? "" : ", a line for each " + of));
+}
 
 }  // namespace byod::ctl
 

@@ -1,6 +1,6 @@
 #include "byodctl/command_line/usage_error.h"
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -38,84 +38,50 @@ constexpr OptionSynonym kOptionSynonyms[] = {{"--ua", "--user-agent"},
 /// A kind of rule is a word, but it is an option of `identify`.
 constexpr const char* kKindOptions[] = {"--mac", "--user-agent", "--dhcp"};
 
-/// The parser of the command, and its words.
-struct Parsed {
-  const CLI::App* parser;
-  std::string command;
-};
-
-Parsed ParsedCommand(const CLI::App& app) {
-  Parsed parsed{&app, "byodctl"};
-  for (;;) {
-    const auto below = parsed.parser->get_subcommands();
-    if (below.empty()) return parsed;
-    parsed.parser = below.front();
-    parsed.command += ' ' + parsed.parser->get_name();
-  }
-}
-
-Words OptionsOf(const CLI::App* parser) {
-  Words names;
-  for (; parser != nullptr; parser = parser->get_parent()) {
-    for (const CLI::Option* const option : parser->get_options()) {
-      for (const std::string& name : option->get_lnames())
-        names.push_back("--" + name);
-    }
-  }
-  return names;
-}
-
 bool IsOption(const std::string& argument) {
   return argument.size() > 1 && argument.starts_with('-') && argument != "--";
 }
 
-std::string SeeHelp(const Parsed& parsed) {
-  return "; see " + parsed.command + " --help";
+std::string SeeHelp(const UsageFault& fault) {
+  return "; see " + fault.command + " --help";
 }
 
-bool TakesKind(const CLI::App& parser) {
-  return parser.get_option_no_throw("KIND") != nullptr;
-}
-
-std::string UnknownOption(const Parsed& parsed, const std::string& argument) {
+std::string UnknownOption(const UsageFault& fault, const std::string& argument) {
   const std::string name = argument.substr(0, argument.find('='));
   const std::string message = "unknown option \"" + name + '"';
-  const Words options = OptionsOf(parsed.parser);
   for (const OptionSynonym& synonym : kOptionSynonyms) {
-    if (name == synonym.option && Contains(options, synonym.ours)) {
+    if (name == synonym.option && Contains(fault.options, synonym.ours)) {
       return message + "; did you mean \"" + synonym.ours + "\"?";
     }
   }
-  if (TakesKind(*parsed.parser) &&
-      std::ranges::find(kKindOptions, name) != std::end(kKindOptions)) {
+  if (fault.takes_kind && std::ranges::find(kKindOptions, name) != std::end(kKindOptions)) {
     const std::string kind = name == "--dhcp" ? "dhcp-option" : name.substr(2);
-    return message + "; did you mean \"" + parsed.command.substr(sizeof "byodctl") + ' ' + kind +
+    return message + "; did you mean \"" + fault.command.substr(sizeof "byodctl") + ' ' + kind +
            "\"?";
   }
-  const std::string hint = text::DidYouMean(name, options);
-  return message + (hint.empty() ? SeeHelp(parsed) : hint);
+  const std::string hint = text::DidYouMean(name, fault.options);
+  return message + (hint.empty() ? SeeHelp(fault) : hint);
 }
 
-std::string UnexpectedArgument(const Parsed& parsed, const std::string& argument) {
-  const std::string hint = text::DidYouMean("--" + argument, OptionsOf(parsed.parser));
-  return "unexpected argument \"" + argument + '"' + (hint.empty() ? SeeHelp(parsed) : hint);
+std::string UnexpectedArgument(const UsageFault& fault, const std::string& argument) {
+  const std::string hint = text::DidYouMean("--" + argument, fault.options);
+  return "unexpected argument \"" + argument + '"' + (hint.empty() ? SeeHelp(fault) : hint);
 }
 
-/// @return what the parser did not take and should not have been given; empty = nothing
-std::string FaultOfExtras(const CLI::App& app, const Parsed& parsed) {
-  const Words extras = app.remaining(true);
-  const auto option = std::ranges::find_if(extras, &IsOption);
-  if (option != extras.end()) return UnknownOption(parsed, *option);
-  const auto argument = std::ranges::find_if(extras, [](const auto& text) { return text != "--"; });
-  return argument != extras.end() ? UnexpectedArgument(parsed, *argument) : "";
+/// @return what is wrong with the arguments that the parser did not take; empty = nothing
+std::string ExtraArguments(const UsageFault& fault) {
+  const auto option = std::ranges::find_if(fault.extras, &IsOption);
+  if (option != fault.extras.end()) return UnknownOption(fault, *option);
+  const auto argument =
+      std::ranges::find_if(fault.extras, [](const auto& text) { return text != "--"; });
+  return argument != fault.extras.end() ? UnexpectedArgument(fault, *argument) : "";
 }
 
-std::string MissingArguments(const Parsed& parsed) {
+std::string MissingArguments(const UsageFault& fault) {
   std::string names;
-  for (const CLI::Option* const option : parsed.parser->get_options()) {
-    if (option->get_required() && option->count() == 0) names += ' ' + option->get_name();
-  }
-  return "missing" + names + SeeHelp(parsed);
+  for (const std::string& name : fault.missing)
+    names += ' ' + name;
+  return "missing" + names + SeeHelp(fault);
 }
 
 /// The name in front of the parser's own words, which begin with one of these.
@@ -149,18 +115,21 @@ std::string FlagWithValue(const std::string& message) {
 
 }  // namespace
 
-std::string UsageError(const CLI::App& app, const CLI::ParseError& error) {
-  const Parsed parsed = ParsedCommand(app);
-  std::string fault = FaultOfExtras(app, parsed);
-  if (!fault.empty()) return fault;
-  const std::string message = error.what();
-  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return MissingArguments(parsed);
-  if (dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) return Conflict(message);
-  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) return FlagWithValue(message);
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-    return WrongNumberOfValues(message);
+std::string UsageError(const UsageFault& fault) {
+  const std::string extra = ExtraArguments(fault);
+  if (!extra.empty()) return extra;
+  switch (fault.kind) {
+    case UsageFault::kMissing:
+      return MissingArguments(fault);
+    case UsageFault::kConflict:
+      return Conflict(fault.message);
+    case UsageFault::kFlagValue:
+      return FlagWithValue(fault.message);
+    case UsageFault::kNumberOfValues:
+      return WrongNumberOfValues(fault.message);
+    default:
+      return fault.message;
   }
-  return message;
 }
 
 }  // namespace byod::ctl

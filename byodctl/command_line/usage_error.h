@@ -4,19 +4,31 @@
 
 #include <string>
 
-namespace CLI {
-class App;
-class ParseError;
-}  // namespace CLI
+#include "byodctl/text/word_list.h"
 
 namespace byod::ctl {
 
-/**
- * @param app    the parser of the whole command line, as far as it came
- * @param error  why it stopped
- * @return one line that names the option or argument, and the right one that is nearest
- */
-std::string UsageError(const CLI::App& app, const CLI::ParseError& error);
+/// Where the parser stopped, and why.
+struct UsageFault {
+  enum Kind {
+    kMissing,         ///< a required argument
+    kConflict,        ///< between two options
+    kFlagValue,       ///< a flag was given a value
+    kNumberOfValues,  ///< an option lacks its value, or has two
+    kOther
+  };
+
+  Kind kind = kOther;
+  std::string message;      ///< the parser's
+  std::string command;      ///< "byodctl show rules", as far as it was read
+  Words options;            ///< those of the command and those of all commands, "--json"
+  bool takes_kind = false;  ///< the command has an argument KIND
+  Words extras;             ///< arguments that the parser did not take
+  Words missing;            ///< required arguments that are not given
+};
+
+/// @return one line that names the option or argument, and the right one that is nearest
+std::string UsageError(const UsageFault& fault);
 
 }  // namespace byod::ctl
 

@@ -1,5 +1,4 @@
 // byodctl show authorization, set authorization, unset authorization
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -71,38 +70,40 @@ int Unset(const Options& options, const Settings& settings) {
 }
 
 constexpr char kTypeHelp[] = "Category of the terminals; * for every category without its own set";
+constexpr char kOptionalTypeHelp[] =
+    "Category of the terminals; * for every category without its own set; default: all sets of the "
+    "group";
 
 }  // namespace
 
-Run DefineShowAuthorization(CLI::App& app, const Settings& settings) {
+Run DefineShowAuthorization(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer("In JSON a name with several values has an array of them.");
-  AddJsonOption(app, options->json, "group, type, attributes (by name)", "set");
-  app.add_option("GROUP", options->group, "A user group; default: all");
-  app.add_option("TYPE", options->type, kTypeHelp);
+  parser.AddToHelp("In JSON a name with several values has an array of them.");
+  AddJsonOption(parser, options->json, "group, type, attributes (by name)", "set");
+  parser.AddText("GROUP", options->group, "A user group; default: all");
+  parser.AddText("TYPE", options->type, kTypeHelp);
   return [options, &settings] { return Show(*options, settings); };
 }
 
-Run DefineSetAuthorization(CLI::App& app, const Settings& settings) {
+Run DefineSetAuthorization(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Attributes that are not given stay as they are; a name that is given more than once has\n"
       "all of these values, in this order. Any name is accepted; common ones are vlan, acl,\n"
       "user-profile and session-timeout. Warns when no rule answers the category.");
-  AddJsonOption(app, options->json, std::string{kChangeKeys} + ", warnings");
-  app.add_option("GROUP", options->group, "A user group")->required();
-  app.add_option("TYPE", options->type, kTypeHelp)->required();
-  app.add_option("ATTRIBUTE=VALUE", options->attributes, "What they may do")->required();
+  AddJsonOption(parser, options->json, kChangeKeysWithWarnings);
+  parser.AddText("GROUP", options->group, "A user group").Required();
+  parser.AddText("TYPE", options->type, kTypeHelp).Required();
+  parser.AddTexts("ATTRIBUTE=VALUE", options->attributes, "What they may do").Required();
   return [options, &settings] { return Set(*options, settings); };
 }
 
-Run DefineUnsetAuthorization(CLI::App& app, const Settings& settings) {
+Run DefineUnsetAuthorization(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.add_option("GROUP", options->group, "A user group")->required();
-  app.add_option("TYPE", options->type,
-                 std::string{kTypeHelp} + "; default: all sets of the group");
-  app.add_option("ATTRIBUTE", options->attributes, "Names; default: the whole set");
-  AddJsonOption(app, options->json, kChangeKeys);
+  parser.AddText("GROUP", options->group, "A user group").Required();
+  parser.AddText("TYPE", options->type, kOptionalTypeHelp);
+  parser.AddTexts("ATTRIBUTE", options->attributes, "Names; default: the whole set");
+  AddJsonOption(parser, options->json, kChangeKeys);
   return [options, &settings] { return Unset(*options, settings); };
 }
 

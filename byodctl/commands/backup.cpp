@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -104,26 +103,26 @@ int Restore(const Options& options, const Settings& settings) {
 
 }  // namespace
 
-Run DefineBackup(CLI::App& app, const Settings& settings) {
+Run DefineBackup(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Saves what an administrator configured: rules, order and authorization, as they are at one "
       "moment. An\nexisting backup is replaced when the new one is complete; another file only "
       "with "
       "--force. A device or a\nFIFO is written to as it is.");
-  app.add_option("FILE", options->file, "Where to; - for standard output")->required();
-  app.add_flag("--force", options->force, "Replace FILE even if it is read-only or not a backup");
-  AddJsonOption(app, options->json, "file, bytes");
+  parser.AddText("FILE", options->file, "Where to; - for standard output").Required();
+  parser.AddFlag("--force", options->force, "Replace FILE even if it is read-only or not a backup");
+  AddJsonOption(parser, options->json, "file, bytes");
   return [options, &settings] { return Backup(*options, settings); };
 }
 
-Run DefineRestore(CLI::App& app, const Settings& settings) {
+Run DefineRestore(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Replaces rules, order and authorization by those of the backup. The daemon checks all of it "
       "first; when\nit refuses, nothing changes.");
-  app.add_option("FILE", options->file, "A backup")->required();
-  AddJsonOption(app, options->json, "file, bytes");
+  parser.AddText("FILE", options->file, "A backup").Required();
+  AddJsonOption(parser, options->json, "file, bytes");
   return [options, &settings] { return Restore(*options, settings); };
 }
 

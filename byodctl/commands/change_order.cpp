@@ -1,5 +1,4 @@
 // byodctl set order, byodctl unset order, byodctl reload
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,27 +50,29 @@ int Unset(bool json, const Settings& settings) {
 
 }  // namespace
 
-Run DefineSetOrder(CLI::App& app, const Settings& settings) {
+Run DefineSetOrder(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer("A method that is left out is not tried.");
-  app.add_option("METHODS", options->order,
-                 "One to three of dhcp, user-agent, mac; comma-separated")
-      ->required()
-      ->delimiter(',');
-  AddJsonOption(app, options->json, kChangeKeys);
+  parser.AddToHelp("A method that is left out is not tried.");
+  parser
+      .AddTexts("METHODS", options->order, "One to three of dhcp, user-agent, mac; comma-separated")
+      .Required()
+
+      .SeparatedBy(',');
+  AddJsonOption(parser, options->json, kChangeKeys);
   return [options, &settings] { return Set(*options, settings); };
 }
 
-Run DefineUnsetOrder(CLI::App& app, const Settings& settings) {
+Run DefineUnsetOrder(Parser& parser, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
-  AddJsonOption(app, *json, kChangeKeys);
+  AddJsonOption(parser, *json, kChangeKeys);
   return [json, &settings] { return Unset(*json, settings); };
 }
 
-Run DefineReload(CLI::App& app, const Settings& settings) {
-  app.footer("When a rule file is bad nothing changes, and the daemon reports what is wrong.");
+Run DefineReload(Parser& parser, const Settings& settings) {
+  parser.AddToHelp(
+      "When a rule file is bad nothing changes, and the daemon reports what is wrong.");
   const auto json = std::make_shared<bool>(false);
-  AddJsonOption(app, *json, kChangeKeys);
+  AddJsonOption(parser, *json, kChangeKeys);
   return [json, &settings] {
     return Change(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD), *json, settings);
   };

@@ -14,6 +14,7 @@ namespace byod::ctl {
 
 /// For AddJsonOption.
 constexpr char kChangeKeys[] = "changed";
+constexpr char kChangeKeysWithWarnings[] = "changed, warnings";
 
 /// It is not an error when nothing had to be changed. @return the exit status
 inline int ReportChange(bool changed, bool json) {

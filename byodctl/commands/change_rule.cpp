@@ -1,5 +1,4 @@
 // byodctl set rule, byodctl unset rule
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -68,42 +67,45 @@ int Unset(const Options& options, const Settings& settings) {
   return ReportChange(Apply(client, changes), options.json);
 }
 
-std::shared_ptr<Options> DefineKey(CLI::App& app) {
+std::shared_ptr<Options> DefineKey(Parser& parser) {
   const auto options = std::make_shared<Options>();
-  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
-  app.add_option("KEY", options->key, "00:11:22/24, words of a User-Agent, or 1,3,6,15")
-      ->required();
+  parser.AddText("KIND", options->kind, "mac, user-agent or dhcp-option").Required();
+  parser.AddText("KEY", options->key, "00:11:22/24, words of a User-Agent, or 1,3,6,15").Required();
   return options;
 }
 
 }  // namespace
 
-Run DefineSetRule(CLI::App& app, const Settings& settings) {
-  const auto options = DefineKey(app);
-  app.footer("Adds the rule if it does not exist. Fields that are not given stay as they are.");
-  AddJsonOption(app, options->json, std::string{kChangeKeys} + ", warnings");
-  app.add_option("--example", options->example,
-                 "A User-Agent, list or address that the rule ought to win; warns if another does")
-      ->type_name("TEXT");
+Run DefineSetRule(Parser& parser, const Settings& settings) {
+  const auto options = DefineKey(parser);
+  parser.AddToHelp(
+      "Adds the rule if it does not exist. Fields that are not given stay as they are.");
+  AddJsonOption(parser, options->json, kChangeKeysWithWarnings);
+  parser
+      .AddText("--example", options->example,
+               "A User-Agent, list or address that the rule ought to win; warns if another does")
+      .ValueName("TEXT");
   for (const DeviceField& field : kDeviceFields) {
-    app.add_option_function<std::string>(
-           std::string{"--"} + field.name,
-           [options, &field](const std::string& value) {
-             options->device.*field.member = value;
-             options->fields.push_back(&field);
-           },
-           std::string{"The rule's "} + field.name)
-        ->type_name("TEXT");
+    parser
+        .AddText(
+            std::string{"--"} + field.name,
+            [options, &field](const std::string& value) {
+              options->device.*field.member = value;
+              options->fields.push_back(&field);
+            },
+            std::string{"The rule's "} + field.name)
+        .ValueName("TEXT");
   }
   return [options, &settings] { return Set(*options, settings); };
 }
 
-Run DefineUnsetRule(CLI::App& app, const Settings& settings) {
-  const auto options = DefineKey(app);
-  app.footer("Without a field: deletes a custom rule, or reverts all changes to a predefined one.");
-  AddJsonOption(app, options->json, kChangeKeys);
+Run DefineUnsetRule(Parser& parser, const Settings& settings) {
+  const auto options = DefineKey(parser);
+  parser.AddToHelp(
+      "Without a field: deletes a custom rule, or reverts all changes to a predefined one.");
+  AddJsonOption(parser, options->json, kChangeKeys);
   for (const DeviceField& field : kDeviceFields) {
-    app.add_flag_callback(
+    parser.AddFlag(
         std::string{"--"} + field.name, [options, &field] { options->fields.push_back(&field); },
         std::string{"Revert the "} + field.name);
   }

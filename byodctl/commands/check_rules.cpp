@@ -1,5 +1,4 @@
 // byodctl check rules
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -60,22 +59,23 @@ int Check(const Options& options) {
 
 }  // namespace
 
-Run DefineCheckRules(CLI::App& app, const Settings&) {
+Run DefineCheckRules(Parser& parser, const Settings&) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Reads the rule files as the daemon would, without the daemon, and reports what it would "
       "ignore, which\nrules never win or match what no terminal sends, and whether each rule wins "
       "on its example.\n\n"
       "Exit status: 0 without errors, 1 with errors.");
-  app.add_option("DIR", options->sources.rules_directory, "Directory of rule files")
-      ->required()
-      ->check(Directory());
-  app.add_option("--ieee", options->sources.registry_directory,
-                 "Directory of the registry of MAC prefixes, to check it too")
-      ->type_name("DIR")
-      ->check(Directory());
-  app.add_flag("--strict", options->is_strict, "Exit with 1 on warnings too");
-  AddJsonOption(app, options->json,
+  parser.AddText("DIR", options->sources.rules_directory, "Directory of rule files")
+      .Required()
+      .Check(Directory());
+  parser
+      .AddText("--ieee", options->sources.registry_directory,
+               "Directory of the registry of MAC prefixes, to check it too")
+      .ValueName("DIR")
+      .Check(Directory());
+  parser.AddFlag("--strict", options->is_strict, "Exit with 1 on warnings too");
+  AddJsonOption(parser, options->json,
                 "mac, user-agent, dhcp-option, errors, warnings, problems {severity, check, file, "
                 "line, rule, reason, other (or null) {file, line, rule}}");
   return [options] { return Check(*options); };

@@ -1,5 +1,4 @@
 // byodctl export
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -60,15 +59,15 @@ int Export(const Options& options, const Settings& settings) {
 
 }  // namespace
 
-Run DefineExport(CLI::App& app, const Settings& settings) {
+Run DefineExport(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Writes to standard output the rules that an administrator added or changed, with the "
       "fields that were\nset. Importing them again changes nothing. Without KIND the kinds follow "
       "one another, each with its\nheader; import reads that, but a directory of rule files "
       "needs one file for each kind. import does not\nread JSON.");
-  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
-  AddJsonOption(app, options->json, "kind, key, name, vendor, category, os", "rule");
+  parser.AddText("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
+  AddJsonOption(parser, options->json, "kind, key, name, vendor, category, os", "rule");
   return [options, &settings] { return Export(*options, settings); };
 }
 

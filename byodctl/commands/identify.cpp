@@ -1,6 +1,5 @@
 // byodctl identify
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <iostream>
@@ -190,48 +189,48 @@ std::string IdentifyKeys() {
 
 }  // namespace
 
-Run DefineIdentify(CLI::App& app, const Settings& settings) {
+Run DefineIdentify(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Without --mac, --user-agent and --dhcp, reads fingerprints from standard input: "
       "tab-separated lines\nunder a header that names the columns mac, options and user_agent, or "
       "JSON Lines with these keys.\nA line that cannot be read is reported and gets an empty "
       "answer.\n\n"
       "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 at least one unknown.");
-  auto* const offline = options->identifier.Declare(app);
-  const std::vector<const CLI::Option*> parts = {
-      app.add_option("--mac", options->fingerprint.mac, "Address of a terminal")->type_name("MAC"),
-      app.add_option("--user-agent", options->fingerprint.user_agent, "HTTP User-Agent")
-          ->type_name("TEXT"),
-      app.add_option("--dhcp", options->fingerprint.options, "DHCP option 55, as 1,3,6,15")
-          ->type_name("LIST")};
-  app.add_option("--input", options->input, "Format of standard input: auto, tsv or json")
-      ->type_name("FORM")
-      ->check(OneOf({"auto", "tsv", "json"}))
-      ->capture_default_str();
-  auto* const tsv = app.add_flag("--tsv", options->tsv, "Write tab-separated lines");
-  AddJsonOption(app, options->json, IdentifyKeys(), "terminal")->excludes(tsv);
-  app.add_flag("--explain", options->identifier.explains, "Show the rules behind each answer")
-      ->excludes(tsv);
-  app.add_option("--group", options->identifier.group,
-                 "Show what terminals of this user group may do, too")
-      ->type_name("GROUP")
-      ->excludes(offline);
+  const Option offline = options->identifier.Declare(parser);
+  const std::vector<Option> parts = {
+      parser.AddText("--mac", options->fingerprint.mac, "Address of a terminal").ValueName("MAC"),
+      parser.AddText("--user-agent", options->fingerprint.user_agent, "HTTP User-Agent")
+          .ValueName("TEXT"),
+      parser.AddText("--dhcp", options->fingerprint.options, "DHCP option 55, as 1,3,6,15")
+          .ValueName("LIST")};
+  const Option input =
+      parser.AddText("--input", options->input, "Format of standard input: auto, tsv or json")
+          .ValueName("FORM")
+          .Check(OneOf({"auto", "tsv", "json"}))
+          .ShowDefault();
+  const Option tsv = parser.AddFlag("--tsv", options->tsv, "Write tab-separated lines");
+  AddJsonOption(parser, options->json, IdentifyKeys(), "terminal").Excludes(tsv);
+  parser.AddFlag("--explain", options->identifier.explains, "Show the rules behind each answer")
+      .Excludes(tsv);
+  parser
+      .AddText("--group", options->identifier.group,
+               "Show what terminals of this user group may do, too")
+      .ValueName("GROUP")
+      .Excludes(offline);
 #ifdef BYOD_CAPTURE
-  auto* const pcap =
-      app.add_option("--pcap", options->capture, "Identify the stations in this packet capture")
-          ->type_name("FILE")
-          ->excludes("--input");
-  for (const char* const part : {"--mac", "--user-agent", "--dhcp"})
-    pcap->excludes(part);
+  const Option pcap =
+      parser.AddText("--pcap", options->capture, "Identify the stations in this packet capture")
+          .ValueName("FILE")
+          .Excludes(input);
+  for (const Option& part : parts)
+    pcap.Excludes(part);
 #endif
 
-  app.final_callback([options, parts, &app] {
-    options->has_fingerprint =
-        std::ranges::any_of(parts, [](const CLI::Option* part) { return part->count() > 0; });
-    options->identifier.Validate(app);
-  });
-  return [options, &settings] { return Identify(*options, settings); };
+  return [options, parts, &settings] {
+    options->has_fingerprint = std::ranges::any_of(parts, &Option::IsGiven);
+    return Identify(*options, settings);
+  };
 }
 
 }  // namespace byod::ctl

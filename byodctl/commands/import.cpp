@@ -1,5 +1,4 @@
 // byodctl import
-#include <CLI/CLI.hpp>
 
 #include <array>
 #include <iostream>
@@ -206,19 +205,19 @@ int Import(const Options& options, const Settings& settings) {
 
 }  // namespace
 
-Run DefineImport(CLI::App& app, const Settings& settings) {
+Run DefineImport(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Reads rules in the form of the rule files; the header says of which kind they are. A field "
       "that a row\nleaves empty stays as it is. Bad and refused rows are reported with their "
       "lines; all others take\neffect together. --dry-run makes the daemon apply the changes and "
       "roll them back at once.\n\n"
       "Exit status: 1 with bad rows, else 5 with refused rows.");
-  app.add_option("FILE", options->file, "Rule file; - for standard input")->required();
-  app.add_flag("--replace", options->replace,
-               "Make the rules of the file's kinds exactly those of the file, or change nothing");
-  app.add_flag("--dry-run", options->dry_run, "Only report what would happen to each row");
-  AddJsonOption(app, options->json,
+  parser.AddText("FILE", options->file, "Rule file; - for standard input").Required();
+  parser.AddFlag("--replace", options->replace,
+                 "Make the rules of the file's kinds exactly those of the file, or change nothing");
+  parser.AddFlag("--dry-run", options->dry_run, "Only report what would happen to each row");
+  AddJsonOption(parser, options->json,
                 "line, kind (or null), key (or null), action (added, changed, unchanged, refused, "
                 "bad, removed or warning), reason (or null)",
                 "row");

@@ -1,5 +1,4 @@
 // byodctl show rules, byodctl show rule
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
 #include <iostream>
@@ -131,31 +130,32 @@ int ShowRule(const Options& options, const Settings& settings) {
 
 }  // namespace
 
-Run DefineShowRules(CLI::App& app, const Settings& settings) {
+Run DefineShowRules(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Several options narrow the list together, except that --custom and --modified list what "
       "either "
       "of them\nlets through. TEXT is a part of a field, in upper or lower case. A FINGERPRINT has "
       "any of the three\nparts, the User-Agent last, or is one value by itself: "
       "--wins 00:11:22:33:44:55.");
-  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
-  options->filter.Declare(app);
-  AddJsonOption(app, options->json, kRuleKeys, "rule");
+  parser.AddText("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
+  options->filter.Declare(parser);
+  AddJsonOption(parser, options->json, kRuleKeys, "rule");
   return [options, &settings] { return ShowRules(*options, settings); };
 }
 
-Run DefineShowRule(CLI::App& app, const Settings& settings) {
+Run DefineShowRule(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "KEY is a MAC address with a number of bits or a mask (00:11:22:00:00:00/24), an expression "
       "of words of\na User-Agent, or a list of DHCP options. A whole address means the rule that "
       "covers it. configured is\nwhat an administrator set.");
-  AddJsonOption(app, options->json,
-                std::string{kRuleKeys} + ", configured {name, vendor, category, os}");
-  app.add_option("KIND", options->kind, "mac, user-agent or dhcp-option")->required();
-  app.add_option("KEY", options->key, "The rule")->required();
-  app.add_flag("--next", options->next, "The rule after this one, in the order of the table");
+  std::string keys = kRuleKeys;
+  keys += ", configured {name, vendor, category, os}";
+  AddJsonOption(parser, options->json, keys);
+  parser.AddText("KIND", options->kind, "mac, user-agent or dhcp-option").Required();
+  parser.AddText("KEY", options->key, "The rule").Required();
+  parser.AddFlag("--next", options->next, "The rule after this one, in the order of the table");
   return [options, &settings] { return ShowRule(*options, settings); };
 }
 

@@ -1,5 +1,4 @@
 // byodctl show order, show counts, show status
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -169,10 +168,10 @@ int ShowStatus(bool json, const Settings& settings) {
   return kExitSuccess;
 }
 
-Run DefineShow(CLI::App& app, const Settings& settings, int (*show)(bool, const Settings&),
+Run DefineShow(Parser& parser, const Settings& settings, int (*show)(bool, const Settings&),
                const std::string& keys) {
   const auto json = std::make_shared<bool>(false);
-  AddJsonOption(app, *json, keys);
+  AddJsonOption(parser, *json, keys);
   return [json, show, &settings] { return show(*json, settings); };
 }
 
@@ -187,16 +186,16 @@ std::string StatusKeys() {
 
 }  // namespace
 
-Run DefineShowOrder(CLI::App& app, const Settings& settings) {
-  return DefineShow(app, settings, &ShowOrder, "order (the names of the methods)");
+Run DefineShowOrder(Parser& parser, const Settings& settings) {
+  return DefineShow(parser, settings, &ShowOrder, "order (the names of the methods)");
 }
 
-Run DefineShowCounts(CLI::App& app, const Settings& settings) {
-  return DefineShow(app, settings, &ShowCounts, "mac, user-agent, dhcp-option, total");
+Run DefineShowCounts(Parser& parser, const Settings& settings) {
+  return DefineShow(parser, settings, &ShowCounts, "mac, user-agent, dhcp-option, total");
 }
 
-Run DefineShowStatus(CLI::App& app, const Settings& settings) {
-  return DefineShow(app, settings, &ShowStatus, StatusKeys());
+Run DefineShowStatus(Parser& parser, const Settings& settings) {
+  return DefineShow(parser, settings, &ShowStatus, StatusKeys());
 }
 
 }  // namespace byod::ctl

@@ -1,5 +1,4 @@
 // byodctl show unknown, byodctl unset unknown
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -71,21 +70,21 @@ int ShowUnknown(bool json, const Settings& settings) {
 
 }  // namespace
 
-Run DefineShowUnknown(CLI::App& app, const Settings& settings) {
+Run DefineShowUnknown(Parser& parser, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
-  app.footer(
+  parser.AddToHelp(
       "The last seen come first. UNMATCHED names the parts that no rule matched. identify reads "
       "what\n--json writes.");
-  AddJsonOption(app, *json,
+  AddJsonOption(parser, *json,
                 "mac, options, user_agent, unmatched (a list of methods), seen (how often), first, "
                 "last, locally_administered",
                 "fingerprint");
   return [json, &settings] { return ShowUnknown(*json, settings); };
 }
 
-Run DefineUnsetUnknown(CLI::App& app, const Settings& settings) {
+Run DefineUnsetUnknown(Parser& parser, const Settings& settings) {
   const auto json = std::make_shared<bool>(false);
-  AddJsonOption(app, *json, kChangeKeys);
+  AddJsonOption(parser, *json, kChangeKeys);
   return [json, &settings] {
     Client client(settings);
     return ReportChange(client.Change(Request(BYOD_OP_UNDO, BYOD_EXT_MSG_UNKNOWN)), *json);

@@ -1,5 +1,4 @@
 // byodctl watch
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <iostream>
 #include <memory>
@@ -10,7 +9,6 @@
 #include "byod_tlv.h"
 #include "byodctl/command_line/command.h"
 #include "byodctl/command_line/json_option.h"
-#include "byodctl/command_line/option_checks.h"
 #include "byodctl/daemon/client.h"
 #include "byodctl/identification/identification_fields.h"
 #include "byodctl/text/answer_json.h"
@@ -144,9 +142,9 @@ class DaemonWatch {
 
 }  // namespace
 
-Run DefineWatch(CLI::App& app, const Settings& settings) {
+Run DefineWatch(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
-  app.footer(
+  parser.AddToHelp(
       "Goes on when the daemon was restarted."
 #ifdef BYOD_CAPTURE
       " With --interface: shows the stations whose DHCP and HTTP\nrequests pass an interface, when "
@@ -154,29 +152,25 @@ Run DefineWatch(CLI::App& app, const Settings& settings) {
       "on standard error."
 #endif
   );
-  AddJsonOption(app, options->json,
+  AddJsonOption(parser, options->json,
                 "time, user_id (of the client), question, mac, options, user_agent, vendor, "
                 "category, os, name, identified, locally_administered, lost (identifications "
                 "left out before this one because they came too fast)",
                 "identification");
 #ifdef BYOD_CAPTURE
-  AddToHelp(app,
-            "JSON keys with --interface: time, mac, address, options, user_agent, vendor, "
-            "category, os, name, identified, locally_administered; and at the end, on standard "
-            "error: packets, dropped, malformed, option_lists, user_agents, cut, identified, "
-            "unknown.");
+  parser.AddParagraphToHelp(
+      "JSON keys with --interface: time, mac, address, options, user_agent, vendor, "
+      "category, os, name, identified, locally_administered; and at the end, on standard "
+      "error: packets, dropped, malformed, option_lists, user_agents, cut, identified, "
+      "unknown.");
 #endif
-  app.add_option_function<uint64_t>(
-         "--count", [options](const uint64_t& count) { options->count = count; },
-         "Exit after this many lines")
-      ->type_name("NUMBER")
-      ->check(WholeNumber());
+  parser.AddNumber("--count", options->count, "Exit after this many lines").ValueName("NUMBER");
 #ifdef BYOD_CAPTURE
-  auto* const interface = app.add_option("--interface", options->interface,
-                                         "Watch the packets of a network interface instead")
-                              ->type_name("NAME");
-  options->identifier.Declare(app)->needs(interface);
-  app.final_callback([options, &app] { options->identifier.Validate(app); });
+  const Option interface = parser
+                               .AddText("--interface", options->interface,
+                                        "Watch the packets of a network interface instead")
+                               .ValueName("NAME");
+  options->identifier.Declare(parser).Needs(interface);
   return [options, &settings] {
     if (options->interface.empty()) return DaemonWatch(*options, settings).Run();
     return WatchInterface({options->interface, options->identifier, options->count, options->json},

@@ -1,6 +1,5 @@
 #include "byodctl/identification/identifier_options.h"
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
 
@@ -52,38 +51,40 @@ class PatientIdentifier : public Identifier {
   const Settings& settings_;
 };
 
-}  // namespace
-
-CLI::Option* IdentifierOptions::Declare(CLI::App& app) {
-  auto* const offline_flag =
-      app.add_flag("--offline", offline, "Identify without the daemon, with the rules of files");
-  app.add_option("--rules", sources.rules_directory, "Directory of rule files; empty for none")
-      ->type_name("DIR")
-      ->needs(offline_flag)
-      ->capture_default_str();
-  app.add_option("--ieee", sources.registry_directory,
-                 "Directory of the registry of MAC prefixes; empty for none")
-      ->type_name("DIR")
-      ->needs(offline_flag)
-      ->capture_default_str();
-  app.add_option("--order", order, "Order of the methods, such as dhcp,user-agent,mac")
-      ->type_name("METHODS")
-      ->needs(offline_flag)
-      ->delimiter(',');
-  return offline_flag;
+/// @return why a directory that was given cannot be used; empty = it can, or none was given
+std::string FaultOfDirectory(const char* name, const Option& option, const std::string& directory) {
+  if (!option.IsGiven() || directory.empty() || std::filesystem::is_directory(directory)) return {};
+  return std::string{name} + ": no such directory: " + directory;
 }
 
-void IdentifierOptions::Validate(const CLI::App& app) const {
-  const std::string fault = FaultOfOrder(order);
-  if (!fault.empty()) throw CLI::ValidationError("--order: " + fault);
-  for (const char* name : {"--rules", "--ieee"}) {
-    const auto* const given = app.get_option(name);
-    const std::string directory = given->as<std::string>();
-    if (given->count() == 0 || directory.empty()) continue;
-    if (!std::filesystem::is_directory(directory)) {
-      throw CLI::ValidationError(std::string{name} + ": no such directory: " + directory);
-    }
-  }
+}  // namespace
+
+Option IdentifierOptions::Declare(Parser& parser) {
+  const Option offline_flag =
+      parser.AddFlag("--offline", offline, "Identify without the daemon, with the rules of files");
+  const Option rules =
+      parser.AddText("--rules", sources.rules_directory, "Directory of rule files; empty for none")
+          .ValueName("DIR")
+          .Needs(offline_flag)
+          .ShowDefault();
+  const Option registry = parser
+                              .AddText("--ieee", sources.registry_directory,
+                                       "Directory of the registry of MAC prefixes; empty for none")
+                              .ValueName("DIR")
+                              .Needs(offline_flag)
+                              .ShowDefault();
+  parser.AddTexts("--order", order, "Order of the methods, such as dhcp,user-agent,mac")
+      .ValueName("METHODS")
+      .Needs(offline_flag)
+      .SeparatedBy(',');
+  parser.CheckAll([this, rules, registry] {
+    const std::string fault = FaultOfOrder(order);
+    if (!fault.empty()) return "--order: " + fault;
+    const std::string no_rules = FaultOfDirectory("--rules", rules, sources.rules_directory);
+    if (!no_rules.empty()) return no_rules;
+    return FaultOfDirectory("--ieee", registry, sources.registry_directory);
+  });
+  return offline_flag;
 }
 
 std::unique_ptr<Identifier> MakeIdentifier(const IdentifierOptions& options,

@@ -2,11 +2,11 @@
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFIER_OPTIONS_H
 #define BYODCTL_IDENTIFICATION_IDENTIFIER_OPTIONS_H
 
-#include <CLI/App.hpp>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "byodctl/command_line/parser.h"
 #include "byodctl/daemon/settings.h"
 #include "byodctl/identification/identifier.h"
 #include "rulefiles/rule_set.h"
@@ -25,10 +25,7 @@ struct IdentifierOptions {
    *
    * @return --offline; the others need it
    */
-  CLI::Option* Declare(CLI::App& app);
-
-  /// @throws CLI::ValidationError for values that cannot be used; called when all are parsed
-  void Validate(const CLI::App& app) const;
+  Option Declare(Parser& parser);
 };
 
 /// For many questions at once: the daemon is connected to as long as this lives.

@@ -89,21 +89,24 @@ RuleKey KeyOf(const explain::Step& step) {
 
 }  // namespace
 
-void RuleFilter::Declare(CLI::App& app) {
-  app.add_flag("--custom", custom, "Only rules that an administrator added");
-  app.add_flag("--modified", modified, "Only predefined rules that an administrator changed");
+void RuleFilter::Declare(Parser& parser) {
+  parser.AddFlag("--custom", custom, "Only rules that an administrator added");
+  parser.AddFlag("--modified", modified, "Only predefined rules that an administrator changed");
   for (size_t i = 0; i < std::size(kDeviceFields); ++i) {
     const std::string name = kDeviceFields[i].name;
-    app.add_option("--" + name, fields[i],
-                   "Only rules with this in their " + name + "; '' = rules without one")
-        ->type_name("TEXT");
+    parser
+        .AddText("--" + name, fields[i],
+                 "Only rules with this in their " + name + "; '' = rules without one")
+        .ValueName("TEXT");
   }
-  app.add_option("--match", match,
-                 "Only rules for this User-Agent, address, block or list of DHCP options")
-      ->type_name("TEXT");
-  app.add_option("--wins", wins,
-                 "Only rules that decide something of mac=ADDRESS,dhcp=LIST,user-agent=TEXT")
-      ->type_name("FINGERPRINT");
+  parser
+      .AddText("--match", match,
+               "Only rules for this User-Agent, address, block or list of DHCP options")
+      .ValueName("TEXT");
+  parser
+      .AddText("--wins", wins,
+               "Only rules that decide something of mac=ADDRESS,dhcp=LIST,user-agent=TEXT")
+      .ValueName("FINGERPRINT");
 }
 
 bool RuleFilter::Shows(const Rule& rule) const {

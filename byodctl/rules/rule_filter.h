@@ -2,13 +2,13 @@
 #ifndef BYODCTL_RULES_RULE_FILTER_H
 #define BYODCTL_RULES_RULE_FILTER_H
 
-#include <CLI/App.hpp>
 #include <cstddef>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "byodctl/command_line/parser.h"
 #include "byodctl/daemon/settings.h"
 #include "byodctl/rules/rule.h"
 
@@ -25,7 +25,7 @@ struct RuleFilter {
   std::optional<std::string> match;  ///< see Matches
   std::optional<std::string> wins;   ///< a fingerprint, see WinningRules
 
-  void Declare(CLI::App& app);
+  void Declare(Parser& parser);
 
   bool ConfiguredOnly() const { return custom || modified; }
   bool Shows(const Rule& rule) const;
