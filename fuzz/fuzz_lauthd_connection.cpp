@@ -13,28 +13,28 @@
 #include "byod_tlv.h"
 #include "lauth_tlv_stream.h"
 #include "lauthd/server/connection.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/server/runtime.h"
 
 namespace {
 
 using byod::lauthd::Connection;
-using byod::lauthd::Daemon;
+using byod::lauthd::Runtime;
 
 void Expect(bool truth) {
   if (!truth) std::abort();
 }
 
-Daemon& TheDaemon() {
-  static Daemon* const daemon = [] {
+Runtime& TheRuntime() {
+  static Runtime* const runtime = [] {
     byod::lauthd::Options options;
     options.no_database = true;
     options.rule_limit = 300;
     byod::lauthd::SetLogLevel(byod::lauthd::Severity::kError);
-    auto* const made = new Daemon(options);
-    made->Load();
+    auto* const made = new Runtime(options);
+    made->state.Load();
     return made;
   }();
-  return *daemon;
+  return *runtime;
 }
 
 /// Reads what the daemon has answered so far.
@@ -65,7 +65,7 @@ void CheckAnswers(const std::vector<uint8_t>& answers) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0 || size > 60000) return 0;
-  Daemon& daemon = TheDaemon();
+  Runtime& runtime = TheRuntime();
   int ends[2];
   Expect(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
   // Half of the clients have sent something before they are taken in.
@@ -75,27 +75,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   };
   const bool early = data[0] % 2 == 1;
   if (early) send_first();
-  Expect(Connection::Begin(daemon, ends[1]));
+  Expect(Connection::Begin(runtime, ends[1]));
   std::vector<uint8_t> answers;
-  daemon.io.restart();
+  runtime.io.restart();
   if (!early) send_first();
   for (int i = 0; i < 8; ++i) {
-    daemon.LookAgain();
-    daemon.io.poll();
+    runtime.connections.ContinueDeferred();
+    runtime.io.poll();
   }
   Drain(ends[0], answers);
   // The daemon may have ended the connection by now.
   (void)!send(ends[0], data + cut, size - cut, MSG_NOSIGNAL);
   shutdown(ends[0], SHUT_WR);
-  while (daemon.connections.size() > 0) {
-    daemon.io.restart();
-    daemon.LookAgain();
-    daemon.io.poll();
+  while (runtime.connections.size() > 0) {
+    runtime.io.restart();
+    runtime.connections.ContinueDeferred();
+    runtime.io.poll();
     Drain(ends[0], answers);
   }
   Drain(ends[0], answers);
   close(ends[0]);
   CheckAnswers(answers);
-  Expect(!daemon.bulk.Open());
+  Expect(!runtime.state.bulk.Open());
   return 0;
 }

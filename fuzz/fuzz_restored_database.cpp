@@ -102,7 +102,7 @@ class Fuzzed {
     }
     const std::string before = State();
     if (!store_.Restore(file).Ok()) {
-      Expect(store_.State() == BYOD_DATABASE_OPEN);
+      Expect(store_.DatabaseState() == BYOD_DATABASE_OPEN);
       Expect(State() == before);
       store_.Recover();
       Expect(State() == before);

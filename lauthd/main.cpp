@@ -7,7 +7,7 @@
 #include "byod_order.h"
 #include "lauthd/options.h"
 #include "lauthd/server/access.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/server/server.h"
 #include "lauthd/state/authorization.h"
 #include "lauthd/state/rule_source.h"
 #include "lauthd/state/store.h"
@@ -22,7 +22,7 @@ double MillisecondsSince(Clock::time_point start) {
 }
 
 /// Loads what was read, and recovers what a database that is there holds, as a start does.
-void TellLoadingTimes(const Options& options, const PredefinedRules& rules, double read) {
+void PrintLoadingTimes(const Options& options, const PredefinedRules& rules, double read) {
   BYOD_data_GlobalInfoInit(options.rule_limit);
   BYOD_order_Init();
   const auto loading = Clock::now();
@@ -60,15 +60,15 @@ int Check(const Options& options) {
   std::printf("%zu MAC, %zu User-Agent and %zu DHCP option rules, %zu faults, %zu warnings\n",
               rules.set.mac.size(), rules.set.user_agent.size(), rules.set.dhcp_option.size(),
               errors, rules.faults.size() - errors);
-  if (options.timing) TellLoadingTimes(options, rules, read);
+  if (options.timing) PrintLoadingTimes(options, rules, read);
   return errors == 0 ? 0 : 1;
 }
 
 int Serve(const Options& options) {
-  Daemon daemon(options);
-  daemon.Listen();
-  daemon.Load();
-  daemon.Run();
+  Server server(options);
+  server.Listen();
+  server.Load();
+  server.Run();
   return 0;
 }
 

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "byod_db.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/state/state.h"
 
 namespace byod::lauthd {
 namespace {
@@ -72,20 +72,20 @@ bool FitsRecord(const Attributes& attributes) {
 }
 
 /// Stores sets and keeps them, all or none.
-Result Put(Daemon& daemon, const std::string& group, const std::vector<std::string>& categories,
+Result Put(State& state, const std::string& group, const std::vector<std::string>& categories,
            const std::optional<Attributes>& attributes) {
-  if (!daemon.store.Ready()) return daemon.store.NotSaved();
+  if (!state.store.Ready()) return state.store.NotSaved();
   // The library removes and inserts: two writes for one set.
-  const bool saved = daemon.bulk.Open() || daemon.store.WriteTogether([&] {
+  const bool saved = state.bulk.Open() || state.store.WriteTogether([&] {
     uint32_t failed = 0;
     for (const std::string& category : categories)
       failed |= StoreSet(group, category, attributes ? &*attributes : nullptr);
     return failed;
   });
-  if (!saved) return daemon.store.NotSaved();
+  if (!saved) return state.store.NotSaved();
   for (const std::string& category : categories) {
-    daemon.bulk.Remember(group, category, daemon.authorization.Find(group, category));
-    daemon.authorization.Put(group, category, attributes);
+    state.bulk.Remember(group, category, state.authorization.Find(group, category));
+    state.authorization.Put(group, category, attributes);
   }
   return {};
 }
@@ -116,24 +116,24 @@ Result TooLarge() {
   return Refused(BYOD_REFUSAL_MALFORMED, "the set is too large");
 }
 
-Result Set(Daemon& daemon, const Target& target, const Attributes& given) {
+Result Set(State& state, const Target& target, const Attributes& given) {
   // What is given is all kept: too large alone, it need not be laid over anything.
   if (!FitsRecord(given)) return TooLarge();
   const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
-  const Attributes* const present = daemon.authorization.Find(target.group, category);
+  const Attributes* const present = state.authorization.Find(target.group, category);
   Attributes attributes = LayOver(present != nullptr ? *present : Attributes(), given);
   if (present != nullptr && attributes == *present) return NoChange();
   if (!FitsRecord(attributes)) return TooLarge();
-  return Put(daemon, target.group, {category}, std::move(attributes));
+  return Put(state, target.group, {category}, std::move(attributes));
 }
 
 Result NotFound() {
   return Refused(BYOD_REFUSAL_NOT_FOUND, "no such authorization set");
 }
 
-Result UnsetNames(Daemon& daemon, const Target& target, const Attributes& names) {
+Result UnsetNames(State& state, const Target& target, const Attributes& names) {
   const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
-  const Attributes* const present = daemon.authorization.Find(target.group, category);
+  const Attributes* const present = state.authorization.Find(target.group, category);
   if (present == nullptr) return NotFound();
   Attributes remaining;
   for (const auto& pair : *present) {
@@ -142,19 +142,19 @@ Result UnsetNames(Daemon& daemon, const Target& target, const Attributes& names)
     if (!named) remaining.push_back(pair);
   }
   if (remaining.size() == present->size()) return NotFound();
-  if (remaining.empty()) return Put(daemon, target.group, {category}, std::nullopt);
-  return Put(daemon, target.group, {category}, std::move(remaining));
+  if (remaining.empty()) return Put(state, target.group, {category}, std::nullopt);
+  return Put(state, target.group, {category}, std::move(remaining));
 }
 
-Result UnsetSets(Daemon& daemon, const Target& target) {
-  const auto sets = daemon.authorization.groups().find(target.group);
-  if (sets == daemon.authorization.groups().end()) return NotFound();
+Result UnsetSets(State& state, const Target& target) {
+  const auto sets = state.authorization.groups().find(target.group);
+  if (sets == state.authorization.groups().end()) return NotFound();
   std::vector<std::string> categories;
   for (const auto& [category, attributes] : sets->second) {
     if (target.category.empty() || target.category == category) categories.push_back(category);
   }
   if (categories.empty()) return NotFound();
-  return Put(daemon, target.group, categories, std::nullopt);
+  return Put(state, target.group, categories, std::nullopt);
 }
 
 /// Names alone, without values: what an undo names.
@@ -187,7 +187,7 @@ bool ReadGroup(uint32_t request, std::string& group) {
 Result ShowAuthorization(Exchange& exchange) {
   Target target;
   if (Result read = ReadTarget(exchange.request, target); !read.Ok()) return read;
-  const Authorization& authorization = exchange.daemon.authorization;
+  const Authorization& authorization = exchange.state.authorization;
   auto series = std::make_unique<SetSeries>(authorization);
   for (const auto& [group, sets] : authorization.groups()) {
     if (!target.group.empty() && target.group != group) continue;
@@ -213,9 +213,9 @@ Result ChangeAuthorization(Exchange& exchange) {
     return Refused(BYOD_REFUSAL_MALFORMED,
                    "names of at most 63 and values of at most 255 characters are needed");
   }
-  if (set) return Set(exchange.daemon, target, given);
-  if (!given.empty()) return UnsetNames(exchange.daemon, target, given);
-  return UnsetSets(exchange.daemon, target);
+  if (set) return Set(exchange.state, target, given);
+  if (!given.empty()) return UnsetNames(exchange.state, target, given);
+  return UnsetSets(exchange.state, target);
 }
 
 }  // namespace byod::lauthd

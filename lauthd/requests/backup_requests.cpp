@@ -10,16 +10,16 @@
 #include <cstring>
 #include <filesystem>
 
-#include "lauthd/server/connection.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/requests/restore_upload.h"
+#include "lauthd/requests/session.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {
 namespace {
 
-constexpr uint64_t kLargestBackup = 1ull << 30;
+constexpr uint64_t kMaxBackup = 1ull << 30;
 
-/// The pieces of a file that has no name any more.
+/// The pieces of a file that has been unlinked.
 class FileSeries : public Series {
  public:
   FileSeries(int file, uint64_t size) : file_(file), size_(size) {}
@@ -59,15 +59,15 @@ Result NoDatabase() {
 }
 
 Result BeginRestore(Exchange& exchange) {
-  if (exchange.daemon.options.no_database) return NoDatabase();
+  if (exchange.state.options.no_database) return NoDatabase();
   uint64_t total = 0;
-  if (!protocol::GetCounter(exchange.request, BYOD_EXT_TOTAL, total) || total > kLargestBackup) {
+  if (!protocol::GetCounter(exchange.request, BYOD_EXT_TOTAL, total) || total > kMaxBackup) {
     return Refused(BYOD_REFUSAL_MALFORMED, "the size is missing or too large");
   }
-  const std::string& directory = exchange.daemon.store.directory();
+  const std::string& directory = exchange.state.store.directory();
   auto upload = std::make_unique<RestoreUpload>(directory, total);
   if (!upload->Ready()) return CannotWrite(directory);
-  exchange.connection.upload = std::move(upload);
+  exchange.session.upload = std::move(upload);
   return {};
 }
 
@@ -78,8 +78,8 @@ Result AddToRestore(Exchange& exchange) {
     std::vector<uint8_t> bytes(TLV_GetLenByIterator(exchange.request, element));
     if (TLV_GetValueByIterator(exchange.request, element, static_cast<uint16_t>(bytes.size()),
                                bytes.data()) != 0 ||
-        !exchange.connection.upload->Add(bytes.data(), bytes.size())) {
-      exchange.connection.upload.reset();
+        !exchange.session.upload->Add(bytes.data(), bytes.size())) {
+      exchange.session.upload.reset();
       return Refused(BYOD_REFUSAL_BAD_DATA,
                      "the data cannot be written, or is more than was announced");
     }
@@ -88,52 +88,19 @@ Result AddToRestore(Exchange& exchange) {
 }
 
 Result CommitRestore(Exchange& exchange) {
-  const auto upload = std::move(exchange.connection.upload);
+  const auto upload = std::move(exchange.session.upload);
   if (!upload->Whole()) return Refused(BYOD_REFUSAL_BAD_DATA, "the data is incomplete");
-  Result result = exchange.daemon.store.Restore(upload->file());
-  if (result.Ok()) exchange.daemon.store.Recover();
+  Result result = exchange.state.store.Restore(upload->file());
+  if (result.Ok()) exchange.state.store.Recover();
   return result;
 }
 
 }  // namespace
 
-ScratchDirectory::ScratchDirectory(const std::string& parent)
-    : path_(parent + "/.lauthd-XXXXXX"), made_(mkdtemp(path_.data()) != nullptr) {}
-
-ScratchDirectory::~ScratchDirectory() {
-  std::error_code ignored;
-  if (made_) std::filesystem::remove_all(path_, ignored);
-}
-
-RestoreUpload::RestoreUpload(const std::string& directory, uint64_t total)
-    : directory_(directory), total_(total) {
-  if (directory_.made()) {
-    file_ = open(directory_.file().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  }
-}
-
-RestoreUpload::~RestoreUpload() {
-  if (file_ >= 0) close(file_);
-}
-
-bool RestoreUpload::Add(const void* bytes, size_t length) {
-  if (length > total_ - received_) return false;
-  const auto* next = static_cast<const uint8_t*>(bytes);
-  while (length > 0) {
-    const ssize_t written = write(file_, next, length);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    next += written;
-    length -= static_cast<size_t>(written);
-    received_ += static_cast<uint64_t>(written);
-  }
-  return true;
-}
-
 Result SendBackup(Exchange& exchange) {
-  if (exchange.daemon.options.no_database) return NoDatabase();
-  if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
-  Store& store = exchange.daemon.store;
+  if (exchange.state.options.no_database) return NoDatabase();
+  if (exchange.state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
+  Store& store = exchange.state.store;
   const ScratchDirectory directory(store.directory());
   if (!directory.made()) return CannotWrite(store.directory());
   if (Result made = store.Backup(directory.file()); !made.Ok()) return made;
@@ -151,15 +118,15 @@ Result TakeRestore(Exchange& exchange) {
   uint32_t phase = UINT32_MAX;
   BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_EXT_PHASE, &phase);
   if (phase == BYOD_PHASE_BEGIN) return BeginRestore(exchange);
-  if (!exchange.connection.upload) return Refused(BYOD_REFUSAL_BUSY, "no restore is in progress");
+  if (!exchange.session.upload) return Refused(BYOD_REFUSAL_BUSY, "no restore is in progress");
   switch (phase) {
     case BYOD_PHASE_MORE:
       return AddToRestore(exchange);
     case BYOD_PHASE_COMMIT:
-      if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
+      if (exchange.state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
       return CommitRestore(exchange);
     case BYOD_PHASE_ABORT:
-      exchange.connection.upload.reset();
+      exchange.session.upload.reset();
       return {};
     default:
       return Refused(BYOD_REFUSAL_MALFORMED, "unknown phase");

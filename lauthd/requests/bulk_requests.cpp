@@ -1,29 +1,39 @@
 #include "lauthd/requests/bulk_requests.h"
 
-#include "lauthd/requests/dispatch.h"
-#include "lauthd/server/connection.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/requests/configuration_rows.h"
+#include "lauthd/requests/request_form.h"
+#include "lauthd/requests/session.h"
 #include "lauthd/state/match_order.h"
+#include "lauthd/state/state.h"
 
 namespace byod::lauthd {
 namespace {
 
 Result Begin(Exchange& exchange) {
-  Daemon& daemon = exchange.daemon;
-  if (daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open already");
-  if (!daemon.store.Ready()) return daemon.store.NotSaved();
-  daemon.bulk.Begin();
-  daemon.gate.Take(&exchange.connection);
+  State& state = exchange.state;
+  if (state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open already");
+  if (!state.store.Ready()) return state.store.NotSaved();
+  state.bulk.Begin();
+  state.gate.Take(&exchange.session);
   return {};
+}
+
+Result ApplyChange(Exchange& exchange) {
+  const Row* const row = ReadKind(exchange) ? FindConfigurationRow(exchange.kind) : nullptr;
+  if (row == nullptr || row->change == nullptr || !IsChange(exchange.operation)) {
+    return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "not a change that a bulk can hold");
+  }
+  if (Result form = CheckForm(exchange); !form.Ok()) return form;
+  return row->change(exchange);
 }
 
 /// Carries out one nested change. @return its code
 uint32_t ApplyOne(Exchange& outer, uintptr_t element) {
   const tlv::Message message(BYOD_tlv_GetSubTlv(outer.request, element));
   if (!message) return BYOD_ERR_FAILED;
-  Exchange inner{outer.daemon, outer.connection, message.get(), 0, 0, {}, nullptr, false};
-  const Result result = ApplyInBulk(inner);
-  if (result.Ok()) ++outer.daemon.counters.changes;
+  Exchange inner{outer.state, outer.session, message.get(), 0, 0, {}, nullptr, false};
+  const Result result = ApplyChange(inner);
+  if (result.Ok()) ++outer.state.counters.changes;
   return result.code;
 }
 
@@ -37,20 +47,20 @@ Result Apply(Exchange& exchange) {
   return exchange.Answered(append);
 }
 
-Result Commit(Daemon& daemon) {
+Result Commit(State& state) {
   if (!ArrangeMatchList()) {
-    daemon.AbortBulk();
+    state.AbortBulk();
     return NoMemory();
   }
-  const bool kept = daemon.store.WriteTogether(
-      [&] { return daemon.bulk.Save(daemon.idle, daemon.authorization); });
+  const bool kept = state.store.WriteTogether(
+      [&] { return state.bulk.Save(state.idle_rules, state.authorization); });
   if (!kept) {
-    daemon.AbortBulk();
-    return daemon.store.NotSaved();
+    state.AbortBulk();
+    return state.store.NotSaved();
   }
-  daemon.bulk.Keep();
-  daemon.idle.Retry();
-  daemon.gate.Release();
+  state.bulk.Finish();
+  state.idle_rules.Retry();
+  state.gate.Release();
   return {};
 }
 
@@ -60,16 +70,16 @@ Result ChangeBulk(Exchange& exchange) {
   uint32_t phase = UINT32_MAX;
   BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_EXT_PHASE, &phase);
   if (phase == BYOD_PHASE_BEGIN) return Begin(exchange);
-  if (!exchange.daemon.gate.OwnedBy(&exchange.connection)) {
+  if (!exchange.session.OwnsBulk()) {
     return Refused(BYOD_REFUSAL_BUSY, "no bulk is open");
   }
   switch (phase) {
     case BYOD_PHASE_MORE:
       return Apply(exchange);
     case BYOD_PHASE_COMMIT:
-      return Commit(exchange.daemon);
+      return Commit(exchange.state);
     case BYOD_PHASE_ABORT:
-      exchange.daemon.AbortBulk();
+      exchange.state.AbortBulk();
       return {};
     default:
       return Refused(BYOD_REFUSAL_MALFORMED, "unknown phase");

@@ -1,26 +1,24 @@
-// Which function answers which message.
+// Which function handles which message, and who may send it.
 #ifndef LAUTHD_REQUESTS_DISPATCH_H
 #define LAUTHD_REQUESTS_DISPATCH_H
 
-#include "lauthd/requests/exchange.h"
+#include "lauthd/requests/row.h"
 
 namespace byod::lauthd {
 
-using Handler = Result (*)(Exchange&);
-
-/// What is to be done about a request: a handler, or a refusal.
+/// How a request is to be answered: by a handler, or with a refusal.
 struct Task {
   Handler handler = nullptr;
-  bool changes = false;  // it must not meet another client's bulk
+  bool waits_for_bulk = false;  // must not run while another client's bulk is open
   Result refusal;
 };
 
-/// Reads kind and operation of a request into the exchange, and judges whether the client may ask
-/// for that.
+/// Reads kind and operation of a request into the exchange, and checks its form and whether the
+/// client may send it.
 Task FindTask(Exchange& exchange);
 
-/// Carries out one change of a bulk.
-Result ApplyInBulk(Exchange& exchange);
+/// Runs the task's handler, if it has one, and counts the request.
+Result Perform(Task& task, Exchange& exchange);
 
 }  // namespace byod::lauthd
 

@@ -12,12 +12,12 @@
 
 namespace byod::lauthd {
 
-class Daemon;
-class Connection;
+class State;
+class Session;
 
 struct Exchange {
-  Daemon& daemon;
-  Connection& connection;
+  State& state;
+  Session& session;
   uint32_t request;  // the message; borrowed
   uint32_t kind = 0;
   uint32_t operation = 0;

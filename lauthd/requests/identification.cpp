@@ -8,9 +8,8 @@
 #include "data/byte_order.h"
 #include "explain/explanation_message.h"
 #include "lauthd/requests/authorization_requests.h"
+#include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
-#include "lauthd/server/connection.h"
-#include "lauthd/server/daemon.h"
 #include "mac.h"
 #include "protocol/counter.h"
 
@@ -89,7 +88,7 @@ Event MakeEvent(const Exchange& exchange, const ByodFingerPrint& fingerprint, ui
   const tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());
   append.Combine(protocol::AppendCounter(message.get(), BYOD_EXT_TIME, now))
-      .Number(BYOD_EXT_CLIENT, exchange.connection.peer().user)
+      .Number(BYOD_EXT_CLIENT, exchange.session.peer().user)
       .Number(BYOD_TLV_MSGTYPE, exchange.kind)
       .Number(BYOD_TLV_ERRCODE, code);
   AppendFingerPrint(append, fingerprint);
@@ -109,7 +108,7 @@ Event MakeEvent(const Exchange& exchange, const ByodFingerPrint& fingerprint, ui
  * @param append  (appender, identity): what is answered
  */
 template <typename Look, typename Append>
-Result Tell(Exchange& exchange, Look look, Append append) {
+Result AnswerQuery(Exchange& exchange, Look look, Append append) {
   ByodFingerPrint fingerprint;
   if (Result read = ReadFingerPrint(exchange.request, fingerprint); !read.Ok()) return read;
   Identity identity;
@@ -127,7 +126,7 @@ Result Tell(Exchange& exchange, Look look, Append append) {
  * @param append_more  (appender, fingerprint, identity): what is answered besides, in any case
  */
 template <typename AppendMore>
-Result TellAll(Exchange& exchange, AppendMore append_more) {
+Result AnswerWithIdentity(Exchange& exchange, AppendMore append_more) {
   ByodFingerPrint fingerprint;
   if (Result read = ReadFingerPrint(exchange.request, fingerprint); !read.Ok()) return read;
   const Identity identity = LookUp(fingerprint);
@@ -179,24 +178,24 @@ void AppendIdentity(tlv::Appender& append, const Identity& identity) {
 
 void Account(Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t code,
              const Identity& identity) {
-  Daemon& daemon = exchange.daemon;
-  ++daemon.counters.identifications;
+  State& state = exchange.state;
+  ++state.counters.identifications;
   const bool unknown = code != 0 && NothingMatches(fingerprint);
   const uint32_t unmatched = UnmatchedParts(fingerprint);
   // An address that no rule covers is nothing special where the rest of the fingerprint is known.
   const bool noted = unknown || (unmatched & ~(1u << BYOD_METHOD_MAC)) != 0;
-  if (!noted && daemon.watch_hub.Empty()) return;
+  if (!noted && state.watch_hub.Empty()) return;
   const uint64_t now = MicrosecondsSince1970();
-  if (unknown) ++daemon.counters.unknowns;
-  if (noted) daemon.unknowns.Note(fingerprint, unmatched, now);
-  if (daemon.watch_hub.Empty()) return;
+  if (unknown) ++state.counters.unknowns;
+  if (noted) state.unknowns.Note(fingerprint, unmatched, now);
+  if (state.watch_hub.Empty()) return;
   if (const Event event = MakeEvent(exchange, fingerprint, code, identity, now)) {
-    daemon.watch_hub.Publish(event);
+    state.watch_hub.Publish(event);
   }
 }
 
-Result TellDeviceName(Exchange& exchange) {
-  return Tell(
+Result QueryDeviceName(Exchange& exchange) {
+  return AnswerQuery(
       exchange,
       [](const ByodFingerPrint& fingerprint, Identity& found) {
         return BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof found.name, found.name);
@@ -206,8 +205,8 @@ Result TellDeviceName(Exchange& exchange) {
       });
 }
 
-Result TellVendor(Exchange& exchange) {
-  return Tell(
+Result QueryVendor(Exchange& exchange) {
+  return AnswerQuery(
       exchange,
       [](const ByodFingerPrint& fingerprint, Identity& found) {
         return BYOD_data_GetDeviceVendorByFingerPrint(&fingerprint, sizeof found.derived_vendor,
@@ -218,8 +217,8 @@ Result TellVendor(Exchange& exchange) {
       });
 }
 
-Result TellAttributes(Exchange& exchange) {
-  return Tell(
+Result QueryAttributes(Exchange& exchange) {
+  return AnswerQuery(
       exchange,
       [](const ByodFingerPrint& fingerprint, Identity& found) {
         return BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &found.attributes);
@@ -234,8 +233,8 @@ Result Identify(Exchange& exchange) {
   if (!ReadGroup(exchange.request, group)) {
     return Refused(BYOD_REFUSAL_MALFORMED, "a group has a name of at most 32 characters");
   }
-  const Authorization& authorization = exchange.daemon.authorization;
-  return TellAll(
+  const Authorization& authorization = exchange.state.authorization;
+  return AnswerWithIdentity(
       exchange, [&](tlv::Appender& append, const ByodFingerPrint&, const Identity& identity) {
         const auto* const set =
             group.empty() ? nullptr : authorization.Applying(group, identity.attributes.category);
@@ -246,7 +245,7 @@ Result Identify(Exchange& exchange) {
 }
 
 Result Explain(Exchange& exchange) {
-  return TellAll(
+  return AnswerWithIdentity(
       exchange, [](tlv::Appender& append, const ByodFingerPrint& fingerprint, const Identity&) {
         append.Combine(explain::AppendExplanation(append.message(), explain::Explain(fingerprint)));
       });

@@ -7,9 +7,9 @@
 
 namespace byod::lauthd {
 
-Result TellDeviceName(Exchange& exchange);
-Result TellVendor(Exchange& exchange);
-Result TellAttributes(Exchange& exchange);
+Result QueryDeviceName(Exchange& exchange);
+Result QueryVendor(Exchange& exchange);
+Result QueryAttributes(Exchange& exchange);
 Result Identify(Exchange& exchange);
 Result Explain(Exchange& exchange);
 

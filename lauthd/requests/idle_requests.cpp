@@ -1,14 +1,14 @@
 #include "lauthd/requests/idle_requests.h"
 
-#include "lauthd/server/daemon.h"
 #include "lauthd/state/idle_rules.h"
+#include "lauthd/state/state.h"
 
 namespace byod::lauthd {
 namespace {
 
 template <typename Kind>
 tlv::Message Encode(const typename Kind::Key& key, IdleRule idle) {
-  const typename Kind::Rule rule = LooseRule<Kind>(key, idle);
+  const typename Kind::Rule rule = DetachedRule<Kind>(key, idle);
   tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());
   append.Number(BYOD_EXT_METHOD, Kind::kMethod);
@@ -51,7 +51,7 @@ class IdleSeries : public Series {
 }  // namespace
 
 Result ListIdleRules(Exchange& exchange) {
-  exchange.series = std::make_unique<IdleSeries>(exchange.daemon.idle);
+  exchange.series = std::make_unique<IdleSeries>(exchange.state.idle_rules);
   return {};
 }
 

@@ -37,8 +37,10 @@ class Listing : public Series {
   uint32_t mode_;
 };
 
+}  // namespace
+
 template <typename Kind>
-Result List(Exchange& exchange) {
+Result ListRules(Exchange& exchange) {
   const Selectors selectors = ReadSelectors(exchange.request);
   if (!selectors.valid) return BadSelectors();
   exchange.series =
@@ -46,18 +48,8 @@ Result List(Exchange& exchange) {
   return {};
 }
 
-}  // namespace
-
-Result ListDhcpOptionRules(Exchange& exchange) {
-  return List<DhcpOptionKind>(exchange);
-}
-
-Result ListUserAgentRules(Exchange& exchange) {
-  return List<UserAgentKind>(exchange);
-}
-
-Result ListMacRules(Exchange& exchange) {
-  return List<MacKind>(exchange);
-}
+template Result ListRules<DhcpOptionKind>(Exchange&);
+template Result ListRules<UserAgentKind>(Exchange&);
+template Result ListRules<MacKind>(Exchange&);
 
 }  // namespace byod::lauthd

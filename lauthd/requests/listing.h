@@ -1,4 +1,4 @@
-// The listings of the three tables.
+// The listings of the tables.
 #ifndef LAUTHD_REQUESTS_LISTING_H
 #define LAUTHD_REQUESTS_LISTING_H
 
@@ -6,9 +6,9 @@
 
 namespace byod::lauthd {
 
-Result ListDhcpOptionRules(Exchange& exchange);
-Result ListUserAgentRules(Exchange& exchange);
-Result ListMacRules(Exchange& exchange);
+/// For each of the kinds in rule_kind.h.
+template <typename Kind>
+Result ListRules(Exchange& exchange);
 
 }  // namespace byod::lauthd
 

@@ -1,7 +1,7 @@
 #include "lauthd/requests/order_requests.h"
 
 #include "byod_order.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/state/state.h"
 
 namespace byod::lauthd {
 namespace {
@@ -22,14 +22,14 @@ Result ReadOrder(uint32_t request, ByodOrder& order) {
 }
 
 /// Stored first: setting an order cannot fail.
-Result Put(Daemon& daemon, const ByodOrder& order) {
-  if (!daemon.store.Ready()) return daemon.store.NotSaved();
+Result Put(State& state, const ByodOrder& order) {
+  if (!state.store.Ready()) return state.store.NotSaved();
   const bool saved =
-      daemon.bulk.Open() || daemon.store.Write([&] { return BYOD_db_SetOrder(&order); });
-  if (!saved) return daemon.store.NotSaved();
+      state.bulk.Open() || state.store.Write([&] { return BYOD_db_SetOrder(&order); });
+  if (!saved) return state.store.NotSaved();
   ByodOrder former;
   BYOD_order_GetOrder(&former);
-  daemon.bulk.Remember(former);
+  state.bulk.Remember(former);
   BYOD_order_SetOrder(&order);
   return {};
 }
@@ -56,7 +56,7 @@ Result ChangeOrder(Exchange& exchange) {
     // Undoing an order never says that it was undone already.
     if (BYOD_orderIsDefault(&current)) return {};
   }
-  return Put(exchange.daemon, order);
+  return Put(exchange.state, order);
 }
 
 }  // namespace byod::lauthd

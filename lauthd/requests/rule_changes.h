@@ -6,20 +6,19 @@
 
 namespace byod::lauthd {
 
-// The rule and its device name.
-Result ChangeDhcpOptionRule(Exchange& exchange);
-Result ChangeUserAgentRule(Exchange& exchange);
-Result ChangeMacRule(Exchange& exchange);
+// For each of the kinds in rule_kind.h.
 
-// The rule without information.
-Result ChangeDhcpOptionValue(Exchange& exchange);
-Result ChangeUserAgentValue(Exchange& exchange);
-Result ChangeMacValue(Exchange& exchange);
+/// Sets or removes a rule's device name; setting makes a rule that does not exist.
+template <typename Kind>
+Result ChangeRule(Exchange& exchange);
 
-// One attribute.
-Result ChangeDhcpOptionAttribute(Exchange& exchange);
-Result ChangeUserAgentAttribute(Exchange& exchange);
-Result ChangeMacAttribute(Exchange& exchange);
+/// Makes a rule without a name, or removes all that was configured of it.
+template <typename Kind>
+Result ChangeRuleValue(Exchange& exchange);
+
+/// Sets or removes one attribute of a rule; setting makes a rule that does not exist.
+template <typename Kind>
+Result ChangeRuleAttribute(Exchange& exchange);
 
 }  // namespace byod::lauthd
 

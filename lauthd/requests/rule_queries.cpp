@@ -26,8 +26,10 @@ Result FindThis(uint32_t request, typename Kind::Key& key, typename Kind::Rule*&
   }
 }
 
+}  // namespace
+
 template <typename Kind>
-Result Query(Exchange& exchange) {
+Result QueryRule(Exchange& exchange) {
   const Selectors selectors = ReadSelectors(exchange.request);
   if (!selectors.valid) return BadSelectors();
   typename Kind::Key key;
@@ -41,30 +43,17 @@ Result Query(Exchange& exchange) {
   return exchange.Answered(append);
 }
 
-Result Count(Exchange& exchange, uint32_t count) {
-  return exchange.Answered(exchange.Answer().Number(BYOD_TLV_COUNT, count));
+template <typename Kind>
+Result CountRules(Exchange& exchange) {
+  return exchange.Answered(exchange.Answer().Number(BYOD_TLV_COUNT, Kind::Count()));
 }
 
-}  // namespace
+template Result QueryRule<DhcpOptionKind>(Exchange&);
+template Result QueryRule<UserAgentKind>(Exchange&);
+template Result QueryRule<MacKind>(Exchange&);
 
-Result QueryDhcpOptionRule(Exchange& exchange) {
-  return Query<DhcpOptionKind>(exchange);
-}
-Result QueryUserAgentRule(Exchange& exchange) {
-  return Query<UserAgentKind>(exchange);
-}
-Result QueryMacRule(Exchange& exchange) {
-  return Query<MacKind>(exchange);
-}
-
-Result CountDhcpOptionRules(Exchange& exchange) {
-  return Count(exchange, BYOD_data_GetDhcpOptionRuleCount());
-}
-Result CountUserAgentRules(Exchange& exchange) {
-  return Count(exchange, BYOD_data_GetUserAgentRuleCount());
-}
-Result CountMacRules(Exchange& exchange) {
-  return Count(exchange, BYOD_data_GetMacRuleCount());
-}
+template Result CountRules<DhcpOptionKind>(Exchange&);
+template Result CountRules<UserAgentKind>(Exchange&);
+template Result CountRules<MacKind>(Exchange&);
 
 }  // namespace byod::lauthd

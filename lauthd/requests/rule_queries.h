@@ -1,4 +1,4 @@
-// Questions about single rules, and counts.
+// Requests that read one rule, or count them.
 #ifndef LAUTHD_REQUESTS_RULE_QUERIES_H
 #define LAUTHD_REQUESTS_RULE_QUERIES_H
 
@@ -6,13 +6,13 @@
 
 namespace byod::lauthd {
 
-Result QueryDhcpOptionRule(Exchange& exchange);
-Result QueryUserAgentRule(Exchange& exchange);
-Result QueryMacRule(Exchange& exchange);
+// For each of the kinds in rule_kind.h.
 
-Result CountDhcpOptionRules(Exchange& exchange);
-Result CountUserAgentRules(Exchange& exchange);
-Result CountMacRules(Exchange& exchange);
+template <typename Kind>
+Result QueryRule(Exchange& exchange);
+
+template <typename Kind>
+Result CountRules(Exchange& exchange);
 
 }  // namespace byod::lauthd
 

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "lauthd/requests/identification.h"
-#include "lauthd/server/daemon.h"
 #include "lauthd/state/rule_kind.h"
+#include "lauthd/state/state.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {
@@ -68,27 +68,27 @@ class UnknownSeries : public Series {
 }  // namespace
 
 Result ShowStatus(Exchange& exchange) {
-  const Daemon& daemon = exchange.daemon;
-  const Counters& counters = daemon.counters;
+  const State& state = exchange.state;
+  const Counters& counters = state.counters;
   tlv::Appender append = exchange.Answer();
   append.Text(BYOD_EXT_VERSION, BYOD_VERSION);
-  AppendCounter(append, BYOD_EXT_UPTIME, daemon.UptimeSeconds());
+  AppendCounter(append, BYOD_EXT_UPTIME, state.UptimeSeconds());
   bool whole = true;
   ForEachKind(
-      [&](auto kind) { whole = AppendTable<decltype(kind)>(append, daemon.idle) && whole; });
-  append.Number(BYOD_EXT_RULE_LIMIT, daemon.options.rule_limit);
+      [&](auto kind) { whole = AppendTable<decltype(kind)>(append, state.idle_rules) && whole; });
+  append.Number(BYOD_EXT_RULE_LIMIT, state.options.rule_limit);
   AppendCounter(append, BYOD_EXT_REQUESTS, counters.requests);
   AppendCounter(append, BYOD_EXT_REFUSED, counters.refused);
   AppendCounter(append, BYOD_EXT_IDENTIFICATIONS, counters.identifications);
   AppendCounter(append, BYOD_EXT_UNKNOWNS, counters.unknowns);
   AppendCounter(append, BYOD_EXT_CHANGES, counters.changes);
-  append.Number(BYOD_EXT_CONNECTIONS, static_cast<uint32_t>(daemon.connections.size()))
-      .Number(BYOD_EXT_CONNECTION_LIMIT, daemon.options.max_connections)
-      .Number(BYOD_EXT_DATABASE, daemon.store.State());
+  append.Number(BYOD_EXT_CONNECTIONS, static_cast<uint32_t>(state.sessions))
+      .Number(BYOD_EXT_CONNECTION_LIMIT, state.options.max_connections)
+      .Number(BYOD_EXT_DATABASE, state.store.DatabaseState());
   AppendCounter(append, BYOD_EXT_RELOADS, counters.reloads);
   append.PresentText(BYOD_EXT_RELOAD_FAILURE,
-                     daemon.reload_failure.substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
-  append.Number(BYOD_EXT_WATCHERS, static_cast<uint32_t>(daemon.watch_hub.size()));
+                     state.reload_failure.substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
+  append.Number(BYOD_EXT_WATCHERS, static_cast<uint32_t>(state.watch_hub.size()));
   if (!whole) {
     exchange.reply = {};
     return NoMemory();
@@ -97,7 +97,7 @@ Result ShowStatus(Exchange& exchange) {
 }
 
 Result ShowUnknowns(Exchange& exchange) {
-  exchange.series = std::make_unique<UnknownSeries>(exchange.daemon.unknowns.entries());
+  exchange.series = std::make_unique<UnknownSeries>(exchange.state.unknowns.entries());
   return {};
 }
 
@@ -105,13 +105,13 @@ Result ForgetUnknowns(Exchange& exchange) {
   if (exchange.operation != BYOD_OP_UNDO) {
     return Refused(BYOD_REFUSAL_UNKNOWN_KIND, "unknown fingerprints cannot be set");
   }
-  if (exchange.daemon.unknowns.entries().empty()) return NoChange();
-  exchange.daemon.unknowns.Clear();
+  if (exchange.state.unknowns.entries().empty()) return NoChange();
+  exchange.state.unknowns.Clear();
   return {};
 }
 
 Result StartWatch(Exchange& exchange) {
-  if (exchange.daemon.watch_hub.size() >= WatchHub::kMaxWatchers) {
+  if (exchange.state.watch_hub.size() >= WatchHub::kMaxWatchers) {
     return Refused(BYOD_REFUSAL_BUSY, "too many clients watch already");
   }
   exchange.watch = true;
@@ -119,8 +119,8 @@ Result StartWatch(Exchange& exchange) {
 }
 
 Result ReloadRules(Exchange& exchange) {
-  if (exchange.daemon.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
-  return exchange.daemon.Reload();
+  if (exchange.state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
+  return exchange.state.Reload();
 }
 
 }  // namespace byod::lauthd

@@ -17,7 +17,7 @@ bool HasFurtherGroup(int socket, gid_t group) {
   std::vector<gid_t> groups(64);
   socklen_t size = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
   if (getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size) != 0) {
-    // The size that is needed has been told.
+    // size is now what is needed.
     groups.resize(size / sizeof(gid_t));
     if (getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size) != 0) return false;
   }
@@ -38,7 +38,7 @@ std::optional<gid_t> FindGroup(const std::string& name) {
   return found->gr_gid;
 }
 
-Peer LookAtPeer(int socket, std::optional<gid_t> admin_group) {
+Peer ReadPeer(int socket, std::optional<gid_t> admin_group) {
   ucred credentials = {};
   socklen_t size = sizeof credentials;
   if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return {};

@@ -7,26 +7,22 @@
 #include <optional>
 #include <string>
 
+#include "lauthd/requests/session.h"
+
 namespace byod::lauthd {
 
 /// @return the number of a group, none for an empty name. @throws std::runtime_error for one that
 /// does not exist
 std::optional<gid_t> FindGroup(const std::string& name);
 
-/// The process at the other end of a connection, as the kernel knows it.
-struct Peer {
-  uid_t user = static_cast<uid_t>(-1);  // nobody
-  bool may_change = false;
-};
-
 /**
  * Root, the daemon's own user and the members of the administration group may change the
  * configuration; whoever can connect may read it.
  *
  * @param socket       a connected Unix socket
- * @param admin_group  none: nobody's group counts
+ * @param admin_group  none: no group counts
  */
-Peer LookAtPeer(int socket, std::optional<gid_t> admin_group);
+Peer ReadPeer(int socket, std::optional<gid_t> admin_group);
 
 }  // namespace byod::lauthd
 

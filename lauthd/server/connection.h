@@ -2,141 +2,109 @@
 #ifndef LAUTHD_SERVER_CONNECTION_H
 #define LAUTHD_SERVER_CONNECTION_H
 
-#include <array>
-#include <asio/awaitable.hpp>
-#include <asio/basic_stream_socket.hpp>
-#include <asio/io_context.hpp>
-#include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
-#include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
-#include <vector>
 
-#include "lauthd/requests/backup_requests.h"
 #include "lauthd/requests/dispatch.h"
-#include "lauthd/server/access.h"
+#include "lauthd/requests/session.h"
+#include "lauthd/server/client_socket.h"
 #include "lauthd/server/connections.h"
-#include "lauthd/state/watch_hub.h"
-#include "tlv/message.h"
+#include "lauthd/server/message_input.h"
+#include "lauthd/server/message_output.h"
 
 namespace byod::lauthd {
 
-class Connection : public std::enable_shared_from_this<Connection> {
+struct Runtime;
+
+class Connection : public Client, public std::enable_shared_from_this<Connection> {
  public:
   /**
    * Serves a client until it goes, or has to.
    *
-   * What it asks for at once is answered before this returns: who connects mostly does so with a
-   * question, and goes when it has the answer.
+   * What has arrived already is answered before this returns: most clients connect to ask one
+   * question, and go when they have the answer.
    *
    * @param descriptor  of a connected socket; owned
-   * @return false without memory for it; it has been closed then
+   * @return false without memory for the client; the descriptor has been closed then
    */
-  static bool Begin(Daemon& daemon, int descriptor);
+  static bool Begin(Runtime& runtime, int descriptor);
 
-  /// Serves on a client that Begin has put off.
-  void Continue();
-
-  Connection(Daemon& daemon, int descriptor);
-  ~Connection();
+  Connection(Runtime& runtime, int descriptor);
+  ~Connection() override;
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// Ends what the client and we are waiting for, and with it the connection.
-  void Close();
-
-  /// Until when the client may keep us waiting for what it owes. Never, when it owes nothing.
-  Connections::Clock::time_point deadline() const { return deadline_; }
-
-  /// Whether it may be closed to make room: it owes nothing and has asked for nothing, or it pauses
-  /// in a listing.
-  bool Idle() const;
-
-  const Peer& peer();
-
-  // What a request leaves for the client's next one.
-  std::unique_ptr<RestoreUpload> upload;
+  void Close() override;
+  Connections::Clock::time_point deadline() const override { return deadline_; }
+  bool Idle() const override;
+  void Continue() override;
 
  private:
-  // The executor by its own type: behind a general one every step of a coroutine costs more.
-  using Executor = asio::io_context::executor_type;
-  using Socket = asio::basic_stream_socket<asio::local::stream_protocol, Executor>;
   template <typename T>
-  using Awaitable = asio::awaitable<T, Executor>;
+  using Awaitable = ClientSocket::Awaitable<T>;
 
-  enum class Received { kMessage, kWait, kEnd };
-  enum class Answered { kWhole, kLater, kNot };
+  // How an attempt to answer a request ended.
+  enum class Outcome { kSent, kPending, kFailed };
 
   // How long a client may leave a reply unread.
-  enum class Reading { kInTime, kAtLeisure };
+  enum class ReadLimit { kTimeout, kNone };
 
-  // What has to happen before the client can be served on.
-  enum class Need { kInput, kRoom, kTime, kTurn, kEnd };
+  // What a client is blocked on.
+  enum class BlockedOn { kInput, kOutput, kReply, kTurn, kEnd };
 
   template <typename Step>
-  void AtOwnCost(Step step);
-  void CloseSocket();
-  Need ServeWhatIsThere();
-  void SeeTo(Need need);
-  void ServeOn();
+  void CloseOnException(Step step);
+
+  // Serving.
+  void Serve();
+  BlockedOn ServeAvailable();
+  void WaitFor(BlockedOn blocked);
   void WaitForInput();
-  void Spawn(Need need);
-  Awaitable<void> TakeTime(Need need);
+  Awaitable<void> ServeBlocked(BlockedOn blocked);
+  Outcome TryAnswer();
+  Outcome Answer();
+  Awaitable<bool> FinishAnswer();
+  void EndRequest();
 
-  bool OwesSomething() const;
+  // Limits of time.
+  bool HasUnfinished() const;
+  Connections::Clock::duration InputTimeout() const;
   void BecomeIdle();
-  Connections::Clock::duration Patience() const;
-  Received NextMessage();
-  Received ReadMessage();
-  Received TakeIn(std::span<const uint8_t> arrived);
-  Received ParsePending();
-  Received Parse(const uint8_t* bytes, size_t count, size_t& used);
 
-  bool SendNow(const uint8_t* bytes, size_t length);
+  // Sending.
   bool SendNow(const tlv::Message& message);
-  Awaitable<bool> SendRest(Reading reading);
-  Awaitable<bool> Send(const tlv::Message& message, Reading reading);
-
-  Answered AnswerAtOnce();
-  Answered Perform();
-  Awaitable<bool> AnswerInTime();
+  Awaitable<bool> SendRest(ReadLimit limit);
+  Awaitable<bool> Send(const tlv::Message& message, ReadLimit limit);
   Awaitable<bool> SendSeries(Series& series);
-  Awaitable<bool> Watch();
-  void NoticeMove(const std::shared_ptr<bool>& moved);
-  bool ClientHasGone() const;
-  Awaitable<bool> WaitForGate();
-  Awaitable<bool> WaitForSocket(Socket::wait_type what);
-  Awaitable<void> WaitForWake();
-  Socket& socket();
 
-  Daemon& daemon_;
-  int descriptor_;                          // -1: closed, or the socket's
-  std::optional<Socket> socket_;            // since something is waited for
-  std::optional<asio::steady_timer> wake_;  // cancelled when something happens that is waited for
+  // Watching.
+  Awaitable<bool> Watch();
+  Awaitable<bool> SendEvents(Watcher& watcher);
+  void NoticeInput(const std::shared_ptr<bool>& noticed);
+
+  // Waiting for something that is not the socket.
+  Awaitable<bool> WaitForGate();
+  Awaitable<void> Sleep();
+  void Wake();
+
+  Runtime& runtime_;
+  State& state_;
+  ClientSocket socket_;
+  Session session_;
+  MessageInput input_;
+  MessageOutput output_;
+  std::optional<asio::steady_timer> sleep_;  // cancelled by Wake; since something was waited for
   Connections::Place place_;
+  // Until when the client may leave a request unfinished or a reply unread.
   Connections::Clock::time_point deadline_ = Connections::Clock::time_point::max();
-  std::optional<Peer> peer_;
-  bool closed_ = false;
-  bool idle_ = false;
-  bool readable_ = true;  // as far as is known
+  bool idle_ = false;  // has nothing unfinished, or pauses in a listing
   int requests_ = 0;
 
   // The request that is being answered, and how.
   tlv::Message request_;
   std::optional<Exchange> exchange_;
   Task task_;
-
-  // Where the next request begins to arrive: room for a fingerprint. What is longer is read on when
-  // that much is there.
-  std::array<uint8_t, 512> first_bytes_;
-  std::span<const uint8_t> arrived_;  // what of it is not looked at yet
-  // Bytes that have arrived and are no whole message yet, or wait for their turn.
-  std::vector<uint8_t> pending_;
-  size_t pending_start_ = 0;
-  // The rest of a message that the socket did not take at once.
-  std::vector<uint8_t> outgoing_;
 };
 
 }  // namespace byod::lauthd

@@ -2,29 +2,30 @@
 
 #include <algorithm>
 
-#include "lauthd/server/connection.h"
-
 namespace byod::lauthd {
 
-// Closing a connection only ends what it waits for; it leaves the list later.
-
 void Connections::CloseOverdue(Clock::time_point now) {
-  for (Connection* connection : connections_) {
-    if (connection->deadline() < now) connection->Close();
+  for (Client* client : clients_) {
+    if (client->deadline() < now) client->Close();
   }
 }
 
 bool Connections::CloseLongestIdle() {
-  const auto idle = std::find_if(connections_.begin(), connections_.end(),
-                                 [](const Connection* connection) { return connection->Idle(); });
-  if (idle == connections_.end()) return false;
+  const auto idle = std::ranges::find_if(clients_, &Client::Idle);
+  if (idle == clients_.end()) return false;
   (*idle)->Close();
   return true;
 }
 
 void Connections::CloseAll() {
-  for (Connection* connection : connections_)
-    connection->Close();
+  deferred_.clear();
+  for (Client* client : clients_)
+    client->Close();
+}
+
+void Connections::ContinueDeferred() {
+  for (const auto& client : std::exchange(deferred_, {}))
+    client->Continue();
 }
 
 }  // namespace byod::lauthd

@@ -6,37 +6,61 @@
 #include <cstddef>
 #include <functional>
 #include <list>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace byod::lauthd {
 
-class Connection;
+/// A connection, as far as the set of all needs to know it.
+class Client {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  virtual ~Client() = default;
+  /// Ends the connection. It leaves the set later, when nothing uses it any more.
+  virtual void Close() = 0;
+  /// When it may be closed because the client is too slow.
+  virtual Clock::time_point deadline() const = 0;
+  /// Whether it may be closed to make room.
+  virtual bool Idle() const = 0;
+  /// Resumes a deferred client.
+  virtual void Continue() = 0;
+};
 
 class Connections {
  public:
-  using Clock = std::chrono::steady_clock;
-  using Place = std::list<Connection*>::iterator;
+  using Clock = Client::Clock;
+  using Place = std::list<Client*>::iterator;
 
-  Place Add(Connection* connection) { return connections_.insert(connections_.end(), connection); }
+  Place Add(Client* client) { return clients_.insert(clients_.end(), client); }
   void Remove(Place place) {
-    connections_.erase(place);
+    clients_.erase(place);
     if (on_room_) on_room_();
   }
-  /// Puts a connection that becomes idle behind those that have been longer.
-  void MoveToEnd(Place place) { connections_.splice(connections_.end(), connections_, place); }
-  size_t size() const { return connections_.size(); }
+  /// Puts a connection that becomes idle behind those that have been idle for longer.
+  void MoveToEnd(Place place) { clients_.splice(clients_.end(), clients_, place); }
+  size_t size() const { return clients_.size(); }
 
-  /// Ends those that have kept the daemon waiting for too long.
+  /// Closes those whose deadline is over.
   void CloseOverdue(Clock::time_point now);
   void CloseAll();
 
-  /// Ends the one that has been idle for the longest time. @return false when none is idle
+  /// Closes the one that has been idle for the longest time. @return false when none is idle
   bool CloseLongestIdle();
 
   /// Called whenever a connection has gone.
   void OnRoom(std::function<void()> callback) { on_room_ = std::move(callback); }
 
+  /// Puts off setting up a wait for a client's next request until other clients have been served:
+  /// a client with one question has probably gone by then, and needs no wait.
+  void Defer(std::shared_ptr<Client> client) { deferred_.push_back(std::move(client)); }
+  bool HasDeferred() const { return !deferred_.empty(); }
+  void ContinueDeferred();
+
  private:
-  std::list<Connection*> connections_;
+  std::list<Client*> clients_;
+  std::vector<std::shared_ptr<Client>> deferred_;
   std::function<void()> on_room_;
 };
 

@@ -11,31 +11,31 @@
 #include "lauthd/log.h"
 #include "lauthd/server/access.h"
 #include "lauthd/server/connection.h"
-#include "lauthd/server/daemon.h"
+#include "lauthd/server/runtime.h"
 
 namespace byod::lauthd {
 namespace {
 
-// A connection that ends makes room at once; descriptors that others free are not told.
+// A connection that ends makes room at once; nothing reports descriptors that other processes free.
 constexpr std::chrono::milliseconds kPause{250};
 
-// Who is connected already is served in between, however many come.
-constexpr int kAcceptsInARow = 16;
+// Clients that are connected are served in between, however many come.
+constexpr int kAcceptsPerRound = 16;
 
 constexpr std::chrono::minutes kWarningPause{1};
 
 }  // namespace
 
-Listener::Listener(Daemon& daemon)
-    : daemon_(daemon),
-      file_(daemon.options.socket, FindGroup(daemon.options.socket_group)),
-      acceptor_(daemon.io, asio::local::stream_protocol(), file_.Release()),
-      room_(daemon.io) {
-  daemon.connections.OnRoom([this] { room_.cancel(); });
+Listener::Listener(Runtime& runtime)
+    : runtime_(runtime),
+      file_(runtime.state.options.socket, FindGroup(runtime.state.options.socket_group)),
+      acceptor_(runtime.io, asio::local::stream_protocol(), file_.Release()),
+      room_(runtime.io) {
+  runtime.connections.OnRoom([this] { room_.cancel(); });
 }
 
 Listener::~Listener() {
-  daemon_.connections.OnRoom({});
+  runtime_.connections.OnRoom({});
 }
 
 void Listener::Stop() {
@@ -44,8 +44,8 @@ void Listener::Stop() {
   room_.cancel();
 }
 
-void Listener::TellOnce(const char* reason) {
-  if (!std::exchange(told_, true)) Log(Severity::kWarning, "clients wait: %s", reason);
+void Listener::WarnOnce(const char* reason) {
+  if (!std::exchange(warned_, true)) Log(Severity::kWarning, "clients wait: %s", reason);
 }
 
 asio::awaitable<void> Listener::Pause() {
@@ -70,32 +70,32 @@ asio::awaitable<void> Listener::Accept() {
 }
 
 bool Listener::Full() const {
-  return daemon_.connections.size() >= daemon_.options.max_connections;
+  return runtime_.connections.size() >= runtime_.state.options.max_connections;
 }
 
 void Listener::MakeRoom() {
-  if (!daemon_.connections.CloseLongestIdle()) return TellOnce("too many connections");
-  const auto now = Daemon::Clock::now();
+  if (!runtime_.connections.CloseLongestIdle()) return WarnOnce("too many connections");
+  const auto now = Connections::Clock::now();
   if (now < next_warning_) return;
   Log(Severity::kWarning, "too many connections: those that are idle longest are closed");
   next_warning_ = now + kWarningPause;
 }
 
 bool Listener::AcceptSome() {
-  for (int i = 0; i < kAcceptsInARow; ++i) {
+  for (int i = 0; i < kAcceptsPerRound; ++i) {
     if (Full()) return true;
     const int client =
         accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (client < 0) {
       if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return true;
-      TellOnce(std::strerror(errno));
+      WarnOnce(std::strerror(errno));
       return false;
     }
-    if (!Connection::Begin(daemon_, client)) {
-      TellOnce("no memory");
+    if (!Connection::Begin(runtime_, client)) {
+      WarnOnce("no memory");
       return false;
     }
-    told_ = false;
+    warned_ = false;
   }
   return true;
 }

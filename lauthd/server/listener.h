@@ -1,4 +1,4 @@
-// Taking clients in.
+// Accepts clients.
 #ifndef LAUTHD_SERVER_LISTENER_H
 #define LAUTHD_SERVER_LISTENER_H
 
@@ -11,18 +11,18 @@
 
 namespace byod::lauthd {
 
-class Daemon;
+struct Runtime;
 
 class Listener {
  public:
   /// @throws std::runtime_error  as SocketFile does
-  explicit Listener(Daemon& daemon);
+  explicit Listener(Runtime& runtime);
   ~Listener();
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  /// Takes a few clients at a time, so that those that are connected are served in between. While
-  /// there are too many, ends one that is idle for each one that comes, or waits. Waits too while
+  /// Accepts a few clients at a time, so that those that are connected are served in between. At
+  /// the limit of connections it closes an idle one for each new one, or waits; it also waits while
   /// the system has no more descriptors.
   asio::awaitable<void> Accept();
 
@@ -33,14 +33,14 @@ class Listener {
   bool AcceptSome();
   bool Full() const;
   void MakeRoom();
-  void TellOnce(const char* reason);
+  void WarnOnce(const char* reason);
   asio::awaitable<void> Pause();
 
-  Daemon& daemon_;
+  Runtime& runtime_;
   SocketFile file_;
   asio::local::stream_protocol::acceptor acceptor_;
   asio::steady_timer room_;
-  bool told_ = false;  // that clients have to wait
+  bool warned_ = false;  // that clients have to wait
   std::chrono::steady_clock::time_point next_warning_;
 };
 

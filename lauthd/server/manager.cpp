@@ -8,11 +8,11 @@
 
 namespace byod::lauthd {
 
-void TellManagerReady() {
+void NotifyManagerReady() {
   sd_notify(0, "READY=1");
 }
 
-void TellManagerReloading() {
+void NotifyManagerReloading() {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   const uint64_t microseconds =
@@ -20,17 +20,17 @@ void TellManagerReloading() {
   sd_notifyf(0, "RELOADING=1\nMONOTONIC_USEC=%" PRIu64, microseconds);
 }
 
-void TellManagerStopping() {
+void NotifyManagerStopping() {
   sd_notify(0, "STOPPING=1");
 }
 
-std::optional<std::chrono::microseconds> ManagerPatience() {
+std::optional<std::chrono::microseconds> ManagerWatchdog() {
   uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) <= 0) return std::nullopt;
   return std::chrono::microseconds(microseconds);
 }
 
-void TellManagerAlive() {
+void NotifyManagerAlive() {
   sd_notify(0, "WATCHDOG=1");
 }
 

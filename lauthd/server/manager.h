@@ -1,4 +1,4 @@
-// What the service manager wants to know.
+// Notifications to the service manager.
 #ifndef LAUTHD_SERVER_MANAGER_H
 #define LAUTHD_SERVER_MANAGER_H
 
@@ -7,14 +7,13 @@
 
 namespace byod::lauthd {
 
-void TellManagerReady();
-void TellManagerReloading();
-void TellManagerStopping();
+void NotifyManagerReady();
+void NotifyManagerReloading();
+void NotifyManagerStopping();
 
-/// How long the manager waits for a sign of life before it starts the daemon again; none when it
-/// does not.
-std::optional<std::chrono::microseconds> ManagerPatience();
-void TellManagerAlive();
+/// After how long without NotifyManagerAlive the manager starts the daemon again; none: never.
+std::optional<std::chrono::microseconds> ManagerWatchdog();
+void NotifyManagerAlive();
 
 }  // namespace byod::lauthd
 

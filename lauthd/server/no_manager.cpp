@@ -3,12 +3,12 @@
 
 namespace byod::lauthd {
 
-void TellManagerReady() {}
-void TellManagerReloading() {}
-void TellManagerStopping() {}
-std::optional<std::chrono::microseconds> ManagerPatience() {
+void NotifyManagerReady() {}
+void NotifyManagerReloading() {}
+void NotifyManagerStopping() {}
+std::optional<std::chrono::microseconds> ManagerWatchdog() {
   return std::nullopt;
 }
-void TellManagerAlive() {}
+void NotifyManagerAlive() {}
 
 }  // namespace byod::lauthd

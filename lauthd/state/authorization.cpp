@@ -15,7 +15,7 @@ namespace {
 Authorization* recovering = nullptr;
 
 /// The library's hook: takes a stored set back.
-uint32_t TakeBack(const void* record, const char* group, uint32_t message) {
+uint32_t RollBack(const void* record, const char* group, uint32_t message) {
   const auto* const type = static_cast<const char*>(record);
   Attributes attributes;
   if (recovering == nullptr || !ReadAttributes(message, attributes)) {
@@ -76,7 +76,7 @@ void InstallService(Authorization& authorization) {
   recovering = &authorization;
   // This daemon has no message heads or event loop to offer; who calls is told so.
   const ByodServiceTable services = {NotOffered, NotOffered, NotOffered, NotOffered,
-                                     NotOffered, NotOffered, TakeBack,   {}};
+                                     NotOffered, NotOffered, RollBack,   {}};
   BYOD_lauthservice_SetService(&services);
 }
 

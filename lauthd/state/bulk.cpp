@@ -38,7 +38,7 @@ uint32_t SaveRules(const IdleRules& idle, const Rules& rules) {
 }
 
 template <typename Kind, typename Rules>
-void TakeBackRules(Rules& rules) {
+void RollBackRules(Rules& rules) {
   // First what came: there is no room beside it for what went.
   for (const auto& [key, former] : rules) {
     if (former.existed) continue;
@@ -69,7 +69,7 @@ uint32_t Bulk::Save(const IdleRules& idle, const Authorization& authorization) c
   return failed;
 }
 
-void Bulk::Keep() {
+void Bulk::Finish() {
   rules_ = {};
   idle_.reset();
   order_.reset();
@@ -77,16 +77,16 @@ void Bulk::Keep() {
   open_ = false;
 }
 
-void Bulk::TakeBack(IdleRules& idle, Authorization& authorization) {
+void Bulk::RollBack(IdleRules& idle, Authorization& authorization) {
   ForEachKind([&](auto kind) {
     using Kind = decltype(kind);
-    TakeBackRules<Kind>(RulesOf<Kind>());
+    RollBackRules<Kind>(RulesOf<Kind>());
   });
   if (idle_) idle = std::move(*idle_);
   if (order_) BYOD_order_SetOrder(&*order_);
   for (auto& [name, former] : sets_)
     authorization.Put(name.first, name.second, std::move(former));
-  Keep();
+  Finish();
 }
 
 }  // namespace byod::lauthd

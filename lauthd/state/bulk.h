@@ -61,10 +61,10 @@ class Bulk {
   uint32_t Save(const IdleRules& idle, const Authorization& authorization) const;
 
   /// Everything stays as it is now.
-  void Keep();
+  void Finish();
 
   /// Everything becomes what it was.
-  void TakeBack(IdleRules& idle, Authorization& authorization);
+  void RollBack(IdleRules& idle, Authorization& authorization);
 
  private:
   /// In the order of the database, which then grows at one end.

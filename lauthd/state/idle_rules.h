@@ -20,7 +20,7 @@ struct IdleRule {
 
 /// A rule that is in no table, and borrows its information.
 template <typename Kind>
-typename Kind::Rule LooseRule(const typename Kind::Key& key, IdleRule& idle) {
+typename Kind::Rule DetachedRule(const typename Kind::Key& key, IdleRule& idle) {
   typename Kind::Rule rule = Kind::MakeRule(key);
   rule.origin = idle.modification ? BYOD_RULE_PREDEFINED : BYOD_RULE_CUSTOM;
   rule.modified = idle.modification;
@@ -31,7 +31,7 @@ typename Kind::Rule LooseRule(const typename Kind::Key& key, IdleRule& idle) {
 /// Stores such a rule. @return 0 or BYOD_ERR_FAILED
 template <typename Kind>
 uint32_t SaveIdle(const typename Kind::Key& key, IdleRule idle) {
-  const typename Kind::Rule rule = LooseRule<Kind>(key, idle);
+  const typename Kind::Rule rule = DetachedRule<Kind>(key, idle);
   return Kind::Save(&rule);
 }
 

@@ -14,7 +14,6 @@
 #include "lauthd/state/authorization.h"
 #include "lauthd/state/idle_rules.h"
 #include "lauthd/state/match_order.h"
-#include "lauthd/state/reload.h"
 #include "lauthd/state/rule_kind.h"
 #include "lauthd/state/rule_state.h"
 #include "protocol/extensions.h"

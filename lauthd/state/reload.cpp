@@ -134,19 +134,4 @@ Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit, IdleRule
   return DigestOfPredefined() == former ? NoChange() : Result();
 }
 
-void DropConfigured() {
-  ForEachKind([](auto kind) {
-    using Kind = decltype(kind);
-    for (auto* rule = Kind::First(); rule != nullptr;) {
-      auto* const next = Kind::Next(rule);
-      if (rule->origin == BYOD_RULE_CUSTOM) {
-        EraseRule<Kind>(rule);
-      } else if (rule->configured != nullptr) {
-        ExchangeInfo<Kind>(*rule, nullptr);
-      }
-      rule = next;
-    }
-  });
-}
-
 }  // namespace byod::lauthd

@@ -18,9 +18,6 @@ namespace byod::lauthd {
  */
 Result ReplacePredefined(const RuleSource& source, uint32_t rule_limit, IdleRules& idle);
 
-/// Takes all that an administrator made out of the tables; the predefined rules stay.
-void DropConfigured();
-
 }  // namespace byod::lauthd
 
 #endif  // LAUTHD_STATE_RELOAD_H

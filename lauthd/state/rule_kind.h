@@ -1,13 +1,15 @@
-// What the three kinds of rule differ in. Everything the daemon does with rules is told once, over
-// one of these:
+// What the three kinds of rule differ in. All that the daemon does with rules is written once, as a
+// template over one of these:
 //
 //   Rule, Record           the rule, and its stored form
 //   Key                    what names it in a request
 //   kMethod, kName         BYOD_METHOD_*, and a word for people
+//   kMessages              the messages about it
 //   kDatabaseKey           where it is stored
 //   Find(key)              the very rule that the key names
 //   FindOrNew(key, ...)    as the library's function
 //   Erase(rule)            out of the table, and released
+//   Count()                how many rules there are
 //   First(), Next(rule)    the table in order
 //   Before(rule, key)      whether the rule stands before the key in that order
 //   NextOf(key), NextConfigured(key)
@@ -59,6 +61,15 @@ void FillRecord(const Rule& rule, Record& record) {
   if (rule.origin == BYOD_RULE_PREDEFINED && room) info.name[BYOD_DEVNAME_SIZE - 1] = 1;
 }
 
+/// The messages about the rules of one kind, BYOD_MSG_*.
+struct RuleMessages {
+  uint32_t rule;
+  uint32_t count;
+  uint32_t list;
+  uint32_t value;
+  uint32_t attribute;
+};
+
 struct MacKind {
   using Rule = ByodMacRule;
   using Record = ByodMacRuleShowRec;
@@ -66,6 +77,9 @@ struct MacKind {
 
   static constexpr uint32_t kMethod = BYOD_METHOD_MAC;
   static constexpr const char* kName = "MAC";
+  static constexpr RuleMessages kMessages = {BYOD_MSG_MACRULE, BYOD_MSG_MAC_COUNT,
+                                             BYOD_MSG_MAC_LIST, BYOD_MSG_MAC_VALUE,
+                                             BYOD_MSG_MAC_DEVATTR};
   static constexpr const char* kDatabaseKey = BYOD_DB_MAC_KEY;
 
   static Rule* Find(const Key& key) { return BYOD_data_SetFindMacRule(&key); }
@@ -74,6 +88,7 @@ struct MacKind {
   }
   static void Erase(Rule* rule) { BYOD_DeleteMacRule(rule); }
   static const ByodMacTable& Table() { return *BYOD_data_GetMacRuleTbl(); }
+  static uint32_t Count() { return BYOD_data_GetMacRuleCount(); }
   static Rule* First() { return static_cast<Rule*>(AVL_GetLeftMost(Table().tree)); }
   static Rule* Next(Rule* rule) { return static_cast<Rule*>(AVL_GetNext(Table().tree, rule)); }
   static bool Before(const Rule& rule, const Key& key) {
@@ -125,10 +140,12 @@ template <typename Rule, typename Table>
 struct TextCalls {
   uint32_t method;
   const char* name;
+  RuleMessages messages;
   const char* database_key;
   uint16_t key_element;
   char (Rule::*text)[BYOD_RULETEXT_SIZE];
   Table* (*table)();
+  uint32_t (*count)();
   Rule* (*find)(const char* text);
   Rule* (*find_or_new)(const char* text, uint32_t origin, uint16_t* created, uint32_t* err);
   Rule* (*next)(const char* text);
@@ -143,10 +160,12 @@ struct TextCalls {
 inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCalls = {
     BYOD_METHOD_USERAGENT,
     "User-Agent",
+    {BYOD_MSG_UARULE, BYOD_MSG_UA_COUNT, BYOD_MSG_UA_LIST, BYOD_MSG_UA_VALUE, BYOD_MSG_UA_DEVATTR},
     BYOD_DB_USERAGENT_KEY,
     BYOD_TLV_USERAGENT,
     &ByodUserAgentRule::keyword,
     BYOD_data_GetUserAgentRuleTbl,
+    BYOD_data_GetUserAgentRuleCount,
     BYOD_data_FindUserAgentRule,
     BYOD_data_FindOrNewUserAgentRule,
     BYOD_data_GetNextUserAgentRule,
@@ -160,10 +179,13 @@ inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCall
 inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionCalls = {
     BYOD_METHOD_DHCP,
     "DHCP option",
+    {BYOD_MSG_DHCPOPTRULE, BYOD_MSG_DHCPOPT_COUNT, BYOD_MSG_DHCPOPT_LIST, BYOD_MSG_DHCPOPT_VALUE,
+     BYOD_MSG_DHCPOPT_DEVATTR},
     BYOD_DB_DHCPOPT_KEY,
     BYOD_TLV_DHCPOPT,
     &ByodDhcpOptionRule::text,
     BYOD_data_GetDhcpOptionRuleTbl,
+    BYOD_data_GetDhcpOptionRuleCount,
     BYOD_data_FindDhcpOptionRule,
     BYOD_data_FindOrNewDhcpOptionRule,
     BYOD_data_GetNextDhcpOptionRule,
@@ -182,6 +204,7 @@ struct TextKind {
 
   static constexpr uint32_t kMethod = kCalls.method;
   static constexpr const char* kName = kCalls.name;
+  static constexpr RuleMessages kMessages = kCalls.messages;
   static constexpr const char* kDatabaseKey = kCalls.database_key;
   static constexpr uint16_t kKeyElement = kCalls.key_element;
 
@@ -191,6 +214,7 @@ struct TextKind {
     if (link == nullptr) return nullptr;
     return reinterpret_cast<Rule*>(reinterpret_cast<char*>(link) - offsetof(Rule, list_link));
   }
+  static uint32_t Count() { return kCalls.count(); }
   static Rule* First() { return RuleOf(Table().list); }
   static Rule* Next(Rule* rule) { return RuleOf(rule->list_link.next); }
   static bool Before(const Rule& rule, const Key& key) {

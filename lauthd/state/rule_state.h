@@ -1,4 +1,4 @@
-// The state that an administrator gave one rule, to be taken, given and stored as a whole.
+// What an administrator configured of a rule, handled as a whole.
 #ifndef LAUTHD_STATE_RULE_STATE_H
 #define LAUTHD_STATE_RULE_STATE_H
 
@@ -58,6 +58,9 @@ struct FormerRule {
     if (rule != nullptr) ExchangeInfo<Kind>(*rule, std::move(info));
   }
 };
+
+/// Removes all that an administrator configured from the tables; the predefined rules stay.
+void DropConfigured();
 
 }  // namespace byod::lauthd
 

@@ -147,7 +147,7 @@ Result Store::NotSaved() const {
   return Refused(BYOD_REFUSAL_NOT_SAVED, "the change cannot be kept: " + reason_);
 }
 
-uint32_t Store::State() const {
+uint32_t Store::DatabaseState() const {
   if (none_) return BYOD_DATABASE_NONE;
   return open_ && !failing_ ? BYOD_DATABASE_OPEN : BYOD_DATABASE_FAILING;
 }

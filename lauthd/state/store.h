@@ -74,7 +74,7 @@ class Store {
   Result NotSaved() const;
 
   /// BYOD_DATABASE_*
-  uint32_t State() const;
+  uint32_t DatabaseState() const;
 
   // The following two are not for a daemon without a database.
 

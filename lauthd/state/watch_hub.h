@@ -7,21 +7,22 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace byod::lauthd {
 
-/// An event as a message in memory form; shared by all who watch.
+/// An event as a message in memory form; shared by all watchers.
 using Event = std::shared_ptr<const std::vector<uint8_t>>;
 
-/// What one client has not read yet.
+/// Queues the events that one client has not read yet.
 class Watcher {
  public:
   explicit Watcher(std::function<void()> wake) : wake_(std::move(wake)) {}
 
   void Push(const Event& event) {
-    // A client that does not read loses the newest, and is told.
-    if (events_.size() == kRoom) {
+    // A client that does not read loses the newest events, and gets their number.
+    if (events_.size() == kMaxEvents) {
       ++lost_;
       return;
     }
@@ -38,7 +39,7 @@ class Watcher {
   uint64_t TakeLost() { return std::exchange(lost_, 0); }
 
  private:
-  static constexpr size_t kRoom = 1024;
+  static constexpr size_t kMaxEvents = 1024;
 
   std::function<void()> wake_;
   std::deque<Event> events_;
@@ -56,7 +57,7 @@ class WatchHub {
       watcher->Push(event);
   }
 
-  /// A watcher's presence in the hub, ended with its scope.
+  /// Keeps a watcher in the hub for as long as this object lives.
   class Registration {
    public:
     Registration(WatchHub& hub, Watcher& watcher)

@@ -75,7 +75,7 @@ struct BulkOfChanges : testing::Test {
   /// Ends the bulk as kept and begins another.
   void NextBulk() {
     ASSERT_EQ(bulk.Save(idle, authorization), 0u);
-    bulk.Keep();
+    bulk.Finish();
     MemoryDbm::TakeCalls();
     bulk.Begin();
   }
@@ -193,7 +193,7 @@ TEST_F(BulkOfChanges, AreTakenBackToWhatWasBeforeTheFirstOfThem) {
     bulk.Remember("group", type, authorization.Find("group", type));
     authorization.Put("group", type, Attributes{{"vlan", "2"}});
   }
-  bulk.TakeBack(idle, authorization);
+  bulk.RollBack(idle, authorization);
   EXPECT_EQ(NameOf<UserAgentKind>(Text("named")), "before");
   EXPECT_EQ(NameOf<UserAgentKind>(Text("new")), "(no rule)");
   EXPECT_EQ(NameOf<MacKind>(Prefix(1, 3)), "wide");
@@ -208,10 +208,10 @@ TEST_F(BulkOfChanges, AreTakenBackToWhatWasBeforeTheFirstOfThem) {
 }
 
 TEST_F(BulkOfChanges, OutsideOfOneNothingIsRemembered) {
-  bulk.Keep();
+  bulk.Finish();
   Name<UserAgentKind>(Text("agent"), "n");
   bulk.Begin();
-  bulk.TakeBack(idle, authorization);
+  bulk.RollBack(idle, authorization);
   EXPECT_EQ(NameOf<UserAgentKind>(Text("agent")), "n");
 }
 

@@ -1,0 +1,136 @@
+#include "lauthd/server/server.h"
+
+#include <algorithm>
+#include <asio/awaitable.hpp>
+#include <asio/co_spawn.hpp>
+#include <asio/error.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/system_error.hpp>
+#include <asio/use_awaitable.hpp>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <utility>
+
+#include "lauthd/log.h"
+#include "lauthd/server/manager.h"
+#include "lauthd/server/stop_limit.h"
+
+namespace byod::lauthd {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Events that are handled before the deferred clients are looked at again.
+constexpr int kEventsPerRound = 16;
+
+/// One timer for the timeouts of all clients: a resolution of a second is enough.
+asio::awaitable<void> CheckTimeouts(Runtime& runtime) {
+  asio::steady_timer timer(runtime.io);
+  const auto pause = std::min<Clock::duration>(std::chrono::seconds(1), runtime.idle_timeout / 2);
+  for (;;) {
+    timer.expires_after(pause);
+    co_await timer.async_wait(asio::use_awaitable);
+    runtime.connections.CloseOverdue(Clock::now());
+    runtime.state.store.RetryInBackground();
+  }
+}
+
+/// Reports to the service manager that requests are still served. A loop that hangs in one stays
+/// silent, and the manager starts the daemon again.
+asio::awaitable<void> ReportAlive(Runtime& runtime, Clock::duration watchdog) {
+  asio::steady_timer timer(runtime.io);
+  for (;;) {
+    NotifyManagerAlive();
+    timer.expires_after(watchdog / 2);
+    co_await timer.async_wait(asio::use_awaitable);
+  }
+}
+
+/// Reloads the rule files on SIGHUP, when no bulk is open.
+asio::awaitable<void> ReloadOnSignal(Runtime& runtime, asio::signal_set& signals) {
+  State& state = runtime.state;
+  for (;;) {
+    co_await signals.async_wait(asio::use_awaitable);
+    asio::steady_timer bulk_end(runtime.io);
+    const ChangeGate::Waiter waiter(state.gate, [&bulk_end] { bulk_end.cancel(); });
+    while (!state.gate.OpenFor(&signals)) {
+      asio::error_code cancelled;
+      bulk_end.expires_at(Clock::time_point::max());
+      co_await bulk_end.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+    }
+    NotifyManagerReloading();
+    state.Reload();
+    NotifyManagerReady();
+  }
+}
+
+/// Runs one of the daemon's own tasks. An exception ends the daemon, which would be of little use
+/// without the task; being cancelled does not.
+void Spawn(asio::io_context& io, asio::awaitable<void> task) {
+  asio::co_spawn(io, std::move(task), [](const std::exception_ptr& failure) {
+    try {
+      if (failure) std::rethrow_exception(failure);
+    } catch (const asio::system_error& error) {
+      if (error.code() != asio::error::operation_aborted) throw;
+    }
+  });
+}
+
+}  // namespace
+
+void Server::Listen() {
+  const Options& options = runtime_.state.options;
+  runtime_.state.store.Claim();
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, not the end
+  for (const int signal : {SIGTERM, SIGINT}) {
+    stop_.add(signal);
+    LimitStop(signal, options.stop_timeout);
+  }
+  hangup_.add(SIGHUP);
+  listener_ = std::make_unique<Listener>(runtime_);
+}
+
+void Server::Run() {
+  asio::io_context& io = runtime_.io;
+  stop_.async_wait([&io](asio::error_code error, int signal) {
+    if (error) return;
+    Log(Severity::kNotice, "stopping on signal %d", signal);
+    io.stop();
+  });
+  Spawn(io, CheckTimeouts(runtime_));
+  if (const auto watchdog = ManagerWatchdog()) Spawn(io, ReportAlive(runtime_, *watchdog));
+  Spawn(io, ReloadOnSignal(runtime_, hangup_));
+  Spawn(io, listener_->Accept());
+  Log(Severity::kNotice, "listening on %s", runtime_.state.options.socket.c_str());
+  NotifyManagerReady();
+  while (RunOnce()) {
+  }
+  NotifyManagerStopping();
+  Stop();
+}
+
+/// Handles some events, waiting for one if need be. @return false when the loop has been stopped
+bool Server::RunOnce() {
+  if (!runtime_.connections.HasDeferred()) return runtime_.io.run_one() > 0;
+  for (int i = 0; i < kEventsPerRound && runtime_.io.poll_one() > 0; ++i) {
+  }
+  runtime_.connections.ContinueDeferred();
+  return !runtime_.io.stopped();
+}
+
+/// Closes all connections, and lets their coroutines end by themselves: destroyed while suspended,
+/// they would outlive what they wait for.
+void Server::Stop() {
+  runtime_.connections.CloseAll();
+  runtime_.io.restart();
+  listener_->Stop();
+  stop_.cancel();
+  hangup_.cancel();
+  while (runtime_.connections.size() > 0 && runtime_.io.run_one_for(std::chrono::seconds(1)) > 0) {
+  }
+}
+
+}  // namespace byod::lauthd

@@ -1,0 +1,97 @@
+#include "lauthd/state/state.h"
+
+#include <cstdio>
+#include <stdexcept>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+#include "byod_order.h"
+#include "lauthd/log.h"
+#include "lauthd/state/match_order.h"
+#include "lauthd/state/reload.h"
+#include "lauthd/state/rule_source.h"
+
+namespace byod::lauthd {
+namespace {
+
+double Milliseconds(std::chrono::steady_clock::duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+}  // namespace
+
+State::State(const Options& chosen)
+    : options(chosen), store(chosen.state_dir, chosen.no_database, idle_rules, authorization) {
+  InstallService(authorization);
+}
+
+State::~State() {
+  store.Close();
+  RemoveService();
+  BYOD_order_Fini();
+  BYOD_data_GlobalInfoFini();
+}
+
+void State::Load() {
+  if (BYOD_data_GlobalInfoInit(options.rule_limit) != 0) {
+    throw std::runtime_error("no memory for the tables of rules");
+  }
+  BYOD_order_Init();
+  const RuleSource source(options);
+  const auto start = Clock::now();
+  const PredefinedRules rules = source.Read();
+  const auto read = Clock::now();
+  LoadPredefined(rules, source.shows_progress());
+  ++counters.reloads;
+  const auto loaded = Clock::now();
+  if (!store.Open()) store.Claim();  // the directory may be new, and another daemon's
+  if (options.timing) {
+    std::fprintf(stderr, "lauthd: rules read in %.1f ms, loaded in %.1f ms, database in %.1f ms\n",
+                 Milliseconds(read - start), Milliseconds(loaded - read),
+                 Milliseconds(Clock::now() - loaded));
+  }
+}
+
+Result State::Reload() {
+  const RuleSource source(options);
+  Result result = ReplacePredefined(source, options.rule_limit, idle_rules);
+  if (result.Ok() || result.refusal == BYOD_REFUSAL_NO_CHANGE) {
+    store.Tidy();
+#ifdef __GLIBC__
+    malloc_trim(0);  // both sets of rules were in memory
+#endif
+    ++counters.reloads;
+    reload_failure.clear();
+    Log(Severity::kNotice, "the rule files were read again");
+  } else {
+    reload_failure = result.reason;
+    Log(Severity::kError, "the rules stay as they were: %s", result.reason.c_str());
+  }
+  return result;
+}
+
+void State::AbortBulk() {
+  bulk.RollBack(idle_rules, authorization);
+  if (!ArrangeMatchList()) {
+    Log(Severity::kError, "no memory to order the User-Agent rules of one length");
+  }
+  gate.Release();
+}
+
+void State::Count(uint32_t operation, const Result& result) {
+  ++counters.requests;
+  if (!result.Ok()) {
+    ++counters.refused;
+  } else if (operation != BYOD_OP_GET) {
+    ++counters.changes;
+  }
+}
+
+uint64_t State::UptimeSeconds() const {
+  return static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count());
+}
+
+}  // namespace byod::lauthd
