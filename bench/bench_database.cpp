@@ -232,9 +232,9 @@ double MiB(const std::string& file) {
 }
 
 /// The milliseconds behind some words of what lauthd prints.
-double Told(const std::string& text, const std::string& words) {
+double LoggedNumber(const std::string& text, const std::string& words) {
   const size_t at = text.find(words);
-  Require(at != std::string::npos, "lauthd does not tell \"" + words + "\":\n" + text);
+  Require(at != std::string::npos, "lauthd does not log \"" + words + "\":\n" + text);
   return std::stod(text.substr(at + words.size()));
 }
 
@@ -247,9 +247,9 @@ struct Start {
 Start MeasureStart(const std::string& state, std::vector<std::string> options) {
   options.insert(options.begin(), {"--check", "--timing", "--config", "/dev/null"});
   options.insert(options.end(), {"--state-dir", state});
-  const std::string told = RunDaemon(options);
-  return {Told(told, "read in "), Told(told, "loaded in "),
-          Told(told, "custom rules from the database in ")};
+  const std::string log = RunDaemon(options);
+  return {LoggedNumber(log, "read in "), LoggedNumber(log, "loaded in "),
+          LoggedNumber(log, "custom rules from the database in ")};
 }
 
 /// What a start takes. The first finds the database as a kill has left it.

@@ -1,9 +1,9 @@
 // How much memory does a User-Agent rule take?
 //
-// Ten thousand rules are loaded, each with one information, and then each is given a second one, as
-// by an administrator. What the process and its heap have grown by is told for one rule, and what
-// of it are the records; the rest is the index of terms, that of texts, and the arrays of the
-// lists.
+// Ten thousand rules are loaded, each with one device info record, then each is given a second one,
+// as an administrator would. Reported are the growth of the process and of its heap for each rule,
+// and the records' share of it; the rest is the index of terms, the index of texts, and the arrays
+// of the lists.
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -37,7 +37,7 @@ Memory Measure() {
           static_cast<double>(info.uordblks + info.hblkhd)};
 }
 
-void Tell(const char* label, double bytes) {
+void Report(const char* label, double bytes) {
   std::printf("FIGURE\t%s\t%.0f\t-\n", label, bytes);
 }
 
@@ -92,17 +92,17 @@ int Main() {
     Require(BYOD_data_UpdateUserAgentRule(&record, rule) == 0, "a rule takes no modification");
   }
   const Memory two = Measure();
-  Tell("memory: resident bytes of a User-Agent rule with one information",
-       (one.resident - before.resident) / rules);
-  Tell("memory: of the heap", (one.heap - before.heap) / rules);
-  Tell("memory: the rule's record", records / rules);
-  Tell("memory: its information", infos / rules);
-  Tell("memory: indexes and lists", (one.heap - before.heap - records - infos) / rules);
-  Tell("memory: resident bytes that a second information adds",
-       (two.resident - one.resident) / rules);
+  Report("memory: resident bytes of a User-Agent rule with one information",
+         (one.resident - before.resident) / rules);
+  Report("memory: of the heap", (one.heap - before.heap) / rules);
+  Report("memory: the rule's record", records / rules);
+  Report("memory: its information", infos / rules);
+  Report("memory: indexes and lists", (one.heap - before.heap - records - infos) / rules);
+  Report("memory: resident bytes that a second information adds",
+         (two.resident - one.resident) / rules);
   BYOD_data_GlobalInfoFini();
   const Memory after = Measure();
-  Tell("memory: heap bytes left of a rule when all are gone", (after.heap - before.heap) / rules);
+  Report("memory: heap bytes left of a rule when all are gone", (after.heap - before.heap) / rules);
   return 0;
 }
 

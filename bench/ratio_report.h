@@ -17,7 +17,7 @@ struct Ratio {
   };
   std::string label;
   std::vector<Pair> pairs;
-  double limit = 0;  // at most; 0 = only told
+  double limit = 0;  // at most; 0 = reported only
 };
 
 /// A figure that is not a ratio of times.

@@ -11,7 +11,7 @@
 namespace byod::bench {
 namespace {
 
-/// The words of a User-Agent that tell something: what stands between brackets, semicolons and
+/// The significant words of a User-Agent: what stands between brackets, semicolons and
 /// blanks before a version.
 std::vector<std::string> Words(const std::string& ua) {
   std::vector<std::string> words;

@@ -12,7 +12,7 @@ option(BYOD_CAPTURE "Let byodctl read packets, by libpcap and libtins" ON)
 set(BYOD_PROGRAM_OPTIONS "" CACHE STRING "Compiler options for the programs alone")
 set(BYOD_TEST_OPTIONS -O1 -g1 CACHE STRING "Compiler options for the tests alone")
 set(BYOD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as in -fsanitize=")
-option(BYOD_SYSTEMD "Tell systemd when the daemon is ready; needs libsystemd" ON)
+option(BYOD_SYSTEMD "Notify systemd when the daemon is ready; needs libsystemd" ON)
 option(BYOD_COVERAGE "Instrument the library and the platform for line and branch coverage" OFF)
 
 set(CMAKE_CXX_STANDARD 20)

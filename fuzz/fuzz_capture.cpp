@@ -1,8 +1,8 @@
-// Attacks capture::Dissector and capture::Stations, which read packets of strangers.
+// Attacks capture::Dissector and capture::Stations, which parse packets from the network.
 //
 // Input: a byte that chooses the kind of link, then packets, each behind two bytes of its length.
-// A fingerprint holds what one can; a packet that is cut tells what the whole one does, or nothing;
-// and the same packets tell the same again.
+// Every fingerprint must respect its limits; a truncated packet yields what the whole one does, or
+// nothing; and the same packets yield the same fingerprints a second time.
 #include <pcap/dlt.h>
 
 #include <algorithm>
@@ -43,7 +43,7 @@ void ExpectFingerprint(const Sighting& sighting) {
   }
 }
 
-/// A DHCP packet stands alone, so that what a cut one tells can be compared.
+/// A DHCP packet is independent of others, so a truncated one can be compared with the whole.
 void ExpectNoGuess(const Frame& frame, const Sighting& whole) {
   if (whole.kind != Sighting::Kind::kDhcp) return;
   Frame cut = frame;

@@ -12,14 +12,14 @@ using namespace byod::test;
 
 namespace {
 
-constexpr size_t kMostBytes = 4096;  // more steps tell nothing new
+constexpr size_t kMaxBytes = 4096;  // longer inputs reach nothing new
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT) != 0) __builtin_trap();
   BYOD_order_Init();
-  IdentificationRun run{Choices(data, std::min(size, kMostBytes))};
+  IdentificationRun run{Choices(data, std::min(size, kMaxBytes))};
   Choices& choices = run.choices();
   const auto slot = [&] { return static_cast<uint32_t>(choices.Below(5)); };
   while (!choices.Spent()) {

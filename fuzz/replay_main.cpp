@@ -21,7 +21,7 @@ bool Replay(const fs::path& path) {
     std::fprintf(stderr, "%s: cannot be read\n", path.c_str());
     return false;
   }
-  // Named beforehand, so that the last line of a crash tells the input.
+  // Named beforehand, so that the last line before a crash names the input.
   std::printf("%s\n", path.c_str());
   std::fflush(stdout);
   // In a block of its own size, so that a sanitizer sees a read beyond it.

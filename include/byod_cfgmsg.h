@@ -96,7 +96,7 @@ void BYOD_Fini(int connection);
 /* ------------------------------------------------------------------ identification */
 
 /**
- * Tells PC, mobile and tablet apart by words in the User-Agent alone, without a rule and without
+ * Distinguishes PC, mobile and tablet by words in the User-Agent alone, without a rule and without
  * the daemon.
  *
  * @param connection  not used, but a negative one fails

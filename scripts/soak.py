@@ -9,7 +9,7 @@ by the byte, that never read, or that go without a word. All of it comes from on
 Changes are made by this process alone, which keeps a model of what they must have led to. Listings,
 orders, authorization sets and identifications are compared with it throughout, after each restart,
 and at the end. Then there must be as many descriptors as at the start, no more memory than after
-the warm-up, and a whole database. What is wrong is told, and ends the program with status 1.
+the warm-up, and a whole database. Faults are reported, and the exit status is then 1.
 """
 
 import argparse
@@ -216,7 +216,7 @@ class Daemon:
         return 0
 
     def write_rules(self, variant):
-        """Puts rule files in place of which the daemon's answers tell which they are."""
+        """Installs rule files that can be recognised by the daemon's answers."""
         path = self.rules + '/user-agent.csv'
         header = next(line for line in self.shipped.splitlines() if not line.startswith('#'))
         row = {'expression': 'soak-variant', 'name': 'variant %d' % variant}
@@ -609,7 +609,7 @@ class Curve:
         for seconds, memory, descriptors in self.samples[::step]:
             print('%10.0f  %12d  %11d' % (seconds, memory, descriptors))
 
-    def judge(self):
+    def check(self):
         """After a third of the time memory grows no more."""
         later = [memory for _, memory, _ in self.samples[len(self.samples) // 3:]]
         quarter = len(later) // 4
@@ -708,9 +708,9 @@ def soak(options, directory, daemon):
           % (daemon.base_descriptors, daemon.descriptors()))
     expect(daemon.descriptors() == daemon.base_descriptors, 'descriptors are left open')
     if options.seconds >= LONG_ENOUGH:
-        curve.judge()
+        curve.check()
     else:
-        print('memory: not judged in so short a time')
+        print('memory: not checked in so short a run')
     daemon.stop(signal.SIGTERM)
     check_database(directory + '/state/eBYOD.db')
     daemon.start()

@@ -2,7 +2,7 @@
 
 A row is `term,vendor,kind`. Kinds: `phone`, `tablet`, `tv` and `other` for
 words that only such devices carry; `both` for brands of phones and tablets,
-told apart by "Mobile"; a `+` behind the kind adds the bare word as a rule, for
+distinguished by "Mobile"; a `+` behind the kind adds the bare word as a rule, for
 strings that do not name their system (feature phones).
 
 A row of the names is `name,vendor,kind`: the name is tried in its usual

@@ -1,6 +1,6 @@
 // message_forms write FOLDER writes one message of each kind, in the memory form, into a file of
-// its own; message_forms read FOLDER reads them and names those that do not tell what was put in.
-// One machine's program reads what another's wrote.
+// its own; message_forms read FOLDER reads them and names those whose contents differ from what was
+// put in. One machine's program reads what another's wrote.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -28,7 +28,7 @@ ByodDeviceInfo Info() {
   return info;
 }
 
-bool Tells(const ByodDeviceInfo& info) {
+bool HoldsInfo(const ByodDeviceInfo& info) {
   const ByodDeviceInfo wanted = Info();
   return std::memcmp(&info, &wanted, sizeof info) == 0;
 }
@@ -95,7 +95,7 @@ bool ReadMacRule(uint32_t msg) {
   ByodMacRule rule = {};
   return BYOD_tlv_GetMacRuleAllInfo(msg, &origin, &word, &rec, &rule) == 0 && origin == kOrigin &&
          word == kWord && std::memcmp(rule.mac, kMac, sizeof kMac) == 0 &&
-         std::memcmp(rec.mask, kMask, sizeof kMask) == 0 && Tells(rec.info);
+         std::memcmp(rec.mask, kMask, sizeof kMask) == 0 && HoldsInfo(rec.info);
 }
 
 uint32_t MakeUserAgentRule() {
@@ -112,7 +112,7 @@ bool ReadUserAgentRule(uint32_t msg) {
   uint16_t word = 0;
   ByodTextRuleShowRec rec = {};
   return BYOD_tlv_GetUserAgentRuleAllInfo(msg, &origin, &word, &rec) == 0 && origin == kOrigin &&
-         word == kWord && std::strcmp(rec.text, "iPhone&&Mobile||iPad") == 0 && Tells(rec.info);
+         word == kWord && std::strcmp(rec.text, "iPhone&&Mobile||iPad") == 0 && HoldsInfo(rec.info);
 }
 
 /// A DHCP option rule, in a message inside another.
@@ -136,13 +136,13 @@ bool ReadNested(uint32_t msg) {
   const bool read = BYOD_tlv_GetDhcpOptionRuleAllInfo(inner, &origin, &word, &rec) == 0;
   TLV_Destroy(inner);
   return read && origin == kOrigin && word == kWord && std::strcmp(rec.text, "1,121,3,6,15") == 0 &&
-         Tells(rec.info);
+         HoldsInfo(rec.info);
 }
 
 const struct {
   const char* name;
   uint32_t (*make)();          // @return a message, the caller's
-  bool (*read)(uint32_t msg);  // @return whether it tells what was put in
+  bool (*read)(uint32_t msg);  // @return whether it holds what was put in
 } kForms[] = {
     {"numbers", MakeNumbers, ReadNumbers},
     {"fingerprint", MakeFingerPrint, ReadFingerPrint},

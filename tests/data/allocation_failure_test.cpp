@@ -227,7 +227,7 @@ TYPED_TEST(AllocationFailureInTable, AddsNoPredefinedRule) {
   const uint32_t failures = this->ForManyRules(
       [&](unsigned key) { TypeParam::AddFile(key, info); },
       [&](unsigned key) { EXPECT_EQ(TypeParam::Find(key), nullptr); },
-      [&](unsigned key) { EXPECT_EQ(Told(TypeParam::Find(key)->predefined), "n/v//"); });
+      [&](unsigned key) { EXPECT_EQ(InfoText(TypeParam::Find(key)->predefined), "n/v//"); });
   EXPECT_GE(failures, 2 * this->kRules);  // rule and information
 }
 

@@ -33,7 +33,7 @@ TEST(DeviceInfo, WithANameAloneExistsButHasNoAttribute) {
 TEST(DeviceInfo, ExistsWithAnyOfItsTexts) {
   for (const ByodDeviceInfo& info :
        {Info("n"), Info("", "v"), Info("", "", "c"), Info("", "", "", "o")}) {
-    EXPECT_EQ(BYOD_data_IsDeviceInfoExist(&info), 1u) << Told(&info);
+    EXPECT_EQ(BYOD_data_IsDeviceInfoExist(&info), 1u) << InfoText(&info);
   }
   const ByodDeviceInfo empty = {};
   EXPECT_EQ(BYOD_data_IsDeviceInfoExist(&empty), 0u);
@@ -69,8 +69,8 @@ TEST(AddedAttribute, IsTheOneThatItsKindNames) {
   for (uint32_t kind = BYOD_ATTR_VENDOR; kind <= BYOD_ATTR_OS; ++kind) {
     ByodDeviceInfo dst = Info("N", "V", "C", "O");
     BYOD_data_AddDeviceAttr(kind, &src, &dst);
-    EXPECT_EQ(Told(&dst), expected[kind - 1]);
-    EXPECT_EQ(Told(&src), "n/v/c/o");
+    EXPECT_EQ(InfoText(&dst), expected[kind - 1]);
+    EXPECT_EQ(InfoText(&src), "n/v/c/o");
   }
 }
 
@@ -79,7 +79,7 @@ TEST(AddedAttribute, OfAnotherKindChangesNothing) {
   for (const uint32_t kind : {0u, 4u, UINT32_MAX}) {
     ByodDeviceInfo dst = Info("N", "V", "C", "O");
     BYOD_data_AddDeviceAttr(kind, &src, &dst);
-    EXPECT_EQ(Told(&dst), "N/V/C/O") << kind;
+    EXPECT_EQ(InfoText(&dst), "N/V/C/O") << kind;
   }
 }
 
@@ -90,14 +90,14 @@ TEST(AddedAttribute, NeedsBothInformations) {
     BYOD_data_AddDeviceAttr(kind, &info, nullptr);
     BYOD_data_AddDeviceAttr(kind, nullptr, nullptr);
   }
-  EXPECT_EQ(Told(&info), "N/V/C/O");
+  EXPECT_EQ(InfoText(&info), "N/V/C/O");
 }
 
 TEST(AddedAttribute, ThatIsAbsentClearsTheOneThatWasThere) {
   const ByodDeviceInfo src = {};
   ByodDeviceInfo dst = Info("N", "V", "C", "O");
   BYOD_data_AddDeviceAttr(BYOD_ATTR_CATEGORY, &src, &dst);
-  EXPECT_EQ(Told(&dst), "N/V//O");
+  EXPECT_EQ(InfoText(&dst), "N/V//O");
 }
 
 TEST(AddedAttribute, IsCutAt63CharactersAndTerminated) {
@@ -180,7 +180,7 @@ TEST(StripDeviceInfo, ClearsOneHalfAndGivesZeroIfTheOtherRemains) {
     ByodDeviceInfo info = Info(c.name, c.vendor, c.category, c.os);
     EXPECT_EQ(byod_data_StripDeviceInfo(c.mode, &info), c.cleared ? 0u : 1u)
         << c.mode << ' ' << c.told;
-    EXPECT_EQ(Told(&info), c.told);
+    EXPECT_EQ(InfoText(&info), c.told);
   }
 }
 
@@ -194,7 +194,7 @@ TEST(StripDeviceInfoPart, ClearsTheSameAndGivesOneThen) {
     ByodDeviceInfo info = Info(c.name, c.vendor, c.category, c.os);
     EXPECT_EQ(byod_data_StripDeviceInfoPart(c.mode, &info), c.cleared ? 1u : 0u)
         << c.mode << ' ' << c.told;
-    EXPECT_EQ(Told(&info), c.told);
+    EXPECT_EQ(InfoText(&info), c.told);
   }
 }
 

@@ -23,7 +23,7 @@ TEST_F(FingerprintMethod, UserAgentLookupTakesTheFirstMatchInTheOrderOfTrying) {
   UserAgentRule(Info("long", "v"), "iPhone&&Mobile");
   ByodDeviceAttribute attr = {};
   EXPECT_EQ(BYOD_data_GetDevAttriByUserAgent(kUserAgent, &attr), 0u);
-  EXPECT_EQ(Told(attr), "v//");  // nothing of the shorter one
+  EXPECT_EQ(InfoText(attr), "v//");  // nothing of the shorter one
   char name[128];
   EXPECT_EQ(BYOD_data_GetDevTypeByUserAgent(kUserAgent, sizeof name, name), 0u);
   EXPECT_STREQ(name, "long");
@@ -37,7 +37,7 @@ TEST_F(FingerprintMethod, UserAgentLookupWithoutAMatchFailsAndLeavesTheAttribute
   EXPECT_EQ(BYOD_data_GetDevAttriByUserAgent(kUserAgent, &attr), kFailed);
   UserAgentRule(Info("n", "v", "c", "o"), "iPad");
   EXPECT_EQ(BYOD_data_GetDevAttriByUserAgent(kUserAgent, &attr), kFailed);
-  EXPECT_EQ(Told(attr), "v//");
+  EXPECT_EQ(InfoText(attr), "v//");
   EXPECT_EQ(BYOD_data_GetDevTypeByUserAgent(kUserAgent, sizeof name, name), kFailed);
 }
 
@@ -58,7 +58,7 @@ TEST_F(FingerprintMethod, UserAgentLookupLetsTheEmptyExpressionMatchTheEmptyStri
   EXPECT_STREQ(name, "any");
   ByodDeviceAttribute attr = {};
   EXPECT_EQ(BYOD_data_GetDevAttriByUserAgent("", &attr), 0u);
-  EXPECT_EQ(Told(attr), "v//");
+  EXPECT_EQ(InfoText(attr), "v//");
 }
 
 TEST_F(FingerprintMethod, UserAgentLookupSelectsTheNameOfTheFirstMatchOrNone) {
@@ -75,7 +75,7 @@ TEST_F(FingerprintMethod, MacLookupTakesTheRuleThatCoversTheAddress) {
   ByodDeviceAttribute attr = {};
   char name[128];
   EXPECT_EQ(BYOD_data_GetDevAttriByMac(inside.data(), &attr), 0u);
-  EXPECT_EQ(Told(attr), "v/c/o");
+  EXPECT_EQ(InfoText(attr), "v/c/o");
   EXPECT_EQ(BYOD_data_GetDevTypeByMac(inside.data(), sizeof name, name), 0u);
   EXPECT_STREQ(name, "n");
   EXPECT_EQ(BYOD_data_GetDevAttriByMac(outside.data(), &attr), kFailed);
@@ -96,7 +96,7 @@ TEST_F(FingerprintMethod, LookupsMergeTheConfiguredInformationOverThePredefinedO
   ByodDeviceAttribute attr = {};
   char name[128];
   EXPECT_EQ(BYOD_data_GetDevAttriByUserAgent(kUserAgent, &attr), 0u);
-  EXPECT_EQ(Told(attr), "pv/cc/");
+  EXPECT_EQ(InfoText(attr), "pv/cc/");
   EXPECT_EQ(BYOD_data_GetDevTypeByUserAgent(kUserAgent, sizeof name, name), 0u);
   EXPECT_STREQ(name, "cn");
 }
@@ -136,7 +136,7 @@ TEST_F(FingerprintMethod, AttributeMethodsTellWhetherAllIsKnownAndLogIt) {
     uint16_t complete = 77;
     EXPECT_EQ(kAttributeMethods[method](&fp_, &attr, &complete), 0u);
     EXPECT_EQ(complete, 1);
-    EXPECT_EQ(Told(attr), "v/c/o");
+    EXPECT_EQ(InfoText(attr), "v/c/o");
     EXPECT_THAT(log_.Take(), ElementsAre(AttributeLine(method, "v/c/o")));
   }
 }
@@ -199,7 +199,7 @@ TEST_F(FingerprintMethod, MethodsFailWithoutARuleAndLogNothing) {
     char name[128];
     EXPECT_EQ(kAttributeMethods[method](&fp_, &attr, &complete), kFailed);
     EXPECT_EQ(complete, 0) << method;
-    EXPECT_EQ(Told(attr), "v//");
+    EXPECT_EQ(InfoText(attr), "v//");
     EXPECT_EQ(kTypeMethods[method](&fp_, sizeof name, name), kFailed);
   }
   EXPECT_THAT(log_.lines(), IsEmpty());
@@ -244,7 +244,7 @@ TEST_F(FingerprintMethod, MethodsFailWithoutTheirPartOfTheFingerprint) {
     uint16_t complete = 77;
     EXPECT_EQ(kAttributeMethods[method](&empty, &attr, &complete), kFailed) << method;
     EXPECT_EQ(complete, 0) << method;
-    EXPECT_EQ(Told(attr), "//");
+    EXPECT_EQ(InfoText(attr), "//");
   }
   char name[128];
   EXPECT_EQ(kTypeMethods[BYOD_METHOD_DHCP](&empty, sizeof name, name), kFailed);

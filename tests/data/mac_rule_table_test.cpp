@@ -179,7 +179,7 @@ TEST_F(MacRuleTable, DropsAPredefinedRuleThatIsThereWithoutAWord) {
   BYOD_data_AddFileMacRule(&probe, &second);
   EXPECT_EQ(support::LiveAllocations(), before);
   EXPECT_EQ(BYOD_data_GetMacRuleCount(), 1u);
-  EXPECT_EQ(Told(Find("00:11:22:33:44:55")->predefined), "first///");
+  EXPECT_EQ(InfoText(Find("00:11:22:33:44:55")->predefined), "first///");
 }
 
 TEST_F(MacRuleTable, DeletionOfATerminalsAddressDeletesThePrefixRuleOverIt) {
@@ -194,7 +194,7 @@ TEST_F(MacRuleTable, DeletionOfAPartOfATerminalsRuleTakesThePrefixRuleOverIt) {
   rule->configured = NewInfo("n", "v");
   const ByodMacRule probe = Probe("00:11:22:33:44:55");
   BYOD_data_DelDeviceInfoFromMacRule(0, 0, &probe);
-  EXPECT_EQ(Told(rule->configured), "/v//");
+  EXPECT_EQ(InfoText(rule->configured), "/v//");
 }
 
 TEST_F(MacRuleTable, DeletionOfAttributesKeepsACustomRuleWithANameAndDeletesOneWithout) {
@@ -204,7 +204,7 @@ TEST_F(MacRuleTable, DeletionOfAttributesKeepsACustomRuleWithANameAndDeletesOneW
   BYOD_data_DelDeviceInfoFromMacRule(1, 0, &named);
   BYOD_data_DelDeviceInfoFromMacRule(1, 0, &nameless);
   ASSERT_NE(Find("00:11:22:00:00:00"), nullptr);
-  EXPECT_EQ(Told(Find("00:11:22:00:00:00")->configured), "n///");
+  EXPECT_EQ(InfoText(Find("00:11:22:00:00:00")->configured), "n///");
   EXPECT_EQ(Find("00:11:33:00:00:00"), nullptr);
 }
 

@@ -15,7 +15,7 @@ using namespace byod::test;
 std::string Merged(const ByodDeviceInfo* predefined, const ByodDeviceInfo* configured,
                    ByodDeviceAttribute attr = {}) {
   byod_data_MergeDeviceInfo(predefined, configured, &attr);
-  return Told(attr);
+  return InfoText(attr);
 }
 
 TEST(MergeDeviceInfo, LetsTheConfiguredFieldWinFieldByField) {

@@ -157,7 +157,7 @@ TYPED_TEST(RuleTable, GivesARuleThatIsThereUnchanged) {
   EXPECT_EQ(err, 0u);
   EXPECT_EQ(rule->origin, uint32_t{BYOD_RULE_PREDEFINED});
   EXPECT_EQ(rule->modified, 1);
-  EXPECT_EQ(Told(rule->predefined), "n/v//");
+  EXPECT_EQ(InfoText(rule->predefined), "n/v//");
   EXPECT_EQ(TypeParam::Count(), 1u);
   EXPECT_EQ(TypeParam::Table().custom_count, 0u);
 }
@@ -188,7 +188,7 @@ TYPED_TEST(RuleTable, CopiesTheInformationOfAPredefinedRule) {
   ASSERT_NE(rule, nullptr);
   EXPECT_EQ(rule->origin, uint32_t{BYOD_RULE_PREDEFINED});
   EXPECT_EQ(rule->modified, 0);
-  EXPECT_EQ(Told(rule->predefined), "Phone/Acme/Mobile/OS 1");
+  EXPECT_EQ(InfoText(rule->predefined), "Phone/Acme/Mobile/OS 1");
   EXPECT_EQ(rule->configured, nullptr);
   EXPECT_EQ(TypeParam::Count(), 1u);
   EXPECT_EQ(TypeParam::Table().custom_count, 0u);
@@ -197,7 +197,7 @@ TYPED_TEST(RuleTable, CopiesTheInformationOfAPredefinedRule) {
 TYPED_TEST(RuleTable, GivesAPredefinedRuleOfNoTextAnEmptyInformation) {
   TypeParam::AddFile(1u, Info(""));
   ASSERT_NE(TypeParam::Find(1u), nullptr);
-  EXPECT_EQ(Told(TypeParam::Find(1u)->predefined), "///");
+  EXPECT_EQ(InfoText(TypeParam::Find(1u)->predefined), "///");
 }
 
 // ---------------------------------------------------------------- update
@@ -218,7 +218,7 @@ TYPED_TEST(RuleTable, UpdateWithoutTextChangesNothing) {
   EXPECT_EQ(rule->configured, nullptr);
   rule->configured = NewInfo("n", "v", "c", "o");
   EXPECT_EQ(TypeParam::Update(&record, rule), 0u);
-  EXPECT_EQ(Told(rule->configured), "n/v/c/o");
+  EXPECT_EQ(InfoText(rule->configured), "n/v/c/o");
 }
 
 TYPED_TEST(RuleTable, UpdateMakesTheConfiguredInformation) {
@@ -226,7 +226,7 @@ TYPED_TEST(RuleTable, UpdateMakesTheConfiguredInformation) {
     auto* rule = Make<TypeParam>(unsigned{origin}, origin);
     const auto record = RecordOf<typename TypeParam::Record>(Info("", "", "c", ""));
     EXPECT_EQ(TypeParam::Update(&record, rule), 0u);
-    EXPECT_EQ(Told(rule->configured), "//c/");
+    EXPECT_EQ(InfoText(rule->configured), "//c/");
     EXPECT_EQ(rule->predefined, nullptr);
     EXPECT_EQ(rule->modified, 0);
   }
@@ -238,11 +238,11 @@ TYPED_TEST(RuleTable, UpdateLaysPresentTextsOverTheConfiguredInformation) {
   auto record = RecordOf<typename TypeParam::Record>(Info("N", "", "C", ""));
   EXPECT_EQ(TypeParam::Update(&record, rule), 0u);
   EXPECT_EQ(rule->configured, info);
-  EXPECT_EQ(Told(rule->configured), "N/v/C/o");
+  EXPECT_EQ(InfoText(rule->configured), "N/v/C/o");
   record = RecordOf<typename TypeParam::Record>(Info("", "V", "", "O"));
   EXPECT_EQ(TypeParam::Update(&record, rule), 0u);
-  EXPECT_EQ(Told(rule->configured), "N/V/C/O");
-  EXPECT_EQ(Told(rule->predefined), "p/p/p/p");
+  EXPECT_EQ(InfoText(rule->configured), "N/V/C/O");
+  EXPECT_EQ(InfoText(rule->predefined), "p/p/p/p");
   EXPECT_EQ(rule->modified, 0);
 }
 
@@ -253,17 +253,17 @@ TYPED_TEST(RuleTable, UpdateCutsTextsThatFillTheirFields) {
                                std::string(63, 'C') + "/" + std::string(63, 'O');
   auto* made = Make<TypeParam>(1u, BYOD_RULE_CUSTOM);
   EXPECT_EQ(TypeParam::Update(&record, made), 0u);
-  EXPECT_EQ(Told(made->configured), expected);
+  EXPECT_EQ(InfoText(made->configured), expected);
   auto* changed = MakeCustom<TypeParam>(2u, "n", "v", "c", "o");
   EXPECT_EQ(TypeParam::Update(&record, changed), 0u);
-  EXPECT_EQ(Told(changed->configured), expected);
+  EXPECT_EQ(InfoText(changed->configured), expected);
 }
 
 TYPED_TEST(RuleTable, UpdateReplacesALongerTextWhole) {
   auto* rule = MakeCustom<TypeParam>(1u, "a long name", "a long vendor");
   const auto record = RecordOf<typename TypeParam::Record>(Info("n", "v"));
   EXPECT_EQ(TypeParam::Update(&record, rule), 0u);
-  EXPECT_EQ(Told(rule->configured), "n/v//");
+  EXPECT_EQ(InfoText(rule->configured), "n/v//");
 }
 
 // ---------------------------------------------------------------- deletion
@@ -286,7 +286,7 @@ TYPED_TEST(RuleTable, DeletionOfAPredefinedRuleDropsItsModificationOnly) {
   TypeParam::Delete(1u);
   EXPECT_EQ(TypeParam::Find(1u), rule);
   EXPECT_EQ(TypeParam::Count(), 1u);
-  EXPECT_EQ(Told(rule->predefined), "p///");
+  EXPECT_EQ(InfoText(rule->predefined), "p///");
   EXPECT_EQ(rule->configured, nullptr);
   EXPECT_EQ(rule->modified, 1);
   TypeParam::Delete(1u);
@@ -299,7 +299,7 @@ TYPED_TEST(RuleTable, DeletionOfAnUnknownRuleDoesNothing) {
   TypeParam::DeletePart(0, 1, 2u);
   TypeParam::DeletePart(1, 1, 2u);
   EXPECT_EQ(TypeParam::Count(), 1u);
-  EXPECT_EQ(Told(TypeParam::Find(1u)->configured), "n///");
+  EXPECT_EQ(InfoText(TypeParam::Find(1u)->configured), "n///");
 }
 
 TYPED_TEST(RuleTable, ErasesAnyRuleWithBothInformations) {
@@ -377,7 +377,7 @@ TYPED_TEST(RuleTable, DeletesAPartOfACustomRulesInformation) {
     MakeCustom<TypeParam>(1u, c.name, c.vendor, c.vendor[0] != '\0' ? "c" : "");
     TypeParam::DeletePart(c.mode, c.remove, 1u);
     auto* rule = TypeParam::Find(1u);
-    EXPECT_EQ(rule != nullptr ? Told(rule->configured) : "gone", c.left_of_custom)
+    EXPECT_EQ(rule != nullptr ? InfoText(rule->configured) : "gone", c.left_of_custom)
         << c.mode << ' ' << c.remove << ' ' << c.name << '/' << c.vendor;
     EXPECT_EQ(TypeParam::Count(), rule != nullptr ? 1u : 0u);
     EXPECT_EQ(Byod_GetCustomRuleCount(), rule != nullptr ? 1u : 0u);
@@ -391,9 +391,9 @@ TYPED_TEST(RuleTable, DeletesAPartOfAModification) {
                                          Info(c.name, c.vendor, c.vendor[0] != '\0' ? "c" : ""));
     TypeParam::DeletePart(c.mode, c.remove, 1u);
     ASSERT_EQ(TypeParam::Find(1u), rule);
-    EXPECT_EQ(Told(rule->configured), c.left_of_modified)
+    EXPECT_EQ(InfoText(rule->configured), c.left_of_modified)
         << c.mode << ' ' << c.remove << ' ' << c.name << '/' << c.vendor;
-    EXPECT_EQ(Told(rule->predefined), "P/P/P/P");
+    EXPECT_EQ(InfoText(rule->predefined), "P/P/P/P");
     EXPECT_EQ(TypeParam::Count(), 1u);
     TypeParam::Erase(rule);
   }
@@ -404,7 +404,7 @@ TYPED_TEST(RuleTable, DeletionOfAPartLeavesAnUnmodifiedPredefinedRule) {
   for (const uint32_t mode : {0u, 1u, 2u})
     TypeParam::DeletePart(mode, 1, 1u);
   ASSERT_NE(TypeParam::Find(1u), nullptr);
-  EXPECT_EQ(Told(TypeParam::Find(1u)->predefined), "P/P//");
+  EXPECT_EQ(InfoText(TypeParam::Find(1u)->predefined), "P/P//");
 }
 
 TYPED_TEST(RuleTable, DeletionOfAPartOfACustomRuleWithoutInformationGoesByModeAndRemove) {

@@ -90,7 +90,7 @@ TYPED_TEST(TextRuleTable, RefusesNoEqualText) {
   EXPECT_EQ(InList<TypeParam>(), (std::vector<typename TypeParam::Rule*>{older, newer}));
   TypeParam::AddFile("abc", Info("n"));
   EXPECT_EQ(TypeParam::Count(), 3u);
-  EXPECT_EQ(Told(TypeParam::Find("abc")->predefined), "n///");
+  EXPECT_EQ(InfoText(TypeParam::Find("abc")->predefined), "n///");
 }
 
 TYPED_TEST(TextRuleTable, PutsAnEqualTextBehindTheOneThatTheSearchMeets) {
@@ -118,7 +118,7 @@ TYPED_TEST(TextRuleTable, DeletesWithoutRegardToCase) {
   auto* rule = this->Add("abc", BYOD_RULE_CUSTOM);
   rule->configured = NewInfo("n", "v");
   TypeParam::DeletePart(0, 0, "aBC");
-  EXPECT_EQ(Told(rule->configured), "/v//");
+  EXPECT_EQ(InfoText(rule->configured), "/v//");
 }
 
 TYPED_TEST(TextRuleTable, KeepsTextsOf255CharactersAndCutsLongerOnes) {

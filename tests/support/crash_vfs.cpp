@@ -65,7 +65,7 @@ File* Cast(sqlite3_file* file) {
   return reinterpret_cast<File*>(file);
 }
 
-// Counts an operation and tells the watcher. @return SQLITE_OK, or the failure that it meets
+// Counts an operation and notifies the watcher. @return SQLITE_OK, or the failure that it meets
 int Announce() {
   State& state = TheState();
   const int number = state.count++;

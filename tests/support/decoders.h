@@ -27,7 +27,7 @@ struct Records {
   char attributes[192];
   char behind[64];
 
-  /// Fills every byte, so that what is not written can be told.
+  /// Fills every byte, so that unwritten bytes can be recognised.
   explicit Records(int fill = 0xA5) { std::memset(static_cast<void*>(this), fill, sizeof *this); }
   Records(const Records& other) { *this = other; }
   Records& operator=(const Records& other) {

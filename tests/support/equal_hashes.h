@@ -1,4 +1,4 @@
-// Texts that differ and have the same 32-bit hash, which tables are to tell apart all the same.
+// Texts that differ and have the same 32-bit hash, which tables must distinguish nevertheless.
 #ifndef BYOD_TESTS_SUPPORT_EQUAL_HASHES_H
 #define BYOD_TESTS_SUPPORT_EQUAL_HASHES_H
 

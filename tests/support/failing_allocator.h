@@ -43,7 +43,7 @@ class FailingAllocation {
 };
 
 /**
- * What this thread has allocated and not freed. Only differences tell something: a scope that frees
+ * What this thread has allocated and not freed. Only differences are meaningful: a scope that frees
  * all it allocates leaves the number as it was.
  */
 int64_t LiveAllocations();

@@ -56,7 +56,7 @@ class IdentificationTest : public RuleStoreTest {
 
   std::string Attributes(ByodDeviceAttribute attr = {}) {
     const uint32_t result = BYOD_data_GetDeviceAttributeByFingerPrint(&fp_, &attr);
-    return (result == 0 ? "" : result == kFailed ? "failed " : "? ") + Told(attr);
+    return (result == 0 ? "" : result == kFailed ? "failed " : "? ") + InfoText(attr);
   }
   std::string Type(uint32_t size = 128) {
     return Asked(size, BYOD_data_GetDeviceTypeByFingerPrint);

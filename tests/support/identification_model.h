@@ -90,7 +90,7 @@ class IdentificationRun {
     std::string expression;
     for (size_t i = choices_.Below(10); i > 0; --i)
       expression += "abcd&|"[choices_.Below(6)];
-    // Of equal lengths the place is told elsewhere; here each length comes once.
+    // The order of equal lengths is tested elsewhere; here each length comes once.
     const auto longer = [&](const ModelRule& r) { return r.text.size() > expression.size(); };
     const auto place = std::find_if_not(agents_.begin(), agents_.end(), longer);
     if (place == agents_.end() || place->text.size() != expression.size()) {
@@ -192,7 +192,7 @@ class IdentificationRun {
     ByodDeviceAttribute attr = {};
     const uint32_t result = BYOD_data_GetDeviceAttributeByFingerPrint(&fp, &attr);
     ASSERT_EQ(result, any ? 0 : last);
-    ASSERT_EQ(Told(attr), known[1] + "/" + known[2] + "/" + known[3]);
+    ASSERT_EQ(InfoText(attr), known[1] + "/" + known[2] + "/" + known[3]);
     ASSERT_EQ(log_.Take(), log);
     counts_.identified += any;
     counts_.complete += !known[1].empty() && !known[2].empty() && !known[3].empty();

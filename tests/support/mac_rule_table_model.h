@@ -112,8 +112,8 @@ class MacRuleTableRun {
       ASSERT_EQ(std::memcmp(rule->mask, probe.mask, 6), 0);
       ASSERT_EQ(rule->origin, state.origin);
       ASSERT_EQ(rule->modified, state.modified);
-      ASSERT_EQ(Told(rule->predefined), Told(state.predefined));
-      ASSERT_EQ(Told(rule->configured), Told(state.configured));
+      ASSERT_EQ(InfoText(rule->predefined), InfoText(state.predefined));
+      ASSERT_EQ(InfoText(rule->configured), InfoText(state.configured));
     }
   }
 

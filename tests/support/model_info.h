@@ -31,10 +31,10 @@ struct ModelInfo {
   ByodDeviceInfo Plain() const { return Info(fields[0], fields[1], fields[2], fields[3]); }
 };
 
-inline std::string Told(const std::optional<ModelInfo>& info) {
+inline std::string InfoText(const std::optional<ModelInfo>& info) {
   if (!info) return "-";
   const ByodDeviceInfo plain = info->Plain();
-  return Told(&plain);
+  return InfoText(&plain);
 }
 
 /// An update of a rule's configured information.

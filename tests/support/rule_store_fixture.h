@@ -1,5 +1,5 @@
 // What the tests of the identification core begin with: an empty store, and short ways to write
-// addresses, rules and informations.
+// addresses, rules and device info.
 #ifndef BYOD_TESTS_SUPPORT_RULE_STORE_FIXTURE_H
 #define BYOD_TESTS_SUPPORT_RULE_STORE_FIXTURE_H
 
@@ -33,7 +33,7 @@ class RuleStoreTest : public ::testing::Test {
     BYOD_order_Fini();
   }
 
-  /// Begins anew with a limit.
+  /// Starts again with a limit.
   static void Reopen(uint32_t limit) {
     BYOD_data_GlobalInfoFini();
     ASSERT_EQ(BYOD_data_GlobalInfoInit(limit), 0u);
@@ -88,12 +88,12 @@ inline ByodDeviceInfo* NewInfo(const std::string& name, const std::string& vendo
 }
 
 /// An information as "name/vendor/category/os"; "-" for none.
-inline std::string Told(const ByodDeviceInfo* info) {
+inline std::string InfoText(const ByodDeviceInfo* info) {
   if (info == nullptr) return "-";
   return std::string(info->name) + "/" + info->vendor + "/" + info->category + "/" + info->os;
 }
 
-inline std::string Told(const ByodDeviceAttribute& attr) {
+inline std::string InfoText(const ByodDeviceAttribute& attr) {
   return std::string(attr.vendor) + "/" + attr.category + "/" + attr.os;
 }
 

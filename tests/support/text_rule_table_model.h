@@ -155,8 +155,8 @@ class TextRuleTableModel {
       ASSERT_EQ(std::string(Rules::Text(*rule)), state.text);
       ASSERT_EQ(rule->origin, state.origin);
       ASSERT_EQ(rule->modified, 0);
-      ASSERT_EQ(Told(rule->predefined), Told(state.predefined)) << state.text;
-      ASSERT_EQ(Told(rule->configured), Told(state.configured)) << state.text;
+      ASSERT_EQ(InfoText(rule->predefined), InfoText(state.predefined)) << state.text;
+      ASSERT_EQ(InfoText(rule->configured), InfoText(state.configured)) << state.text;
     }
     size_t chained = 0;
     for (uint32_t bucket = 0; bucket < 1024; ++bucket)
