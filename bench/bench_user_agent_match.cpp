@@ -19,7 +19,7 @@
 #include "byod_data.h"
 #include "data/internal.h"
 #include "data/rule_store.h"
-#include "data/user_agent_lookup.h"
+#include "data/user_agent/first_match.h"
 #include "first_match_contenders.h"
 #include "ratio_report.h"
 #include "real_strings.h"

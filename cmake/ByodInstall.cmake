@@ -9,8 +9,8 @@ install(TARGETS byod lauth byod_protocol EXPORT byod
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/byod)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/byod FILES_MATCHING PATTERN *.h)
 install(DIRECTORY protocol DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/byod FILES_MATCHING PATTERN *.h)
-install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lauth
-  FILES_MATCHING PATTERN lauth_*.h)
+install(DIRECTORY platform/device/ platform/additions/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lauth
+  FILES_MATCHING PATTERN *.h)
 
 # byod_pkg_config(name): installs name.pc, which finds the prefix from its own place: it is right after
 # DESTDIR, after cmake --install --prefix, and after the whole installation was moved.

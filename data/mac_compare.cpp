@@ -2,8 +2,8 @@
 #include <cstddef>
 
 #include "data/byte_order.h"
+#include "data/containers/steps.h"
 #include "data/internal.h"
-#include "data/steps.h"
 
 namespace {
 

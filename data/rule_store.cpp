@@ -1,8 +1,8 @@
 #include "data/rule_store.h"
 
+#include "data/containers/word_hash.h"
 #include "data/fold_case.h"
 #include "data/internal.h"
-#include "data/word_hash.h"
 #include "lauth_avl.h"
 
 namespace byod::data {

@@ -7,11 +7,11 @@
 #include <cstring>
 
 #include "byod_data.h"
-#include "data/list_marks.h"
-#include "data/ranked_list.h"
+#include "data/containers/list_marks.h"
+#include "data/containers/ranked_list.h"
+#include "data/containers/text_index.h"
 #include "data/spare_mac_rules.h"
-#include "data/text_index.h"
-#include "data/user_agent_index.h"
+#include "data/user_agent/index.h"
 #include "lauth_hash.h"
 
 namespace byod::data {

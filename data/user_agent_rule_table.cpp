@@ -1,6 +1,6 @@
 // The User-Agent rules: by keyword, in byte order of keywords, and longest keyword first.
 #include "data/text_rule_table.h"
-#include "data/user_agent_lookup.h"
+#include "data/user_agent/first_match.h"
 
 namespace byod::data {
 namespace {

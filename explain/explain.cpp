@@ -8,7 +8,7 @@
 
 #include "byod_order.h"
 #include "data/internal.h"
-#include "data/user_agent_lookup.h"
+#include "data/user_agent/first_match.h"
 #include "mac.h"
 #include "rulefiles/prefix.h"
 

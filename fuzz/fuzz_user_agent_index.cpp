@@ -12,7 +12,7 @@
 
 #include "byod_data.h"
 #include "data/rule_store.h"
-#include "data/user_agent_lookup.h"
+#include "data/user_agent/first_match.h"
 
 namespace {
 

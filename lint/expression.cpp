@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "data/user_agent_entry.h"
+#include "data/user_agent/entry.h"
 
 namespace byod::lint {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "byod_data.h"
 #include "byod_order.h"
-#include "data/user_agent_lookup.h"
+#include "data/user_agent/first_match.h"
 #include "rulefiles/load.h"
 
 namespace byod::lint {

@@ -48,8 +48,8 @@ if [ "$with_cppcheck" = yes ] && [ ${#own[@]} -gt 0 ]; then
   mkdir -p "$build/cppcheck"
   cppcheck --quiet --enable=warning,performance,portability --inline-suppr --error-exitcode=1 \
     --suppressions-list=scripts/cppcheck.txt --std=c++20 --language=c++ -j "$(nproc)" \
-    --cppcheck-build-dir="$build/cppcheck" --library=posix -I . -I include -I platform \
-    "${own[@]}" || status=1
+    --cppcheck-build-dir="$build/cppcheck" --library=posix -I . -I include -I platform/device \
+    -I platform/additions "${own[@]}" || status=1
 fi
 
 # Through the library and the platform every path is followed; elsewhere, where most of them lead

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "data/tiered_array.h"
+#include "data/containers/tiered_array.h"
 #include "lauthd/state/rule_cursor.h"
 
 namespace byod::lauthd {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "data/user_agent_lookup.h"
+#include "data/user_agent/first_match.h"
 #include "support/churn.h"
 #include "support/rule_store_fixture.h"
 #include "support/rule_tables.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "data/containers/ranked_list.h"
 #include "data/internal.h"
-#include "data/ranked_list.h"
 #include "support/rule_lists.h"
 #include "support/rule_store_fixture.h"
 #include "support/rule_tables.h"

@@ -24,7 +24,7 @@ cmake -S "$work" -B "$work/build" -G "$generator" -DCMAKE_C_COMPILER="$cc" \
   -DCMAKE_CXX_COMPILER="$cxx" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
 
 commands=$work/build/compile_commands.json
-grep -q 'user_agent_index.cpp' "$commands"
+grep -q 'user_agent/index.cpp' "$commands"
 grep -q 'lauth_dbm\|dbm.cpp' "$commands"
 ! grep -e '-Werror' "$commands" || { echo "a warning stops the build of a consumer"; exit 1; }
 ! grep -q '/tests/\|/fuzz/' "$commands" || { echo "tests are part of a consumer's build"; exit 1; }

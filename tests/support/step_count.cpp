@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "data/steps.h"
+#include "data/containers/steps.h"
 
 namespace {
 
