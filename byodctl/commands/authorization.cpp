@@ -1,5 +1,4 @@
 // byodctl show authorization, set authorization, unset authorization
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,10 +8,10 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/commands/change_report.h"
 #include "byodctl/daemon/client.h"
+#include "byodctl/identification/identification_fields.h"
 #include "byodctl/rules/category_advice.h"
 #include "byodctl/text/authorization_text.h"
-#include "byodctl/text/json_line.h"
-#include "byodctl/text/table.h"
+#include "byodctl/text/listing.h"
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
@@ -34,15 +33,17 @@ Request About(uint32_t operation, const Options& options) {
 
 int Show(const Options& options, const Settings& settings) {
   Client client(settings);
-  Table table({"GROUP", "TYPE", "ATTRIBUTES"});
+  Listing listing(FormOf(options.json),
+                  {{"GROUP", "group"}, {"TYPE", "type"}, {"ATTRIBUTES", "attributes"}});
   client.Series(About(BYOD_OP_GET, options), [&](const Fields& reply) {
     reply.ForEachNested(BYOD_EXT_AUTHORIZATION, [&](const Fields& fields) {
       const AuthorizationSet set = AuthorizationIn(fields);
-      if (options.json) return WriteJsonLine(AuthorizationJson(set));
-      table.Add({Cell(set.group), Cell(set.type), Cell(AuthorizationText(set))});
+      listing.Add({{"group", set.group},
+                   {"type", set.type},
+                   {"attributes", AttributesJson(set), AuthorizationText(set)}});
     });
   });
-  if (!options.json) table.Write(std::cout);
+  listing.Finish();
   return kExitSuccess;
 }
 
@@ -58,7 +59,7 @@ int Set(const Options& options, const Settings& settings) {
   }
   Client client(settings);
   const bool changed = client.Change(request);
-  return ReportChange(changed, AdviceOnCategory(client, options.type), options.json);
+  return ReportChange(changed, options.json, AdviceOnCategory(client, options.type));
 }
 
 int Unset(const Options& options, const Settings& settings) {

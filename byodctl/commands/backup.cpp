@@ -14,7 +14,7 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/commands/backup_file.h"
 #include "byodctl/daemon/client.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/json.h"
 #include "protocol/extensions.h"
 
 namespace byod::ctl {

@@ -52,7 +52,7 @@ int Set(const Options& options, const Settings& settings) {
   CheckExample(kind, options.example);
   Client client(settings);
   const bool changed = Apply(client, changes);
-  return ReportChange(changed, AdviceOn(client, rule.key, options.example), options.json);
+  return ReportChange(changed, options.json, AdviceOn(client, rule.key, options.example));
 }
 
 int Unset(const Options& options, const Settings& settings) {

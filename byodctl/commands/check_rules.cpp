@@ -9,7 +9,7 @@
 #include "byodctl/command_line/option_checks.h"
 #include "byodctl/text/counted.h"
 #include "byodctl/text/display_text.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/json.h"
 #include "lint/lint.h"
 
 namespace byod::ctl {
@@ -21,16 +21,18 @@ struct Options {
   bool json = false;
 };
 
-Json JsonOf(const rulefiles::Place& place, const std::string& rule) {
+Json RuleJson(const rulefiles::Place& place, const std::string& rule) {
   return {{"file", *place.file}, {"line", place.line}, {"rule", rule}};
 }
 
-Json JsonOf(const lint::Finding& finding) {
-  Json problem = {{"severity", NameOf(finding.severity)}, {"check", finding.check}};
-  problem.update(JsonOf(finding.place, finding.rule));
-  problem["reason"] = finding.reason;
-  problem["other"] = finding.other ? JsonOf(finding.other->place, finding.other->rule) : Json();
-  return problem;
+Json ProblemJson(const lint::Finding& finding) {
+  return {{"severity", NameOf(finding.severity)},
+          {"check", finding.check},
+          {"file", *finding.place.file},
+          {"line", finding.place.line},
+          {"rule", finding.rule},
+          {"reason", finding.reason},
+          {"other", finding.other ? RuleJson(finding.other->place, finding.other->rule) : Json()}};
 }
 
 int Check(const Options& options) {
@@ -38,9 +40,9 @@ int Check(const Options& options) {
   const size_t errors = Count(report.findings, lint::Severity::kError);
   const size_t warnings = Count(report.findings, lint::Severity::kWarning);
   if (options.json) {
-    Json problems = Json::array();
+    Json problems = Json::EmptyArray();
     for (const lint::Finding& finding : report.findings)
-      problems.push_back(JsonOf(finding));
+      problems.Append(ProblemJson(finding));
     WriteJsonLine({{"mac", report.rules.mac.size()},
                    {"user-agent", report.rules.user_agent.size()},
                    {"dhcp-option", report.rules.dhcp_option.size()},

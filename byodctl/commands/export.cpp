@@ -9,7 +9,7 @@
 #include "byodctl/rules/rule.h"
 #include "byodctl/rules/rule_csv.h"
 #include "byodctl/text/display_text.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/json.h"
 #include "byodctl/text/table.h"
 
 namespace byod::ctl {
@@ -45,7 +45,7 @@ int Export(const Options& options, const Settings& settings) {
       } else if (options.json) {
         Json object = {{"kind", kRuleKindNames[kind]}, {"key", key}};
         for (const DeviceField& field : kDeviceFields)
-          object[field.name] = rule.device.*field.member;
+          object.Set(field.name, rule.device.*field.member);
         WriteJsonLine(object);
       } else {
         std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);

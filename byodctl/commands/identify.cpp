@@ -39,10 +39,7 @@ struct Options {
     return input == "json" ? InputFormat::kJson : InputFormat::kAuto;
   }
 
-  OutputFormat output_format() const {
-    if (tsv) return OutputFormat::kTsv;
-    return json ? OutputFormat::kJson : OutputFormat::kTable;
-  }
+  OutputForm output_form() const { return tsv ? OutputForm::kTsv : FormOf(json); }
 };
 
 /// Nobody should wonder why nothing happens.
@@ -102,7 +99,7 @@ void Report(const Summary& summary, const Options& options) {
               << (summary.cut == 1 ? " User-Agent was" : " User-Agents were")
               << " longer than 255 bytes and cut there\n";
   }
-  if (options.output_format() == OutputFormat::kTable && !options.has_fingerprint) {
+  if (options.output_form() == OutputForm::kTable && !options.has_fingerprint) {
     std::cerr << "byodctl: " << summary.identified << " identified, " << summary.unknown
               << " unknown, " << summary.bad << " bad\n";
   }
@@ -119,7 +116,7 @@ int IdentifyCapture(const Options& options, const Settings& settings) {
   auto source = OpenCapture([&] { return capture::PacketSource::OpenFile(options.capture); });
   const auto identifier = MakePatientIdentifier(options.identifier, settings);
   const auto writer =
-      MakeWriter(options.output_format(),
+      MakeWriter(options.output_form(),
                  {options.identifier.explains, !options.identifier.group.empty(), true}, std::cout);
   StationWatch watch(*identifier, [&](const StationReport& report) {
     Identification result;
@@ -155,7 +152,7 @@ int Identify(const Options& options, const Settings& settings) {
     reader = OpenInput(std::cin, options.input_format());
   }
   const auto writer = MakeWriter(
-      options.output_format(),
+      options.output_form(),
       {options.identifier.explains, !options.identifier.group.empty(), false}, std::cout);
   Summary summary;
   while (auto line = reader->Next()) {

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,8 @@
 #include "byodctl/rules/rule_csv.h"
 #include "byodctl/text/counted.h"
 #include "byodctl/text/display_text.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/listing.h"
 #include "byodctl/text/progress_line.h"
-#include "byodctl/text/table.h"
 
 namespace byod::ctl {
 namespace {
@@ -41,61 +41,65 @@ struct Outcome {
   std::string reason;  ///< why it was refused, or is bad
 };
 
-/// Tells what is wrong with a row as soon as it is known; what became of all rows, at the end.
+/// Says what is wrong with a row as soon as it is known, and what became of all rows at the end.
 class Report {
  public:
   explicit Report(const Options& options) : options_(options) {}
 
+  /// @param rule  null for a row that could not be read
   void Add(const rulefiles::Place& place, const Rule* rule, const Outcome& outcome) {
     ++counts_[outcome.action];
+    const bool has_row = place.file != nullptr;
     if (!outcome.reason.empty()) {
-      if (place.file != nullptr) {
-        std::cerr << Printable(rulefiles::ToString(place)) << ": ";
-      } else {
-        std::cerr << "byodctl: " << Printable(ToString(rule->key)) << ": ";
-      }
-      std::cerr << (outcome.action == kRefused   ? "refused: "
-                    : outcome.action == kWarning ? "warning: "
-                                                 : "")
-                << Printable(outcome.reason) << '\n';
+      std::cerr << (has_row ? Printable(rulefiles::ToString(place))
+                            : "byodctl: " + Printable(ToString(rule->key)))
+                << ": " << Prefix(outcome.action) << Printable(outcome.reason) << '\n';
     }
-    if (options_.json) {
-      lines_ += JsonLine({{"line", place.file != nullptr ? Json(place.line) : Json()},
-                          {"kind", rule != nullptr ? Json(kRuleKindNames[rule->key.kind]) : Json()},
-                          {"key", rule != nullptr ? Json(ToString(rule->key)) : Json()},
-                          {"action", kActionNames[outcome.action]},
-                          {"reason", outcome.reason.empty() ? Json() : Json(outcome.reason)}});
-    } else if (options_.dry_run && rule != nullptr && outcome.action != kUnchanged) {
-      table_.Add(
-          {place.file != nullptr ? std::to_string(place.line) : "-", kActionNames[outcome.action],
-           kRuleKindNames[rule->key.kind], Cell(ToString(rule->key)), Cell(outcome.reason)},
-          outcome.action == kRefused ? Emphasis::kAlarm : Emphasis::kNone);
-    }
+    if (!options_.json && (rule == nullptr || outcome.action == kUnchanged)) return;
+    rows_.Add({{"line", has_row ? Json(place.line) : Json()},
+               {"kind", rule != nullptr ? Json(kRuleKindNames[rule->key.kind]) : Json()},
+               {"key", rule != nullptr ? Json(ToString(rule->key)) : Json()},
+               {"action", kActionNames[outcome.action]},
+               {"reason", OrNull(outcome.reason)}},
+              outcome.action == kRefused ? Emphasis::kAlarm : Emphasis::kNone);
   }
 
   size_t Count(Action action) const { return counts_[action]; }
 
   /// @param is_kept  else all is as it was, whether that was meant or not
-  int Finish(bool is_kept) const {
-    std::cout << lines_;
-    if (!options_.json) {
-      if (options_.dry_run) table_.Write(std::cout);
-      std::cout << (is_kept ? "" : "would be ");
-      for (size_t action = 0; action < kRemoved; ++action)
-        std::cout << (action > 0 ? ", " : "") << counts_[action] << ' ' << kActionNames[action];
-      if (options_.replace) std::cout << ", " << counts_[kRemoved] << " removed";
-      if (counts_[kWarning] > 0) std::cout << ", " << Counted(counts_[kWarning], "warning");
-      std::cout << '\n';
-    }
+  int Finish(bool is_kept) {
+    rows_.Finish();
+    if (options_.json || options_.dry_run) std::cout << written_.str();
+    if (!options_.json) WriteCounts(is_kept);
     if (counts_[kBad] > 0) return kExitBadInput;
     return counts_[kRefused] > 0 ? kExitRefused : kExitSuccess;
   }
 
  private:
+  static const char* Prefix(Action action) {
+    if (action == kRefused) return "refused: ";
+    return action == kWarning ? "warning: " : "";
+  }
+
+  void WriteCounts(bool is_kept) const {
+    std::cout << (is_kept ? "" : "would be ");
+    for (size_t action = 0; action < kRemoved; ++action)
+      std::cout << (action > 0 ? ", " : "") << counts_[action] << ' ' << kActionNames[action];
+    if (options_.replace) std::cout << ", " << counts_[kRemoved] << " removed";
+    if (counts_[kWarning] > 0) std::cout << ", " << Counted(counts_[kWarning], "warning");
+    std::cout << '\n';
+  }
+
   const Options& options_;
   std::array<size_t, kActionCount> counts_ = {};
-  std::string lines_;
-  Table table_{{"LINE", "ACTION", "KIND", "KEY", "REASON"}};
+  std::ostringstream written_;  // rows stand behind all that is wrong
+  Listing rows_{FormOf(options_.json),
+                {{"LINE", "line"},
+                 {"ACTION", "action"},
+                 {"KIND", "kind"},
+                 {"KEY", "key"},
+                 {"REASON", "reason"}},
+                written_};
 };
 
 rulefiles::File ReadInput(const std::string& name) {

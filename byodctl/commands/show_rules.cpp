@@ -1,7 +1,6 @@
 // byodctl show rules, byodctl show rule
 #include <algorithm>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,8 +10,8 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/rules/rule.h"
 #include "byodctl/rules/rule_filter.h"
-#include "byodctl/text/json_line.h"
-#include "byodctl/text/table.h"
+#include "byodctl/text/listing.h"
+#include "byodctl/text/properties.h"
 
 namespace byod::ctl {
 namespace {
@@ -39,26 +38,20 @@ std::string StateOf(const Rule& rule) {
          (rule.why_idle.empty() ? "" : "; not in effect: " + rule.why_idle);
 }
 
-Json DeviceJson(const rulefiles::DeviceText& device) {
-  Json object;
-  for (const DeviceField& field : kDeviceFields)
-    object[field.name] = device.*field.member;
-  return object;
-}
-
 Emphasis EmphasisOf(const Rule& rule) {
   if (!rule.why_idle.empty()) return Emphasis::kAlarm;
   return rule.is_custom || rule.is_modified ? Emphasis::kNotice : Emphasis::kNone;
 }
 
-Json RuleJson(const Rule& rule) {
-  Json object = {{"kind", kRuleKindNames[rule.key.kind]},
-                 {"key", ToString(rule.key)},
-                 {"origin", OriginOf(rule)},
-                 {"modified", rule.is_modified}};
-  object.update(DeviceJson(rule.device));
-  object["not_in_effect"] = rule.why_idle.empty() ? Json() : Json(rule.why_idle);
-  return object;
+Item ItemOf(const Rule& rule) {
+  Item item = {{"kind", kRuleKindNames[rule.key.kind]},
+               {"key", ToString(rule.key)},
+               {"origin", OriginOf(rule), StateOf(rule)},
+               {"modified", rule.is_modified}};
+  for (const DeviceField& field : kDeviceFields)
+    item.push_back({field.name, rule.device.*field.member});
+  item.push_back({"not_in_effect", OrNull(rule.why_idle)});
+  return item;
 }
 
 std::vector<uint32_t> KindsOf(const std::string& name) {
@@ -89,17 +82,18 @@ void ListCandidates(Client& client, const std::vector<uint32_t>& kinds, const Ru
 int ShowRules(const Options& options, const Settings& settings) {
   const std::vector<uint32_t> kinds = KindsOf(options.kind);
   Client client(settings);
-  Table table({"KIND", "KEY", "NAME", "VENDOR", "CATEGORY", "OS", "ORIGIN"});
+  Listing listing(FormOf(options.json), {{"KIND", "kind"},
+                                         {"KEY", "key"},
+                                         {"NAME", "name"},
+                                         {"VENDOR", "vendor"},
+                                         {"CATEGORY", "category"},
+                                         {"OS", "os"},
+                                         {"ORIGIN", "origin"}});
   const auto take = [&](const Rule& rule) {
-    if (!options.filter.Shows(rule)) return;
-    if (options.json) return WriteJsonLine(RuleJson(rule));
-    table.Add(
-        {kRuleKindNames[rule.key.kind], Cell(ToString(rule.key)), Cell(rule.device.name),
-         Cell(rule.device.vendor), Cell(rule.device.category), Cell(rule.device.os), StateOf(rule)},
-        EmphasisOf(rule));
+    if (options.filter.Shows(rule)) listing.Add(ItemOf(rule), EmphasisOf(rule));
   };
   ListCandidates(client, kinds, options.filter, settings, take);
-  if (!options.json) table.Write(std::cout);
+  listing.Finish();
   return kExitSuccess;
 }
 
@@ -109,22 +103,22 @@ int ShowRule(const Options& options, const Settings& settings) {
   Client client(settings);
   const Rule rule = AskFor(client, key, options.next ? Which::kNext : Which::kThis, Telling::kAll);
   const Rule configured = AskFor(client, rule.key, Which::kThis, Telling::kConfigured);
-  if (options.json) {
-    Json object = RuleJson(rule);
-    object["configured"] = DeviceJson(configured.device);
-    WriteJsonLine(object);
-    return kExitSuccess;
-  }
-  Table table;
-  table.Add({"kind", kRuleKindNames[kind]});
-  table.Add({"key", Cell(ToString(rule.key))});
-  table.Add({"origin", std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "")});
+  Properties properties(FormOf(options.json));
+  properties.Add("kind", "kind", kRuleKindNames[kind]);
+  properties.Add("key", "key", ToString(rule.key));
+  properties.Add("origin", "origin", OriginOf(rule), StateOf(rule));
+  properties.AddForPrograms("modified", rule.is_modified);
+  Json configured_fields;
   for (const DeviceField& field : kDeviceFields) {
-    const bool is_configured = !(configured.device.*field.member).empty();
-    table.Add({field.name, Cell(rule.device.*field.member) +
-                               (is_configured && rule.is_modified ? " (configured)" : "")});
+    const std::string& value = rule.device.*field.member;
+    const std::string& set = configured.device.*field.member;
+    configured_fields.Set(field.name, set);
+    const bool is_marked = !set.empty() && rule.is_modified;
+    properties.Add(field.name, field.name, value, value + (is_marked ? " (configured)" : ""));
   }
-  table.Write(std::cout);
+  properties.AddForPrograms("not_in_effect", OrNull(rule.why_idle));
+  properties.AddForPrograms("configured", configured_fields);
+  properties.Write();
   return kExitSuccess;
 }
 

@@ -1,5 +1,4 @@
 // byodctl show order, show counts, show status
-#include <iostream>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,9 +9,8 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/daemon/client.h"
 #include "byodctl/rules/rule.h"
-#include "byodctl/text/json_line.h"
 #include "byodctl/text/order_text.h"
-#include "byodctl/text/table.h"
+#include "byodctl/text/properties.h"
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
@@ -24,36 +22,26 @@ int ShowOrder(bool json, const Settings& settings) {
   ByodOrder order = {{BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT, BYOD_ORDER_NO_SLOT}};
   BYOD_tlv_GetOrder(reply.get(), order.slots);
   const auto names = NamesOf(order);
-  if (json) {
-    WriteJsonLine({{"order", names}});
-    return kExitSuccess;
-  }
-  Table table({"PLACE", "METHOD"});
+  Properties properties(FormOf(json), {"PLACE", "METHOD"});
+  properties.AddForPrograms("order", names);
   for (size_t i = 0; i < names.size(); ++i)
-    table.Add({std::to_string(i + 1), names[i]});
-  table.Write(std::cout);
+    properties.AddForPeople(std::to_string(i + 1), names[i]);
+  properties.Write();
   return kExitSuccess;
 }
 
 int ShowCounts(bool json, const Settings& settings) {
   Client client(settings);
-  Json object;
-  Table table({"KIND", "RULES"});
+  Properties properties(FormOf(json), {"KIND", "RULES"});
   uint64_t total = 0;
   for (const uint32_t kind : kRuleKindsInOrder) {
     const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_MSG_DHCPOPT_COUNT + kind));
     const uint32_t count = Fields(reply).Number(BYOD_TLV_COUNT);
-    object[kRuleKindNames[kind]] = count;
-    table.Add({kRuleKindNames[kind], std::to_string(count)});
+    properties.Add(kRuleKindNames[kind], kRuleKindNames[kind], count);
     total += count;
   }
-  object["total"] = total;
-  table.Add({"total", std::to_string(total)});
-  if (json) {
-    WriteJsonLine(object);
-  } else {
-    table.Write(std::cout);
-  }
+  properties.Add("total", "total", total);
+  properties.Write();
   return kExitSuccess;
 }
 
@@ -107,64 +95,55 @@ std::map<uint32_t, TableCounts> TablesIn(const Fields& status) {
   return tables;
 }
 
-void WriteStatusJson(const Fields& status) {
-  Json object = {{"version", status.Text(BYOD_EXT_VERSION)},
-                 {"uptime_s", status.Counter(BYOD_EXT_UPTIME)}};
+void AddTables(Properties& properties, const Fields& status) {
   auto tables = TablesIn(status);
-  for (const uint32_t kind : kRuleKindsInOrder) {
-    object["rules"][kRuleKindNames[kind]] = {{"rules", tables[kind].rules},
-                                             {"custom", tables[kind].custom},
-                                             {"modified", tables[kind].modified},
-                                             {"not_in_effect", tables[kind].idle}};
-  }
-  const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
-  object["rule_limit"] = limit == BYOD_NO_RULE_LIMIT ? Json() : Json(limit);
-  for (const StatusNumber& row : kStatusNumbers)
-    object[row.key] = row.is_counter ? status.Counter(row.type) : status.Number(row.type);
-  object["database"] = DatabaseText(status.Number(BYOD_EXT_DATABASE));
-  const bool failed = status.Has(BYOD_EXT_RELOAD_FAILURE);
-  object["reload_failure"] = failed ? Json(status.Text(BYOD_EXT_RELOAD_FAILURE)) : Json();
-  WriteJsonLine(object);
-}
-
-void WriteStatusTable(const Fields& status) {
-  Table table;
-  table.Add({"version", Cell(status.Text(BYOD_EXT_VERSION))});
-  table.Add({"up for", UptimeText(status.Counter(BYOD_EXT_UPTIME))});
-  auto tables = TablesIn(status);
+  Json rules;
   for (const uint32_t kind : kRuleKindsInOrder) {
     const TableCounts& counts = tables[kind];
+    rules.Set(kRuleKindNames[kind], {{"rules", counts.rules},
+                                     {"custom", counts.custom},
+                                     {"modified", counts.modified},
+                                     {"not_in_effect", counts.idle}});
     const std::string idle =
         counts.idle > 0 ? "; " + std::to_string(counts.idle) + " not in effect" : "";
-    table.Add({std::string{kRuleKindNames[kind]} + " rules",
-               std::to_string(counts.rules) + " (" + std::to_string(counts.custom) + " custom, " +
-                   std::to_string(counts.modified) + " modified" + idle + ")"},
-              counts.idle > 0 ? Emphasis::kAlarm : Emphasis::kNone);
+    properties.AddForPeople(std::string{kRuleKindNames[kind]} + " rules",
+                            std::to_string(counts.rules) + " (" + std::to_string(counts.custom) +
+                                " custom, " + std::to_string(counts.modified) + " modified" + idle +
+                                ")",
+                            counts.idle > 0 ? Emphasis::kAlarm : Emphasis::kNone);
   }
-  const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
-  table.Add({"custom rules allowed",
-             limit == BYOD_NO_RULE_LIMIT ? std::string{"any number"} : std::to_string(limit)});
-  for (const StatusNumber& row : kStatusNumbers) {
-    table.Add({row.label, std::to_string(row.is_counter ? status.Counter(row.type)
-                                                        : status.Number(row.type))});
-  }
-  const uint32_t database = status.Number(BYOD_EXT_DATABASE);
-  table.Add({"database", DatabaseText(database)},
-            database == BYOD_DATABASE_FAILING ? Emphasis::kAlarm : Emphasis::kNone);
-  if (status.Has(BYOD_EXT_RELOAD_FAILURE)) {
-    table.Add({"last reload failed", Cell(status.Text(BYOD_EXT_RELOAD_FAILURE))}, Emphasis::kAlarm);
-  }
-  table.Write(std::cout);
+  properties.AddForPrograms("rules", rules);
 }
 
 int ShowStatus(bool json, const Settings& settings) {
   Client client(settings);
   const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_EXT_MSG_STATUS));
-  if (json) {
-    WriteStatusJson(Fields(reply));
+  const Fields status(reply);
+  Properties properties(FormOf(json));
+  properties.Add("version", "version", status.Text(BYOD_EXT_VERSION));
+  const uint64_t uptime = status.Counter(BYOD_EXT_UPTIME);
+  properties.Add("uptime_s", "up for", uptime, UptimeText(uptime));
+  AddTables(properties, status);
+  const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
+  if (limit == BYOD_NO_RULE_LIMIT) {
+    properties.Add("rule_limit", "custom rules allowed", {}, "any number");
   } else {
-    WriteStatusTable(Fields(reply));
+    properties.Add("rule_limit", "custom rules allowed", limit);
   }
+  for (const StatusNumber& row : kStatusNumbers) {
+    properties.Add(row.key, row.label,
+                   row.is_counter ? status.Counter(row.type) : status.Number(row.type));
+  }
+  const uint32_t database = status.Number(BYOD_EXT_DATABASE);
+  properties.Add("database", "database", DatabaseText(database), DatabaseText(database),
+                 database == BYOD_DATABASE_FAILING ? Emphasis::kAlarm : Emphasis::kNone);
+  if (status.Has(BYOD_EXT_RELOAD_FAILURE)) {
+    const std::string failure = status.Text(BYOD_EXT_RELOAD_FAILURE);
+    properties.Add("reload_failure", "last reload failed", failure, failure, Emphasis::kAlarm);
+  } else {
+    properties.AddForPrograms("reload_failure", {});
+  }
+  properties.Write();
   return kExitSuccess;
 }
 

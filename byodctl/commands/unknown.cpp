@@ -1,5 +1,4 @@
 // byodctl show unknown, byodctl unset unknown
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,9 +9,8 @@
 #include "byodctl/commands/change_report.h"
 #include "byodctl/daemon/client.h"
 #include "byodctl/identification/identification_fields.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/listing.h"
 #include "byodctl/text/method_names.h"
-#include "byodctl/text/table.h"
 #include "protocol/extensions.h"
 
 namespace byod::ctl {
@@ -38,33 +36,29 @@ std::string Joined(const std::vector<std::string>& names) {
 int ShowUnknown(bool json, const Settings& settings) {
   Client client(settings);
   bool has_flag = false;
-  Table table({"LAST SEEN", "TIMES", "UNMATCHED", "MAC", "DHCP OPTIONS", "USER-AGENT"});
+  Listing listing(FormOf(json), {{"LAST SEEN", "last"},
+                                 {"TIMES", "seen"},
+                                 {"UNMATCHED", "unmatched"},
+                                 {"MAC", "mac"},
+                                 {"DHCP OPTIONS", "options"},
+                                 {"USER-AGENT", "user_agent"}});
   client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_UNKNOWN), [&](const Fields& reply) {
     reply.ForEachNested(BYOD_EXT_UNKNOWN, [&](const Fields& unknown) {
       const FingerprintText text = FingerprintIn(unknown);
-      const uint64_t seen = unknown.Counter(BYOD_EXT_SEEN);
-      const std::string last = TimeText(unknown.Counter(BYOD_EXT_TIME));
       const bool is_local = IsLocallyAdministered(text.mac);
       has_flag = has_flag || is_local;
       const std::vector<std::string> unmatched = Unmatched(unknown);
-      if (json) {
-        WriteJsonLine({{"mac", text.mac},
-                       {"options", text.options},
-                       {"user_agent", text.user_agent},
-                       {"unmatched", unmatched},
-                       {"seen", seen},
-                       {"first", TimeText(unknown.Counter(BYOD_EXT_FIRST_TIME))},
-                       {"last", last},
-                       {"locally_administered", is_local}});
-      } else {
-        table.Add({last, std::to_string(seen), Joined(unmatched), Cell(Flagged(text.mac, is_local)),
-                   Cell(text.options), Cell(text.user_agent)});
-      }
+      listing.Add({{"mac", text.mac, Flagged(text.mac, is_local)},
+                   {"options", text.options},
+                   {"user_agent", text.user_agent},
+                   {"unmatched", unmatched, Joined(unmatched)},
+                   {"seen", unknown.Counter(BYOD_EXT_SEEN)},
+                   {"first", TimeText(unknown.Counter(BYOD_EXT_FIRST_TIME))},
+                   {"last", TimeText(unknown.Counter(BYOD_EXT_TIME))},
+                   {"locally_administered", is_local}});
     });
   });
-  if (json) return kExitSuccess;
-  table.Write(std::cout);
-  if (has_flag) std::cout << kFlagNote;
+  listing.Finish(has_flag ? kFlagNote : "");
   return kExitSuccess;
 }
 

@@ -11,9 +11,8 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/daemon/client.h"
 #include "byodctl/identification/identification_fields.h"
-#include "byodctl/text/answer_json.h"
+#include "byodctl/text/answer_item.h"
 #include "byodctl/text/event_text.h"
-#include "byodctl/text/json_line.h"
 #ifdef BYOD_CAPTURE
 #include "byodctl/commands/watch_interface.h"
 #endif
@@ -46,29 +45,18 @@ const char* QuestionName(uint32_t kind) {
   }
 }
 
-void WriteJson(const Fields& event, uint64_t lost) {
+/// @param lost  identifications that were left out before this one
+Item ItemOf(const Fields& event, uint64_t lost) {
   const FingerprintText text = FingerprintIn(event);
   Answer answer = AnswerIn(event);
   if (answer.vendor.empty()) answer.vendor = event.Text(BYOD_EXT_DERIVED_VENDOR);
-  Json object = {{"time", TimeText(event.Counter(BYOD_EXT_TIME))},
-                 {"user_id", event.Number(BYOD_EXT_CLIENT)},
-                 {"question", QuestionName(event.Number(BYOD_TLV_MSGTYPE))},
-                 {"mac", text.mac}};
-  AddAnswer(object, text, answer, CodeOf(event) == 0, IsLocallyAdministered(text.mac));
-  object["lost"] = lost;
-  WriteJsonLine(object);
-}
-
-void WriteText(const Fields& event, uint64_t lost) {
-  if (lost > 0) std::cout << "(" << lost << " left out)\n";
-  Event shown{TimeText(event.Counter(BYOD_EXT_TIME)),
-              QuestionName(event.Number(BYOD_TLV_MSGTYPE)),
-              FingerprintIn(event),
-              {},
-              CodeOf(event) == 0,
-              AnswerIn(event)};
-  if (shown.answer.vendor.empty()) shown.answer.vendor = event.Text(BYOD_EXT_DERIVED_VENDOR);
-  std::cout << ToString(shown) << '\n';
+  Item item = {{"time", TimeText(event.Counter(BYOD_EXT_TIME))},
+               {"user_id", event.Number(BYOD_EXT_CLIENT)},
+               {"question", QuestionName(event.Number(BYOD_TLV_MSGTYPE))},
+               {"mac", text.mac}};
+  AddAnswer(item, text, answer, CodeOf(event) == 0, IsLocallyAdministered(text.mac));
+  item.push_back({"lost", lost});
+  return item;
 }
 
 /// The identifications of the daemon, over one connection after the other.
@@ -110,6 +98,12 @@ class DaemonWatch {
     }
   }
 
+  void Write(const Fields& event, uint64_t lost) const {
+    if (lost > 0 && !options_.json) std::cout << "(" << lost << " left out)\n";
+    WriteEvent(FormOf(options_.json), QuestionName(event.Number(BYOD_TLV_MSGTYPE)),
+               ItemOf(event, lost));
+  }
+
   void Take(const tlv::Message& reply, bool is_first) {
     const Fields fields(reply);
     if (CodeOf(fields) != BYOD_ERR_CONTINUE) throw Refusal(fields);
@@ -121,11 +115,7 @@ class DaemonWatch {
     fields.ForEachNested(BYOD_EXT_EVENT, [&](const Fields& event) {
       if (IsDone()) return;
       ++seen_;
-      if (options_.json) {
-        WriteJson(event, lost);
-      } else {
-        WriteText(event, lost);
-      }
+      Write(event, lost);
       lost = 0;
     });
     std::cout.flush();

@@ -6,24 +6,19 @@
 #include "byodctl/failure.h"
 #include "byodctl/identification/identification_fields.h"
 #include "byodctl/identification/station_watch.h"
-#include "byodctl/text/answer_json.h"
+#include "byodctl/text/answer_item.h"
 #include "byodctl/text/event_text.h"
 
 namespace byod::ctl {
 namespace {
 
-void WriteReport(const StationReport& report, bool json) {
-  const FingerprintText& text = report.fingerprint;
-  const Answer& answer = report.answer;
-  const std::string time = TimeText(report.time_us);
-  if (json) {
-    Json object = {{"time", time}, {"mac", text.mac}, {"address", report.address}};
-    AddAnswer(object, text, answer, !answer.IsUnknown(), report.is_locally_administered);
-    WriteJsonLine(object);
-  } else {
-    std::cout << ToString(Event{time, "station", text, report.address, !answer.IsUnknown(), answer})
-              << '\n';
-  }
+void WriteReport(const StationReport& report, OutputForm form) {
+  Item item = {{"time", TimeText(report.time_us)},
+               {"mac", report.fingerprint.mac},
+               {"address", report.address}};
+  AddAnswer(item, report.fingerprint, report.answer, !report.answer.IsUnknown(),
+            report.is_locally_administered);
+  WriteEvent(form, "station", item);
   std::cout.flush();
 }
 
@@ -65,7 +60,7 @@ int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
   uint64_t written = 0;
   ReportingIdentifier reporting(*identifier);
   StationWatch watch(reporting, [&](const StationReport& report) {
-    WriteReport(report, options.json);
+    WriteReport(report, FormOf(options.json));
     ++written;
   });
   if (!options.json) std::cerr << "byodctl: watching " << options.interface << '\n';

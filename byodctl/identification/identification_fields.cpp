@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "byod_tlv.h"
+#include "protocol/extensions.h"
 #include "rulefiles/mac_text.h"
 
 namespace byod::ctl {
@@ -32,6 +33,16 @@ Answer AnswerIn(const Fields& fields) {
           fields.Text(BYOD_TLV_DEVNAME),
           {},
           {}};
+}
+
+AuthorizationSet AuthorizationIn(const Fields& fields) {
+  AuthorizationSet set{fields.Text(BYOD_EXT_GROUP), fields.Text(BYOD_TLV_DEVTYPE), {}};
+  std::string name;
+  fields.ForEach([&](uint16_t type, const std::string& text) {
+    if (type == BYOD_EXT_ATTR_NAME) name = text;
+    if (type == BYOD_EXT_ATTR_VALUE) set.attributes.emplace_back(name, text);
+  });
+  return set;
 }
 
 std::string TimeText(uint64_t microseconds) {

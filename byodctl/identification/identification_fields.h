@@ -1,4 +1,4 @@
-// Fingerprints and identities as the daemon tells them.
+// Fingerprints, answers and authorization sets in messages.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFICATION_FIELDS_H
 #define BYODCTL_IDENTIFICATION_IDENTIFICATION_FIELDS_H
 
@@ -6,7 +6,7 @@
 #include <string>
 
 #include "byodctl/daemon/client.h"
-#include "byodctl/identification/identifier.h"
+#include "byodctl/text/answer.h"
 #include "byodctl/text/fingerprint_text.h"
 
 namespace byod::ctl {
@@ -16,6 +16,9 @@ FingerprintText FingerprintIn(const Fields& fields);
 
 /// Vendor, category, OS and name in a message.
 Answer AnswerIn(const Fields& fields);
+
+/// The authorization set in a message.
+AuthorizationSet AuthorizationIn(const Fields& fields);
 
 /// "2026-02-28T12:34:56.789Z" from microseconds since 1970.
 std::string TimeText(uint64_t microseconds);

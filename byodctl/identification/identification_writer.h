@@ -7,7 +7,8 @@
 #include <string>
 
 #include "byodctl/identification/fingerprint_input.h"
-#include "byodctl/identification/identifier.h"
+#include "byodctl/text/answer.h"
+#include "byodctl/text/output_form.h"
 
 namespace byod::ctl {
 
@@ -28,15 +29,6 @@ class Writer {
   virtual void Finish() {}
 };
 
-enum class OutputFormat {
-  kTable,  ///< aligned columns, written at the end; or a paragraph each when there are explanations
-  kTsv,  ///< a header, then a line for each line of input. Nothing is quoted, so a tab or line end
-         ///< inside a field, which only JSON input can have, becomes a blank, and what a terminal
-         ///< might obey is replaced
-  kJson  ///< an object a line. Its keys are always the same: error is null or says why the line
-         ///< could not be identified, explanation and authorization are null unless asked for
-};
-
 /// What goes out besides the answer.
 struct OutputExtras {
   bool explains = false;
@@ -44,8 +36,8 @@ struct OutputExtras {
   bool sights = false;      ///< the lines are packets; time and address are columns more
 };
 
-/// @param out  borrowed by the writer
-std::unique_ptr<Writer> MakeWriter(OutputFormat format, OutputExtras extras, std::ostream& out);
+/// A table of terminals with their explanations has a paragraph for each. @param out  borrowed
+std::unique_ptr<Writer> MakeWriter(OutputForm form, OutputExtras extras, std::ostream& out);
 
 }  // namespace byod::ctl
 

@@ -1,37 +1,11 @@
-// Who answers what a terminal is.
+// What identifies terminals: the daemon, or rules in this process.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFIER_H
 #define BYODCTL_IDENTIFICATION_IDENTIFIER_H
 
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "byod_data.h"
-#include "explain/explain.h"
+#include "byodctl/text/answer.h"
 
 namespace byod::ctl {
-
-/// What a terminal of a user group may do.
-struct AuthorizationSet {
-  std::string group;
-  std::string type;  ///< the category that the set is for; "*" = any
-  std::vector<std::pair<std::string, std::string>> attributes;
-};
-
-/// Empty texts are unknown.
-struct Answer {
-  std::string vendor;
-  std::string category;
-  std::string os;
-  std::string name;
-  std::optional<explain::Explanation> explanation;
-  std::optional<AuthorizationSet> authorization;
-
-  bool IsUnknown() const {
-    return vendor.empty() && category.empty() && os.empty() && name.empty();
-  }
-};
 
 class Identifier {
  public:

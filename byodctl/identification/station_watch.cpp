@@ -9,7 +9,7 @@
 #include "byodctl/failure.h"
 #include "byodctl/text/authorization_text.h"
 #include "byodctl/text/display_text.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/json.h"
 #include "rulefiles/mac_text.h"
 
 namespace byod::ctl {
@@ -133,7 +133,7 @@ void WriteSummary(const StationSummary& summary, bool json) {
         {"malformed", packets.malformed},     {"option_lists", packets.option_lists},
         {"user_agents", packets.user_agents}, {"cut", summary.cut},
         {"identified", summary.identified},   {"unknown", summary.unknown}};
-    std::cerr << object.dump() << '\n';
+    std::cerr << object.ToString() << '\n';
     return;
   }
   std::cerr << "byodctl: packets: " << packets.packets << ", malformed " << packets.malformed

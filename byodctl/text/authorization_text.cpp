@@ -1,22 +1,8 @@
 #include "byodctl/text/authorization_text.h"
 
-#include "byod_tlv.h"
-#include "protocol/extensions.h"
+#include <vector>
 
 namespace byod::ctl {
-namespace {
-
-/// The only value of a name is a string, several are an array of them.
-void AddValue(Json& values, const std::string& value) {
-  if (values.is_null()) {
-    values = value;
-    return;
-  }
-  if (!values.is_array()) values = Json::array({values});
-  values.push_back(value);
-}
-
-}  // namespace
 
 std::string AuthorizationText(const std::optional<AuthorizationSet>& set) {
   std::string text;
@@ -28,21 +14,20 @@ std::string AuthorizationText(const std::optional<AuthorizationSet>& set) {
   return text;
 }
 
-Json AuthorizationJson(const AuthorizationSet& set) {
-  Json attributes = Json::object();
-  for (const auto& [name, value] : set.attributes)
-    AddValue(attributes[name], value);
-  return {{"group", set.group}, {"type", set.type}, {"attributes", attributes}};
+Json AttributesJson(const AuthorizationSet& set) {
+  Json attributes = Json::EmptyObject();
+  for (const auto& [name, value] : set.attributes) {
+    std::vector<std::string> values;
+    for (const auto& [other, another] : set.attributes) {
+      if (other == name) values.push_back(another);
+    }
+    attributes.Set(name, values.size() == 1 ? Json(value) : Json(values));
+  }
+  return attributes;
 }
 
-AuthorizationSet AuthorizationIn(const Fields& fields) {
-  AuthorizationSet set{fields.Text(BYOD_EXT_GROUP), fields.Text(BYOD_TLV_DEVTYPE), {}};
-  std::string name;
-  fields.ForEach([&](uint16_t type, const std::string& text) {
-    if (type == BYOD_EXT_ATTR_NAME) name = text;
-    if (type == BYOD_EXT_ATTR_VALUE) set.attributes.emplace_back(name, text);
-  });
-  return set;
+Json AuthorizationJson(const AuthorizationSet& set) {
+  return {{"group", set.group}, {"type", set.type}, {"attributes", AttributesJson(set)}};
 }
 
 }  // namespace byod::ctl

@@ -5,20 +5,19 @@
 #include <optional>
 #include <string>
 
-#include "byodctl/daemon/client.h"
-#include "byodctl/identification/identifier.h"
-#include "byodctl/text/json_line.h"
+#include "byodctl/text/answer.h"
+#include "byodctl/text/json.h"
 
 namespace byod::ctl {
 
 /// "vlan=20 acl=guest"; empty without a set.
 std::string AuthorizationText(const std::optional<AuthorizationSet>& set);
 
+/// {"vlan": "20", "av-pair": ["a", "b"]}
+Json AttributesJson(const AuthorizationSet& set);
+
 /// {"group": "staff", "type": "Mobile", "attributes": {"vlan": "20", "av-pair": ["a", "b"]}}
 Json AuthorizationJson(const AuthorizationSet& set);
-
-/// The set that a message holds.
-AuthorizationSet AuthorizationIn(const Fields& fields);
 
 }  // namespace byod::ctl
 

@@ -1,28 +1,38 @@
 #include "byodctl/text/event_text.h"
 
-#include <nlohmann/json.hpp>
+#include <iostream>
 
 #include "byodctl/text/display_text.h"
 
 namespace byod::ctl {
+namespace {
 
-std::string ToString(const Event& event) {
-  std::string line = event.time + ' ' + event.what;
-  const auto put = [&](const char* name, const std::string& value) {
-    if (value.empty()) return;
-    line += ' ' + std::string{name} + '=' + nlohmann::json(Printable(value)).dump();
+std::string TextOf(const Item& event, const char* key) {
+  return FieldOf(event, key).value.ToPlainText().value_or("");
+}
+
+std::string ForPeople(const std::string& what, const Item& event) {
+  std::string line = TextOf(event, "time") + ' ' + what;
+  const auto put = [&](const char* key, const char* name) {
+    const std::string value = TextOf(event, key);
+    if (!value.empty()) line += ' ' + std::string{name} + '=' + Quoted(Printable(value));
   };
-  put("mac", event.fingerprint.mac);
-  if (IsLocallyAdministered(event.fingerprint.mac)) line += " (locally administered)";
-  put("address", event.address);
-  put("options", event.fingerprint.options);
-  put("user-agent", event.fingerprint.user_agent);
-  line += event.is_identified ? " ->" : " -> unknown";
-  put("vendor", event.answer.vendor);
-  put("category", event.answer.category);
-  put("os", event.answer.os);
-  put("name", event.answer.name);
+  put("mac", "mac");
+  if (FieldOf(event, "locally_administered").value.IsTrue()) line += " (locally administered)";
+  put("address", "address");
+  put("options", "options");
+  put("user_agent", "user-agent");
+  line += FieldOf(event, "identified").value.IsTrue() ? " ->" : " -> unknown";
+  for (const char* const key : {"vendor", "category", "os", "name"})
+    put(key, key);
   return line;
+}
+
+}  // namespace
+
+void WriteEvent(OutputForm form, const std::string& what, const Item& event) {
+  if (form == OutputForm::kJson) return WriteJsonLine(JsonOf(event));
+  std::cout << ForPeople(what, event) << '\n';
 }
 
 }  // namespace byod::ctl

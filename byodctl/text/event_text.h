@@ -1,26 +1,23 @@
-// A line for what just happened, for people: nothing is aligned, as the next line is not known.
+// Events as they happen: a line each, for people or programs.
 #ifndef BYODCTL_TEXT_EVENT_TEXT_H
 #define BYODCTL_TEXT_EVENT_TEXT_H
 
 #include <string>
 
-#include "byodctl/identification/identifier.h"
-#include "byodctl/text/fingerprint_text.h"
+#include "byodctl/text/listing.h"
 
 namespace byod::ctl {
 
-/// One identification.
-struct Event {
-  std::string time;
-  std::string what;  ///< who asked for it, or saw it
-  FingerprintText fingerprint;
-  std::string address;  ///< IP address; empty = none
-  bool is_identified = false;
-  Answer answer;
-};
-
-/// `TIME WHAT mac="..." -> vendor="..."`; what is empty is left out.
-std::string ToString(const Event& event);
+/**
+ * Writes one identification to standard output.
+ *
+ * For people: `TIME WHAT mac="..." -> vendor="..."`, without what is empty. Nothing is aligned, as
+ * the next line is not known.
+ *
+ * @param what   what asked for it, or saw it
+ * @param event  its time and the fields of AddAnswer
+ */
+void WriteEvent(OutputForm form, const std::string& what, const Item& event);
 
 }  // namespace byod::ctl
 

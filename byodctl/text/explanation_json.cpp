@@ -13,7 +13,6 @@ using explain::Lookup;
 using explain::Next;
 using explain::Source;
 using explain::Step;
-using Json = nlohmann::ordered_json;
 
 constexpr const char* kAttributeNames[] = {"vendor", "category", "os"};
 constexpr const char* kNameNames[] = {"name"};
@@ -38,17 +37,17 @@ const char* NameOf(Next next) {
 }
 
 Json SourceOf(const Field& field) {
-  if (field.source == Source::kNone) return nullptr;
+  if (field.source == Source::kNone) return {};
   return field.source == Source::kConfigured ? "configured" : "predefined";
 }
 
 Json StepJson(const Step& step, std::span<const char* const> names) {
   const bool has_rule = step.lookup == Lookup::kRuleMatched;
-  Json fields = Json::object();
+  Json fields = Json::EmptyObject();
   for (size_t i = 0; i < step.fields.size(); ++i) {
     const Field& field = step.fields[i];
-    fields[names[i]] = {
-        {"value", field.value}, {"source", SourceOf(field)}, {"used", field.is_used}};
+    fields.Set(names[i],
+               {{"value", field.value}, {"source", SourceOf(field)}, {"used", field.is_used}});
   }
   return {{"method", kMethodNames[step.method]},
           {"lookup", NameOf(step.lookup)},
@@ -59,9 +58,9 @@ Json StepJson(const Step& step, std::span<const char* const> names) {
 }
 
 Json StepsJson(const std::vector<Step>& steps, std::span<const char* const> names) {
-  Json array = Json::array();
+  Json array = Json::EmptyArray();
   for (const Step& step : steps)
-    array.push_back(StepJson(step, names));
+    array.Append(StepJson(step, names));
   return array;
 }
 

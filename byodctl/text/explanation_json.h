@@ -2,8 +2,7 @@
 #ifndef BYODCTL_TEXT_EXPLANATION_JSON_H
 #define BYODCTL_TEXT_EXPLANATION_JSON_H
 
-#include <nlohmann/json.hpp>
-
+#include "byodctl/text/json.h"
 #include "explain/explain.h"
 
 namespace byod::ctl {
@@ -19,7 +18,7 @@ namespace byod::ctl {
  * and fields is empty. source is "configured", "predefined" or null. next is "continue",
  * "complete" or "exhausted".
  */
-nlohmann::ordered_json ExplanationJson(const explain::Explanation& explanation);
+Json ExplanationJson(const explain::Explanation& explanation);
 
 }  // namespace byod::ctl
 

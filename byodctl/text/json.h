@@ -1,0 +1,83 @@
+// Values that are written as JSON. What writes and reads texts of JSON is known to few sources;
+// here is only what commands put together.
+#ifndef BYODCTL_TEXT_JSON_H
+#define BYODCTL_TEXT_JSON_H
+
+#include <concepts>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace byod::ctl {
+
+struct JsonMember;
+
+/// A value; null unless something is given. The members of an object keep their order.
+class Json {
+ public:
+  Json() = default;
+  // Not explicit: {{"key", value}} is an object.
+  template <std::integral Number>
+  Json(Number value) : value_(uint64_t{value}) {}
+  Json(bool value) : value_(value) {}
+  Json(const char* value) : value_(std::string{value}) {}
+  Json(std::string value) : value_(std::move(value)) {}
+  Json(const std::vector<std::string>& values);
+  Json(std::initializer_list<JsonMember> members);
+
+  static Json EmptyArray() { return Json(Array()); }
+  static Json EmptyObject() { return Json(Object()); }
+
+  /// Sets the member of an object, or of what was null; a new one is the last.
+  void Set(std::string key, Json value);
+  /// Adds a value to an array, or to what was null.
+  void Append(Json value);
+
+  bool IsTrue() const {
+    const bool* const truth = std::get_if<bool>(&value_);
+    return truth != nullptr && *truth;
+  }
+  bool IsNull() const { return std::holds_alternative<std::monostate>(value_); }
+
+  /// On one line. Texts from outside need not be UTF-8, but JSON is: other bytes are replaced.
+  std::string ToString() const;
+
+  /// A text without quotation marks, or a number; nothing for any other value.
+  std::optional<std::string> ToPlainText() const;
+
+ private:
+  using Array = std::vector<Json>;
+  using Object = std::vector<JsonMember>;
+
+  explicit Json(Array values) : value_(std::move(values)) {}
+  explicit Json(Object members) : value_(std::move(members)) {}
+
+  void AppendTo(std::string& out) const;
+
+  std::variant<std::monostate, bool, uint64_t, std::string, Array, Object> value_;
+};
+
+struct JsonMember {
+  std::string key;
+  Json value;
+};
+
+/// Null for an empty text.
+inline Json OrNull(const std::string& text) {
+  return text.empty() ? Json() : Json(text);
+}
+
+/// A text as JSON writes it, with its quotation marks.
+std::string Quoted(std::string_view text);
+
+/// Writes a line to standard output.
+void WriteJsonLine(const Json& value);
+
+}  // namespace byod::ctl
+
+#endif  // BYODCTL_TEXT_JSON_H
