@@ -54,7 +54,7 @@ class RowReader {
     Row row{place, {}};
     for (size_t i = 0; i < columns_.size(); ++i) {
       std::string field = fields_[i] == kAbsent ? "" : std::move(record[fields_[i]]);
-      if (const char* const fault = FaultOf(field)) {
+      if (const char* const fault = FaultOfField(field)) {
         return diagnostics_.Report(Problem::kRow, place, std::string{columns_[i].name} + fault);
       }
       row.fields.push_back(std::move(field));
@@ -74,11 +74,6 @@ class RowReader {
   }
 
  private:
-  static const char* FaultOf(std::string_view field) {
-    if (field.find('\0') != std::string_view::npos) return " holds a NUL byte";
-    return IsUtf8(field) ? nullptr : " is not UTF-8";
-  }
-
   void TakeHeader(const Place& place, const Record& header) {
     has_header_ = true;
     width_ = header.size();
@@ -170,6 +165,11 @@ std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics) 
     if (std::ferror(file.get()) != 0) return fail(errno);
     return result;  // fread stops short at the end only
   }
+}
+
+const char* FaultOfField(std::string_view field) {
+  if (field.find('\0') != std::string_view::npos) return " holds a NUL byte";
+  return IsUtf8(field) ? nullptr : " is not UTF-8";
 }
 
 bool IsAbsent(const std::string& path) {

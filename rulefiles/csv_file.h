@@ -43,6 +43,9 @@ struct Column {
   Need need = kOptional;
 };
 
+/// @return why a field cannot be used, to follow the name of its column; null = it can
+const char* FaultOfField(std::string_view field);
+
 /// What other columns of a file are.
 enum class Others {
   kExpected,  ///< the file has a form of its own, of which only a part is read

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <charconv>
+#include <initializer_list>
 #include <optional>
 #include <utility>
 
@@ -112,19 +113,64 @@ Fault FaultOfOptions(const std::string& text) {
   return TooLong("options", text, BYOD_RULETEXT_SIZE);
 }
 
-std::vector<TextRule> ReadTextRules(const File& file, std::string_view key,
-                                    Fault (*fault_of)(const std::string&),
+/// How the key of a kind is checked that is stored as its text.
+struct TextKey {
+  std::string_view column;
+  Fault (*fault_of)(const std::string&);
+};
+constexpr TextKey kExpression = {"expression", &FaultOfExpression};
+constexpr TextKey kOptions = {"options", &FaultOfOptions};
+
+Fault FaultOf(const TextRule& rule, const TextKey& key) {
+  Fault fault = key.fault_of(rule.text);
+  return fault.empty() ? FaultOf(rule.device) : fault;
+}
+
+Fault SetPrefix(std::string_view address, std::string_view mask, MacRule& rule) {
+  Fault fault = ReadPrefix(address, mask, rule.prefix);
+  return fault.empty() ? FaultOf(rule.device) : fault;
+}
+
+struct NamedField {
+  std::string_view column;
+  std::string_view text;
+};
+
+/// What a reader of rows has checked of each field.
+Fault FaultOfFields(std::initializer_list<NamedField> key, const DeviceText& device) {
+  std::vector<NamedField> fields = key;
+  fields.insert(fields.end(), {{"name", device.name},
+                               {"vendor", device.vendor},
+                               {"category", device.category},
+                               {"os", device.os}});
+  for (const NamedField& field : fields) {
+    if (const char* const fault = FaultOfField(field.text))
+      return std::string{field.column} + fault;
+  }
+  return {};
+}
+
+Fault MakeTextRule(const TextKey& key, const std::string& text, const DeviceText& device,
+                   TextRule& rule) {
+  TextRule made{text, device, {}, {}};
+  Fault fault = FaultOfFields({{key.column, text}}, device);
+  if (fault.empty()) fault = FaultOf(made, key);
+  if (fault.empty()) rule = std::move(made);
+  return fault;
+}
+
+std::vector<TextRule> ReadTextRules(const File& file, const TextKey& key,
                                     Diagnostics& diagnostics) {
   std::vector<TextRule> rules;
-  ReadRows(file, {{key, Column::kKey}, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}},
+  ReadRows(file,
+           {{key.column, Column::kKey}, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}},
            Others::kUnknown, diagnostics, [&](Row&& row) {
              auto& f = row.fields;
              TextRule rule{std::move(f[0]),
                            {std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])},
                            std::move(f[5]),
                            row.place};
-             Fault fault = fault_of(rule.text);
-             if (fault.empty()) fault = FaultOf(rule.device);
+             Fault fault = FaultOf(rule, key);
              if (!fault.empty())
                return diagnostics.Report(Problem::kRow, row.place, std::move(fault));
              rules.push_back(std::move(rule));
@@ -145,8 +191,7 @@ std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics) {
                      {std::move(f[2]), std::move(f[3]), std::move(f[4]), std::move(f[5])},
                      std::move(f[6]),
                      row.place};
-        Fault fault = ReadPrefix(f[0], f[1], rule.prefix);
-        if (fault.empty()) fault = FaultOf(rule.device);
+        Fault fault = SetPrefix(f[0], f[1], rule);
         if (!fault.empty()) return diagnostics.Report(Problem::kRow, row.place, std::move(fault));
         rules.push_back(std::move(rule));
       });
@@ -154,11 +199,30 @@ std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics) {
 }
 
 std::vector<TextRule> ReadUserAgentRules(const File& file, Diagnostics& diagnostics) {
-  return ReadTextRules(file, "expression", &FaultOfExpression, diagnostics);
+  return ReadTextRules(file, kExpression, diagnostics);
 }
 
 std::vector<TextRule> ReadDhcpOptionRules(const File& file, Diagnostics& diagnostics) {
-  return ReadTextRules(file, "options", &FaultOfOptions, diagnostics);
+  return ReadTextRules(file, kOptions, diagnostics);
+}
+
+std::string MakeMacRule(const std::string& address, const std::string& mask,
+                        const DeviceText& device, MacRule& rule) {
+  MacRule made{{}, device, {}, {}};
+  Fault fault = FaultOfFields({{"mac", address}, {"mask", mask}}, device);
+  if (fault.empty()) fault = SetPrefix(address, mask, made);
+  if (fault.empty()) rule = std::move(made);
+  return fault;
+}
+
+std::string MakeUserAgentRule(const std::string& expression, const DeviceText& device,
+                              TextRule& rule) {
+  return MakeTextRule(kExpression, expression, device, rule);
+}
+
+std::string MakeDhcpOptionRule(const std::string& options, const DeviceText& device,
+                               TextRule& rule) {
+  return MakeTextRule(kOptions, options, device, rule);
 }
 
 VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics) {

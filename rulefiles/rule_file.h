@@ -54,6 +54,20 @@ std::vector<TextRule> ReadUserAgentRules(const File& file, Diagnostics& diagnost
 /// Reads `options,name,vendor,category,os`; options as "1,3,6,15".
 std::vector<TextRule> ReadDhcpOptionRules(const File& file, Diagnostics& diagnostics);
 
+/**
+ * Makes a rule from fields that do not come from a file, by the same checks.
+ *
+ * @param mask  as in a file; empty = the address says it
+ * @param rule  set to a rule without example and place; left unchanged on failure
+ * @return why there is no such rule; empty = there is
+ */
+std::string MakeMacRule(const std::string& address, const std::string& mask,
+                        const DeviceText& device, MacRule& rule);
+std::string MakeUserAgentRule(const std::string& expression, const DeviceText& device,
+                              TextRule& rule);
+std::string MakeDhcpOptionRule(const std::string& options, const DeviceText& device,
+                               TextRule& rule);
+
 /// Reads `organisation,vendor`. Blanks around both do not count.
 VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics);
 
