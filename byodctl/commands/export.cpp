@@ -21,9 +21,13 @@ struct Options {
 };
 
 /// A rule that was set by other means may hold what a rule file cannot say.
-bool IsReadable(uint32_t kind, const std::string& row) {
-  rulefiles::Diagnostics diagnostics([](const rulefiles::Diagnostic&) {});
-  return ReadRuleCsv({{}, CsvHeader(kind) + row}, kind, diagnostics).size() == 1;
+bool IsReadable(const Rule& rule) {
+  try {
+    ReadRule(rule.key.kind, ToString(rule.key), rule.device);
+    return true;
+  } catch (const Failure&) {
+    return false;
+  }
 }
 
 int Export(const Options& options, const Settings& settings) {
@@ -37,8 +41,7 @@ int Export(const Options& options, const Settings& settings) {
     if (!options.json) std::cout << CsvHeader(kind);
     const auto take = [&](const Rule& rule) {
       const std::string key = ToString(rule.key);
-      const std::string row = CsvRow(kind, key, rule.device);
-      if (!IsReadable(kind, row)) {
+      if (!IsReadable(rule)) {
         std::cerr << "byodctl: the " << kRuleKindNames[kind] << " rule " << Printable(key)
                   << " cannot be written in a rule file\n";
         status = kExitBadInput;
@@ -48,6 +51,7 @@ int Export(const Options& options, const Settings& settings) {
           object.Set(field.name, rule.device.*field.member);
         WriteJsonLine(object);
       } else {
+        const std::string row = CsvRow(rule);
         std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);
       }
     };

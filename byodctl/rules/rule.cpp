@@ -4,9 +4,9 @@
 #include <cstring>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 #include "byod_tlv.h"
-#include "byodctl/rules/rule_csv.h"
 #include "byodctl/text/method_names.h"
 #include "byodctl/text/word_list.h"
 #include "data/fold_case.h"
@@ -62,6 +62,19 @@ std::string WithoutBlanks(std::string_view list) {
   }
 }
 
+struct WrittenBlock {
+  std::string address;  ///< with its number of bits, if it has one
+  std::string mask;
+};
+
+/// A mask that is written as an address stands behind the block's address and a slash.
+WrittenBlock SplitMask(const std::string& text) {
+  const size_t slash = text.find('/');
+  const std::string mask = slash == std::string::npos ? "" : text.substr(slash + 1);
+  const bool is_address = mask.find_first_of(":.-") != std::string::npos || mask.size() == 12;
+  return is_address ? WrittenBlock{text.substr(0, slash), mask} : WrittenBlock{text, ""};
+}
+
 Rule MacRuleIn(const Fields& fields) {
   uint32_t origin = 0;
   uint16_t modified = 0;
@@ -109,16 +122,22 @@ std::string IdentityOf(const RuleKey& key) {
 }
 
 Rule ReadRule(uint32_t kind, const std::string& text, const rulefiles::DeviceText& device) {
-  const std::string key = kind == BYOD_METHOD_DHCP ? WithoutBlanks(text) : text;
+  Rule rule = {{kind, {}, {}}, false, false, device};
   std::string fault;
-  rulefiles::Diagnostics diagnostics(
-      [&](const rulefiles::Diagnostic& diagnostic) { fault = diagnostic.reason; });
-  const auto rules =
-      ReadRuleCsv({{}, CsvHeader(kind) + CsvRow(kind, key, device)}, kind, diagnostics);
-  if (rules.empty()) {
-    throw Failure(kExitBadInput, fault.empty() ? "the key of the rule is empty" : fault);
+  if (kind == BYOD_METHOD_MAC) {
+    rulefiles::MacRule made;
+    const WrittenBlock block = SplitMask(text);
+    fault = rulefiles::MakeMacRule(block.address, block.mask, device, made);
+    rule.key.prefix = made.prefix;
+  } else {
+    rulefiles::TextRule made;
+    fault = kind == BYOD_METHOD_DHCP
+                ? rulefiles::MakeDhcpOptionRule(WithoutBlanks(text), device, made)
+                : rulefiles::MakeUserAgentRule(text, device, made);
+    rule.key.text = std::move(made.text);
   }
-  return rules.front().rule;
+  if (!fault.empty()) throw Failure(kExitBadInput, fault);
+  return rule;
 }
 
 Request AskForRule(const RuleKey& key, Which which, Telling telling) {

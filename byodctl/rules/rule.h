@@ -58,6 +58,7 @@ constexpr DeviceField kDeviceFields[] = {
  * Reads a key and what its rule says of a device, by the rules of the rule files.
  *
  * @param kind  of the rule
+ * @param key   of a MAC rule: an address, then perhaps "/" and a number of bits or a mask
  * @throws Failure of kExitBadInput that says what is wrong
  */
 Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device);

@@ -30,11 +30,6 @@ std::string CsvField(const std::string& text) {
   return quoted + '"';
 }
 
-/// A mask that is written as an address.
-bool IsMaskText(const std::string& text) {
-  return text.find_first_of(":.-") != std::string::npos || text.size() == 12;
-}
-
 bool Holds(const rulefiles::Record& record, std::string_view field) {
   return std::ranges::find(record, field) != record.end();
 }
@@ -142,18 +137,11 @@ std::string CsvHeader(uint32_t kind) {
          ",name,vendor,category,os\n";
 }
 
-std::string CsvRow(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device) {
-  std::string row;
-  if (kind == BYOD_METHOD_MAC) {
-    const size_t slash = key.find('/');
-    const std::string mask = slash == std::string::npos ? "" : key.substr(slash + 1);
-    const bool is_apart = IsMaskText(mask);
-    row = CsvField(is_apart ? key.substr(0, slash) : key) + ',' + (is_apart ? CsvField(mask) : "");
-  } else {
-    row = CsvField(key);
-  }
+std::string CsvRow(const Rule& rule) {
+  // The key of a MAC rule has its number of bits, so the column mask is empty.
+  std::string row = CsvField(ToString(rule.key)) + (rule.key.kind == BYOD_METHOD_MAC ? "," : "");
   for (const DeviceField& field : kDeviceFields)
-    row += ',' + CsvField(device.*field.member);
+    row += ',' + CsvField(rule.device.*field.member);
   return row + '\n';
 }
 

@@ -13,8 +13,8 @@ namespace byod::ctl {
 /// "mac,name,vendor,category,os" and the like, with its line end.
 std::string CsvHeader(uint32_t kind);
 
-/// A row, with its line end. A MAC rule's key is an address, "/" and a number of bits or a mask.
-std::string CsvRow(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device);
+/// A row, with its line end.
+std::string CsvRow(const Rule& rule);
 
 struct PlacedRule {
   Rule rule;
