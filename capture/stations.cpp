@@ -1,6 +1,18 @@
 #include "capture/stations.h"
 
+#include <algorithm>
+
 namespace byod::capture {
+
+ByodFingerPrint Station::Fingerprint() const {
+  ByodFingerPrint fingerprint = {};
+  if (key.mac) std::ranges::copy(*key.mac, fingerprint.mac);
+  const size_t length = std::min(options.size(), sizeof fingerprint.options);
+  std::copy_n(options.begin(), length, fingerprint.options);
+  fingerprint.option_length = static_cast<decltype(fingerprint.option_length)>(length);
+  user_agent.copy(fingerprint.user_agent, sizeof fingerprint.user_agent - 1);
+  return fingerprint;
+}
 
 Stations::Stations(size_t most)
     : stations_(most), holders_(most), leases_(most), forwarders_(most) {}

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "byod_data.h"
 #include "capture/dissector.h"
 #include "capture/recent_map.h"
 
@@ -27,6 +28,9 @@ struct Station {
   IpAddress address = kNoAddress;  ///< the last one that it was seen with
   std::vector<uint8_t> options;    ///< of DHCP option 55; empty = not seen
   std::string user_agent;          ///< empty = not seen
+
+  /// Only the first 255 options and bytes of the User-Agent count.
+  ByodFingerPrint Fingerprint() const;
 };
 
 /**

@@ -120,8 +120,8 @@ int IdentifyCapture(const Options& options, const Settings& settings) {
                  {options.identifier.explains, !options.identifier.group.empty(), true}, std::cout);
   StationWatch watch(*identifier, [&](const StationReport& report) {
     Identification result;
-    result.line = {static_cast<size_t>(report.packet), report.fingerprint, {}};
-    result.is_locally_administered = report.is_locally_administered;
+    result.line = {static_cast<size_t>(report.packet), report.Text(), {}};
+    result.is_locally_administered = report.IsLocallyAdministered();
     result.answer = report.answer;
     result.time = TimeText(report.time_us);
     result.address = report.address;

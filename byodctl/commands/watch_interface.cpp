@@ -13,11 +13,9 @@ namespace byod::ctl {
 namespace {
 
 void WriteReport(const StationReport& report, OutputForm form) {
-  Item item = {{"time", TimeText(report.time_us)},
-               {"mac", report.fingerprint.mac},
-               {"address", report.address}};
-  AddAnswer(item, report.fingerprint, report.answer, !report.answer.IsUnknown(),
-            report.is_locally_administered);
+  const FingerprintText text = report.Text();
+  Item item = {{"time", TimeText(report.time_us)}, {"mac", text.mac}, {"address", report.address}};
+  AddAnswer(item, text, report.answer, !report.answer.IsUnknown(), report.IsLocallyAdministered());
   WriteEvent(form, "station", item);
   std::cout.flush();
 }

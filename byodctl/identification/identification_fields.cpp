@@ -18,10 +18,8 @@ FingerprintText FingerprintIn(const Fields& fields) {
     std::memcpy(address.data(), mac.data(), address.size());
     text.mac = rulefiles::ToString(address);
   }
-  for (const char option : fields.Bytes(BYOD_TLV_OPTION55)) {
-    if (!text.options.empty()) text.options += ',';
-    text.options += std::to_string(static_cast<uint8_t>(option));
-  }
+  const std::string options = fields.Bytes(BYOD_TLV_OPTION55);
+  text.options = OptionsText({reinterpret_cast<const uint8_t*>(options.data()), options.size()});
   text.user_agent = fields.Text(BYOD_TLV_USERAGENT);
   return text;
 }

@@ -40,7 +40,8 @@ Item ItemOf(const Identification& identification) {
   const bool is_local = identification.is_locally_administered;
   Item item = {{"line", line.number}, {"mac", line.text.mac, Flagged(line.text.mac, is_local)}};
   AddAnswer(item, line.text, answer, !answer.IsUnknown(), is_local);
-  if (!line.error.empty()) std::ranges::find(item, std::string_view{"name"}, &Field::key)->text = "(bad line)";
+  if (!line.error.empty())
+    std::ranges::find(item, std::string_view{"name"}, &Field::key)->text = "(bad line)";
   item.push_back({"error", OrNull(line.error)});
   item.push_back(
       {"explanation", answer.explanation ? ExplanationJson(*answer.explanation) : Json()});

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <csignal>
 #include <iostream>
+#include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,19 +20,13 @@ namespace {
 constexpr size_t kMaxStations = 65536;
 constexpr uint64_t kAskAgainUs = 10'000'000;
 
-FingerprintText FingerprintOf(const capture::Station& station) {
-  FingerprintText text;
-  if (station.key.mac) text.mac = rulefiles::ToString(*station.key.mac);
-  for (const uint8_t option : station.options) {
-    if (!text.options.empty()) text.options += ',';
-    text.options += std::to_string(option);
-  }
-  text.user_agent = station.user_agent;
-  return text;
+std::span<const uint8_t> OptionsOf(const ByodFingerPrint& fingerprint) {
+  return {fingerprint.options, fingerprint.option_length};
 }
 
-bool SameFingerprint(const FingerprintText& a, const FingerprintText& b) {
-  return a.mac == b.mac && a.options == b.options && a.user_agent == b.user_agent;
+bool SameFingerprint(const ByodFingerPrint& a, const ByodFingerPrint& b) {
+  return std::ranges::equal(a.mac, b.mac) && std::ranges::equal(OptionsOf(a), OptionsOf(b)) &&
+         std::string_view{a.user_agent} == b.user_agent;
 }
 
 bool SameAnswer(const Answer& a, const Answer& b) {
@@ -70,6 +66,15 @@ class EndBySignal {
 
 }  // namespace
 
+FingerprintText StationReport::Text() const {
+  return {mac ? rulefiles::ToString(*mac) : "", OptionsText(OptionsOf(fingerprint)),
+          fingerprint.user_agent};
+}
+
+bool StationReport::IsLocallyAdministered() const {
+  return mac && rulefiles::IsLocallyAdministered(*mac);
+}
+
 StationWatch::StationWatch(Identifier& identifier, Take take)
     : identifier_(identifier),
       take_(std::move(take)),
@@ -86,20 +91,22 @@ void StationWatch::See(const capture::Frame& frame) {
 }
 
 void StationWatch::Ask(const capture::Station& station, uint64_t time_us) {
-  FingerprintText text = FingerprintOf(station);
+  const ByodFingerPrint fingerprint = station.Fingerprint();
   Watched& watched = watched_.Touch(station.key);
   const bool is_due = time_us >= watched.last.time_us + kAskAgainUs;
-  const bool is_same = watched.is_asked && SameFingerprint(watched.last.fingerprint, text);
+  const bool is_same = watched.is_asked && SameFingerprint(watched.last.fingerprint, fingerprint);
   if (is_same && !is_due) return;
 
-  const ParsedFingerprint parsed = ParseFingerprint(text);
-  Answer answer = identifier_.Identify(parsed.fingerprint);
+  Answer answer = identifier_.Identify(fingerprint);
   const bool is_news = !watched.is_asked || !SameAnswer(watched.last.answer, answer);
   watched.is_asked = true;
   watched.is_reported = is_news || (watched.is_reported && is_same);
-  watched.last = {dissector_.counts().packets,        time_us,
-                  capture::ToString(station.address), std::move(text),
-                  parsed.is_locally_administered,     std::move(answer)};
+  watched.last = {dissector_.counts().packets,
+                  time_us,
+                  capture::ToString(station.address),
+                  station.key.mac,
+                  fingerprint,
+                  std::move(answer)};
   if (is_news) take_(watched.last);
 }
 

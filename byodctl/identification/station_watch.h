@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "byodctl/identification/identifier.h"
@@ -18,9 +19,12 @@ struct StationReport {
   uint64_t packet = 0;  ///< its number, from 1
   uint64_t time_us = 0;
   std::string address;  ///< IP address; empty when none was seen
-  FingerprintText fingerprint;
-  bool is_locally_administered = false;
+  std::optional<capture::MacAddress> mac;
+  ByodFingerPrint fingerprint = {};
   Answer answer;
+
+  FingerprintText Text() const;
+  bool IsLocallyAdministered() const;
 };
 
 /// What went through.

@@ -62,6 +62,13 @@ ParsedFingerprint ParseFingerprint(const FingerprintText& text) {
   return parsed;
 }
 
+std::string OptionsText(std::span<const uint8_t> options) {
+  std::string text;
+  for (const uint8_t option : options)
+    text += (text.empty() ? "" : ",") + std::to_string(option);
+  return text;
+}
+
 std::string AddressText(const std::string& mac) {
   const auto parsed = rulefiles::ParseMac(mac);
   return parsed ? rulefiles::ToString(*parsed) : mac;

@@ -2,6 +2,8 @@
 #ifndef BYODCTL_TEXT_FINGERPRINT_TEXT_H
 #define BYODCTL_TEXT_FINGERPRINT_TEXT_H
 
+#include <cstdint>
+#include <span>
 #include <string>
 
 #include "byod_data.h"
@@ -26,6 +28,9 @@ struct ParsedFingerprint {
 };
 
 ParsedFingerprint ParseFingerprint(const FingerprintText& text);
+
+/// "1,3,6,15"
+std::string OptionsText(std::span<const uint8_t> options);
 
 /// An address in the form in which all are written, "00:11:22:33:44:55"; another text as it is.
 std::string AddressText(const std::string& mac);

@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <pcap/dlt.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/choices.h"
 #include "support/packets.h"
@@ -46,6 +48,28 @@ class StationsTest : public testing::Test {
   Dissector dissector_;
   Stations stations_;
 };
+
+TEST_F(StationsTest, AFingerprintHasTheAddressTheOptionsAndTheUserAgent) {
+  See(Ethernet(DhcpIp()));
+  const Station* const station = See(Ethernet(HttpIp()));
+  ASSERT_NE(station, nullptr);
+  const ByodFingerPrint fingerprint = station->Fingerprint();
+  EXPECT_TRUE(std::ranges::equal(fingerprint.mac, kClient));
+  EXPECT_EQ(fingerprint.option_length, 4U);
+  EXPECT_THAT(std::vector<int>(fingerprint.options, fingerprint.options + 5),
+              ElementsAre(1, 3, 6, 15, 0));
+  EXPECT_STREQ(fingerprint.user_agent, "Tester/1.0 (made up)");
+}
+
+TEST_F(StationsTest, AFingerprintKeepsWhatFits) {
+  Station station;
+  station.options.assign(BYOD_OPTION55_MAX + 1, 7);
+  station.user_agent.assign(300, 'x');
+  const ByodFingerPrint fingerprint = station.Fingerprint();
+  EXPECT_EQ(fingerprint.option_length, BYOD_OPTION55_MAX);
+  EXPECT_EQ(std::string{fingerprint.user_agent}, std::string(255, 'x'));
+  EXPECT_THAT(fingerprint.mac, testing::Each(0));
+}
 
 TEST_F(StationsTest, ListAndUserAgentOfOneSenderAreJoined) {
   See(Ethernet(DhcpIp()));
