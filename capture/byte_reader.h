@@ -1,4 +1,4 @@
-// Reads a packet from its front, and never beyond what is there.
+// Reads a packet from the front, never beyond its end.
 #ifndef BYOD_CAPTURE_BYTE_READER_H
 #define BYOD_CAPTURE_BYTE_READER_H
 
@@ -10,8 +10,7 @@
 
 namespace byod::capture {
 
-/// A read beyond the end gives zeros and is remembered: one question at the end tells whether all
-/// of them were good.
+/// A read beyond the end returns zeros and sets a flag, so that one check at the end is enough.
 class ByteReader {
  public:
   explicit ByteReader(Bytes bytes) : rest_(bytes) {}

@@ -26,7 +26,7 @@ enum Option : uint8_t {
 using Options = std::map<uint8_t, std::vector<uint8_t>>;
 
 /// Reads the options of one field: "code length value", padding between, and an end.
-/// @return whether they are sound. An end that is missing tells that something was cut off.
+/// @return whether they are well-formed. A missing end shows that something was cut off.
 bool ReadOptions(Bytes field, Options& options) {
   while (!field.empty()) {
     const uint8_t code = field[0];
@@ -42,8 +42,7 @@ bool ReadOptions(Bytes field, Options& options) {
   return false;
 }
 
-/// The options of a message, also those in the fields for names, which option 52 gives over to
-/// them.
+/// The options of a message, also those in the fields for names, if option 52 says so.
 bool ReadAllOptions(const Tins::BootP& message, Bytes field, Options& options) {
   enum : uint8_t { kInFile = 1, kInServerName = 2 };
   if (!ReadOptions(field, options)) return false;
@@ -57,10 +56,9 @@ bool ReadAllOptions(const Tins::BootP& message, Bytes field, Options& options) {
 }
 
 /// Whether an option is absent or has this many bytes.
-bool HasSize(const Options& options, uint8_t code, size_t least, size_t most) {
+bool HasSize(const Options& options, uint8_t code, size_t min, size_t max) {
   const auto option = options.find(code);
-  return option == options.end() ||
-         (option->second.size() >= least && option->second.size() <= most);
+  return option == options.end() || (option->second.size() >= min && option->second.size() <= max);
 }
 
 std::vector<uint8_t> ValueOf(const Options& options, uint8_t code) {
@@ -68,13 +66,13 @@ std::vector<uint8_t> ValueOf(const Options& options, uint8_t code) {
   return option == options.end() ? std::vector<uint8_t>() : option->second;
 }
 
-/// An address that one terminal can have.
+/// Whether a single terminal can have this address.
 bool IsStation(const MacAddress& mac) {
   return (mac[0] & 0x01) == 0 && std::ranges::any_of(mac, [](uint8_t byte) { return byte != 0; });
 }
 
 IpAddress AddressOf(Tins::IPv4Address address) {
-  const auto bytes = static_cast<uint32_t>(address);  // as they stand in the packet
+  const auto bytes = static_cast<uint32_t>(address);  // in the order of the packet
   return MakeIpAddress(Bytes(reinterpret_cast<const uint8_t*>(&bytes), sizeof bytes));
 }
 
@@ -95,7 +93,7 @@ std::optional<DhcpMessage> Read(const Tins::BootP& message, const Options& optio
   read.requested_address = MakeIpAddress(ValueOf(options, kRequestedAddress));
   read.option55 = ValueOf(options, kParameterRequestList);
   if (read.IsAboutLeases() && read.client == MacAddress{}) return read;
-  // Of other hardware the field is too short for an address, or holds something else.
+  // On other hardware the field has no room for an address, or contains something else.
   if (message.hlen() != sizeof(MacAddress) || !IsStation(read.client)) return std::nullopt;
   return read;
 }

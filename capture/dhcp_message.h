@@ -1,7 +1,7 @@
-// DHCP messages, read strictly: a message that breaks off, or contradicts itself, is none.
+// DHCP messages, read strictly: what breaks off or contradicts itself is not a message.
 //
-// libtins reads the fixed part. Its reading of the options is too forgiving for a fingerprint: it
-// takes a list that never ends, and reads on behind the end.
+// libtins reads the fixed part. Its reader of options is too lenient for fingerprints: it accepts a
+// list without an end, and reads options after the end.
 #ifndef BYOD_CAPTURE_DHCP_MESSAGE_H
 #define BYOD_CAPTURE_DHCP_MESSAGE_H
 
@@ -28,21 +28,21 @@ struct DhcpMessage {
   };
 
   bool is_request = false;  ///< from a client
-  uint8_t type = 0;         ///< Type, or another one
+  uint8_t type = 0;         ///< Type, or any other number
   MacAddress client = {};
   bool is_relayed = false;
-  IpAddress client_address = kNoAddress;     ///< that the client has already
-  IpAddress offered_address = kNoAddress;    ///< that the server gives
+  IpAddress client_address = kNoAddress;     ///< the current one of the client
+  IpAddress offered_address = kNoAddress;    ///< assigned by the server
   IpAddress requested_address = kNoAddress;  ///< option 50
-  std::vector<uint8_t> option55;             ///< up to 255; empty when there is none
+  std::vector<uint8_t> option55;             ///< up to 255; empty = not in the message
 
-  /// A question about leases or its answer, which may be about an address instead of a client.
+  /// A lease query or its answer, which may be about an address instead of a client.
   bool IsAboutLeases() const { return type >= kLeaseQuery && type <= kLeaseActive; }
 };
 
-/// @param payload  of a UDP packet to one of the ports. Options that are split are put together,
-/// and
-///                 those in the fields for names are read when option 52 says so.
+/// @param payload  of a UDP packet to one of the ports. Split options are joined, and the fields
+/// for
+///                 names are read as options if option 52 says so.
 /// @return nothing for a malformed message
 std::optional<DhcpMessage> ReadDhcpMessage(Bytes payload);
 

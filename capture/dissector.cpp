@@ -90,7 +90,7 @@ std::vector<Sighting> Dissector::TakeTcp(const Segment& segment, const Sighting&
   return sightings;
 }
 
-/// Reads the requests in a segment, and the head that it goes on with.
+/// Reads the requests in a segment, and the rest of a head that it continues.
 HttpFindings Dissector::ReadHttp(const Segment& segment) {
   const Flow flow(segment.source, segment.source_port, segment.destination,
                   segment.destination_port);

@@ -1,4 +1,4 @@
-// Finds in packets what says something about stations.
+// Extracts from packets what they show about stations.
 #ifndef BYOD_CAPTURE_DISSECTOR_H
 #define BYOD_CAPTURE_DISSECTOR_H
 
@@ -17,17 +17,17 @@
 
 namespace byod::capture {
 
-/// One thing that a packet says.
+/// One fact that a packet shows.
 struct Sighting {
   enum class Kind { kDhcp, kUserAgent };
 
   Kind kind = Kind::kDhcp;
-  /// Who sent the frame; in a tunnel the frame inside and the one around it.
+  /// The sender of the frame; in a tunnel of the inner and of the outer frame.
   std::optional<MacAddress> sender;
   std::optional<MacAddress> outer_sender;
   IpAddress source = kNoAddress;  ///< of the IP packet
   DhcpMessage dhcp;               ///< of a DHCP message
-  std::string user_agent;         ///< else: up to 255 bytes, not empty
+  std::string user_agent;         ///< of any other sighting: up to 255 bytes, not empty
   bool is_user_agent_cut = false;
 
   /// A DISCOVER, REQUEST or INFORM with a list of options.
@@ -38,7 +38,7 @@ struct Counts {
   uint64_t packets = 0;
   uint64_t option_lists = 0;
   uint64_t user_agents = 0;
-  uint64_t malformed = 0;  ///< packets cut short, or at odds with themselves
+  uint64_t malformed = 0;  ///< packets that are cut short or inconsistent
 };
 
 /**
@@ -51,7 +51,7 @@ class Dissector {
  public:
   Dissector();
 
-  /// @return what the packet says; of several User-Agents the first one sent comes first
+  /// @return what the packet shows; several User-Agents in the order of their sending
   std::vector<Sighting> Take(const Frame& frame);
 
   const Counts& counts() const { return counts_; }
@@ -67,7 +67,7 @@ class Dissector {
   std::vector<Sighting> CountMalformed();
 
   Counts counts_;
-  std::vector<uint8_t> inside_;  // what a tunnel carries
+  std::vector<uint8_t> inside_;  // the content of a tunnel
   RecentMap<Flow, HttpStream> streams_;
 };
 

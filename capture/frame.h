@@ -1,4 +1,4 @@
-// Packets as a capture holds them, and the addresses in them.
+// Captured packets, and the addresses in them.
 #ifndef BYOD_CAPTURE_FRAME_H
 #define BYOD_CAPTURE_FRAME_H
 
@@ -15,7 +15,7 @@ namespace byod::capture {
 using Bytes = std::span<const uint8_t>;
 using rulefiles::MacAddress;
 
-/// An IPv6 address, or an IPv4 address in the last four bytes behind ten zeros and ff:ff. All zero
+/// An IPv6 address, or an IPv4 address in the last four bytes after ten zeros and ff:ff. All zero
 /// = none.
 using IpAddress = std::array<uint8_t, 16>;
 

@@ -26,12 +26,12 @@ bool IsWordByte(char c) {
   return byte > 0x20 && byte != 0x7F;
 }
 
-/// Any byte of a field: a tab or no control character.
+/// Any byte of a field: a tab, or not a control character.
 bool IsFieldByte(char c) {
   return IsWordByte(c) || c == ' ' || c == '\t';
 }
 
-/// Takes a line off the front of a text. @return the line without its end; nothing when it goes on
+/// Removes the first line of a text. @return the line without its end; nothing if it is incomplete
 std::optional<std::string_view> TakeLine(std::string_view& text) {
   const size_t end = text.find('\n');
   if (end == std::string_view::npos) return std::nullopt;
@@ -41,7 +41,7 @@ std::optional<std::string_view> TakeLine(std::string_view& text) {
   return line;
 }
 
-/// Whether a text is the beginning of a request line, or one.
+/// Whether a text is a request line or the beginning of one.
 bool MayBeRequest(std::string_view text) {
   if (text.empty() || !IsUpper(text.front())) return false;
   const auto blank = std::ranges::find_if_not(text, &IsMethodByte);
@@ -55,7 +55,7 @@ bool IsVersion(std::string_view word) {
   return word == "HTTP/1.1" || word == "HTTP/1.0";
 }
 
-/// What stands between method and version. @return nothing when the line is not a request line
+/// The part between method and version. @return nothing when the line is not a request line
 std::optional<std::string_view> TargetOf(std::string_view line) {
   const size_t begin = line.find(' ') + 1;
   const size_t end = line.rfind(' ');
@@ -70,7 +70,7 @@ bool IsBlankedPath(std::string_view target) {
          std::ranges::all_of(target, &IsFieldByte);
 }
 
-/// kIncomplete for "METHOD target HTTP/1.x", behind which the fields are still to be read.
+/// kIncomplete for "METHOD target HTTP/1.x", since the fields are still to be read.
 HttpHead::State ReadRequestLine(std::string_view line) {
   const auto target = TargetOf(line);
   if (!target) return HttpHead::kNone;
@@ -105,7 +105,7 @@ std::optional<Field> ReadField(std::string_view line) {
   return Field{name, WithoutBlanksAround(line.substr(colon + 1))};
 }
 
-/// How long the body is, as far as the fields read so far say.
+/// The length of the body, according to the fields read so far.
 class BodySize {
  public:
   void Take(const Field& field) {
@@ -155,7 +155,7 @@ HttpHead ReadHttpHead(const std::string_view whole) {
     }
     body.Take(*field);
     if (has_agent_line || !field->IsNamed("user-agent")) continue;
-    // A line that begins with a blank would continue this one.
+    // The next line may continue this one, if it begins with a blank.
     if (text.empty()) return head;
     if (text.front() == ' ' || text.front() == '\t') return {HttpHead::kMalformed, {}, 0, {}};
     has_agent_line = true;

@@ -1,4 +1,4 @@
-// The head of an HTTP request, as far as it is there.
+// The head of an HTTP request, as far as it was received.
 #ifndef BYOD_CAPTURE_HTTP_REQUEST_H
 #define BYOD_CAPTURE_HTTP_REQUEST_H
 
@@ -12,25 +12,25 @@ namespace byod::capture {
 
 struct HttpHead {
   enum State {
-    kIncomplete,  ///< so far it may become a request with a User-Agent
-    kUserAgent,   ///< the line with it is whole
+    kIncomplete,  ///< may still become a request with a User-Agent
+    kUserAgent,   ///< the line with it is complete
     kNone,        ///< the request has none, or this is not a request
-    kMalformed    ///< a request, but its head is not one
+    kMalformed    ///< a request with a malformed head
   };
 
   State state = kNone;
   std::string user_agent;
-  /// Bytes of the head with the empty line at its end; 0 while that has not come.
+  /// Bytes of the head with the empty line at its end; 0 before that is received.
   size_t size = 0;
-  /// Once there is a size: bytes of the body, or nothing when the head does not say.
+  /// With a size: bytes of the body; nothing if the head does not say.
   std::optional<uint64_t> body_size;
 };
 
 /**
- * Reads "GET /path HTTP/1.1", and the lines behind it. Those behind the first User-Agent only
- * matter for where the head ends and how long the body is.
+ * Reads "GET /path HTTP/1.1" and the lines after it. Lines after the first User-Agent matter only
+ * for the end of the head and the length of the body.
  *
- * @param text  the first bytes that a client sends, or sends after a request
+ * @param text  the first bytes of a client, or those after a request
  */
 HttpHead ReadHttpHead(std::string_view text);
 

@@ -9,16 +9,15 @@
 namespace byod::capture {
 namespace {
 
-// A head that is longer, or spread over more segments, is given up.
+// A head that is longer or spread over more segments is dropped.
 constexpr size_t kMaxHead = 16384;
 constexpr size_t kMaxSegments = 1024;
-// A body beyond this is not followed: sequence numbers come round.
+// A longer body is not followed: sequence numbers wrap around.
 constexpr uint64_t kMaxBody = uint64_t{1} << 30;
-// What lies farther back than this is not sent again but belongs to another connection.
+// Bytes farther back than this belong to another connection; they are not a retransmission.
 constexpr uint32_t kMaxBack = uint32_t{1} << 20;
 
-/// Whether a request may begin with this byte, or a line's end in front of one. Most of what goes
-/// over a network is passed over by it.
+/// Whether a request, or a line end before it, may begin with this byte. Skips most traffic.
 bool MayBegin(char c) {
   return (c >= 'A' && c <= 'Z') || c == '\r' || c == '\n';
 }
@@ -43,16 +42,16 @@ void HttpStream::Take(uint32_t sequence, std::string_view bytes, bool is_cut,
   }
 }
 
-/// Takes bytes that go on from where reading stands.
+/// Takes bytes that follow the last ones.
 void HttpStream::TakeNext(uint32_t sequence, std::string_view bytes, bool is_cut,
                           HttpFindings& findings) {
   next_ = sequence;
   Append(bytes);
   Read(findings);
-  if (is_cut) RemoveRead(text_.size());  // where a cut head goes on is not known
+  if (is_cut) RemoveRead(text_.size());  // the end of a cut head is not known
 }
 
-/// Takes a segment that lies elsewhere, or that repeats requests: it is read as if it came first.
+/// Takes a segment at another place, or one that repeats requests: it is read as if it came first.
 void HttpStream::TakeApart(uint32_t sequence, std::string_view bytes, bool is_cut,
                            HttpFindings& findings) {
   HttpStream other;
@@ -63,7 +62,7 @@ void HttpStream::TakeApart(uint32_t sequence, std::string_view bytes, bool is_cu
   if (is_repeat && found.user_agents.empty() && again < bytes.size()) {
     return TakeNext(next_, bytes.substr(again), is_cut, findings);
   }
-  // A head goes on waiting for its missing bytes until another request begins.
+  // A head waits for its missing bytes until another request begins.
   const bool is_begun = is_repeat ? again < bytes.size() : !other.IsEmpty() || found.Any();
   if (is_begun) *this = std::move(other);
   std::ranges::move(found.user_agents, std::back_inserter(findings.user_agents));
@@ -78,7 +77,7 @@ void HttpStream::Append(std::string_view bytes) {
   text_ += bytes.substr(body);
 }
 
-/// Reads the text as far as it goes, and keeps what goes on.
+/// Reads complete requests from the text and keeps the rest.
 void HttpStream::Read(HttpFindings& findings) {
   size_t at = 0;
   while (at < text_.size() && ReadRequest(at, findings)) {
@@ -91,7 +90,7 @@ void HttpStream::Read(HttpFindings& findings) {
 
 void HttpStream::RemoveRead(size_t count) {
   if (count == text_.size()) {
-    text_ = {};  // what is kept of many streams takes little memory
+    text_ = {};  // there may be many streams, so free the memory
     starts_ = {};
     return;
   }
@@ -101,10 +100,11 @@ void HttpStream::RemoveRead(size_t count) {
     start -= static_cast<uint32_t>(count);
 }
 
-/// Reads what stands at a place of the text. @return false when it goes on; else the place is moved
+/// Reads the request at a position of the text. @return false if it is incomplete; else the
+/// position is moved
 bool HttpStream::ReadRequest(size_t& at, HttpFindings& findings) {
   const std::string_view text = std::string_view{text_}.substr(at);
-  // Some clients end a body with a line's end that does not count.
+  // Some clients send a line end after a body, which is not part of it.
   if (const size_t ends = std::min(text.find_first_not_of("\r\n"), text.size())) {
     at += ends;
     return true;
@@ -126,7 +126,7 @@ bool HttpStream::ReadRequest(size_t& at, HttpFindings& findings) {
     body_left_ = *head.body_size;
     return true;
   }
-  // Here no request begins, or one of unknown length: the next one begins with a later segment.
+  // Not a request, or one of unknown length: the next one begins with a later segment.
   const auto start = std::ranges::lower_bound(starts_, at + std::max<size_t>(head.size, 1));
   at = start != starts_.end() ? *start : text_.size();
   return true;

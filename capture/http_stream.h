@@ -1,4 +1,4 @@
-// What a client sends on one connection, read as HTTP requests.
+// Reads the bytes that a client sends on one connection as HTTP requests.
 #ifndef BYOD_CAPTURE_HTTP_STREAM_H
 #define BYOD_CAPTURE_HTTP_STREAM_H
 
@@ -10,7 +10,7 @@
 
 namespace byod::capture {
 
-/// What the requests in some segments say.
+/// The results of some segments.
 struct HttpFindings {
   std::vector<std::string> user_agents;  ///< none is empty
   size_t malformed = 0;                  ///< requests
@@ -21,9 +21,9 @@ struct HttpFindings {
 /**
  * Follows one direction of a connection by its sequence numbers.
  *
- * A request begins where a segment begins, or right behind another request whose length is known.
- * What is sent again counts once. Where bytes are missing a head ends; the segment behind the gap
- * is read on its own.
+ * A request begins where a segment begins, or directly after another request of known length. Bytes
+ * that are sent again count once. A head ends where bytes are missing; the segment after the gap is
+ * read by itself.
  */
 class HttpStream {
  public:
@@ -32,7 +32,7 @@ class HttpStream {
   /// @param is_cut    whether the segment had more bytes than these
   void Take(uint32_t sequence, std::string_view bytes, bool is_cut, HttpFindings& findings);
 
-  /// Whether nothing is known of the stream: it need not be kept.
+  /// Whether nothing is known about the stream, so that it need not be kept.
   bool IsEmpty() const { return text_.empty() && !has_request_; }
 
  private:
@@ -46,10 +46,10 @@ class HttpStream {
 
   uint32_t next_ = 0;             // sequence number of the first byte to come
   uint64_t body_left_ = 0;        // bytes of a body to come, while text_ is empty
-  std::string text_;              // a head that goes on
+  std::string text_;              // the beginning of a head
   std::vector<uint32_t> starts_;  // offsets in text_ where later segments begin, ascending
-  bool has_request_ = false;      // a whole head was read
-  bool is_reported_ = false;      // the User-Agent of the head in text_ is found
+  bool has_request_ = false;      // a complete head was read
+  bool is_reported_ = false;      // the User-Agent of the head in text_ is reported
 };
 
 }  // namespace byod::capture

@@ -15,11 +15,11 @@ enum : uint16_t {
   kIpv6 = 0x86DD,
   kServiceVlan = 0x88A8,
   kOldServiceVlan = 0x9100,
-  kLeastEtherType = 0x0600  // below it stands a length
+  kMinEtherType = 0x0600  // smaller values are a length
 };
 
 // More tags than any network stacks.
-constexpr int kMostTags = 4;
+constexpr int kMaxTags = 4;
 
 Unwrapped Malformed() {
   return {Verdict::kMalformed, {}, {}};
@@ -29,10 +29,10 @@ Unwrapped Nothing() {
   return {Verdict::kNothing, {}, {}};
 }
 
-/// Finds the IP packet behind an EtherType and any tags.
+/// Finds the IP packet after an EtherType and any tags.
 Unwrapped BehindEtherType(uint16_t type, ByteReader reader, std::optional<MacAddress> sender) {
   for (int tags = 0; type == kVlan || type == kServiceVlan || type == kOldServiceVlan; ++tags) {
-    if (tags == kMostTags) return Malformed();
+    if (tags == kMaxTags) return Malformed();
     reader.Skip(2);
     type = reader.Word();
   }
@@ -41,7 +41,7 @@ Unwrapped BehindEtherType(uint16_t type, ByteReader reader, std::optional<MacAdd
   return {Verdict::kFound, sender, reader.rest()};
 }
 
-/// 802.2 with a SNAP header, which stands behind 802.11 and old Ethernet headers.
+/// 802.2 with a SNAP header, which follows 802.11 and old Ethernet headers.
 Unwrapped Snap(ByteReader reader, std::optional<MacAddress> sender) {
   constexpr uint8_t kSnap[] = {0xAA, 0xAA, 0x03};
   const Bytes head = reader.Take(sizeof kSnap);
@@ -61,7 +61,7 @@ Unwrapped Ethernet(ByteReader reader) {
   const MacAddress source = reader.Mac();
   const uint16_t type = reader.Word();
   if (reader.failed()) return Malformed();
-  if (type < kLeastEtherType) return Snap(reader, source);
+  if (type < kMinEtherType) return Snap(reader, source);
   return BehindEtherType(type, reader, source);
 }
 
@@ -158,8 +158,8 @@ Unwrapped RawIp(Bytes frame) {
   return {Verdict::kFound, std::nullopt, frame};
 }
 
-/// A protocol family of the capturing machine in front, in its byte order: what follows tells more
-/// surely whether it is IP.
+/// Begins with a protocol family of the capturing machine in its byte order. Whether it is IP is
+/// more reliably seen from what follows.
 Unwrapped Loopback(ByteReader reader) {
   reader.Skip(4);
   if (reader.failed()) return Malformed();
@@ -225,14 +225,14 @@ Unwrapped UnwrapCapwap(Bytes payload) {
   const uint8_t binding = reader.Byte();
   const uint8_t flags = reader.Byte();
   if (reader.failed()) return Malformed();
-  // Encrypted, part of a frame, or none at all.
+  // Encrypted, or not a whole frame.
   if (preamble != 0 || (flags & (kFragment | kKeepAlive)) != 0) return Nothing();
   if (length < 8 || length > payload.size()) return Malformed();
   const Bytes frame = payload.subspan(length);
   if ((binding & kNative) == 0) return Ethernet(ByteReader(frame));
   if ((binding & kBinding) != kIeee80211) return Nothing();
-  // Some access points swap the bytes of each number. The frame control of a data frame begins with
-  // 0x08 or 0x88, and none of the flags that it may have to be looked into ends so.
+  // Some access points swap the bytes of each number. The control field of a data frame begins with
+  // 0x08 or 0x88; its second byte, the flags, never ends in 8 in the frames that are read here.
   const bool is_swapped =
       frame.size() > 1 && (frame[0] & 0x0F) != 0x08 && (frame[1] & 0x0F) == 0x08;
   return Wireless(ByteReader(frame), is_swapped, false);

@@ -1,8 +1,8 @@
-// What stands in front of an IP packet: Ethernet with any VLAN tags, 802.11, cooked captures, raw
-// IP; and the tunnel in which wireless access points hand frames to their controller.
+// The headers before an IP packet: Ethernet with any VLAN tags, 802.11, cooked captures, raw
+// IP; and the tunnel in which wireless access points send frames to their controller.
 //
-// Taken off by hand, layer by layer, with a bound on their number: libtins makes an object inside
-// an object for each tag, so that one packet of nothing but tags could exhaust the stack.
+// Parsed here, layer by layer, with a limit on their number: libtins nests an object for each tag,
+// so that one packet full of tags could exhaust the stack.
 #ifndef BYOD_CAPTURE_LINK_LAYER_H
 #define BYOD_CAPTURE_LINK_LAYER_H
 
@@ -14,14 +14,14 @@ namespace byod::capture {
 
 enum class Verdict {
   kFound,
-  kNothing,   ///< sound as far as it was looked at, but not what is looked for
-  kMalformed  ///< cut short, or at odds with itself
+  kNothing,   ///< well-formed as far as it was read, but without IP
+  kMalformed  ///< cut short or inconsistent
 };
 
 struct Unwrapped {
   Verdict verdict = Verdict::kNothing;
   std::optional<MacAddress> sender;  ///< of the frame; of an 802.11 frame its original source
-  Bytes ip;                          ///< the packet and maybe padding behind it
+  Bytes ip;                          ///< the packet, perhaps with padding after it
 };
 
 /// Whether frames of this DLT_* are understood.

@@ -9,15 +9,15 @@
 namespace byod::capture {
 namespace {
 
-constexpr int kLongestPacket = 65535;
-// How long packets may be gathered before they are handed over together.
+constexpr int kMaxPacketSize = 65535;
+// How long packets may be buffered before they are delivered together.
 constexpr int kGatherMs = 100;
 
 [[noreturn]] void Fail(const std::string& name, const std::string& reason) {
   throw SourceError(name + ": " + reason, false);
 }
 
-/// What went wrong while an interface was opened.
+/// The reason why an interface could not be opened.
 [[noreturn]] void FailToActivate(const std::string& name, pcap_t* handle, int status) {
   if (status == PCAP_ERROR_PERM_DENIED || status == PCAP_ERROR_PROMISC_PERM_DENIED) {
     throw SourceError("capturing on " + name +
@@ -50,7 +50,7 @@ PacketSource PacketSource::OpenFile(const std::string& path) {
   Handle handle(pcap_open_offline(path.c_str(), reason));
   const std::string name = path == "-" ? "standard input" : path;
   if (!handle) {
-    // A file that cannot be opened is named in the reason already.
+    // The reason already names a file that cannot be opened.
     const std::string text = reason;
     if (text.starts_with(path + ": ")) throw SourceError(text, false);
     Fail(name, text);
@@ -62,7 +62,7 @@ PacketSource PacketSource::OpenInterface(const std::string& name) {
   char reason[PCAP_ERRBUF_SIZE] = "";
   Handle handle(pcap_create(name.c_str(), reason));
   if (!handle) Fail(name, reason);
-  pcap_set_snaplen(handle.get(), kLongestPacket);
+  pcap_set_snaplen(handle.get(), kMaxPacketSize);
   pcap_set_promisc(handle.get(), 1);
   pcap_set_timeout(handle.get(), kGatherMs);
   const int status = pcap_activate(handle.get());

@@ -20,7 +20,7 @@ class SourceError : public std::runtime_error {
   SourceError(const std::string& what, bool is_permission)
       : std::runtime_error(what), is_permission_(is_permission) {}
 
-  /// Others may capture, this process may not.
+  /// The process lacks the permission to capture.
   bool is_permission() const { return is_permission_; }
 
  private:
@@ -30,10 +30,10 @@ class SourceError : public std::runtime_error {
 class PacketSource {
  public:
   /// @param path  "-" for standard input
-  /// @throws SourceError when it is no capture, or one of an unknown kind of link
+  /// @throws SourceError when it is not a capture, or of an unknown kind of link
   static PacketSource OpenFile(const std::string& path);
 
-  /// Every packet that passes the interface from now on, also those for others.
+  /// Every packet that passes the interface from now on, in promiscuous mode.
   /// @throws SourceError
   static PacketSource OpenInterface(const std::string& name);
 
@@ -41,7 +41,7 @@ class PacketSource {
    * Waits for the next packet.
    *
    * @param frame  filled in; its bytes are borrowed until the next call
-   * @return false at the end of a file, and once Stop was called
+   * @return false at the end of a file, and after Stop
    * @throws SourceError when the capture is damaged from here on, or the interface is gone
    */
   bool Next(Frame& frame);

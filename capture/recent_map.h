@@ -1,5 +1,5 @@
-// A map that forgets what was not touched for longest when it is full, so that whatever a network
-// sends cannot exhaust memory.
+// A map that drops the least recently used entry when it is full, so that traffic cannot exhaust
+// memory.
 #ifndef BYOD_CAPTURE_RECENT_MAP_H
 #define BYOD_CAPTURE_RECENT_MAP_H
 
@@ -13,8 +13,8 @@ namespace byod::capture {
 template <typename Key, typename Value>
 class RecentMap {
  public:
-  /// @param most  the bound, at least 1
-  explicit RecentMap(size_t most) : most_(most) {}
+  /// @param max_count  at least 1
+  explicit RecentMap(size_t max_count) : max_count_(max_count) {}
 
   size_t size() const { return places_.size(); }
 
@@ -26,22 +26,22 @@ class RecentMap {
     return &place->second->second;
   }
 
-  /// The value, made when there is none. When that fails for lack of memory, nothing has changed.
+  /// The value, which is created if there is none. Without memory nothing changes.
   Value& Touch(const Key& key) {
     if (Value* const found = Find(key)) return *found;
-    // Whatever can fail comes before the first change that stays.
+    // Everything that can fail comes before the first permanent change.
     Entries fresh;
     fresh.emplace_front(key, Value{});
     places_.emplace(key, fresh.begin());
     entries_.splice(entries_.begin(), fresh);
-    if (entries_.size() > most_) {
+    if (entries_.size() > max_count_) {
       places_.erase(entries_.back().first);
       entries_.pop_back();
     }
     return entries_.front().second;
   }
 
-  /// Calls take(value) for each, the last touched first.
+  /// Calls take(value) for each, the most recently used first.
   template <typename Take>
   void ForEach(Take take) const {
     for (const auto& [key, value] : entries_)
@@ -56,9 +56,9 @@ class RecentMap {
   }
 
  private:
-  using Entries = std::list<std::pair<Key, Value>>;  // the last touched in front
+  using Entries = std::list<std::pair<Key, Value>>;  // the most recently used first
 
-  size_t most_;
+  size_t max_count_;
   Entries entries_;
   std::map<Key, typename Entries::iterator> places_;
 };

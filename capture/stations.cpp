@@ -14,8 +14,8 @@ ByodFingerPrint Station::Fingerprint() const {
   return fingerprint;
 }
 
-Stations::Stations(size_t most)
-    : stations_(most), holders_(most), leases_(most), forwarders_(most) {}
+Stations::Stations(size_t max_count)
+    : stations_(max_count), holders_(max_count), leases_(max_count), forwarders_(max_count) {}
 
 Station& Stations::Known(const StationKey& key) {
   Station& station = stations_.Touch(key);
@@ -27,7 +27,7 @@ const Station* Stations::Take(const Sighting& sighting) {
   return sighting.kind == Sighting::Kind::kDhcp ? TakeDhcp(sighting) : TakeUserAgent(sighting);
 }
 
-/// From now on the address is this station's, and what was said from it before is too.
+/// From now on the address belongs to this station, and what was seen from it before does too.
 void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
   if (address == kNoAddress) return;
   holders_.Touch(address) = mac;
@@ -44,7 +44,7 @@ void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
   if (station->user_agent.empty()) station->user_agent = user_agent;
 }
 
-/// The client may no longer use what it was given.
+/// The client may no longer use its address.
 void Stations::Unbind(const MacAddress& mac) {
   const IpAddress* const lease = leases_.Find(mac);
   if (lease == nullptr) return;

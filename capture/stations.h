@@ -1,4 +1,4 @@
-// Joins what packets say to the stations that it is about.
+// Assigns what packets show to stations.
 #ifndef BYOD_CAPTURE_STATIONS_H
 #define BYOD_CAPTURE_STATIONS_H
 
@@ -14,7 +14,7 @@
 
 namespace byod::capture {
 
-/// What a station is known by: its MAC address, or else the IP address that it sends from.
+/// Identifies a station: its MAC address, or else the IP address that it sends from.
 struct StationKey {
   std::optional<MacAddress> mac;
   IpAddress address = kNoAddress;  ///< none when there is a mac
@@ -22,10 +22,10 @@ struct StationKey {
   friend auto operator<=>(const StationKey&, const StationKey&) = default;
 };
 
-/// What is known of a station. Of lists and User-Agents the last one counts.
+/// A station. The last list and the last User-Agent count.
 struct Station {
   StationKey key;
-  IpAddress address = kNoAddress;  ///< the last one that it was seen with
+  IpAddress address = kNoAddress;  ///< the last one
   std::vector<uint8_t> options;    ///< of DHCP option 55; empty = not seen
   std::string user_agent;          ///< empty = not seen
 
@@ -36,23 +36,24 @@ struct Station {
 /**
  * The stations of a network, and the addresses that DHCP gives them.
  *
- * A DHCP request is of the client whose address stands in it, whoever sent the frame. A User-Agent
- * is of the sender of the frame; where the frame has none, or its sender is seen to hand on what
- * others send, since it relays or answers DHCP, it is of the station that DHCP gave the IP address
- * to, or else of a station that is known by its IP address alone.
+ * A DHCP request belongs to the client whose address it contains, not to the sender of the frame. A
+ * User-Agent belongs to the sender of the frame. Where the frame has none, or its sender forwards
+ * frames of others, since it relays or answers DHCP, the User-Agent belongs to the station to which
+ * DHCP gave the IP address, or else to a station that is known by its IP address alone.
  *
  * DHCP gives an address with an ACK, and with nothing else: what a client asks for, or says that it
- * has, may be another station's. A NAK ends what the client's last ACK gave, unless that is another
- * station's by now.
+ * has, may belong to another station. A NAK ends what the client's last ACK gave, unless another
+ * station has it by now.
  *
- * Of the stations that were seen least lately those beyond a bound are forgotten.
+ * When there are too many stations, those seen least recently are dropped.
  */
 class Stations {
  public:
-  explicit Stations(size_t most = 65536);
+  explicit Stations(size_t max_count = 65536);
 
-  /// @return the station whose options or User-Agent the sighting tells, also when it tells nothing
-  ///         new; null if it tells none. Borrowed until the next call.
+  /// @return the station whose options or User-Agent the sighting shows, new or not; null if it
+  /// shows
+  ///         neither. Borrowed until the next call.
   const Station* Take(const Sighting& sighting);
 
   size_t count() const { return stations_.size(); }
@@ -65,9 +66,9 @@ class Stations {
   Station& Known(const StationKey& key);
 
   RecentMap<StationKey, Station> stations_;
-  RecentMap<IpAddress, MacAddress> holders_;  // of the addresses that DHCP gave
-  RecentMap<MacAddress, IpAddress> leases_;   // what the last ACK gave each client
-  RecentMap<MacAddress, bool> forwarders_;    // senders of what is not theirs
+  RecentMap<IpAddress, MacAddress> holders_;  // of the addresses that DHCP assigned
+  RecentMap<MacAddress, IpAddress> leases_;   // what the last ACK assigned to each client
+  RecentMap<MacAddress, bool> forwarders_;    // senders of frames of others
 };
 
 }  // namespace byod::capture

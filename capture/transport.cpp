@@ -28,7 +28,7 @@ void TakePayload(const Tins::PDU& carrier, Segment& segment) {
   if (const auto* const raw = carrier.find_pdu<Tins::RawPDU>()) segment.payload = raw->payload();
 }
 
-/// Cuts what stands behind the length that a UDP header tells. @return whether it may be right
+/// Removes what follows the length in a UDP header. @return whether that length is possible
 bool TrimUdp(size_t length, Segment& segment) {
   if (length < kUdpHeader) return false;
   const size_t payload = length - kUdpHeader;
@@ -37,7 +37,7 @@ bool TrimUdp(size_t length, Segment& segment) {
   return true;
 }
 
-/// What an IP packet carries, when it is UDP or TCP.
+/// The content of an IP packet, if it is UDP or TCP.
 Transport Carried(const Tins::PDU& ip, Segment segment) {
   if (const auto* const tcp = ip.find_pdu<Tins::TCP>()) {
     segment.is_tcp = true;
@@ -56,13 +56,13 @@ Transport Carried(const Tins::PDU& ip, Segment segment) {
     if (!TrimUdp(udp->length(), segment)) return Malformed();
     return {Verdict::kFound, std::move(segment)};
   }
-  // Of a packet that ends with its own header it was cut off.
+  // A packet that ends with its header was cut short.
   if (segment.is_cut) return Malformed();
   return {};
 }
 
-/// Whether the options of an IPv4 header are consistent. Behind the end of their list there is only
-/// padding of zeros.
+/// Whether the options of an IPv4 header are consistent. Only zeros may follow the end of their
+/// list.
 bool AreOptionsSound(Bytes options) {
   enum : uint8_t { kEndOfList = 0, kNoOperation = 1 };
   while (!options.empty() && options[0] != kEndOfList) {
@@ -75,7 +75,7 @@ bool AreOptionsSound(Bytes options) {
   return std::ranges::all_of(options, [](uint8_t byte) { return byte == 0; });
 }
 
-/// The packet without its options, which libtins reads less well: it refuses padding behind them.
+/// The packet without its options: libtins refuses options with padding after them.
 std::vector<uint8_t> WithoutOptions(Bytes bytes, size_t header) {
   std::vector<uint8_t> plain(bytes.begin(), bytes.begin() + kIpv4Header);
   plain.insert(plain.end(), bytes.begin() + static_cast<ptrdiff_t>(header), bytes.end());
@@ -89,10 +89,10 @@ Transport ReadIpv4(Bytes bytes) {
   constexpr size_t kHeader = kIpv4Header;
   if (bytes.size() < kHeader) return Malformed();
   const uint8_t protocol = bytes[9];
-  // Packets inside packets are not looked into, so nothing here nests.
+  // Packets inside packets are skipped, so nothing nests here.
   if (protocol != IPPROTO_TCP && protocol != IPPROTO_UDP) return {};
   Segment segment;
-  // 0 stands for a length above 65535, which network cards put together.
+  // 0 is a length above 65535, of a packet that the network card joined.
   const size_t length = WordAt(bytes, 2) != 0 ? WordAt(bytes, 2) : bytes.size();
   if (length < kHeader) return Malformed();
   segment.is_cut = length > bytes.size();

@@ -1,4 +1,4 @@
-// UDP and TCP out of IP packets, read by libtins.
+// UDP and TCP packets in IP packets, read by libtins.
 #ifndef BYOD_CAPTURE_TRANSPORT_H
 #define BYOD_CAPTURE_TRANSPORT_H
 
@@ -29,8 +29,8 @@ struct Transport {
   Segment segment;
 };
 
-/// @param ip  an IPv4 or IPv6 packet and maybe padding. Fragments are not put together: they are
-///            nothing.
+/// @param ip  an IPv4 or IPv6 packet, perhaps with padding. Fragments are not reassembled: they are
+///            skipped.
 Transport ReadIp(Bytes ip);
 
 }  // namespace byod::capture

@@ -1,4 +1,4 @@
-// User-Agent expressions taken apart, as the matching does it: alternatives between runs of '|',
+// Parses User-Agent expressions as the matching does: alternatives between runs of '|',
 // terms between runs of '&'.
 #ifndef BYOD_LINT_EXPRESSION_H
 #define BYOD_LINT_EXPRESSION_H
@@ -22,7 +22,7 @@ bool Implies(const Terms& narrow, const Terms& wide);
 /// "a&&b"
 std::string ToString(const Terms& terms);
 
-/// How an expression is written that is read as these alternatives: "a&&b||c".
+/// The normal form of an expression with these alternatives: "a&&b||c".
 std::string ToString(const std::vector<Terms>& alternatives);
 
 }  // namespace byod::lint

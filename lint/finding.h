@@ -1,4 +1,4 @@
-// What the lint finds.
+// A problem in a rule file.
 #ifndef BYOD_LINT_FINDING_H
 #define BYOD_LINT_FINDING_H
 
@@ -11,8 +11,8 @@
 
 namespace byod::lint {
 
-/// An error is a rule, or an alternative of one, that does not do what it is written for. A warning
-/// is one that works, but not as it looks.
+/// An error is a rule, or an alternative of one, that has no effect. A warning is one that works
+/// differently from how it reads.
 using rulefiles::Severity;
 
 /// The other rule of a finding.
@@ -23,7 +23,7 @@ struct Other {
 
 struct Finding {
   Severity severity = Severity::kError;
-  const char* check = "";  ///< which of the checks, in one word of small letters and hyphens
+  const char* check = "";  ///< the name of the check, in lower case with hyphens
   rulefiles::Place place;
   std::string rule;  ///< empty for a row that could not be read as one
   std::string reason;

@@ -1,9 +1,9 @@
-// Checks rule files as a whole: rules that are in each other's way, and rules that nothing matches.
+// Checks rule files as a whole: rules that conflict with each other, and rules that nothing
+// matches.
 //
-// Which checks there are is told in docs/rule-files.md. They are exact in one direction: a rule
-// that is said never to win never wins. Of two expressions it is asked whether the texts of their
-// terms alone decide that one matches whenever the other does; that no terminal happens to send a
-// text is nothing that a lint knows.
+// docs/rule-files.md lists the checks. They are exact in one direction: a rule that is reported
+// never to win never wins. Expressions are compared by the texts of their terms alone: whether one
+// matches whenever the other does. Which texts terminals really send is not known here.
 #ifndef BYOD_LINT_LINT_H
 #define BYOD_LINT_LINT_H
 
@@ -20,10 +20,10 @@ struct Report {
 };
 
 /**
- * Reads the rules of the sources and checks those of our own; the registry's are only what rules of
- * our own may be in the way of. Rows that cannot be used are findings too.
+ * Reads the rules of the sources and checks those of the rule files; rules of the registry matter
+ * only where they conflict with these. Rows that cannot be used are findings too.
  *
- * Uses the process's rule store, of which there is one at a time.
+ * Uses the process's rule store, there is one at a time.
  *
  * @throws std::runtime_error without memory for the store
  */

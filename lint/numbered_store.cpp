@@ -21,7 +21,7 @@ size_t NumberIn(const char* name) {
   return static_cast<size_t>(std::stoul(name));
 }
 
-/// What a lookup by type answers. @param lookup  (size, out) -> status
+/// The result of a lookup by type. @param lookup  (size, out) -> status
 template <typename Lookup>
 std::optional<size_t> NumberOf(Lookup lookup) {
   char name[BYOD_DEVNAME_SIZE] = "";

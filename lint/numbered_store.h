@@ -1,4 +1,4 @@
-// Asks the library itself which rule wins.
+// Finds which rule wins, by the library itself.
 #ifndef BYOD_LINT_NUMBERED_STORE_H
 #define BYOD_LINT_NUMBERED_STORE_H
 
@@ -12,8 +12,8 @@
 namespace byod::lint {
 
 /**
- * The rules of a set in the tables of the library, each with its place in the set as the name of
- * its device: what a lookup answers is the number of the rule that wins.
+ * The rules of a set in the tables of the library. The name of each rule's device is the index of
+ * the rule in the set, so a lookup returns the index of the rule that wins.
  *
  * Owns the process's rule store: there is one at a time.
  */
@@ -28,8 +28,8 @@ class NumberedStore {
   /// The numbers of the User-Agent rules in the order in which they are tried.
   static std::vector<size_t> UserAgentRulesInMatchOrder();
 
-  /// The rule that decides, if any does. Of a User-Agent the first 255 bytes count, which is what
-  /// an access device keeps.
+  /// The rule that wins, if any does. The first 255 bytes of a User-Agent count, as in an access
+  /// device.
   static std::optional<size_t> WinnerOnUserAgent(const std::string& user_agent);
   static std::optional<size_t> WinnerOnOptions(const std::string& options);
   static std::optional<size_t> WinnerOnAddress(const rulefiles::MacAddress& mac);

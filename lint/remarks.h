@@ -1,4 +1,4 @@
-// What one rule says of itself: nothing of this depends on other rules.
+// Problems of single rules, which do not depend on other rules.
 #ifndef BYOD_LINT_REMARKS_H
 #define BYOD_LINT_REMARKS_H
 
@@ -20,30 +20,29 @@ struct Remark {
   std::string reason;
 };
 
-/// That an alternative has no term.
+/// An alternative without terms.
 std::optional<Remark> RemarkOnMatchingEverything(const std::vector<Terms>& alternatives);
 
-/// That single or repeated separators are read otherwise than they look.
+/// Single or repeated separators, which are read differently from how they look.
 std::optional<Remark> RemarkOnSeparators(const std::string& expression,
                                          const std::vector<Terms>& alternatives);
 
-/// That a term of an alternative stands in no header.
+/// A term of an alternative that no header contains.
 std::optional<Remark> RemarkOnTerms(const Terms& terms);
 
-/// That no list of options is written so.
+/// A text that no list of options has.
 std::optional<Remark> RemarkOnOptions(const std::string& options);
 
-/// That no terminal has an address of the block.
+/// A block without addresses of terminals.
 std::optional<Remark> RemarkOnBlock(const rulefiles::Prefix& prefix);
 
-/// That a rule says nothing.
+/// A rule without fields.
 std::optional<Remark> RemarkOnDevice(const rulefiles::DeviceText& device);
 
-/// Whether a text may be that of a header field, which holds blanks and tabs, but no other control
-/// character.
+/// Whether a text can be a header field: without control characters except tabs.
 bool MayStandInAHeader(std::string_view text);
 
-/// Whether the library writes this text for a list of options.
+/// Whether this is the text that the library makes of some list of options.
 bool IsOptionList(std::string_view text);
 
 }  // namespace byod::lint

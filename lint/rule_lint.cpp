@@ -40,7 +40,7 @@ class Findings {
     out_.push_back({severity, check, about.place, TextOf(about), std::move(reason)});
   }
 
-  /// @return whether there was a remark
+  /// @return whether there was a problem
   bool Add(size_t rule, std::optional<Remark> remark) {
     if (remark) Add(remark->severity, remark->check, rule, std::move(remark->reason));
     return remark.has_value();
@@ -66,7 +66,7 @@ void CheckThatItSaysSomething(const std::vector<Rule>& rules, Findings<Rule>& fi
   }
 }
 
-/// What an example may be, and which rule wins on it.
+/// Whether an example is valid, and which rule wins on it.
 struct Example {
   const char* what;
   bool is_valid;
@@ -151,7 +151,7 @@ class UserAgentLint {
   void CheckThatNoOtherCovers(size_t rule, const std::vector<Terms>& alternatives, size_t i) {
     for (size_t other = 0; other < alternatives.size(); ++other) {
       if (other == i || !Implies(alternatives[i], alternatives[other])) continue;
-      // Of two that say the same the first one stays.
+      // Of two equal alternatives the first one counts.
       if (other > i && Implies(alternatives[other], alternatives[i])) continue;
       return findings_.Add(Severity::kWarning, "dead-alternative", rule,
                            "alternative " + Quoted(ToString(alternatives[i])) +

@@ -1,5 +1,4 @@
-// Finds, among the rules that are tried before, the one that leaves an alternative nothing to
-// match.
+// Finds an earlier rule that matches everything that an alternative matches.
 #ifndef BYOD_LINT_SHADOWS_H
 #define BYOD_LINT_SHADOWS_H
 
@@ -16,14 +15,14 @@ namespace byod::lint {
 /**
  * Alternatives of the rules tried so far.
  *
- * Each is filed under the one of its terms that least is filed under. One that another alternative
- * implies has that term inside a term of the other, so looking up every part of the other's terms
- * finds it; only parts of lengths that something is filed under are looked up.
+ * Each is filed under one of its terms, the one with the fewest entries. An alternative that is
+ * implied by another has that term inside a term of the other, so a look-up of every part of the
+ * other's terms finds it. Only parts are looked up whose length some filed term has.
  */
 class Shadows {
  public:
-  /// @param rule   its number, told by Find
-  /// @param terms  at least one; what they point to is borrowed
+  /// @param rule   its number, from Find
+  /// @param terms  at least one; the texts are borrowed
   void Add(size_t rule, const Terms& terms);
 
   /// @return the first rule added of those that match whenever all of these terms occur
@@ -37,7 +36,7 @@ class Shadows {
   };
 
   std::unordered_map<std::string_view, std::vector<Filed>> filed_;
-  std::vector<bool> lengths_;  // of the terms that something is filed under
+  std::vector<bool> lengths_;  // of filed terms
   size_t count_ = 0;
 };
 

@@ -8,7 +8,7 @@
 namespace byod::text {
 namespace {
 
-// ASCII only: the words are ours, and the locale must not change what is near.
+// ASCII only: the known words are, and the locale must not change the result.
 char Lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -27,7 +27,7 @@ size_t AllowedDistance(std::string_view wrong, std::string_view word) {
   return std::max<size_t>(1, std::max(wrong.size(), word.size()) / 3);
 }
 
-/// A word of which nothing is left is not near: "x" is not a misspelt "os".
+/// A word with no letter in common is not near: "x" is not a misspelt "os".
 bool IsNear(std::string_view wrong, std::string_view word, size_t distance) {
   return distance <= AllowedDistance(wrong, word) && distance < std::min(wrong.size(), word.size());
 }
@@ -57,7 +57,7 @@ std::string OnlyWordThatBeginsWith(std::string_view beginning,
 
 size_t EditDistance(std::string_view a, std::string_view b) {
   // rows[i % 3][j] is the distance of the first i letters of a from the first j letters of b. A
-  // swap looks two rows back, nothing looks further.
+  // swap refers to two rows before, nothing to earlier ones.
   std::vector<size_t> rows[3];
   for (auto& row : rows)
     row.resize(b.size() + 1);
@@ -79,7 +79,7 @@ size_t EditDistance(std::string_view a, std::string_view b) {
 }
 
 std::string NearestWord(std::string_view wrong, const std::vector<std::string>& words) {
-  // Distance first; of equal ones a word with the same first letter, which few people get wrong.
+  // By distance, then by the first letter, which is rarely wrong.
   using Rank = std::pair<size_t, bool>;
   Rank best = {std::numeric_limits<size_t>::max(), true};
   std::string nearest;

@@ -1,5 +1,4 @@
-// The word that was probably meant: wrong words of a command line, a rule file or a configuration
-// file are reported with the right one that is nearest.
+// Suggests a word for an unknown one of a command line, a rule file or a configuration file.
 #ifndef BYOD_TEXT_NEAREST_WORD_H
 #define BYOD_TEXT_NEAREST_WORD_H
 
@@ -16,11 +15,11 @@ namespace byod::text {
 size_t EditDistance(std::string_view a, std::string_view b);
 
 /**
- * Finds the word that is nearest to a wrong one.
+ * Finds the known word that is most similar to an unknown one.
  *
- * Near is a word with up to one wrong letter in three (one in a word of less than six letters);
- * when there is none, the only word that begins with the wrong one, if that has two letters or
- * more.
+ * A word is near if at most a third of its letters are wrong, or one if it has less than six.
+ * If there is none, the only word that begins with the unknown one counts, if that has two letters
+ * or more.
  *
  * @return the nearest word, of equally near ones one with the same first letter, else the first in
  *         the list; empty when no word is near
@@ -28,7 +27,7 @@ size_t EditDistance(std::string_view a, std::string_view b);
 std::string NearestWord(std::string_view wrong, const std::vector<std::string>& words);
 
 /**
- * The end of a message about a wrong word, so that all of them read alike.
+ * The end of a message about an unknown word, the same for all such messages.
  *
  * @return `; did you mean "rules"?`; empty when no word is near
  */

@@ -15,7 +15,7 @@ constexpr char kHelp[] = "help";
 constexpr char kHelpOption[] = "--help";
 constexpr char kJsonOption[] = "--json";
 
-/// The options that may stand in front of the command.
+/// The options that may precede the command.
 struct GlobalOption {
   const char* name;
   bool takes_value;
@@ -42,7 +42,7 @@ const GlobalOption& GlobalOptionOf(const std::string& argument) {
   throw Failure(kExitBadInput, "unknown option \"" + name + "\" before the command" + hint);
 }
 
-/// The place of the next word that is neither an option nor an option's value.
+/// The index of the next word that is neither an option nor an option's value.
 size_t NextWord(const Words& arguments, size_t from) {
   while (from < arguments.size() && IsOption(arguments[from])) {
     const bool has_value = arguments[from].find('=') != std::string::npos;
@@ -74,7 +74,7 @@ void CompleteVerb(Words& arguments, size_t at) {
                 UnknownCommand(verb, next < arguments.size() ? arguments[next] : ""));
 }
 
-/// @return the place behind the command's words
+/// @return the index after the command's words
 size_t CompleteNoun(Words& arguments, size_t verb_at) {
   const std::string& verb = arguments[verb_at];
   const Words nouns = NounsOf(verb);
@@ -93,7 +93,7 @@ size_t CompleteNoun(Words& arguments, size_t verb_at) {
   return at + 1;
 }
 
-/// Moves a --json in front of the command's words behind them, where the command declares it.
+/// Moves a --json before the command's words after them, where the command declares it.
 void MoveJson(Words& arguments, size_t words_end) {
   const auto end = At(arguments, words_end);
   const auto kept = std::remove(arguments.begin(), end, kJsonOption);

@@ -9,18 +9,18 @@
 namespace byod::ctl {
 
 /**
- * Finds the word that a text is, or is the beginning of.
+ * Completes an abbreviated word.
  *
- * @return the word; the text itself when it begins none
- * @throws Failure of kExitBadInput when it begins several, naming them
+ * @return the word; the text itself if no word begins with it
+ * @throws Failure of kExitBadInput when several words begin with it, naming them
  */
 std::string FullWord(std::string_view text, const std::vector<std::string>& words);
 
 /**
- * Writes a command line as the parser takes it: verb and noun in full, `help COMMAND` as
- * `COMMAND --help`, and a --json in front of the command behind it.
+ * Rewrites a command line for the parser: verb and noun in full, `help COMMAND` as
+ * `COMMAND --help`, and a --json before the command after it.
  *
- * @throws Failure of kExitBadInput for words that are no command, with the command that was
+ * @throws Failure of kExitBadInput for words that are not a command, with the command that is
  *         probably meant
  */
 std::vector<std::string> WithFullCommand(std::vector<std::string> arguments);

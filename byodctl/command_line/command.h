@@ -1,4 +1,4 @@
-// What a command of byodctl consists of.
+// A command of byodctl, and the table of all of them.
 #ifndef BYODCTL_COMMAND_LINE_COMMAND_H
 #define BYODCTL_COMMAND_LINE_COMMAND_H
 
@@ -19,20 +19,20 @@ using Run = std::function<int()>;
 
 struct Command {
   const char* verb;
-  const char* noun;  ///< nullptr when the verb says it all
+  const char* noun;  ///< nullptr for a command of one word
   const char* help;
-  /// Declares the command's options. The settings are filled in when the command runs; they outlive
+  /// Declares the command's options. The settings are complete when the command runs, and outlive
   /// it.
   Run (*define)(Parser& parser, const Settings& settings);
 };
 
-/// All of them, those with the same verb side by side.
+/// All commands; those with the same verb follow one another.
 std::span<const Command> Commands();
 
 /// The first words of all commands.
 std::vector<std::string> Verbs();
 
-/// The second words that a first one takes; none when it is a whole command.
+/// The second words that may follow a first one; none for a command of one word.
 std::vector<std::string> NounsOf(std::string_view verb);
 
 Run DefineIdentify(Parser& parser, const Settings& settings);

@@ -11,7 +11,7 @@
 namespace byod::ctl {
 namespace {
 
-/// What other programs call it.
+/// The word of other programs for one of ours.
 struct Synonym {
   const char* word;
   const char* ours;
@@ -61,7 +61,7 @@ std::string MeantWord(const std::string& wrong, const Words& words,
                       std::span<const Synonym> synonyms) {
   if (Contains(words, wrong)) return wrong;
   const std::string meaning = MeaningOf(wrong, synonyms);
-  // An option in place of a command is none of the words.
+  // The meaning may be an option, --version.
   if (meaning.starts_with('-') || Contains(words, meaning)) return meaning;
   return text::NearestWord(wrong, words);
 }
@@ -74,7 +74,7 @@ Words AllNouns() {
   return nouns;
 }
 
-/// The verb for a noun that stands alone: people ask more often than they change.
+/// The verb for a noun without one: users look more often than they change.
 std::string UsualVerbOf(const std::string& noun) {
   for (const char* const verb : {"show", "check", "set"}) {
     if (Contains(NounsOf(verb), noun)) return verb;
@@ -85,10 +85,10 @@ std::string UsualVerbOf(const std::string& noun) {
 struct Meant {
   std::string verb;
   std::string noun;
-  bool uses_second = false;  ///< the second word is part of what was meant
+  bool uses_second = false;  ///< the second word is part of the suggestion
 };
 
-/// A noun in the first place: `status`, `rules list`.
+/// A noun as the first word: `status`, `rules list`.
 Meant MeantByNoun(const std::string& first, const std::string& second) {
   Meant meant;
   meant.noun = MeantWord(first, AllNouns(), kNounSynonyms);
@@ -115,7 +115,7 @@ Meant MeantByVerb(const std::string& first, const std::string& second) {
 }
 
 Meant MeantCommand(const std::string& first, const std::string& second) {
-  // A noun that is spelt right says more than a verb that is spelt nearly so.
+  // A correct noun is better evidence than a misspelt verb.
   if (!Contains(Verbs(), first) && MeaningOf(first, kVerbSynonyms).empty()) {
     const bool is_noun = Contains(AllNouns(), first) || !MeaningOf(first, kNounSynonyms).empty();
     if (is_noun || text::NearestWord(first, Verbs()).empty()) return MeantByNoun(first, second);

@@ -1,4 +1,4 @@
-// The command that was probably meant by words that are none.
+// Suggests a command for words that are not one.
 #ifndef BYODCTL_COMMAND_LINE_MEANT_COMMAND_H
 #define BYODCTL_COMMAND_LINE_MEANT_COMMAND_H
 
@@ -7,7 +7,7 @@
 namespace byod::ctl {
 
 /**
- * Names a wrong command and the right one that is nearest, by its spelling or by its meaning:
+ * Names the unknown command and the most similar one, by spelling or by meaning:
  * `list rules` is `show rules`, and so is `rules` alone.
  *
  * @param first, second  the first two words of the command line; the second may be empty and may be

@@ -1,4 +1,4 @@
-// Checks of option values, whose messages name the value and what it must be.
+// Checks of option values. Messages name the value and what is allowed.
 #ifndef BYODCTL_COMMAND_LINE_OPTION_CHECKS_H
 #define BYODCTL_COMMAND_LINE_OPTION_CHECKS_H
 

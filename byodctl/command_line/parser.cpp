@@ -233,7 +233,7 @@ struct CommandLine::State {
       verb->description(nouns + (nouns.empty() ? "" : ", ") + command.noun);
       DefineBelow(*verb, command.noun, command, settings);
     }
-    // WithFullCommand reads it; here it is listed.
+    // Only for the list in the help: WithFullCommand replaces it.
     app.add_subcommand("help", "Show the help of a command")->group(kCommands);
   }
 

@@ -1,5 +1,5 @@
-// The options of a command, as the command declares them. What parses them is known to parser.cpp
-// alone: it is a library of headers, and compiling it takes longer than compiling a command.
+// Declares the options of a command. Only parser.cpp includes the library that parses them: it
+// consists of headers, and takes longer to compile than a command.
 #ifndef BYODCTL_COMMAND_LINE_PARSER_H
 #define BYODCTL_COMMAND_LINE_PARSER_H
 
@@ -24,7 +24,7 @@ class Option {
   explicit Option(CLI::Option& option) : option_(&option) {}
 
   Option Required() const;
-  /// What stands for the value in the help.
+  /// The name of the value in the help.
   Option ValueName(const char* name) const;
   Option Check(OptionCheck check) const;
   /// The help shows the value that the variable has now.
@@ -34,7 +34,7 @@ class Option {
   Option Excludes(const Option& other) const;
   Option Needs(const Option& other) const;
 
-  /// To be asked when the command line is parsed.
+  /// Valid after the command line is parsed.
   bool IsGiven() const;
 
  private:
@@ -67,12 +67,12 @@ class Parser {
   /// @param take  called when the flag is given
   Option AddFlag(const std::string& name, std::function<void()> take, const std::string& help);
 
-  /// Adds text to the end of the command's help, as it is.
+  /// Adds text to the end of the command's help, without wrapping it.
   void AddToHelp(const std::string& text);
   /// The same, wrapped to the width of the help.
   void AddParagraphToHelp(const std::string& paragraph);
 
-  /// @param fault  called when all is parsed: says what is wrong with the values together; empty =
+  /// @param fault  called after parsing. @return what is wrong with the values together; empty =
   ///               nothing
   void CheckAll(std::function<std::string()> fault);
 

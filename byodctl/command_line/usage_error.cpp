@@ -11,7 +11,7 @@
 namespace byod::ctl {
 namespace {
 
-/// What other programs call an option, or where people expect one.
+/// Options of other programs, with ours of the same meaning.
 struct OptionSynonym {
   const char* option;
   const char* ours;
@@ -35,7 +35,7 @@ constexpr OptionSynonym kOptionSynonyms[] = {{"--ua", "--user-agent"},
                                              {"-f", "--force"},
                                              {"-V", "--version"}};
 
-/// A kind of rule is a word, but it is an option of `identify`.
+/// Kinds of rules are arguments, but options of `identify`.
 constexpr const char* kKindOptions[] = {"--mac", "--user-agent", "--dhcp"};
 
 bool IsOption(const std::string& argument) {

@@ -1,4 +1,4 @@
-// What is wrong with a command line, for its author.
+// Messages for command lines that cannot be parsed.
 #ifndef BYODCTL_COMMAND_LINE_USAGE_ERROR_H
 #define BYODCTL_COMMAND_LINE_USAGE_ERROR_H
 
@@ -27,7 +27,7 @@ struct UsageFault {
   Words missing;            ///< required arguments that are not given
 };
 
-/// @return one line that names the option or argument, and the right one that is nearest
+/// @return one line that names the option or argument, and the most similar one that exists
 std::string UsageError(const UsageFault& fault);
 
 }  // namespace byod::ctl

@@ -60,7 +60,7 @@ Request Phase(uint32_t phase) {
   return request;
 }
 
-/// Sends a file of this size to the daemon, which checks and takes it.
+/// Sends a file of this size to the daemon, which checks it before it changes anything.
 void Send(Client& client, const Descriptor& file, uint64_t total, const std::string& name) {
   Request begin = Phase(BYOD_PHASE_BEGIN);
   begin.Counter(BYOD_EXT_TOTAL, total);

@@ -21,13 +21,13 @@ bool SameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// "/dev/stdout" and its like, also where standard output was redirected to a file.
+/// "/dev/stdout" and similar, also if standard output is redirected to a file.
 bool IsStandardOutput(const struct stat& status) {
   struct stat output = {};
   return fstat(STDOUT_FILENO, &output) == 0 && SameFile(status, output);
 }
 
-/// Where a chain of symbolic links ends, whether something is there or not.
+/// The end of a chain of symbolic links, whether it exists or not.
 std::string Followed(const std::string& name) {
   constexpr int kMaxLinks = 40;  // as the kernel
   std::filesystem::path path = name;
@@ -48,15 +48,15 @@ std::string HeaderOf(const std::string& name) {
 }
 
 bool IsWritable(const std::string& name, const struct stat& status) {
-  // Root may write whatever the mode says, but the mode says that nobody should.
+  // Root may write in spite of the mode, but the mode asks not to.
   return (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0 && access(name.c_str(), W_OK) == 0;
 }
 
-/// @return why a regular file should stay; empty = it may be replaced
+/// @return why a regular file must not be replaced; empty = it may be
 std::string ReasonToKeep(const std::string& name, const struct stat& status) {
   if (!IsWritable(name, status)) return "read-only";
   if (access((name + "-wal").c_str(), F_OK) == 0) return "a database in use";
-  // Nothing is lost with an empty one.
+  // An empty file may be replaced.
   if (status.st_size > 0 && !IsBackupHeader(HeaderOf(name))) return "not a backup";
   return {};
 }
@@ -139,7 +139,7 @@ void BackupFile::Write(std::string_view bytes) {
 
 void BackupFile::Finish() {
   if (draft_.empty()) {
-    // A device or a pipe that has no cache to flush says EINVAL.
+    // EINVAL: a device or a pipe, which has no cache to flush.
     if (fsync(file_.get()) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP) {
       FailWithErrno();
     }

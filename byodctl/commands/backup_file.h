@@ -1,4 +1,4 @@
-// Where a backup is written to.
+// Writes backups to files.
 #ifndef BYODCTL_COMMANDS_BACKUP_FILE_H
 #define BYODCTL_COMMANDS_BACKUP_FILE_H
 
@@ -27,7 +27,7 @@ class Descriptor {
   int number_;
 };
 
-/// Whether a file begins as a backup does, as far as its first bytes show.
+/// Whether these first bytes of a file are those of a backup.
 constexpr size_t kBackupHeaderSize = 72;
 bool IsBackupHeader(std::string_view bytes);
 
@@ -35,9 +35,8 @@ bool IsBackupHeader(std::string_view bytes);
  * The file that a backup becomes.
  *
  * A regular file, and one that does not exist, is replaced as a whole when the backup is complete,
- * and is as it was when it is not; a symbolic link is followed. Anything else, a device or a FIFO,
- * is written to as it is, and so is standard output, whatever it is: by the name "-" or by one of
- * its own.
+ * and unchanged otherwise; a symbolic link is followed. Anything else, a device or a FIFO, is
+ * written to directly, and so is standard output, by the name "-" or by its path.
  *
  * Every function throws a Failure that names the file.
  */
@@ -45,7 +44,7 @@ class BackupFile {
  public:
   /**
    * @param force  replaces what is read-only or not a backup
-   * @throws Failure for what must not, or cannot, be written; nothing waits for a FIFO's reader
+   * @throws Failure if the file must not or cannot be written. Does not wait for a FIFO's reader
    */
   BackupFile(const std::string& name, bool force);
   ~BackupFile();
@@ -54,10 +53,10 @@ class BackupFile {
 
   void Write(std::string_view bytes);
 
-  /// The backup is complete. @throws Failure, and the file is as it was
+  /// Completes the backup. @throws Failure; then the file is unchanged
   void Finish();
 
-  /// The backup goes to standard output, which is taken then.
+  /// Nothing else may be written to standard output then.
   bool is_standard_output() const { return is_standard_output_; }
 
  private:
@@ -67,8 +66,8 @@ class BackupFile {
   [[noreturn]] void FailWithErrno() const;
 
   std::string name_;
-  std::string final_name_;  ///< without symbolic links; only of a file that is replaced
-  std::string draft_;       ///< beside it; empty = there is none
+  std::string final_name_;  ///< without symbolic links; only if the file is replaced
+  std::string draft_;       ///< beside it; empty = none
   Descriptor file_;
   bool is_standard_output_ = false;
 };

@@ -40,7 +40,7 @@ std::vector<std::string> CurrentOrder(Client& client) {
   return NamesOf(order);
 }
 
-/// The daemon answers alike whether the default order was in force before or not.
+/// The daemon's reply does not show whether the default order was already set.
 int Unset(bool json, const Settings& settings) {
   Client client(settings);
   const std::vector<std::string> former = CurrentOrder(client);

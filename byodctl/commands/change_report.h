@@ -1,4 +1,4 @@
-// What a command that changes something reports at its end.
+// The report of a command that changes something.
 #ifndef BYODCTL_COMMANDS_CHANGE_REPORT_H
 #define BYODCTL_COMMANDS_CHANGE_REPORT_H
 
@@ -13,7 +13,7 @@ constexpr char kChangeKeys[] = "changed";
 constexpr char kChangeKeysWithWarnings[] = "changed, warnings";
 
 /**
- * That nothing had to be changed is not an error, and neither are warnings: the change is made.
+ * It is not an error if nothing had to be changed, nor if there are warnings: the change is made.
  *
  * @param warnings  nothing for a command that never warns
  * @return the exit status

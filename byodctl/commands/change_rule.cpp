@@ -21,7 +21,7 @@ struct Options {
   std::string key;
   rulefiles::DeviceText device;
   std::string example;
-  std::vector<const DeviceField*> fields;  ///< those that are meant
+  std::vector<const DeviceField*> fields;  ///< those that are given
   bool json = false;
 };
 

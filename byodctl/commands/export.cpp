@@ -20,7 +20,7 @@ struct Options {
   bool json = false;
 };
 
-/// A rule that was set by other means may hold what a rule file cannot say.
+/// A rule that was set by other means may contain what a rule file cannot.
 bool IsReadable(const Rule& rule) {
   try {
     ReadRule(rule.key.kind, ToString(rule.key), rule.device);
@@ -35,7 +35,7 @@ int Export(const Options& options, const Settings& settings) {
   if (!options.kind.empty()) kinds = {RuleKindOf(options.kind)};
   Client client(settings);
   int status = kExitSuccess;
-  // A file keeps every byte for import; a terminal must not obey them.
+  // A file keeps every byte for import; a terminal must not get control characters.
   const bool is_terminal = WidthOfOutput().has_value();
   for (const uint32_t kind : kinds) {
     if (!options.json) std::cout << CsvHeader(kind);
@@ -55,7 +55,7 @@ int Export(const Options& options, const Settings& settings) {
         std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);
       }
     };
-    ListRules(client, kind, true, Telling::kConfigured, take);
+    ListRules(client, kind, true, Detail::kConfigured, take);
     ListIdleRules(client, kind, take);
   }
   return status;

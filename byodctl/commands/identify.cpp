@@ -42,11 +42,11 @@ struct Options {
   OutputForm output_form() const { return tsv ? OutputForm::kTsv : FormOf(json); }
 };
 
-/// Nobody should wonder why nothing happens.
+/// Without it the program would seem to hang.
 constexpr char kInputPrompt[] =
     "byodctl: reading fingerprints from the terminal until Ctrl-D; see byodctl identify --help\n";
 
-/// The one line that stands on the command line.
+/// The fingerprint on the command line, as the only line.
 class ArgumentReader : public LineReader {
  public:
   explicit ArgumentReader(FingerprintText text) : line_(InputLine{1, std::move(text), {}}) {}
@@ -57,7 +57,7 @@ class ArgumentReader : public LineReader {
   std::optional<InputLine> line_;
 };
 
-/// What went through, and the exit status that follows from it.
+/// The number of lines of each kind, and the exit status that follows from them.
 struct Summary {
   size_t identified = 0;
   size_t unknown = 0;

@@ -35,13 +35,13 @@ enum Action { kAdded, kChanged, kUnchanged, kRefused, kBad, kRemoved, kWarning, 
 constexpr const char* kActionNames[kActionCount] = {"added", "changed", "unchanged", "refused",
                                                     "bad",   "removed", "warning"};
 
-/// What became of a row.
+/// The result for a row.
 struct Outcome {
   Action action = kBad;
   std::string reason;  ///< why it was refused, or is bad
 };
 
-/// Says what is wrong with a row as soon as it is known, and what became of all rows at the end.
+/// Reports errors of rows at once, and the results of all rows at the end.
 class Report {
  public:
   explicit Report(const Options& options) : options_(options) {}
@@ -66,7 +66,7 @@ class Report {
 
   size_t Count(Action action) const { return counts_[action]; }
 
-  /// @param is_kept  else all is as it was, whether that was meant or not
+  /// @param is_kept  else nothing was changed, in a dry run or because of an error
   int Finish(bool is_kept) {
     rows_.Finish();
     if (options_.json || options_.dry_run) std::cout << written_.str();
@@ -92,7 +92,7 @@ class Report {
 
   const Options& options_;
   std::array<size_t, kActionCount> counts_ = {};
-  std::ostringstream written_;  // rows stand behind all that is wrong
+  std::ostringstream written_;  // rows follow all messages
   Listing rows_{FormOf(options_.json),
                 {{"LINE", "line"},
                  {"ACTION", "action"},
@@ -114,7 +114,7 @@ rulefiles::File ReadInput(const std::string& name) {
   return std::move(*file);
 }
 
-/// Asks once more for a change that was refused: by itself it is told why.
+/// Repeats a refused change by itself, since the reply to a single change has the reason.
 std::string ReasonOf(Client& client, const Request& change) {
   try {
     client.Change(change);
@@ -165,7 +165,7 @@ void Apply(Client& client, Bulk& bulk, const std::vector<DesiredRule>& rules, Re
   }
 }
 
-/// A part of the file is not what it says, so --replace takes all of it or nothing.
+/// --replace makes all changes or none: part of a file would be another configuration.
 bool MayBeKept(const Options& options, const Report& report) {
   return !options.replace || report.Count(kBad) + report.Count(kRefused) == 0;
 }
@@ -174,15 +174,15 @@ bool MayBeKept(const Options& options, const Report& report) {
 bool Change(const Options& options, const Settings& settings, RuleCsv file, Report& report) {
   if (!MayBeKept(options, report)) return false;
   if (file.rules.empty() && !options.replace) return !options.dry_run;
-  // Reading may have taken longer than the daemon keeps a client that asks nothing.
+  // Reading may have taken longer than the daemon keeps an idle connection.
   Client client(settings);
   Bulk bulk(client);
-  // What is listed inside the bulk is what it changes: others wait for its end.
+  // Listed inside the bulk, so that nothing changes in between: other clients wait for its end.
   const std::vector<DesiredRule> rules =
       options.replace ? ReplacedRules(client, std::move(file)) : AddedRules(std::move(file.rules));
   Apply(client, bulk, rules, report);
   if (options.dry_run || !MayBeKept(options, report)) {
-    bulk.TakeBack();
+    bulk.RollBack();
     return false;
   }
   bulk.Commit();
@@ -190,7 +190,7 @@ bool Change(const Options& options, const Settings& settings, RuleCsv file, Repo
 }
 
 int Import(const Options& options, const Settings& settings) {
-  // A daemon that is not there is told before anything is read.
+  // A missing daemon is reported before anything is read.
   {
     const Client probe(settings);
   }

@@ -32,7 +32,7 @@ const char* OriginOf(const Rule& rule) {
   return rule.is_custom ? "custom" : "predefined";
 }
 
-/// What an administrator did, and whether it has an effect.
+/// The origin of a rule, whether it is modified, and whether it is in effect.
 std::string StateOf(const Rule& rule) {
   return std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "") +
          (rule.why_idle.empty() ? "" : "; not in effect: " + rule.why_idle);
@@ -59,23 +59,23 @@ std::vector<uint32_t> KindsOf(const std::string& name) {
   return {std::begin(kRuleKindsInOrder), std::end(kRuleKindsInOrder)};
 }
 
-Rule AskFor(Client& client, const RuleKey& key, Which which, Telling telling) {
-  return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, which, telling))));
+Rule AskFor(Client& client, const RuleKey& key, Which which, Detail detail) {
+  return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, which, detail))));
 }
 
-/// Calls take for the rules that the filter may let through.
+/// Calls take for the rules that may pass the filter.
 void ListCandidates(Client& client, const std::vector<uint32_t>& kinds, const RuleFilter& filter,
                     const Settings& settings, const std::function<void(const Rule&)>& take) {
   if (!filter.wins) {
     for (const uint32_t kind : kinds) {
-      ListRules(client, kind, filter.ConfiguredOnly(), Telling::kAll, take);
+      ListRules(client, kind, filter.ConfiguredOnly(), Detail::kAll, take);
       ListIdleRules(client, kind, take);
     }
     return;
   }
   for (const RuleKey& key : WinningRules(*filter.wins, settings)) {
     if (std::ranges::find(kinds, key.kind) == kinds.end()) continue;
-    take(AskFor(client, key, Which::kThis, Telling::kAll));
+    take(AskFor(client, key, Which::kThis, Detail::kAll));
   }
 }
 
@@ -101,8 +101,8 @@ int ShowRule(const Options& options, const Settings& settings) {
   const uint32_t kind = RuleKindOf(options.kind);
   const RuleKey key = ReadRule(kind, options.key, {}).key;
   Client client(settings);
-  const Rule rule = AskFor(client, key, options.next ? Which::kNext : Which::kThis, Telling::kAll);
-  const Rule configured = AskFor(client, rule.key, Which::kThis, Telling::kConfigured);
+  const Rule rule = AskFor(client, key, options.next ? Which::kNext : Which::kThis, Detail::kAll);
+  const Rule configured = AskFor(client, rule.key, Which::kThis, Detail::kConfigured);
   Properties properties(FormOf(options.json));
   properties.Add("kind", "kind", kRuleKindNames[kind]);
   properties.Add("key", "key", ToString(rule.key));

@@ -45,7 +45,7 @@ int ShowCounts(bool json, const Settings& settings) {
   return kExitSuccess;
 }
 
-/// A number of the status that is shown as it is.
+/// A number of the status.
 struct StatusNumber {
   const char* key;
   const char* label;
@@ -77,7 +77,7 @@ std::string UptimeText(uint64_t seconds) {
   return text + two(seconds / 3600 % 24) + ':' + two(seconds / 60 % 60) + ':' + two(seconds % 60);
 }
 
-/// By the kind of rule: all of them, those that an administrator made, those that he changed.
+/// The rules of one kind: all, added by an administrator, changed by one.
 struct TableCounts {
   uint32_t rules = 0;
   uint32_t custom = 0;

@@ -16,7 +16,7 @@
 namespace byod::ctl {
 namespace {
 
-/// The parts that no rule matched, as the methods are called.
+/// The methods of the parts that no rule matched.
 std::vector<std::string> Unmatched(const Fields& unknown) {
   const uint32_t bits = unknown.Number(BYOD_EXT_UNMATCHED, 0);
   std::vector<std::string> names;

@@ -22,7 +22,7 @@ namespace byod::ctl {
 namespace {
 
 struct Options {
-  std::optional<uint64_t> count;  ///< ends after so many
+  std::optional<uint64_t> count;  ///< exits after this many
   bool json = false;
 #ifdef BYOD_CAPTURE
   std::string interface;  ///< empty = the daemon's identifications
@@ -59,7 +59,7 @@ Item ItemOf(const Fields& event, uint64_t lost) {
   return item;
 }
 
-/// The identifications of the daemon, over one connection after the other.
+/// Shows the identifications of the daemon, and reconnects when it restarts.
 class DaemonWatch {
  public:
   DaemonWatch(const Options& options, const Settings& settings)
@@ -76,16 +76,16 @@ class DaemonWatch {
   bool IsDone() const { return (options_.count && seen_ >= *options_.count) || !std::cout; }
 
   void Report(const std::string& what) {
-    // Not again for every attempt.
+    // Once, not for every attempt.
     if (what == reported_) return;
     std::cerr << "byodctl: " << what << '\n';
     reported_ = what;
   }
 
-  /// Follows one connection. @return whether all is seen; false = the daemon is gone
+  /// Follows one connection. @return true when done; false = the daemon is gone
   bool Follow() {
     try {
-      // A daemon that restarts is back within moments.
+      // A restart takes only a moment.
       if (was_connected_) std::this_thread::sleep_for(kRetryInterval);
       Client client(settings_);
       client.Send(Request(BYOD_OP_GET, BYOD_EXT_MSG_WATCH));
@@ -135,7 +135,7 @@ class DaemonWatch {
 Run DefineWatch(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   parser.AddToHelp(
-      "Goes on when the daemon was restarted."
+      "Continues when the daemon restarts."
 #ifdef BYOD_CAPTURE
       " With --interface: shows the stations whose DHCP and HTTP\nrequests pass an interface, when "
       "they are new and when their answer changes, until the command is\ninterrupted; then counts "

@@ -20,7 +20,7 @@ void WriteReport(const StationReport& report, OutputForm form) {
   std::cout.flush();
 }
 
-/// Reports when the daemon goes and when it is back.
+/// Reports when the daemon is gone and when it is back.
 class ReportingIdentifier : public Identifier {
  public:
   explicit ReportingIdentifier(Identifier& inner) : inner_(inner) {}
@@ -32,8 +32,8 @@ class ReportingIdentifier : public Identifier {
     return answer;
   }
 
-  /// Calls see, which asks now and then. A station that could not be asked about is asked about
-  /// when something is seen of it again.
+  /// Calls see, which may request an identification. A station whose request failed is identified
+  /// when it is seen again.
   void Outlast(const std::function<void()>& see) {
     try {
       see();

@@ -14,7 +14,7 @@ namespace byod::ctl {
 struct InterfaceOptions {
   std::string interface;
   IdentifierOptions identifier;
-  std::optional<uint64_t> count;  ///< ends after so many lines
+  std::optional<uint64_t> count;  ///< exits after this many lines
   bool json = false;
 };
 

@@ -6,8 +6,8 @@
 namespace byod::ctl {
 namespace {
 
-// Half of what a message may hold leaves room for the change that goes beyond it.
-constexpr uint32_t kMostBytes = 32768;
+// Half of the longest message: the last change of a message may exceed the limit.
+constexpr uint32_t kMaxBytes = 32768;
 
 Request Phase(uint32_t phase) {
   Request request(BYOD_OP_SET, BYOD_EXT_MSG_BULK);
@@ -26,7 +26,7 @@ std::vector<uint32_t> Bulk::Apply(const std::vector<Request>& changes) {
   for (size_t next = 0; next < changes.size();) {
     Request more = Phase(BYOD_PHASE_MORE);
     size_t count = 0;
-    while (next < changes.size() && (count == 0 || more.length() < kMostBytes)) {
+    while (next < changes.size() && (count == 0 || more.length() < kMaxBytes)) {
       more.Nested(BYOD_EXT_REQUEST, changes[next++]);
       ++count;
     }
@@ -49,7 +49,7 @@ void Bulk::Commit() {
   client_.Ask(Phase(BYOD_PHASE_COMMIT));
 }
 
-void Bulk::TakeBack() {
+void Bulk::RollBack() {
   client_.Ask(Phase(BYOD_PHASE_ABORT));
 }
 

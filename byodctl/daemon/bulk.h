@@ -9,17 +9,17 @@
 
 namespace byod::ctl {
 
-/// Begun with the object. Without a commit the daemon takes all of it back; plain changes on the
+/// Begins with the object. Without a commit the daemon rolls all of it back. Plain changes on the
 /// same connection belong to it.
 class Bulk {
  public:
   explicit Bulk(Client& client);
 
-  /// @return the code of each change, in their order. @throws Refusal
+  /// @return the result code of each change. @throws Refusal
   std::vector<uint32_t> Apply(const std::vector<Request>& changes);
 
   void Commit();
-  void TakeBack();
+  void RollBack();
 
  private:
   Client& client_;

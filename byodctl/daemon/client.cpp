@@ -38,7 +38,7 @@ ExitStatus StatusOf(uint32_t refusal) {
   }
 }
 
-/// The daemon gives the reason; if it does not, its code is shown.
+/// The daemon's reason, or else its code.
 std::string ReasonOf(const Fields& reply) {
   std::string reason = reply.Text(BYOD_EXT_REASON);
   if (!reason.empty()) return reason;
@@ -215,7 +215,7 @@ bool Client::WaitForBytes(Clock::time_point until) const {
 }
 
 tlv::Message Client::Receive(bool patient) {
-  // One deadline for the whole reply: a peer that sends it byte by byte gets no longer.
+  // One deadline for the whole reply, even if it arrives byte by byte.
   auto until = patient ? Clock::time_point::max() : Clock::now() + timeout_;
   for (;;) {
     const int64_t length = TLV_Stream_MessageLength(received_.data(), received_.size());

@@ -1,4 +1,4 @@
-// Talking to the daemon: building a request, exchanging it for replies, reading what they hold.
+// The client side of the protocol: builds requests, exchanges them for replies, reads the replies.
 #ifndef BYODCTL_DAEMON_CLIENT_H
 #define BYODCTL_DAEMON_CLIENT_H
 
@@ -26,7 +26,7 @@ class Request {
   Request& Text(uint16_t type, const std::string& text);
   Request& Bytes(uint16_t type, const void* bytes, size_t length);
   Request& Nested(uint16_t type, const Request& inner);
-  /// What one of the library's encoders appends: (msg) -> combined results.
+  /// Appends by one of the library's encoders: (msg) -> combined results.
   template <typename Encode>
   Request& Encoded(Encode encode) {
     return Check(encode(message_.get()));
@@ -41,7 +41,7 @@ class Request {
   tlv::Message message_;
 };
 
-/// What a message holds. A missing element reads as 0 or empty.
+/// The elements of a message. A missing one reads as 0 or empty.
 class Fields {
  public:
   /// The message outlives the fields.
@@ -55,7 +55,7 @@ class Fields {
   std::string Bytes(uint16_t type) const;
   /// Calls take(Fields) for each message nested under the type, in order.
   void ForEachNested(uint16_t type, const std::function<void(const Fields&)>& take) const;
-  /// Calls take(type, text) for each element, its text being its bytes without a last NUL.
+  /// Calls take(type, text) for each element; text is its bytes without a final NUL.
   void ForEach(const std::function<void(uint16_t, const std::string&)>& take) const;
 
   uint32_t handle() const { return message_; }
@@ -74,34 +74,34 @@ class Refusal : public Failure {
  * A connection to the daemon.
  *
  * Every call ends within the timeout, a series within the timeout for each reply; then, and when
- * the daemon is not there or its answer is no message, a Failure of kExitNoDaemon is thrown that
- * names the socket.
+ * the daemon is not running or its answer is not a message, a Failure of kExitNoDaemon is thrown
+ * that names the socket.
  */
 class Client {
  public:
-  /// Connects, so that a daemon that is not there is an error before anything is asked.
+  /// Connects, so that a missing daemon is reported before anything is requested.
   explicit Client(const Settings& settings);
   ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  /// Connects anew if the daemon has closed the connection, as it does with one that is idle.
+  /// Reconnects if the daemon has closed the connection, as it does when a client is idle.
   void Renew();
 
   /// @return the reply, whatever its code
   tlv::Message Exchange(const Request& request);
 
-  /// @return the reply of a question. @throws Refusal
+  /// @return the reply to a request. @throws Refusal
   tlv::Message Ask(const Request& request);
 
-  /// @return whether the change changed something. @throws Refusal
+  /// @return whether anything changed. @throws Refusal
   bool Change(const Request& request);
 
   /// Calls take for every reply of a series. @throws Refusal
   void Series(const Request& request, const std::function<void(const Fields&)>& take);
 
   void Send(const Request& request);
-  /// @param patient  waits for the first byte as long as it takes
+  /// @param patient  waits for the first byte without a time limit
   tlv::Message Receive(bool patient = false);
 
  private:
@@ -109,7 +109,7 @@ class Client {
 
   void Connect();
   [[noreturn]] void Fail(const std::string& what) const;
-  /// @return false when the time is over
+  /// @return false after the time limit
   bool WaitForBytes(Clock::time_point until) const;
 
   Settings settings_;

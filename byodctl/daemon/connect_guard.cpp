@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kSocketVariable[] = "LAUTHD_SOCKET";
 
-/// What the handler writes: it can neither allocate nor format.
+/// The message of the signal handler, which can neither allocate nor format.
 std::string g_message;
 
 extern "C" void GiveUp(int) {

@@ -1,4 +1,4 @@
-// Connecting within a time: a daemon that does not accept lets connect wait for ever.
+// Connects with a time limit: connect waits for ever when the daemon does not accept.
 #ifndef BYODCTL_DAEMON_CONNECT_GUARD_H
 #define BYODCTL_DAEMON_CONNECT_GUARD_H
 
@@ -9,16 +9,16 @@
 
 namespace byod::ctl {
 
-/// Where the daemon is expected, for people.
+/// The address of the daemon, for messages.
 std::string PlaceOfDaemon(const Settings& settings);
 
 /**
- * Connects by the library, over the transport that it was configured for.
+ * Connects by the library, with the transport that it is configured for.
  *
- * When the time is over the process ends with kExitNoDaemon and a message on standard error: the
- * library takes a connect up again that a signal interrupts, so there is nothing to return to.
+ * After that time the process ends with kExitNoDaemon and a message on standard error: the library
+ * resumes a connect that a signal interrupts, so there is no way to return from it.
  *
- * @return a connected socket, or a negative number, errno telling why
+ * @return a connected socket, or a negative number, with the reason in errno
  */
 int ConnectWithin(std::chrono::milliseconds time, const Settings& settings,
                   const std::string& place);

@@ -1,4 +1,4 @@
-// What every command is told: which daemon, and how long it may take to answer.
+// Settings of all commands: which daemon, and how long it may take to answer.
 #ifndef BYODCTL_DAEMON_SETTINGS_H
 #define BYODCTL_DAEMON_SETTINGS_H
 
@@ -7,7 +7,7 @@
 namespace byod::ctl {
 
 struct Settings {
-  std::string socket;      ///< empty = the usual one
+  std::string socket;      ///< empty = the default
   double timeout_s = 5.0;  ///< for connecting, for sending a request and for each reply
 };
 

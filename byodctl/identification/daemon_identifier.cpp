@@ -18,7 +18,7 @@ bool HasAddress(const ByodFingerPrint& fingerprint) {
                      [](uint8_t byte) { return byte != 0; });
 }
 
-/// That nothing is known of a terminal is an answer.
+/// "Unknown" is an answer too.
 bool IsAnswer(const Fields& reply) {
   return CodeOf(reply) == 0 || reply.Number(BYOD_EXT_REFUSAL) == BYOD_REFUSAL_UNIDENTIFIED;
 }
@@ -46,7 +46,7 @@ DaemonIdentifier::DaemonIdentifier(const Settings& settings, std::string group, 
 tlv::Message DaemonIdentifier::Ask(uint32_t kind, const ByodFingerPrint& fingerprint) {
   Request request = FingerprintRequest(kind, fingerprint);
   if (kind == BYOD_EXT_MSG_IDENTIFY && !group_.empty()) request.Text(BYOD_EXT_GROUP, group_);
-  // The terminals may come one by one, with any time between them.
+  // There may be any time between two terminals.
   client_.Renew();
   tlv::Message reply = client_.Exchange(request);
   if (!IsAnswer(Fields(reply))) throw Refusal(Fields(reply));

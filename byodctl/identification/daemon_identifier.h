@@ -15,13 +15,13 @@ Request FingerprintRequest(uint32_t kind, const ByodFingerPrint& fingerprint);
 class DaemonIdentifier : public Identifier {
  public:
   /**
-   * @param group     whose authorization is asked for; empty = nobody's
+   * @param group     the user group whose authorization is requested; empty = none
    * @param explains  whether answers come with their explanation
    * @throws Failure without a daemon
    */
   DaemonIdentifier(const Settings& settings, std::string group, bool explains);
 
-  /// @throws Failure when the daemon gives no answer
+  /// @throws Failure when the daemon does not answer
   Answer Identify(const ByodFingerPrint& fingerprint) override;
 
  private:

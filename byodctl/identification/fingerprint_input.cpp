@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr size_t kMostBytes = 1 << 20;  // of a line
+constexpr size_t kMaxBytes = 1 << 20;  // of a line
 constexpr char kTooLong[] = "line is longer than 1048576 bytes";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -20,7 +20,7 @@ class Lines {
  public:
   explicit Lines(std::istream& in) : in_(*in.rdbuf()) {}
 
-  /// @return whether there was another line. Of one above the limit the beginning is kept.
+  /// @return whether there was another line. A line above the limit is truncated.
   bool Next() {
     text_.clear();
     is_too_long_ = false;
@@ -28,7 +28,7 @@ class Lines {
     if (c == kEnd) return false;
     ++number_;
     for (; c != kEnd && c != '\n'; c = in_.sbumpc()) {
-      if (text_.size() < kMostBytes) {
+      if (text_.size() < kMaxBytes) {
         text_ += static_cast<char>(c);
       } else {
         is_too_long_ = true;
@@ -52,7 +52,7 @@ class Lines {
   size_t number_ = 0;
 };
 
-/// What the columns and keys of a fingerprint are called.
+/// The names of the columns and keys of a fingerprint.
 struct Part {
   const char* name;
   std::string FingerprintText::* member;
@@ -113,7 +113,7 @@ class TsvReader : public LineReader {
   std::vector<std::pair<size_t, std::string FingerprintText::*>> columns_;
 };
 
-/// The text of a value. @return why it is none; empty = it is one
+/// Reads the text of a value. @return what is wrong with it; empty = nothing
 std::string ReadValue(const char* key, const Json& value, std::string& out) {
   if (value.is_null()) return {};
   if (value.is_string()) {

@@ -1,4 +1,4 @@
-// Fingerprints from a stream, one a line.
+// Reads fingerprints from a stream, one per line.
 #ifndef BYODCTL_IDENTIFICATION_FINGERPRINT_INPUT_H
 #define BYODCTL_IDENTIFICATION_FINGERPRINT_INPUT_H
 
@@ -13,7 +13,7 @@
 
 namespace byod::ctl {
 
-/// One line of input. With an error the text is as much of it as could be read.
+/// One line of input. With an error the text is what could be read of it.
 struct InputLine {
   size_t number = 0;
   FingerprintText text;

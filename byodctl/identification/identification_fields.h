@@ -11,7 +11,7 @@
 
 namespace byod::ctl {
 
-/// The fingerprint in a message, as identify reads it.
+/// The fingerprint in a message.
 FingerprintText FingerprintIn(const Fields& fields);
 
 /// Vendor, category, OS and name in a message.

@@ -24,7 +24,7 @@ std::vector<Column> TableColumns(OutputExtras extras) {
   return columns;
 }
 
-/// In the order of the input's columns, so that the answer is added to what was asked.
+/// The input's columns, then the answer's.
 std::vector<Column> TsvColumns(OutputExtras extras) {
   std::vector<Column> columns;
   for (const char* const key : {"mac", "options", "user_agent", "vendor", "category", "os", "name"})
@@ -62,7 +62,7 @@ class ListingWriter : public Writer {
   void Write(const Identification& identification) override {
     has_flag_ = has_flag_ || identification.is_locally_administered;
     listing_.Add(ItemOf(identification));
-    out_.flush();  // for a program that waits for the answer before its next question
+    out_.flush();  // a program may wait for the answer before it sends the next line
   }
 
   void Finish() override { listing_.Finish(has_flag_ ? kFlagNote : ""); }
@@ -73,7 +73,7 @@ class ListingWriter : public Writer {
   bool has_flag_ = false;
 };
 
-/// One paragraph for each terminal, with what was asked, the steps and the answer.
+/// A paragraph for each terminal, with its fingerprint, the steps and the answer.
 class ExplanationWriter : public Writer {
  public:
   ExplanationWriter(std::ostream& out, OutputExtras extras) : out_(out), extras_(extras) {}

@@ -16,7 +16,7 @@ struct Identification {
   InputLine line;
   bool is_locally_administered = false;
   Answer answer;  ///< all unknown when the line has an error
-  // Of a station in a capture, where a line is a packet.
+  // For a station in a capture, where a line is a packet.
   std::string time;     ///< empty = none
   std::string address;  ///< IP address; empty = none
 };
@@ -25,15 +25,15 @@ class Writer {
  public:
   virtual ~Writer() = default;
   virtual void Write(const Identification& identification) = 0;
-  /// After the last one.
+  /// To be called after the last one.
   virtual void Finish() {}
 };
 
-/// What goes out besides the answer.
+/// What is written besides the answer.
 struct OutputExtras {
   bool explains = false;
-  bool authorizes = false;  ///< a column more, in tables and tab-separated lines
-  bool sights = false;      ///< the lines are packets; time and address are columns more
+  bool authorizes = false;  ///< adds a column to tables and tab-separated lines
+  bool sights = false;      ///< lines are packets; adds the columns time and address
 };
 
 /// A table of terminals with their explanations has a paragraph for each. @param out  borrowed

@@ -11,7 +11,7 @@
 namespace byod::ctl {
 namespace {
 
-/// Of the default places those that are there: a machine may do without either.
+/// Those default directories that exist: a machine may lack either.
 rulefiles::Sources SourcesThatAreThere(rulefiles::Sources sources) {
   for (std::string* directory : {&sources.rules_directory, &sources.registry_directory}) {
     if (directory->empty() || std::filesystem::is_directory(*directory)) continue;

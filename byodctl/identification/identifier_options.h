@@ -1,4 +1,4 @@
-// The options of every command that identifies: the daemon, or the rules of files.
+// The options of commands that identify: by the daemon, or by rule files.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFIER_OPTIONS_H
 #define BYODCTL_IDENTIFICATION_IDENTIFIER_OPTIONS_H
 
@@ -28,13 +28,13 @@ struct IdentifierOptions {
   Option Declare(Parser& parser);
 };
 
-/// For many questions at once: the daemon is connected to as long as this lives.
+/// For many requests in a row: stays connected to the daemon.
 /// @throws Failure without a daemon
 std::unique_ptr<Identifier> MakeIdentifier(const IdentifierOptions& options,
                                            const Settings& settings);
 
-/// For questions that may lie far apart: the daemon, which hangs up on clients that are silent, is
-/// connected to for each. @throws Failure without a daemon
+/// For requests with long pauses: connects for each, since the daemon closes idle connections.
+/// @throws Failure without a daemon
 std::unique_ptr<Identifier> MakePatientIdentifier(const IdentifierOptions& options,
                                                   const Settings& settings);
 

@@ -26,7 +26,7 @@ OfflineIdentifier::~OfflineIdentifier() {
 Answer OfflineIdentifier::Identify(const ByodFingerPrint& fingerprint) {
   ByodDeviceAttribute attributes = {};
   char name[BYOD_DEVNAME_SIZE] = "";
-  // Both results are in the texts: what failed left them empty.
+  // The results need no check: on failure the texts stay empty.
   BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &attributes);
   BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof name, name);
   Answer answer{attributes.vendor, attributes.category, attributes.os, name, {}, {}};

@@ -1,4 +1,4 @@
-// Identifies with the rules of files, in this process.
+// Identifies with rule files, in this process.
 #ifndef BYODCTL_IDENTIFICATION_OFFLINE_IDENTIFIER_H
 #define BYODCTL_IDENTIFICATION_OFFLINE_IDENTIFIER_H
 

@@ -34,14 +34,14 @@ bool SameAnswer(const Answer& a, const Answer& b) {
          AuthorizationText(a.authorization) == AuthorizationText(b.authorization);
 }
 
-// The source that signals end while one is read.
+// The source that signals stop while it is read.
 capture::PacketSource* g_source = nullptr;
 
 extern "C" void EndCapture(int) {
   if (g_source != nullptr) g_source->Stop();
 }
 
-/// While this lives, SIGINT and SIGTERM end a source and not the process.
+/// During its lifetime SIGINT and SIGTERM stop a source instead of the process.
 class EndBySignal {
  public:
   explicit EndBySignal(capture::PacketSource& source) {

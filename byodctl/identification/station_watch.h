@@ -1,4 +1,4 @@
-// Identifies the stations whose packets are seen.
+// Identifies stations by their packets.
 #ifndef BYODCTL_IDENTIFICATION_STATION_WATCH_H
 #define BYODCTL_IDENTIFICATION_STATION_WATCH_H
 
@@ -14,7 +14,7 @@
 
 namespace byod::ctl {
 
-/// An answer about a station that is new.
+/// A new answer about a station.
 struct StationReport {
   uint64_t packet = 0;  ///< its number, from 1
   uint64_t time_us = 0;
@@ -27,7 +27,7 @@ struct StationReport {
   bool IsLocallyAdministered() const;
 };
 
-/// What went through.
+/// Totals of a capture.
 struct StationSummary {
   capture::Counts packets;
   uint64_t cut = 0;  ///< User-Agents that were longer than 255 bytes and cut there
@@ -37,9 +37,9 @@ struct StationSummary {
 };
 
 /**
- * Each station is asked about when something new is seen of it, and now and then when it is seen
- * again, since rules may have changed. It is reported when it is new, when its answer is another
- * one than before, and at the end if more was seen of it since.
+ * A station is identified when something new is seen of it, and from time to time when it is seen
+ * again, since rules may have changed. It is reported when it is new, when its answer differs from
+ * the one before, and at the end if more was seen of it since.
  */
 class StationWatch {
  public:
@@ -51,8 +51,8 @@ class StationWatch {
   /// @throws what the identifier throws
   void See(const capture::Frame& frame);
 
-  /// Reports the stations whose last report lacks what was seen of them since, in the order in
-  /// which that was seen, while go_on says yes. To be called once, at the end.
+  /// Reports the stations of which more was seen since their last report, in the order in which it
+  /// was seen, while go_on returns true. To be called once, at the end.
   void ReportRest(const std::function<bool()>& go_on);
 
   StationSummary summary() const;
@@ -60,8 +60,8 @@ class StationWatch {
  private:
   struct Watched {
     bool is_asked = false;
-    bool is_reported = true;  // the last report shows all that was seen
-    StationReport last;       // of when it was asked about last
+    bool is_reported = true;  // the last report shows everything seen so far
+    StationReport last;       // of the last identification
   };
 
   void Ask(const capture::Station& station, uint64_t time_us);
@@ -82,10 +82,11 @@ void WriteSummary(const StationSummary& summary, bool json);
 capture::PacketSource OpenCapture(const std::function<capture::PacketSource()>& open);
 
 /**
- * Calls see for every packet until the source ends, SIGINT or SIGTERM ends it, or go_on says no.
+ * Calls see for every packet until the source ends, SIGINT or SIGTERM ends it, or go_on returns
+ * false.
  *
- * @return false when the capture is damaged from some packet on, or the interface is gone, which is
- *         reported on standard error
+ * @return false when the capture is damaged or the interface is gone, which is reported on standard
+ *         error
  */
 bool SeeAll(capture::PacketSource& source, const std::function<void(const capture::Frame&)>& see,
             const std::function<bool()>& go_on);

@@ -20,7 +20,7 @@ Words CategoriesOfRules(Client& client) {
   return categories;
 }
 
-/// The end of the warning: the category as the rules spell it, or the nearest one.
+/// The end of the warning: the category in the spelling of the rules, or the most similar one.
 std::string Meant(const std::string& category, const Words& categories) {
   const auto same = std::ranges::find_if(
       categories, [&](const std::string& word) { return text::EditDistance(category, word) == 0; });

@@ -1,4 +1,4 @@
-// Whether a set of authorization can ever serve a terminal.
+// Whether an authorization set can ever apply to a terminal.
 #ifndef BYODCTL_RULES_CATEGORY_ADVICE_H
 #define BYODCTL_RULES_CATEGORY_ADVICE_H
 
@@ -13,8 +13,8 @@ namespace byod::ctl {
  * Asks the daemon for the categories that its rules answer.
  *
  * @param category  of a set of authorization, spelt as it is stored
- * @return a warning, with the category that was probably meant, when no rule answers this one; none
- *         for the category of all terminals
+ * @return a warning when no rule answers this category, with the most similar one that some rule
+ *         does; none for the category of all terminals
  */
 std::vector<std::string> AdviceOnCategory(Client& client, const std::string& category);
 

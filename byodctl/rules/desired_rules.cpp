@@ -12,8 +12,8 @@ namespace {
 
 using ConfiguredRules = std::map<std::string, Rule>;
 
-/// Finds what is configured of a row's rule and takes it out. A custom rule in another spelling is
-/// another rule: only what is deleted can be added again in another spelling.
+/// Removes what is configured of a row's rule from the list and returns it. A custom rule in
+/// another spelling counts as another rule: the spelling changes only by deleting and adding it.
 std::optional<Rule> Take(ConfiguredRules& configured, const Rule& row) {
   const auto found = configured.find(IdentityOf(row.key));
   if (found == configured.end()) return std::nullopt;
@@ -43,7 +43,7 @@ std::vector<DesiredRule> AddedRules(std::vector<PlacedRule> rows) {
 std::vector<DesiredRule> ReplacedRules(Client& client, RuleCsv file) {
   ConfiguredRules configured;
   for (const uint32_t kind : file.kinds) {
-    ListRules(client, kind, true, Telling::kConfigured,
+    ListRules(client, kind, true, Detail::kConfigured,
               [&](const Rule& rule) { configured.emplace(IdentityOf(rule.key), rule); });
   }
   std::vector<DesiredRule> rows = AddedRules(std::move(file.rules));
@@ -76,7 +76,7 @@ void AppendChanges(const DesiredRule& desired, std::vector<Request>& changes) {
       changes.push_back(ChangeField(BYOD_OP_UNDO, rule.key, field, ""));
     }
   }
-  // With its last field a custom rule may go.
+  // Without any field the daemon deletes a custom rule.
   if (SaysNothing(rule.device)) changes.push_back(ChangeRule(BYOD_OP_SET, rule.key));
 }
 

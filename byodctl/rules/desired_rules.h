@@ -1,4 +1,4 @@
-// What has to be done so that the daemon's configuration says what a file says.
+// The changes that make the daemon's configuration that of a file.
 #ifndef BYODCTL_RULES_DESIRED_RULES_H
 #define BYODCTL_RULES_DESIRED_RULES_H
 
@@ -11,29 +11,30 @@
 
 namespace byod::ctl {
 
-/// What is to become of one rule.
+/// The desired state of one rule.
 struct DesiredRule {
   Rule rule;
-  rulefiles::Place place;  ///< of its row; without a file when the rule is to go
-  /// What was configured of the rule, when the row is to say all of it; else what the row leaves
-  /// empty stays as it is.
+  rulefiles::Place place;  ///< of its row; without a file when the rule is to be removed
+  /// What is configured now, when the row is to replace all of it; otherwise fields that the row
+  /// leaves empty are unchanged.
   std::optional<Rule> configured;
 
   bool IsRemoval() const { return place.file == nullptr; }
 };
 
-/// A rule for each row; what a row leaves empty stays.
+/// A rule for each row; fields that a row leaves empty are unchanged.
 std::vector<DesiredRule> AddedRules(std::vector<PlacedRule> rows);
 
 /**
- * Lists what the daemon has configured of the kinds that a file holds, and finds out what has to
- * change so that it is exactly what the rows say.
+ * Compares what is configured of a file's kinds with the rows.
  *
- * @return first the rules that no row names, which have to make room, then a rule for each row
+ * @return first the rules to remove, which no row names, so that there is room; then a rule for
+ * each row
  */
 std::vector<DesiredRule> ReplacedRules(Client& client, RuleCsv file);
 
-/// The changes that make a rule what is desired of it. The first one says whether the rule is new.
+/// Appends the requests that bring about the desired state. The result of the first shows whether
+/// the rule is new.
 void AppendChanges(const DesiredRule& desired, std::vector<Request>& changes);
 
 }  // namespace byod::ctl

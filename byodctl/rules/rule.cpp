@@ -50,7 +50,7 @@ rulefiles::Prefix PrefixOf(const uint8_t* mac, const uint8_t* mask) {
   return rulefiles::MakePrefix(address, bits);
 }
 
-/// A rule's list of options is stored without blanks, but people write some behind commas.
+/// A list of options is stored without blanks, but often written with some after commas.
 std::string WithoutBlanks(std::string_view list) {
   std::string compact;
   for (;;) {
@@ -67,7 +67,7 @@ struct WrittenBlock {
   std::string mask;
 };
 
-/// A mask that is written as an address stands behind the block's address and a slash.
+/// "ADDRESS/MASK", where the mask is written as an address.
 WrittenBlock SplitMask(const std::string& text) {
   const size_t slash = text.find('/');
   const std::string mask = slash == std::string::npos ? "" : text.substr(slash + 1);
@@ -140,10 +140,10 @@ Rule ReadRule(uint32_t kind, const std::string& text, const rulefiles::DeviceTex
   return rule;
 }
 
-Request AskForRule(const RuleKey& key, Which which, Telling telling) {
+Request AskForRule(const RuleKey& key, Which which, Detail detail) {
   Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPTRULE + key.kind);
   request.Number(BYOD_TLV_QUERYARG, static_cast<uint32_t>(which));
-  request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(telling));
+  request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(detail));
   // An address without a mask asks for the rule that covers it.
   AppendKey(request, key, which != Which::kThis || key.prefix.bits != kWholeAddress);
   return request;
@@ -153,12 +153,12 @@ Rule RuleIn(uint32_t kind, const Fields& fields) {
   return kind == BYOD_METHOD_MAC ? MacRuleIn(fields) : TextRuleIn(kind, fields);
 }
 
-void ListRules(Client& client, uint32_t kind, bool configured_only, Telling telling,
+void ListRules(Client& client, uint32_t kind, bool configured_only, Detail detail,
                const std::function<void(const Rule&)>& take) {
   Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPT_LIST + kind);
   request.Number(BYOD_TLV_QUERYARG,
                  static_cast<uint32_t>(configured_only ? Which::kNextConfigured : Which::kThis));
-  request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(telling));
+  request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(detail));
   client.Series(request, [&](const Fields& reply) {
     reply.ForEachNested(BYOD_EXT_RULE, [&](const Fields& rule) { take(RuleIn(kind, rule)); });
   });

@@ -1,4 +1,4 @@
-// Rules as the daemon tells them and takes them.
+// Rules in requests and replies.
 #ifndef BYODCTL_RULES_RULE_H
 #define BYODCTL_RULES_RULE_H
 
@@ -11,27 +11,27 @@
 
 namespace byod::ctl {
 
-/// The kinds of rule are numbered by their methods, BYOD_METHOD_*; this is what they are called.
+/// The names of the kinds of rule, which are numbered by their methods, BYOD_METHOD_*.
 constexpr const char* kRuleKindNames[BYOD_METHOD_COUNT] = {"dhcp-option", "user-agent", "mac"};
 
-/// In which they are listed.
+/// The order in which they are listed.
 constexpr uint32_t kRuleKindsInOrder[BYOD_METHOD_COUNT] = {BYOD_METHOD_MAC, BYOD_METHOD_USERAGENT,
                                                            BYOD_METHOD_DHCP};
 
 /// @return the kind that a name means, as MethodOf reads it. @throws Failure
 uint32_t RuleKindOf(const std::string& name);
 
-/// What a rule is about.
+/// Identifies a rule.
 struct RuleKey {
   uint32_t kind = BYOD_METHOD_COUNT;
   rulefiles::Prefix prefix;  ///< of a MAC rule
-  std::string text;          ///< of the others
+  std::string text;          ///< of any other rule
 };
 
 /// "00:11:22:00:00:00/24", a whole address without a length, or the rule's text.
 std::string ToString(const RuleKey& key);
 
-/// The same for two keys that name the same rule: the kind, and the key without regard to case.
+/// Equal for keys of the same rule: the kind, and the key in lower case.
 std::string IdentityOf(const RuleKey& key);
 
 struct Rule {
@@ -55,7 +55,7 @@ constexpr DeviceField kDeviceFields[] = {
     {"os", &rulefiles::DeviceText::os, BYOD_ATTR_OS}};
 
 /**
- * Reads a key and what its rule says of a device, by the rules of the rule files.
+ * Makes a rule from its key and fields, with the checks of rule files.
  *
  * @param kind  of the rule
  * @param key   of a MAC rule: an address, then perhaps "/" and a number of bits or a mask
@@ -63,29 +63,29 @@ constexpr DeviceField kDeviceFields[] = {
  */
 Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device);
 
-/// What of a rule is told.
-enum class Telling : uint32_t { kKey = 0, kConfigured = 1, kAll = 2 };
+/// How much of a rule is requested.
+enum class Detail : uint32_t { kKey = 0, kConfigured = 1, kAll = 2 };
 
-/// Which rule is told.
+/// Which rule is requested.
 enum class Which : uint32_t { kThis = 0, kNext = 1, kNextConfigured = 2 };
 
 /// A whole address means the rule that covers it.
-Request AskForRule(const RuleKey& key, Which which, Telling telling);
+Request AskForRule(const RuleKey& key, Which which, Detail detail);
 
 /// @return the rule in a reply, or nested in one
 Rule RuleIn(uint32_t kind, const Fields& fields);
 
 /// Calls take for every rule of a kind.
-void ListRules(Client& client, uint32_t kind, bool configured_only, Telling telling,
+void ListRules(Client& client, uint32_t kind, bool configured_only, Detail detail,
                const std::function<void(const Rule&)>& take);
 
 /// Calls take for every rule of a kind that is stored but not in effect.
 void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take);
 
-/// Makes a rule, without information; or deletes a custom one, or the modification of another.
+/// Adds a rule without fields; or deletes a custom rule, or the modification of a predefined one.
 Request ChangeRule(uint32_t operation, const RuleKey& key);
 
-/// Sets one field of a rule, or takes what was set back.
+/// Sets one field of a rule, or reverts it.
 Request ChangeField(uint32_t operation, const RuleKey& key, const DeviceField& field,
                     const std::string& value);
 

@@ -32,7 +32,7 @@ class Advisor {
  public:
   Advisor(Client& client, const RuleKey& key)
       : client_(client),
-        rule_(RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Telling::kAll))))) {}
+        rule_(RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Detail::kAll))))) {}
 
   std::vector<std::string> Advise(const std::string& example) {
     if (rule_.key.kind == BYOD_METHOD_MAC) Add(lint::RemarkOnBlock(rule_.key.prefix));
@@ -48,7 +48,7 @@ class Advisor {
     warnings_.push_back("the rule " + Quoted(ToString(rule_.key)) + ' ' + reason);
   }
 
-  /// @return whether there was something to say
+  /// @return whether there was a warning
   bool Add(const std::optional<lint::Remark>& remark) {
     if (remark)
       Add(remark->check == std::string{"impossible"} ? "never wins: " + remark->reason
@@ -82,7 +82,7 @@ class Advisor {
     Add("is not tried: the order leaves " + std::string{kMethodNames[rule_.key.kind]} + " out");
   }
 
-  /// Which rule wins where nothing but the terms of an alternative is sent.
+  /// Which rule wins on a User-Agent of only the terms of an alternative.
   void AdviseOnAlternative(const Terms& terms) {
     std::string text;
     for (const std::string_view term : terms)
@@ -113,7 +113,7 @@ class Advisor {
                                              : step.rule == rule_.key.text;
   }
 
-  /// What the rules of our kind find. Nothing when the order leaves them out.
+  /// The step of the rule's kind; nothing if the order leaves it out.
   std::optional<Step> StepFor(const FingerprintText& text) {
     const tlv::Message reply = client_.Exchange(
         FingerprintRequest(BYOD_EXT_MSG_EXPLAIN, ParseFingerprint(text).fingerprint));

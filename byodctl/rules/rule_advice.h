@@ -1,4 +1,4 @@
-// What a rule that was just set will do, where that is not what it looks like.
+// Warnings about a rule that was just set.
 #ifndef BYODCTL_RULES_RULE_ADVICE_H
 #define BYODCTL_RULES_RULE_ADVICE_H
 
@@ -10,15 +10,15 @@
 
 namespace byod::ctl {
 
-/// @throws Failure of kExitBadInput for a text that is not what rules of this kind are for
+/// @throws Failure of kExitBadInput for a text that no rule of this kind could match
 void CheckExample(uint32_t kind, const std::string& example);
 
 /**
- * Asks the daemon for the rule as it is now, and which rule wins the texts that it is for.
+ * Asks the daemon for the rule, and which rule wins each text that it should win.
  *
- * @param key      of a rule that is there
- * @param example  a User-Agent, a list or an address that the rule ought to win; empty = none
- * @return warnings that name the rule, none for a rule that does what it looks like
+ * @param key      of an existing rule
+ * @param example  a User-Agent, a list or an address that the rule should win; empty = none
+ * @return warnings that name the rule, none if there is nothing to warn about
  */
 std::vector<std::string> AdviceOn(Client& client, const RuleKey& key, const std::string& example);
 

@@ -11,12 +11,12 @@
 namespace byod::ctl {
 namespace {
 
-/// What the first column is called, by BYOD_METHOD_*.
+/// The name of the first column, by BYOD_METHOD_*.
 constexpr const char* kKeyColumns[BYOD_METHOD_COUNT] = {"options", "expression", "mac"};
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-/// Quoted where a reader would take it for something else.
+/// Quoted if a reader would misread it otherwise.
 std::string CsvField(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos && !text.starts_with('#') &&
       !text.starts_with(kByteOrderMark)) {
@@ -34,7 +34,7 @@ bool Holds(const rulefiles::Record& record, std::string_view field) {
   return std::ranges::find(record, field) != record.end();
 }
 
-/// The kind of the rows behind a header.
+/// The kind of the rows after a header.
 std::optional<uint32_t> KindOfHeader(const rulefiles::Record& record) {
   for (uint32_t kind = 0; kind < BYOD_METHOD_COUNT; ++kind) {
     if (Holds(record, kKeyColumns[kind])) return kind;
@@ -42,8 +42,8 @@ std::optional<uint32_t> KindOfHeader(const rulefiles::Record& record) {
   return std::nullopt;
 }
 
-/// Behind the first header a row is one only when it names nothing but columns, and not just one: a
-/// rule may be for the word "mac".
+/// After the first header a row counts as another one only if it has several fields, all of them
+/// names of columns: a rule may be for the word "mac".
 bool IsLaterHeader(const rulefiles::Record& record, uint32_t kind) {
   const auto is_column = [&](const std::string& field) {
     return field == kKeyColumns[kind] || field == "mask" || field == "example" ||
@@ -58,7 +58,7 @@ class LineStarts {
  public:
   explicit LineStarts(std::string_view text) : text_(text) {}
 
-  /// Lines are asked for in ascending order.
+  /// Must be called with ascending lines.
   size_t Of(size_t line) {
     while (line_ < line && at_ < text_.size()) {
       const char c = text_[at_++];
@@ -79,7 +79,7 @@ struct Section {
   uint32_t kind;
 };
 
-/// Why the first row of a file names no kind of rule.
+/// The message for a file whose first row is not a header.
 std::string NoHeader(const std::string& file, size_t line, const rulefiles::Record& record) {
   std::string text = file + ':' + std::to_string(line) +
                      ": no header: a column mac, expression or options is required";
@@ -170,11 +170,11 @@ RuleCsv ReadAnyRuleCsv(const rulefiles::File& marked, rulefiles::Diagnostics& di
   RuleCsv csv;
   LineStarts starts(file.content);
   for (size_t i = 0; i < sections.size(); ++i) {
-    // What stands in front of the first header may be a comment or a row that cannot be read.
+    // Before the first header there may be comments or rows that cannot be read.
     const size_t begin = i == 0 ? 0 : starts.Of(sections[i].line);
     const size_t end =
         i + 1 < sections.size() ? starts.Of(sections[i + 1].line) : file.content.size();
-    // Blank lines in front keep the numbers of the lines.
+    // Blank lines before it keep the line numbers.
     const std::string skipped(i == 0 ? 0 : sections[i].line - 1, '\n');
     const std::string part = skipped + file.content.substr(begin, end - begin);
     const uint32_t kind = sections[i].kind;

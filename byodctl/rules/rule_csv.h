@@ -27,14 +27,14 @@ std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
 
 struct RuleCsv {
   std::vector<PlacedRule> rules;  ///< no two for the same rule
-  std::vector<uint32_t> kinds;    ///< those that a header names, in its order
+  std::vector<uint32_t> kinds;    ///< of the headers, in their order
 };
 
 /**
- * Reads a file of any kind, or of several, one after the other: each header says of which kind the
- * rows behind it are. Of two rows for the same rule the first one counts, the other is reported.
+ * Reads a file of any kind, or of several, one after the other: each header determines the kind of
+ * the rows after it. Of two rows for the same rule the first one counts, the other is reported.
  *
- * @throws Failure of kExitBadInput when the first row is no header
+ * @throws Failure of kExitBadInput when the first row is not a header
  */
 RuleCsv ReadAnyRuleCsv(const rulefiles::File& file, rulefiles::Diagnostics& diagnostics);
 

@@ -23,7 +23,7 @@ bool IsWanted(const std::optional<std::string>& wanted, const std::string& text)
   return wanted->empty() ? text.empty() : IsPartOf(*wanted, text);
 }
 
-/// The block or address that a text is, if it is one.
+/// The block or address in a text, if it is one.
 std::optional<rulefiles::Prefix> BlockOf(const std::string& text) {
   try {
     return ReadRule(BYOD_METHOD_MAC, text, {}).key.prefix;
@@ -48,7 +48,7 @@ const Part* PartAt(std::string_view text) {
   return part == std::end(kParts) ? nullptr : part;
 }
 
-/// How long the value is with which a text begins: to the comma in front of the next part.
+/// The length of the value at the beginning of a text, up to the comma before the next part.
 size_t ValueLength(std::string_view text) {
   for (size_t at = text.find(','); at != std::string_view::npos; at = text.find(',', at + 1)) {
     if (PartAt(text.substr(at + 1)) != nullptr) return at;
@@ -68,7 +68,7 @@ FingerprintText FingerprintOf(std::string_view text) {
   }
   while (const Part* const part = PartAt(text)) {
     text.remove_prefix(part->prefix.size());
-    // A User-Agent may hold anything, so nothing stands behind it.
+    // A User-Agent may contain anything, so it comes last.
     const bool is_last = part->member == &FingerprintText::user_agent;
     const size_t length = is_last ? text.size() : ValueLength(text);
     fingerprint.*part->member = text.substr(0, length);

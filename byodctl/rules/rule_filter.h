@@ -14,13 +14,12 @@
 
 namespace byod::ctl {
 
-/// What is given narrows the listing further, but for custom and modified: with both, what either
-/// lets through.
+/// Each condition narrows the listing, except that custom and modified together list what passes
+/// either.
 struct RuleFilter {
   bool custom = false;
   bool modified = false;
-  /// By kDeviceFields: a part of the field's text, upper and lower case alike; empty = the field
-  /// is.
+  /// By kDeviceFields: a part of the field's text in any case; empty = the field is empty.
   std::optional<std::string> fields[std::size(kDeviceFields)];
   std::optional<std::string> match;  ///< see Matches
   std::optional<std::string> wins;   ///< a fingerprint, see WinningRules
@@ -38,12 +37,12 @@ struct RuleFilter {
 bool Matches(const RuleKey& key, const std::string& text);
 
 /**
- * Asks the daemon which rules decide something of a fingerprint.
+ * Asks the daemon which rules decide part of the answer for a fingerprint.
  *
  * @param fingerprint  "mac=ADDRESS,dhcp=LIST,user-agent=TEXT", any of them, the User-Agent last; or
- *                     one value by itself, known by its form
+ *                     one value by itself, recognized by its form
  * @return their keys in the order in which they decide
- * @throws Failure of kExitBadInput for what is no fingerprint
+ * @throws Failure of kExitBadInput for text that is not a fingerprint
  */
 std::vector<RuleKey> WinningRules(const std::string& fingerprint, const Settings& settings);
 

@@ -1,4 +1,4 @@
-// What is known of a terminal.
+// The result of an identification.
 #ifndef BYODCTL_TEXT_ANSWER_H
 #define BYODCTL_TEXT_ANSWER_H
 

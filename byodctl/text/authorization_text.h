@@ -1,4 +1,4 @@
-// Authorization sets, as they are written and read.
+// The text and JSON of authorization sets.
 #ifndef BYODCTL_TEXT_AUTHORIZATION_TEXT_H
 #define BYODCTL_TEXT_AUTHORIZATION_TEXT_H
 

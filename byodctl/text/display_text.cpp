@@ -29,13 +29,13 @@ size_t WidthOf(const Character& character) {
   return width < 0 ? 0 : static_cast<size_t>(width);
 }
 
-/// Controls, line and paragraph separators, and the marks that turn the direction of writing.
+/// Control characters, line and paragraph separators, and marks that change the writing direction.
 bool IsObeyed(utf8proc_int32_t code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x200E && code <= 0x200F) ||
          (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
-/// @param otherwise  stands in for a byte that is not UTF-8; empty = the byte stays
+/// @param otherwise  replaces a byte that is not UTF-8; empty = the byte is kept
 std::string Neutralised(std::string_view text, std::string_view otherwise) {
   std::string out;
   while (!text.empty()) {
@@ -72,14 +72,14 @@ size_t DisplayWidth(std::string_view text) {
   return width;
 }
 
-std::string CutToWidth(std::string_view text, size_t most) {
-  if (DisplayWidth(text) <= most) return std::string{text};
-  if (most == 0) return {};
+std::string CutToWidth(std::string_view text, size_t max_width) {
+  if (DisplayWidth(text) <= max_width) return std::string{text};
+  if (max_width == 0) return {};
   size_t bytes = 0;
   size_t width = 0;
   while (bytes < text.size()) {
     const Character character = First(text.substr(bytes));
-    if (width + WidthOf(character) > most - 1) break;
+    if (width + WidthOf(character) > max_width - 1) break;
     width += WidthOf(character);
     bytes += character.bytes;
   }

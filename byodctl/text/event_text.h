@@ -11,10 +11,10 @@ namespace byod::ctl {
 /**
  * Writes one identification to standard output.
  *
- * For people: `TIME WHAT mac="..." -> vendor="..."`, without what is empty. Nothing is aligned, as
- * the next line is not known.
+ * For people: `TIME WHAT mac="..." -> vendor="..."`, without empty fields. Nothing is aligned,
+ * since the next line is not known yet.
  *
- * @param what   what asked for it, or saw it
+ * @param what   the question, or "station"
  * @param event  its time and the fields of AddAnswer
  */
 void WriteEvent(OutputForm form, const std::string& what, const Item& event);

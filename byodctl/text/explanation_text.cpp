@@ -41,7 +41,7 @@ std::string FieldText(const Field& field) {
          (field.is_used ? ")" : ", already known)");
 }
 
-/// Why the search went on or stopped, given which fields are open.
+/// Why the search continued or stopped, given the open fields.
 std::string NextText(Next next, const std::string& open) {
   switch (next) {
     case Next::kComplete:
@@ -71,7 +71,7 @@ std::string Search(const char* title, const std::vector<Step>& steps,
     for (size_t i = 0; i < names.size(); ++i) {
       if (!is_known[i]) open += (open.empty() ? "" : ", ") + std::string{names[i]};
     }
-    // All may be known already when the last method of an order that asks one twice finds no rule.
+    // All may be known when an order names a method twice and the last one finds no rule.
     if (open.empty()) open = "nothing";
     text += "       " + NextText(step.next, open) + "\n";
   }

@@ -1,4 +1,4 @@
-// A terminal's fingerprint as people and logs write it.
+// A terminal's fingerprint as text.
 #ifndef BYODCTL_TEXT_FINGERPRINT_TEXT_H
 #define BYODCTL_TEXT_FINGERPRINT_TEXT_H
 
@@ -10,14 +10,14 @@
 
 namespace byod::ctl {
 
-/// Empty texts say nothing.
+/// Empty = not known.
 struct FingerprintText {
   std::string mac;      ///< any usual spelling
-  std::string options;  ///< "1,3,6,15", blanks around the numbers do not count
+  std::string options;  ///< "1,3,6,15", perhaps with blanks around the numbers
   std::string user_agent;
 };
 
-/// A fingerprint, or why the text is none.
+/// A fingerprint, or why the text could not be read as one.
 struct ParsedFingerprint {
   ByodFingerPrint fingerprint = {};
   /// The User-Agent had more than 255 bytes. A fingerprint keeps the first 255 of them, which is
@@ -32,10 +32,10 @@ ParsedFingerprint ParseFingerprint(const FingerprintText& text);
 /// "1,3,6,15"
 std::string OptionsText(std::span<const uint8_t> options);
 
-/// An address in the form in which all are written, "00:11:22:33:44:55"; another text as it is.
+/// An address in the usual form, "00:11:22:33:44:55"; any other text unchanged.
 std::string AddressText(const std::string& mac);
 
-/// Whether a text is an address that was made up on the spot, so that its prefix says nothing.
+/// Whether a text is a locally administered address, whose prefix names no vendor.
 bool IsLocallyAdministered(const std::string& mac);
 
 /// An address in a table, with a mark when it is locally administered.
@@ -43,7 +43,7 @@ inline std::string Flagged(const std::string& mac, bool is_locally_administered)
   return is_locally_administered ? mac + '*' : mac;
 }
 
-/// What stands below a table with such a mark.
+/// Printed below a table with such a mark.
 inline constexpr char kFlagNote[] = "* locally administered address: its prefix names no vendor\n";
 
 }  // namespace byod::ctl

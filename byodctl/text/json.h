@@ -1,5 +1,5 @@
-// Values that are written as JSON. What writes and reads texts of JSON is known to few sources;
-// here is only what commands put together.
+// Values that are written as JSON. Few sources include the JSON library: it consists of headers,
+// and takes longer to compile than a command.
 #ifndef BYODCTL_TEXT_JSON_H
 #define BYODCTL_TEXT_JSON_H
 
@@ -33,9 +33,9 @@ class Json {
   static Json EmptyArray() { return Json(Array()); }
   static Json EmptyObject() { return Json(Object()); }
 
-  /// Sets the member of an object, or of what was null; a new one is the last.
+  /// Sets a member of an object; null becomes an object. A new member is the last.
   void Set(std::string key, Json value);
-  /// Adds a value to an array, or to what was null.
+  /// Adds a value to an array; null becomes an array.
   void Append(Json value);
 
   bool IsTrue() const {
@@ -44,7 +44,7 @@ class Json {
   }
   bool IsNull() const { return std::holds_alternative<std::monostate>(value_); }
 
-  /// On one line. Texts from outside need not be UTF-8, but JSON is: other bytes are replaced.
+  /// On one line. JSON is UTF-8, so other bytes, of texts from outside, are replaced.
   std::string ToString() const;
 
   /// A text without quotation marks, or a number; nothing for any other value.

@@ -21,7 +21,7 @@ std::string ForPeople(const Field& field) {
   return Cell(field.text ? *field.text : field.value.ToPlainText().value_or(""));
 }
 
-/// People may read a mark beside a text; programs read the text.
+/// Without marks that only people read.
 std::string ForTsv(const Field& field) {
   std::string text = field.value.ToPlainText().value_or(field.text.value_or(""));
   std::ranges::replace_if(text, [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');

@@ -19,19 +19,19 @@ namespace byod::ctl {
 struct Field {
   std::string_view key;
   Json value;
-  /// What people read in place of the value; a number or a text is read as it is.
+  /// What people read instead of the value; by default a number or a text is shown unchanged.
   std::optional<std::string> text = {};
 };
 
 /// In the order of the keys in JSON.
 using Item = std::vector<Field>;
 
-/// A field of an item; one without a value if it has none of this key.
+/// The field with this key; a field without a value if there is none.
 const Field& FieldOf(const Item& item, std::string_view key);
 
 Json JsonOf(const Item& item);
 
-/// The fields that tables show, and tab-separated lines have.
+/// A field that tables and tab-separated lines show.
 struct Column {
   const char* heading;  ///< of a table; tab-separated lines have the key
   const char* key;
@@ -45,7 +45,7 @@ class Listing {
   /// @param emphasis  of the row in a table
   void Add(const Item& item, Emphasis emphasis = Emphasis::kNone);
 
-  /// After the last item. @param note  stands below a table
+  /// To be called after the last item. @param note  printed below a table
   void Finish(const std::string& note = "");
 
  private:

@@ -13,7 +13,7 @@ struct MethodWord {
   uint32_t method;
 };
 
-// Words that begin alike mean the same method, so no beginning is ambiguous.
+// Words with the same beginning mean the same method, so no abbreviation is ambiguous.
 constexpr MethodWord kMethodWords[] = {{"dhcp", BYOD_METHOD_DHCP},
                                        {"dhcp-options", BYOD_METHOD_DHCP},
                                        {"user-agent", BYOD_METHOD_USERAGENT},

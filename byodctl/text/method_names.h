@@ -1,4 +1,4 @@
-// The identification methods as they are written on the command line and in output.
+// The names of the identification methods, in arguments and output.
 #ifndef BYODCTL_TEXT_METHOD_NAMES_H
 #define BYODCTL_TEXT_METHOD_NAMES_H
 
@@ -14,7 +14,7 @@ namespace byod::ctl {
 constexpr const char* kMethodNames[BYOD_METHOD_COUNT] = {"dhcp", "user-agent", "mac"};
 
 /**
- * Reads what people call a method, or a kind of rule, which is the same: "dhcp", "dhcp-option",
+ * Reads the name of a method, or of a kind of rule, which is the same: "dhcp", "dhcp-option",
  * "user-agent", "ua", "mac", their beginnings, in upper or lower case, with blanks around them.
  *
  * @return BYOD_METHOD_*, or nothing

@@ -1,4 +1,4 @@
-// The order of the methods as it is written on the command line.
+// The order of the methods as words.
 #ifndef BYODCTL_TEXT_ORDER_TEXT_H
 #define BYODCTL_TEXT_ORDER_TEXT_H
 
@@ -13,7 +13,7 @@ namespace byod::ctl {
 /// @return why they are not an order; empty = they are
 std::string FaultOfOrder(const std::vector<std::string>& words);
 
-/// Fewer than three methods leave slots that name none, which end the order.
+/// With fewer than three methods the other slots are empty, which ends the order.
 /// @param words  without a fault
 ByodOrder OrderOf(const std::vector<std::string>& words);
 

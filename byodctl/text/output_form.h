@@ -7,7 +7,7 @@ namespace byod::ctl {
 enum class OutputForm {
   kTable,  ///< aligned columns for people, written at the end
   kTsv,  ///< a header, then a line for each item. Nothing is quoted, so a tab or line end inside a
-         ///< field becomes a blank, and what a terminal might obey is replaced
+         ///< field becomes a blank, and control characters are replaced
   kJson  ///< an object a line, whose keys are always the same
 };
 

@@ -1,4 +1,4 @@
-// How far a command is, for somebody who waits at a terminal.
+// The progress of a command, for a user at a terminal.
 #ifndef BYODCTL_TEXT_PROGRESS_LINE_H
 #define BYODCTL_TEXT_PROGRESS_LINE_H
 
@@ -12,8 +12,8 @@
 
 namespace byod::ctl {
 
-/// A line on standard error that is written over, and cleared at the end. Nothing is shown of a
-/// command that takes less than a second, nor where standard error is no terminal.
+/// A line on standard error that is overwritten, and cleared at the end. Shown only on a terminal,
+/// and only for commands that take longer than a second.
 class ProgressLine {
  public:
   /// @param what  "of 5000 rules"
@@ -39,7 +39,7 @@ class ProgressLine {
   std::string what_;
   bool is_terminal_;
   bool is_shown_ = false;
-  /// About when the command began: what came before the first step counts.
+  /// About the start of the command, since the time before the first step counts.
   static inline const Clock::time_point start_ = Clock::now();
   Clock::time_point next_ = start_ + std::chrono::seconds(1);
 };

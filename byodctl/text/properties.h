@@ -23,7 +23,7 @@ class Properties {
     const std::string text = value.ToPlainText().value_or("");
     Add(key, label, std::move(value), text);
   }
-  /// @param text  what people read in place of the value
+  /// @param text  what people read instead of the value
   void Add(const char* key, const std::string& label, Json value, const std::string& text,
            Emphasis emphasis = Emphasis::kNone) {
     AddForPrograms(key, std::move(value));

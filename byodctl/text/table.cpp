@@ -67,7 +67,7 @@ std::string Cell(const std::string& text) {
 }
 
 std::optional<size_t> WidthOfOutput() {
-  constexpr size_t kUsual = 80;  // of a terminal that does not know its size
+  constexpr size_t kUsual = 80;  // of a terminal that does not report its size
   if (isatty(STDOUT_FILENO) != 1) return std::nullopt;
   winsize size = {};
   const bool is_known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;

@@ -10,38 +10,36 @@
 
 namespace byod::ctl {
 
-/// Whether standard output is a terminal that may be coloured. NO_COLOR and TERM=dumb say no.
+/// Whether standard output is a terminal that may be coloured. Not with NO_COLOR or TERM=dumb.
 bool MayColour();
 
 /// Emphasised where colours may be.
 enum class Emphasis { kNone, kHeading, kNotice, kAlarm };
 std::string Emphasised(const std::string& text, Emphasis emphasis);
 
-/// A cell of a table: what a terminal might obey replaced, "-" when empty.
+/// A cell of a table: control characters replaced, "-" when empty.
 std::string Cell(const std::string& text);
 
-/// How many characters stand side by side where standard output goes; nothing when that is no
-/// terminal.
+/// The width of the terminal that standard output is connected to; nothing if it is not a terminal.
 std::optional<size_t> WidthOfOutput();
 
 /**
- * Narrows the widest columns, all of them to one width, until their sum fits.
+ * Narrows the widest columns, all to the same width, until their sum fits.
  *
- * No column gets narrower than what can still be read: in too little room the lines stay longer.
+ * No column becomes too narrow to read: if there is too little room the lines are longer.
  */
 void FitColumns(std::vector<size_t>& widths, size_t room);
 
 class Table {
  public:
-  /// Without a heading none is written: the rows are the properties of one thing, which nothing is
-  /// cut of.
+  /// @param heading  empty = the rows are the properties of one thing, which are never cut
   explicit Table(std::vector<std::string> heading = {}) : heading_(std::move(heading)) {}
 
   /// Cells come from Cell. @param emphasis  of the whole row
   void Add(std::vector<std::string> cells, Emphasis emphasis = Emphasis::kNone);
 
-  /// Under a heading fitted to the terminal that standard output is. Elsewhere all is written in
-  /// full.
+  /// A table with a heading is fitted to the terminal. If standard output is not a terminal
+  /// everything is written in full.
   void Write(std::ostream& out) const;
 
  private:

@@ -1,4 +1,4 @@
-// Lists of words, for messages that name the right ones.
+// Lists of words, for messages that name the allowed ones.
 #ifndef BYODCTL_TEXT_WORD_LIST_H
 #define BYODCTL_TEXT_WORD_LIST_H
 
@@ -25,7 +25,7 @@ inline std::string Listed(const Words& words) {
   return list;
 }
 
-/// The end of a message about a wrong word: the right one that is nearest, or all of them.
+/// The end of a message about a wrong word: the most similar allowed one, or all of them.
 inline std::string NearestOrAll(std::string_view wrong, const Words& words) {
   const std::string hint = text::DidYouMean(wrong, words);
   return hint.empty() ? "; one of " + Listed(words) : hint;
