@@ -5,15 +5,13 @@
 #include "byod_order.h"
 #include "data/bounded_copy.h"
 #include "data/byte_order.h"
+#include "data/identification_log.h"
 #include "data/internal.h"
 #include "data/user_agent/first_match.h"
-#include "lauth_debug.h"
 #include "mac.h"
 
 namespace byod::data {
 namespace {
-
-constexpr uint32_t kIdentified = 2;  // the log level of an identification
 
 /// A rule's two informations, either of which may be null.
 struct Found {
@@ -78,15 +76,15 @@ bool IsComplete(const ByodDeviceAttribute& attr) {
 
 /// Ends an attribute method that succeeded. What is logged is all that is known by now, from
 /// earlier methods too.
-uint32_t Identified(const char* format, const void* key, const ByodDeviceAttribute* attr,
+uint32_t Identified(uint32_t method, const void* key, const ByodDeviceAttribute* attr,
                     uint16_t* complete) {
   *complete = IsComplete(*attr);
-  LAUTH_dbg_PrintDbgInfo(kIdentified, format, key, attr->vendor, attr->category, attr->os);
+  LogAttributes(method, key, *attr);
   return 0;
 }
 
-uint32_t TypeIdentified(const char* format, const char* type, const void* key) {
-  LAUTH_dbg_PrintDbgInfo(kIdentified, format, type, key);
+uint32_t TypeIdentified(uint32_t method, const char* type, const void* key) {
+  LogName(method, type, key);
   return 0;
 }
 
@@ -167,10 +165,7 @@ uint32_t byod_data_AttriByDhcpFingerPrint(const ByodFingerPrint* fp, ByodDeviceA
   if (byod::data::Merge(byod::data::LookUpDhcpOption(option.text), attr) != 0) {
     return BYOD_ERR_FAILED;
   }
-  return Identified(
-      "Identified endpoint attributes through DHCP Option 55 fingerprint: Fingerprint=%s, device "
-      "vendor=%s, device category=%s, device OS=%s.",
-      option.text, attr, complete);
+  return Identified(BYOD_METHOD_DHCP, option.text, attr, complete);
 }
 
 uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
@@ -178,10 +173,7 @@ uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDe
   *complete = 0;
   if (fp->user_agent[0] == '\0') return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevAttriByUserAgent(fp->user_agent, attr) != 0) return BYOD_ERR_FAILED;
-  return Identified(
-      "Identified endpoint attributes through HTTP user agent fingerprint: Fingerprint=%s, device "
-      "vendor=%s, device category=%s, device OS=%s.",
-      fp->user_agent, attr, complete);
+  return Identified(BYOD_METHOD_USERAGENT, fp->user_agent, attr, complete);
 }
 
 uint32_t byod_data_AttriByMacFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
@@ -189,32 +181,26 @@ uint32_t byod_data_AttriByMacFingerPrint(const ByodFingerPrint* fp, ByodDeviceAt
   *complete = 0;
   if (byod::LoadMac(fp->mac) == 0) return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevAttriByMac(fp->mac, attr) != 0) return BYOD_ERR_FAILED;
-  return Identified(
-      "Identified endpoint attributes through the endpoint MAC address: MAC address=%M, device "
-      "vendor=%s, device category=%s, device OS=%s.",
-      fp->mac, attr, complete);
+  return Identified(BYOD_METHOD_MAC, fp->mac, attr, complete);
 }
 
 uint32_t byod_data_TypeByDhcpFingerPrint(const ByodFingerPrint* fp, uint32_t size, char* out) {
   OptionText option;
   if (!option.Format(*fp)) return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevTypeByDhcpOption(option.text, size, out) != 0) return BYOD_ERR_FAILED;
-  return TypeIdentified("Identified the terminal type as %s by using DhcpOption55 information %s.",
-                        out, option.text);
+  return TypeIdentified(BYOD_METHOD_DHCP, out, option.text);
 }
 
 uint32_t byod_data_TypeByUserAgentFingerPrint(const ByodFingerPrint* fp, uint32_t size, char* out) {
   if (fp->user_agent[0] == '\0') return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevTypeByUserAgent(fp->user_agent, size, out) != 0) return BYOD_ERR_FAILED;
-  return TypeIdentified("Identified the terminal type as %s by using HttpUseragent information %s.",
-                        out, fp->user_agent);
+  return TypeIdentified(BYOD_METHOD_USERAGENT, out, fp->user_agent);
 }
 
 // Unlike the attribute method, this one looks an all-zero address up like any other.
 uint32_t byod_data_TypeByMacFingerPrint(const ByodFingerPrint* fp, uint32_t size, char* out) {
   if (BYOD_data_GetDevTypeByMac(fp->mac, size, out) != 0) return BYOD_ERR_FAILED;
-  return TypeIdentified("Identified the terminal type as %s by using MAC address (%M).", out,
-                        fp->mac);
+  return TypeIdentified(BYOD_METHOD_MAC, out, fp->mac);
 }
 
 uint32_t BYOD_data_GetDeviceAttributeByFingerPrint(const ByodFingerPrint* fp,

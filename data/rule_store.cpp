@@ -57,7 +57,7 @@ uint32_t BYOD_data_GlobalInfoInit(uint32_t limit) {
   byod::data::ForgetIndexes();
   byod::data::DrawHashKey();
   const bool dhcp_made = byod::data::MakeTextTable(store.dhcp);
-  const bool user_agent_made = byod::data::MakeTextTable(store.user_agent);
+  const bool user_agent_made = byod::data::MakeTextTable(store.user_agent.table);
   // The MAC counts stay: Fini clears them, together with the tree that they count.
   store.mac.tree = AVL_Init(byod_data_MacRuleCompare, 0, byod_data_MacRuleRelease);
   if (store.mac.tree == nullptr) return BYOD_ERR_FAILED;
@@ -67,7 +67,7 @@ uint32_t BYOD_data_GlobalInfoInit(uint32_t limit) {
 void BYOD_data_GlobalInfoFini() {
   byod::data::ForgetIndexes();
   byod::data::DestroyTextTable(store.dhcp, byod::data::ReleaseDhcpOptionRule);
-  byod::data::DestroyTextTable(store.user_agent, byod::data::ReleaseUserAgentRule);
+  byod::data::DestroyTextTable(store.user_agent.table, byod::data::ReleaseUserAgentRule);
   if (store.mac.tree != nullptr) {
     AVL_Fini(store.mac.tree);
     store.mac = {};
@@ -80,7 +80,7 @@ ByodDhcpOptionTable* BYOD_data_GetDhcpOptionRuleTbl() {
   return &store.dhcp;
 }
 ByodUserAgentTable* BYOD_data_GetUserAgentRuleTbl() {
-  return &store.user_agent;
+  return &store.user_agent.table;
 }
 ByodMacTable* BYOD_data_GetMacRuleTbl() {
   return &store.mac;
@@ -90,24 +90,24 @@ ByodLink** BYOD_data_GetDhcpOptionRuleList() {
   return &store.dhcp.list;
 }
 ByodLink** BYOD_data_GetUserAgentRuleList() {
-  return &store.user_agent.list;
+  return &store.user_agent.table.list;
 }
 ByodLink** BYOD_data_GetUserAgentRuleMatchList() {
-  return &store.user_agent.match_list;
+  return &store.user_agent.table.match_list;
 }
 
 uint32_t BYOD_data_GetDhcpOptionRuleCount() {
   return store.dhcp.rule_count;
 }
 uint32_t BYOD_data_GetUserAgentRuleCount() {
-  return store.user_agent.rule_count;
+  return store.user_agent.table.rule_count;
 }
 uint32_t BYOD_data_GetMacRuleCount() {
   return store.mac.rule_count;
 }
 
 uint32_t Byod_GetCustomRuleCount() {
-  return store.user_agent.custom_count + store.dhcp.custom_count + store.mac.custom_count;
+  return store.user_agent.table.custom_count + store.dhcp.custom_count + store.mac.custom_count;
 }
 
 // Multiply first, then XOR: FNV-1, not FNV-1a.

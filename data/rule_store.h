@@ -11,6 +11,7 @@
 #include "data/containers/ranked_list.h"
 #include "data/containers/text_index.h"
 #include "data/spare_mac_rules.h"
+#include "data/user_agent/first_match.h"
 #include "data/user_agent/index.h"
 #include "lauth_hash.h"
 
@@ -23,7 +24,7 @@ inline const char* Behind(const ByodLink& link, size_t bytes) {
 
 struct RuleStore {
   ByodDhcpOptionTable dhcp = {};
-  ByodUserAgentTable user_agent = {};
+  SearchableUserAgentTable user_agent = {{}, &user_agent, FirstMatch};
   ByodMacTable mac = {};
   uint32_t custom_limit = BYOD_NO_RULE_LIMIT;
 
@@ -34,12 +35,12 @@ struct RuleStore {
         return TextMark(Behind(link, offsetof(Rule, text) - offsetof(Rule, list_link)));
       }};
   RankedList<TextMark> user_agent_list{
-      &user_agent.list, [](const ByodLink& link) {
+      &user_agent.table.list, [](const ByodLink& link) {
         using Rule = ByodUserAgentRule;
         return TextMark(Behind(link, offsetof(Rule, keyword) - offsetof(Rule, list_link)));
       }};
   RankedList<LengthMark> match_list{
-      &user_agent.match_list, [](const ByodLink& link) {
+      &user_agent.table.match_list, [](const ByodLink& link) {
         using Rule = ByodUserAgentRule;
         return LengthMark{
             std::strlen(Behind(link, offsetof(Rule, keyword) - offsetof(Rule, match_link)))};

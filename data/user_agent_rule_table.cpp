@@ -39,7 +39,7 @@ struct UserAgentTable {
   using Record = ByodTextRuleShowRec;
 
   static constexpr auto kText = &Rule::keyword;
-  static ByodUserAgentTable& Table() { return store.user_agent; }
+  static ByodUserAgentTable& Table() { return store.user_agent.table; }
   static RankedList<TextMark>& List() { return store.user_agent_list; }
   static TextIndex& Texts() { return store.user_agent_texts; }
 
@@ -64,9 +64,9 @@ struct UserAgentTable {
   }
   static void Index(Rule& rule) {
     UserAgentIndex& index = store.user_agent_index;
-    const auto place =
-        InsertInOrder(store.match_list, store.user_agent.match_list, store.user_agent.rule_count,
-                      ByLength(rule, index.prepared()), rule.match_link);
+    const auto place = InsertInOrder(store.match_list, store.user_agent.table.match_list,
+                                     store.user_agent.table.rule_count,
+                                     ByLength(rule, index.prepared()), rule.match_link);
     place ? index.Commit(*place) : index.Cancel();
   }
   static void Unindex(Rule& rule) {

@@ -1,97 +1,36 @@
 #include "explain/explain.h"
 
-#include <algorithm>
-#include <cstring>
-#include <iterator>
-#include <optional>
 #include <utility>
 
-#include "byod_order.h"
-#include "data/internal.h"
-#include "data/user_agent/first_match.h"
-#include "mac.h"
 #include "rulefiles/prefix.h"
 
 namespace byod::explain {
 namespace {
 
-struct Searched {
-  Lookup lookup = Lookup::kNoValue;
-  std::string rule;
-  uint32_t origin = BYOD_RULE_PREDEFINED;
-  const ByodDeviceInfo* predefined = nullptr;
-  const ByodDeviceInfo* configured = nullptr;
-};
-
-template <typename Rule>
-Searched Found(const Rule* rule, std::string key) {
-  if (rule == nullptr) return {Lookup::kNoRule, {}, {}, {}, {}};
-  return {Lookup::kRuleMatched, std::move(key), rule->origin, rule->predefined, rule->configured};
+/// How people name a rule that matched.
+std::string RuleText(const Match& match) {
+  if (match.block != nullptr) return rulefiles::BlockText(match.block->mac, match.block->mask);
+  return match.text != nullptr ? match.text : "";
 }
 
-Searched SearchDhcp(const ByodFingerPrint& fingerprint) {
-  if (fingerprint.option_length == 0) return {};
-  char text[BYOD_RULETEXT_SIZE] = "";
-  if (BYOD_data_GetDhcpOption55String(fingerprint.option_length, fingerprint.options, sizeof text,
-                                      text) != 0) {
-    return {Lookup::kTooLong, {}, {}, {}, {}};
-  }
-  const ByodDhcpOptionRule* const rule = BYOD_data_FindDhcpOptionRule(text);
-  return Found(rule, rule != nullptr ? rule->text : "");
-}
-
-/// Tries the rules in turn. The library's own lookup asks an index and comes to the same rule, but
-/// what it hands out is that rule's information, not which rule it is.
-Searched SearchUserAgent(const ByodFingerPrint& fingerprint) {
-  if (fingerprint.user_agent[0] == '\0') return {};
-  for (ByodLink* link = *BYOD_data_GetUserAgentRuleMatchList(); link != nullptr;
-       link = link->next) {
-    const ByodUserAgentRule* const rule = data::RuleOfMatchLink(link);
-    if (byod_data_UserAgentMatch(fingerprint.user_agent, rule->keyword) == 1) {
-      return Found(rule, rule->keyword);
-    }
-  }
-  return {Lookup::kNoRule, {}, {}, {}, {}};
-}
-
-Searched SearchMac(const ByodFingerPrint& fingerprint) {
-  ByodMacRule probe = {};
-  std::memcpy(probe.mac, fingerprint.mac, sizeof probe.mac);
-  MAC_BroadcastAddr(probe.mask);
-  const ByodMacRule* const rule = BYOD_data_FindMacRule(&probe);
-  if (rule == nullptr) return Found(rule, {});
-  return Found(rule, rulefiles::BlockText(rule->mac, rule->mask));
-}
-
-bool HasNoAddress(const ByodFingerPrint& fingerprint) {
-  return std::all_of(std::begin(fingerprint.mac), std::end(fingerprint.mac),
-                     [](uint8_t byte) { return byte == 0; });
-}
-
-Searched Search(uint32_t method, const ByodFingerPrint& fingerprint) {
-  if (method == BYOD_METHOD_DHCP) return SearchDhcp(fingerprint);
-  if (method == BYOD_METHOD_USERAGENT) return SearchUserAgent(fingerprint);
-  return SearchMac(fingerprint);
-}
-
-Step StepOf(uint32_t method, const Searched& searched) {
+Step StepOf(uint32_t method, const Match& match) {
   Step step;
   step.method = method;
-  step.lookup = searched.lookup;
-  step.rule = searched.rule;
-  step.is_custom = searched.origin == BYOD_RULE_CUSTOM;
+  step.lookup = match.lookup;
+  step.rule = RuleText(match);
+  step.is_custom = match.origin == BYOD_RULE_CUSTOM;
   return step;
 }
 
 /// What a rule says of a field: configured information goes before predefined.
 template <size_t Size>
-Field FieldOf(const Searched& searched, char (ByodDeviceInfo::*member)[Size]) {
+Field FieldOf(const Match& match, char (ByodDeviceInfo::*member)[Size]) {
   Field field;
-  if (searched.configured != nullptr && (searched.configured->*member)[0] != '\0') {
-    field.value = searched.configured->*member;
+  if (match.configured != nullptr && (match.configured->*member)[0] != '\0') {
+    field.value = match.configured->*member;
     field.source = Source::kConfigured;
-  } else if (searched.predefined != nullptr && (searched.predefined->*member)[0] != '\0') {
-    field.value = searched.predefined->*member;
+  } else if (match.predefined != nullptr && (match.predefined->*member)[0] != '\0') {
+    field.value = match.predefined->*member;
     field.source = Source::kPredefined;
   }
   return field;
@@ -104,23 +43,11 @@ void Use(Field& field, char (&out)[BYOD_ATTR_SIZE]) {
   out[length] = '\0';
 }
 
-/// The methods of the current order: a slot that names none ends it.
-std::vector<uint32_t> MethodsInOrder() {
-  ByodOrder order;
-  BYOD_order_GetOrder(&order);
-  std::vector<uint32_t> methods;
-  for (const uint32_t slot : order.slots) {
-    if (slot >= BYOD_METHOD_COUNT) break;
-    methods.push_back(slot);
-  }
-  return methods;
-}
-
 /// Adds the steps that take_step makes, until one completes the search or the order ends.
 template <typename TakeStep>
-std::vector<Step> StepsInOrder(TakeStep take_step) {
+std::vector<Step> StepsInOrder(const RuleSearch& rules, TakeStep take_step) {
   std::vector<Step> steps;
-  for (const uint32_t method : MethodsInOrder()) {
+  for (const uint32_t method : rules.methods()) {
     steps.push_back(take_step(method));
     if (steps.back().next == Next::kComplete) return steps;
   }
@@ -128,22 +55,20 @@ std::vector<Step> StepsInOrder(TakeStep take_step) {
   return steps;
 }
 
-}  // namespace
-
-AttributeSearch ExplainAttributes(const ByodFingerPrint& fingerprint) {
+AttributeSearch ExplainAttributes(RuleSearch& rules) {
   AttributeSearch search;
   ByodDeviceAttribute& known = search.attributes;
-  search.steps = StepsInOrder([&](uint32_t method) {
+  search.steps = StepsInOrder(rules, [&](uint32_t method) {
     // No address is no fingerprint here, while the search for the name looks it up.
-    const bool has_value = method != BYOD_METHOD_MAC || !HasNoAddress(fingerprint);
-    const Searched searched = has_value ? Search(method, fingerprint) : Searched{};
-    Step step = StepOf(method, searched);
+    const bool has_value = method != BYOD_METHOD_MAC || rules.HasAddress();
+    const Match match = has_value ? rules.Of(method) : Match();
+    Step step = StepOf(method, match);
     search.result = BYOD_ERR_FAILED;
-    if (searched.lookup == Lookup::kRuleMatched) {
+    if (match.lookup == Lookup::kRuleMatched) {
       search.result = 0;
-      step.fields = {FieldOf(searched, &ByodDeviceInfo::vendor),
-                     FieldOf(searched, &ByodDeviceInfo::category),
-                     FieldOf(searched, &ByodDeviceInfo::os)};
+      step.fields = {FieldOf(match, &ByodDeviceInfo::vendor),
+                     FieldOf(match, &ByodDeviceInfo::category),
+                     FieldOf(match, &ByodDeviceInfo::os)};
       Use(step.fields[kFieldVendor], known.vendor);
       Use(step.fields[kFieldCategory], known.category);
       Use(step.fields[kFieldOs], known.os);
@@ -159,13 +84,13 @@ AttributeSearch ExplainAttributes(const ByodFingerPrint& fingerprint) {
   return search;
 }
 
-NameSearch ExplainName(const ByodFingerPrint& fingerprint) {
+NameSearch ExplainName(RuleSearch& rules) {
   NameSearch search;
-  search.steps = StepsInOrder([&](uint32_t method) {
-    const Searched searched = Search(method, fingerprint);
-    Step step = StepOf(method, searched);
-    if (searched.lookup == Lookup::kRuleMatched) {
-      step.fields = {FieldOf(searched, &ByodDeviceInfo::name)};
+  search.steps = StepsInOrder(rules, [&](uint32_t method) {
+    const Match& match = rules.Of(method);
+    Step step = StepOf(method, match);
+    if (match.lookup == Lookup::kRuleMatched) {
+      step.fields = {FieldOf(match, &ByodDeviceInfo::name)};
       Field& name = step.fields[kFieldName];
       if (!name.value.empty()) {
         name.is_used = true;
@@ -179,8 +104,25 @@ NameSearch ExplainName(const ByodFingerPrint& fingerprint) {
   return search;
 }
 
+}  // namespace
+
+AttributeSearch ExplainAttributes(const ByodFingerPrint& fingerprint) {
+  RuleSearch rules(fingerprint);
+  return ExplainAttributes(rules);
+}
+
+NameSearch ExplainName(const ByodFingerPrint& fingerprint) {
+  RuleSearch rules(fingerprint);
+  return ExplainName(rules);
+}
+
+Explanation Explain(RuleSearch& rules) {
+  return {ExplainAttributes(rules).steps, ExplainName(rules).steps};
+}
+
 Explanation Explain(const ByodFingerPrint& fingerprint) {
-  return {ExplainAttributes(fingerprint).steps, ExplainName(fingerprint).steps};
+  RuleSearch rules(fingerprint);
+  return Explain(rules);
 }
 
 }  // namespace byod::explain

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "byod_data.h"
+#include "explain/rule_search.h"
 
 namespace byod::explain {
 
@@ -24,14 +25,6 @@ struct Field {
   bool is_used = false;  ///< not when an earlier method had filled the field, nor without a value
 
   bool operator==(const Field&) const = default;
-};
-
-/// What a method found.
-enum class Lookup {
-  kNoValue,     ///< the fingerprint has nothing for this method
-  kTooLong,     ///< the text of the option list does not fit
-  kNoRule,      ///< no rule matches
-  kRuleMatched  ///< Step::rule and the fields tell of it
 };
 
 /// What came after a method.
@@ -85,6 +78,8 @@ struct Explanation {
 };
 
 Explanation Explain(const ByodFingerPrint& fingerprint);
+/// The same with the rules that have been found already.
+Explanation Explain(RuleSearch& rules);
 
 }  // namespace byod::explain
 

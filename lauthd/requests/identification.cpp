@@ -1,19 +1,19 @@
 #include "lauthd/requests/identification.h"
 
 #include <algorithm>
-#include <cstring>
 
-#include "byod_order.h"
 #include "data/bounded_copy.h"
 #include "data/byte_order.h"
 #include "explain/explanation_message.h"
 #include "lauthd/requests/authorization_requests.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
-#include "mac.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {
+
+using explain::RuleSearch;
+
 namespace {
 
 Result Unidentified() {
@@ -26,58 +26,18 @@ void AppendAttributes(tlv::Appender& append, const ByodDeviceAttribute& attribut
       .PresentText(BYOD_TLV_OS, attributes.os);
 }
 
-/// Whether no rule at all has something to say, whatever was asked.
-bool NothingMatches(const ByodFingerPrint& fingerprint) {
-  ByodDeviceAttribute attributes = {};
-  char name[BYOD_DEVNAME_SIZE];
-  return BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &attributes) != 0 &&
-         BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof name, name) != 0;
-}
-
-bool IsInOrder(uint32_t method) {
-  ByodOrder order;
-  BYOD_order_GetOrder(&order);
-  for (const uint32_t slot : order.slots) {
-    if (slot >= BYOD_METHOD_COUNT) return false;
-    if (slot == method) return true;
-  }
-  return false;
-}
-
-bool LacksOptionRule(const ByodFingerPrint& fingerprint) {
-  char text[BYOD_RULETEXT_SIZE];
-  const uint32_t count = std::min<uint32_t>(fingerprint.option_length, BYOD_OPTION55_MAX);
-  // A list whose text is too long cannot be a rule's.
-  return count != 0 &&
-         BYOD_data_GetDhcpOption55String(count, fingerprint.options, sizeof text, text) == 0 &&
-         BYOD_data_FindDhcpOptionRule(text) == nullptr;
-}
-
-bool LacksUserAgentRule(const ByodFingerPrint& fingerprint) {
-  if (fingerprint.user_agent[0] == '\0') return false;
-  ByodFingerPrint alone = {};
-  CopyText(alone.user_agent, fingerprint.user_agent);
-  // No terminal has this address. One of zeros would be looked up for the name.
-  MAC_BroadcastAddr(alone.mac);
-  return NothingMatches(alone);
-}
-
-bool LacksMacRule(const ByodFingerPrint& fingerprint) {
-  if (LoadMac(fingerprint.mac) == 0) return false;
-  ByodMacRule probe = {};
-  std::memcpy(probe.mac, fingerprint.mac, sizeof probe.mac);
-  MAC_BroadcastAddr(probe.mask);
-  return BYOD_data_FindMacRule(&probe) == nullptr;
+/// Whether no rule has anything to say, whatever was asked.
+bool NothingMatches(RuleSearch& rules) {
+  return rules.FindAttributes().result != 0 && rules.FindName().result != 0;
 }
 
 /// The parts of a fingerprint that no rule matches, of those that the order looks at, as
-/// 1 << BYOD_METHOD_*.
-uint32_t UnmatchedParts(const ByodFingerPrint& fingerprint) {
-  constexpr bool (*kLacks[])(const ByodFingerPrint&) = {LacksOptionRule, LacksUserAgentRule,
-                                                        LacksMacRule};
+/// 1 << BYOD_METHOD_*. A list whose text is too long cannot be a rule's, and is not one of them.
+uint32_t UnmatchedParts(RuleSearch& rules) {
   uint32_t unmatched = 0;
-  for (uint32_t method = 0; method < BYOD_METHOD_COUNT; ++method) {
-    if (IsInOrder(method) && kLacks[method](fingerprint)) unmatched |= 1u << method;
+  for (const uint32_t method : rules.methods()) {
+    if (method == BYOD_METHOD_MAC && !rules.HasAddress()) continue;
+    if (rules.Of(method).lookup == explain::Lookup::kNoRule) unmatched |= 1u << method;
   }
   return unmatched;
 }
@@ -104,16 +64,17 @@ Event MakeEvent(const Exchange& exchange, const ByodFingerPrint& fingerprint, ui
 /**
  * Answers one of the three plain questions.
  *
- * @param look    (fingerprint, identity) -> 0 or a code; fills in what it finds
+ * @param look    (rules, identity) -> 0 or a code; fills in what it finds
  * @param append  (appender, identity): what is answered
  */
 template <typename Look, typename Append>
 Result AnswerQuery(Exchange& exchange, Look look, Append append) {
   ByodFingerPrint fingerprint;
   if (Result read = ReadFingerPrint(exchange.request, fingerprint); !read.Ok()) return read;
+  RuleSearch rules(fingerprint);
   Identity identity;
-  const uint32_t code = look(fingerprint, identity);
-  Account(exchange, fingerprint, code, identity);
+  const uint32_t code = look(rules, identity);
+  RecordIdentification(exchange, rules, code, identity);
   if (code != 0) return Unidentified();
   tlv::Appender answer = exchange.Answer();
   append(answer, identity);
@@ -123,32 +84,30 @@ Result AnswerQuery(Exchange& exchange, Look look, Append append) {
 /**
  * Answers all that is known, as far as anything is.
  *
- * @param append_more  (appender, fingerprint, identity): what is answered besides, in any case
+ * @param append_more  (appender, rules, identity): what is answered besides, in any case
  */
 template <typename AppendMore>
 Result AnswerWithIdentity(Exchange& exchange, AppendMore append_more) {
   ByodFingerPrint fingerprint;
   if (Result read = ReadFingerPrint(exchange.request, fingerprint); !read.Ok()) return read;
-  const Identity identity = LookUp(fingerprint);
+  RuleSearch rules(fingerprint);
+  const Identity identity = IdentityFrom(rules);
   const Result result = identity.Known() ? Result() : Unidentified();
-  Account(exchange, fingerprint, result.code, identity);
+  RecordIdentification(exchange, rules, result.code, identity);
   tlv::Appender append = exchange.Answer(result);
   AppendIdentity(append, identity);
-  append_more(append, fingerprint, identity);
+  append_more(append, rules, identity);
   const Result answered = exchange.Answered(append);
   return answered.Ok() ? result : answered;
 }
 
 }  // namespace
 
-Identity LookUp(const ByodFingerPrint& fingerprint) {
+Identity IdentityFrom(RuleSearch& rules) {
   Identity identity;
-  BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &identity.attributes);
-  BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof identity.name, identity.name);
-  if (identity.name[0] != '\0') {
-    BYOD_data_GetDeviceVendorByFingerPrint(&fingerprint, sizeof identity.derived_vendor,
-                                           identity.derived_vendor);
-  }
+  identity.attributes = rules.FindAttributes().values;
+  CopyText(identity.name, rules.FindName().text);
+  rules.FindDerivedVendor(identity.derived_vendor);
   return identity;
 }
 
@@ -176,20 +135,20 @@ void AppendIdentity(tlv::Appender& append, const Identity& identity) {
   append.PresentText(BYOD_EXT_DERIVED_VENDOR, identity.derived_vendor);
 }
 
-void Account(Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t code,
-             const Identity& identity) {
+void RecordIdentification(Exchange& exchange, RuleSearch& rules, uint32_t code,
+                          const Identity& identity) {
   State& state = exchange.state;
   ++state.counters.identifications;
-  const bool unknown = code != 0 && NothingMatches(fingerprint);
-  const uint32_t unmatched = UnmatchedParts(fingerprint);
+  const bool unknown = code != 0 && NothingMatches(rules);
+  const uint32_t unmatched = UnmatchedParts(rules);
   // An address that no rule covers is nothing special where the rest of the fingerprint is known.
   const bool noted = unknown || (unmatched & ~(1u << BYOD_METHOD_MAC)) != 0;
   if (!noted && state.watch_hub.Empty()) return;
   const uint64_t now = MicrosecondsSince1970();
   if (unknown) ++state.counters.unknowns;
-  if (noted) state.unknowns.Note(fingerprint, unmatched, now);
+  if (noted) state.unknowns.Note(rules.fingerprint(), unmatched, now);
   if (state.watch_hub.Empty()) return;
-  if (const Event event = MakeEvent(exchange, fingerprint, code, identity, now)) {
+  if (const Event event = MakeEvent(exchange, rules.fingerprint(), code, identity, now)) {
     state.watch_hub.Publish(event);
   }
 }
@@ -197,8 +156,10 @@ void Account(Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t co
 Result QueryDeviceName(Exchange& exchange) {
   return AnswerQuery(
       exchange,
-      [](const ByodFingerPrint& fingerprint, Identity& found) {
-        return BYOD_data_GetDeviceTypeByFingerPrint(&fingerprint, sizeof found.name, found.name);
+      [](RuleSearch& rules, Identity& found) {
+        const RuleSearch::Name& name = rules.FindName();
+        CopyText(found.name, name.text);
+        return name.result;
       },
       [](tlv::Appender& append, const Identity& found) {
         append.Text(BYOD_TLV_DEVNAME, found.name);
@@ -208,9 +169,8 @@ Result QueryDeviceName(Exchange& exchange) {
 Result QueryVendor(Exchange& exchange) {
   return AnswerQuery(
       exchange,
-      [](const ByodFingerPrint& fingerprint, Identity& found) {
-        return BYOD_data_GetDeviceVendorByFingerPrint(&fingerprint, sizeof found.derived_vendor,
-                                                      found.derived_vendor);
+      [](RuleSearch& rules, Identity& found) {
+        return rules.FindDerivedVendor(found.derived_vendor);
       },
       [](tlv::Appender& append, const Identity& found) {
         append.Text(BYOD_TLV_VENDOR, found.derived_vendor);
@@ -220,8 +180,10 @@ Result QueryVendor(Exchange& exchange) {
 Result QueryAttributes(Exchange& exchange) {
   return AnswerQuery(
       exchange,
-      [](const ByodFingerPrint& fingerprint, Identity& found) {
-        return BYOD_data_GetDeviceAttributeByFingerPrint(&fingerprint, &found.attributes);
+      [](RuleSearch& rules, Identity& found) {
+        const RuleSearch::Attributes& attributes = rules.FindAttributes();
+        found.attributes = attributes.values;
+        return attributes.result;
       },
       [](tlv::Appender& append, const Identity& found) {
         AppendAttributes(append, found.attributes);
@@ -235,7 +197,7 @@ Result Identify(Exchange& exchange) {
   }
   const Authorization& authorization = exchange.state.authorization;
   return AnswerWithIdentity(
-      exchange, [&](tlv::Appender& append, const ByodFingerPrint&, const Identity& identity) {
+      exchange, [&](tlv::Appender& append, RuleSearch&, const Identity& identity) {
         const auto* const set =
             group.empty() ? nullptr : authorization.Applying(group, identity.attributes.category);
         if (set != nullptr && !AppendSet(append, group, set->first, set->second)) {
@@ -246,8 +208,8 @@ Result Identify(Exchange& exchange) {
 
 Result Explain(Exchange& exchange) {
   return AnswerWithIdentity(
-      exchange, [](tlv::Appender& append, const ByodFingerPrint& fingerprint, const Identity&) {
-        append.Combine(explain::AppendExplanation(append.message(), explain::Explain(fingerprint)));
+      exchange, [](tlv::Appender& append, RuleSearch& rules, const Identity&) {
+        append.Combine(explain::AppendExplanation(append.message(), explain::Explain(rules)));
       });
 }
 

@@ -3,6 +3,7 @@
 #define LAUTHD_REQUESTS_IDENTIFICATION_H
 
 #include "byod_data.h"
+#include "explain/rule_search.h"
 #include "lauthd/requests/exchange.h"
 
 namespace byod::lauthd {
@@ -25,8 +26,8 @@ struct Identity {
   }
 };
 
-/// Asks the rules all that they know of a terminal.
-Identity LookUp(const ByodFingerPrint& fingerprint);
+/// Derives all that is known of a terminal from the rules that match it.
+Identity IdentityFrom(explain::RuleSearch& rules);
 
 /// Reads the fingerprint of a request.
 Result ReadFingerPrint(uint32_t request, ByodFingerPrint& fingerprint);
@@ -39,8 +40,10 @@ void AppendIdentity(tlv::Appender& append, const Identity& identity);
 
 /// Counts an identification, reports it to the clients that watch, and notes a fingerprint with a
 /// part that no rule matched.
-void Account(Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t code,
-             const Identity& identity);
+///
+/// @param code  what the client is answered
+void RecordIdentification(Exchange& exchange, explain::RuleSearch& rules, uint32_t code,
+                          const Identity& identity);
 
 }  // namespace byod::lauthd
 

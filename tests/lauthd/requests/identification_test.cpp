@@ -56,6 +56,15 @@ TEST_F(Identification, RuleWithoutANameIsNotUnknown) {
   EXPECT_EQ(Noted(), 0u);
 }
 
+// It was reported as unmatched, unless its method was the last of the order.
+TEST_F(Identification, RuleThatSaysNothingMatchesAllTheSame) {
+  AddPredefined("Silent", "", "");
+  EXPECT_EQ(Get(QueryAttributes, UserAgent("a Silent")).refusal(),
+            uint32_t{BYOD_REFUSAL_UNIDENTIFIED});
+  ASSERT_EQ(Noted(), 1u);
+  EXPECT_EQ(state_.unknowns.entries().front().unmatched, 0u);
+}
+
 TEST_F(Identification, PartThatNoRuleMatchesIsNotedBesideOneThatMatches) {
   Get(QueryAttributes, UserAgent("an iPhone") + Elements{Bytes(BYOD_TLV_OPTION55, "\1\3")});
   ASSERT_EQ(Noted(), 1u);
