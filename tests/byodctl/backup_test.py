@@ -4,23 +4,17 @@ import os
 import select
 import stat
 import subprocess
-import sys
 import threading
-import unittest
 
-from running_daemon import Daemon
-
-BYODCTL = LAUTHD = ""
+from with_daemon import WithDaemon, main
 
 HEADER = b"SQLite format 3\0"
 FOREIGN = b"a letter\n"
 
 
-class Targets(unittest.TestCase):
+class Targets(WithDaemon):
     def setUp(self):
-        self.daemon = Daemon(LAUTHD, BYODCTL)
-        self.addCleanup(self.daemon.close)
-        self.daemon.start()
+        super().setUp()
         self.place = self.daemon.directory / "place"
         self.place.mkdir()
         self.file = self.place / "file"
@@ -150,7 +144,7 @@ class Targets(unittest.TestCase):
         self.assertTrue(received[0].startswith(HEADER))
 
     def run_to(self, target, stdout):
-        return subprocess.run([BYODCTL, "--socket", str(self.daemon.socket), "backup", target],
+        return subprocess.run(self.command("backup", target),
                               stdout=stdout, stderr=subprocess.PIPE, check=False, timeout=120)
 
     def test_standard_output_gets_the_backup_by_all_its_names(self):
@@ -182,5 +176,4 @@ class Targets(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    main()

@@ -8,7 +8,7 @@ import sys
 import tempfile
 import unittest
 
-from captures import CLIENT, RANDOM, RAW, capture, dhcp, ethernet, http
+from captures import RANDOM, RAW, capture, dhcp, ethernet, http
 from running_daemon import RULES, Daemon, copy_for_every_user
 
 BYODCTL = LAUTHD = ""
@@ -70,7 +70,7 @@ class Captures(unittest.TestCase):
         self.assertEqual(second["os"], "iOS")
         self.assertEqual(second["address"], "192.0.2.10")
 
-    def test_a_station_is_told_again_only_when_its_answer_changes(self):
+    def test_a_station_is_reported_again_only_when_its_answer_changes(self):
         android, iphone = http("Android"), http("an iPhone")
         lines = self.stations([ethernet(frame) for frame in
                                (android, android, http("Android 2"), iphone, iphone, android)])
@@ -155,7 +155,7 @@ class Captures(unittest.TestCase):
         self.assertEqual(len(out.splitlines()), 2)
         self.assertIn(f"byodctl: {path}: truncated dump file", err)
 
-    def test_what_is_no_capture_is_refused(self):
+    def test_a_file_that_is_not_a_capture_is_refused(self):
         path = self.directory / "none.pcap"
         for content, reason in ((b"", "truncated"), (b"x" * 100, "unknown file format"),
                                 (capture([], 147), "frames of the kind")):
@@ -173,7 +173,7 @@ class Captures(unittest.TestCase):
             self.assertEqual(status, 1)
             self.assertIn("exclude each other", err)
 
-    def test_the_daemon_is_asked_unless_told_otherwise(self):
+    def test_the_daemon_identifies_unless_offline_is_given(self):
         daemon = Daemon(LAUTHD, BYODCTL)
         self.addCleanup(daemon.close)
         daemon.start()

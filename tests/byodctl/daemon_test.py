@@ -4,32 +4,14 @@ import json
 import os
 import shutil
 import subprocess
-import sys
 import time
 import unittest
 
-from running_daemon import Daemon, copy_for_every_user
-
-BYODCTL = LAUTHD = ""
+from running_daemon import copy_for_every_user
+from with_daemon import CommandCase, Programs, WithDaemon, main
 
 RULE_KEYS = ["kind", "key", "origin", "modified", "name", "vendor", "category", "os",
              "not_in_effect"]
-
-
-class WithDaemon(unittest.TestCase):
-    def setUp(self):
-        self.daemon = Daemon(LAUTHD, BYODCTL)
-        self.addCleanup(self.daemon.close)
-        self.daemon.start()
-
-    def ctl(self, *arguments, expect=0, **options):
-        status, out, err = self.daemon.run(*arguments, **options)
-        self.assertEqual(status, expect, f"{arguments}: {out}{err}")
-        self.err = err
-        return out
-
-    def json(self, *arguments, **options):
-        return [json.loads(line) for line in self.ctl(*arguments, "--json", **options).splitlines()]
 
 
 class Identify(WithDaemon):
@@ -60,7 +42,7 @@ class Identify(WithDaemon):
         # The second one met a connection that the daemon had closed.
         self.daemon.stop()
         self.daemon.start("--idle-timeout", "1")
-        with subprocess.Popen([BYODCTL, "--socket", str(self.daemon.socket), "identify", "--tsv"],
+        with subprocess.Popen(self.command("identify", "--tsv"),
                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as identify:
             identify.stdin.write("user_agent\n")
             for user_agent, name in (("iPhone", "Apple iPhone"), ("an iPhone", "Apple iPhone")):
@@ -131,7 +113,7 @@ class Rules(WithDaemon):
         (rule,) = self.json("show", "rule", "mac", "0011.22aa.bbcc")
         self.assertEqual(rule["key"], "00:11:22:00:00:00/24")
 
-    def test_fields_are_set_and_taken_back_one_by_one(self):
+    def test_fields_are_set_and_reverted_one_by_one(self):
         self.ctl("set", "rule", "mac", "00:99:88:00:00:00/ff:ff:ff:00:00:00", "--name", "N",
                  "--vendor", "V", "--category", "C", "--os", "O")
         (rule,) = self.json("show", "rule", "mac", "00:99:88/24")
@@ -247,13 +229,12 @@ class OrderAndState(WithDaemon):
         self.assertEqual((unknown["options"], unknown["unmatched"]), ("1,99", ["dhcp"]))
         self.assertRegex(self.ctl("show", "unknown"), r"(?m) 1 +dhcp +- +1,99 +iPhone$")
 
-    def test_a_locally_administered_address_is_flagged_wherever_it_is_told(self):
+    def test_a_locally_administered_address_is_flagged_wherever_it_is_shown(self):
         for mac, flag in (("0099887766aa", False), ("da99887766aa", True)):
             self.ctl("unset", "unknown")
-            with subprocess.Popen([BYODCTL, "--socket", self.daemon.socket, "watch", "--count", "1",
-                                   "--json"], stdout=subprocess.PIPE) as watch, \
-                    subprocess.Popen([BYODCTL, "--socket", self.daemon.socket, "watch", "--count",
-                                      "1"], stdout=subprocess.PIPE,
+            command = self.command("watch", "--count", "1")
+            with subprocess.Popen([*command, "--json"], stdout=subprocess.PIPE) as watch, \
+                    subprocess.Popen(command, stdout=subprocess.PIPE,
                                      stderr=subprocess.DEVNULL) as plain:
                 deadline = time.monotonic() + 20
                 while self.json("show", "status")[0]["watchers"] < 2 and \
@@ -266,7 +247,7 @@ class OrderAndState(WithDaemon):
             self.assertEqual(unknown["locally_administered"], flag)
             self.assertEqual("aa*" in self.ctl("show", "unknown"), flag)
 
-    def test_reload_reads_the_files_anew_and_a_bad_one_is_refused(self):
+    def test_reload_reads_the_files_again_and_a_bad_one_is_refused(self):
         path = self.daemon.rules / "user-agent.csv"
         path.write_text(path.read_text() + "New,,V,,\n")
         self.ctl("reload")
@@ -278,7 +259,7 @@ class OrderAndState(WithDaemon):
 
     def test_watch_shows_identifications_as_they_happen(self):
         process = subprocess.Popen(
-            [BYODCTL, "--socket", self.daemon.socket, "watch", "--count", "2", "--json"],
+            self.command("watch", "--count", "2", "--json"),
             stdout=subprocess.PIPE)
         deadline = time.monotonic() + 30
         while self.json("show", "status")[0]["watchers"] == 0 and time.monotonic() < deadline:
@@ -295,7 +276,7 @@ class OrderAndState(WithDaemon):
 
 
 class Authorization(WithDaemon):
-    def test_sets_are_shown_changed_and_taken_back(self):
+    def test_sets_are_shown_changed_and_unset(self):
         self.assertEqual(self.json("show", "authorization"), [])
         self.ctl("set", "authorization", "staff", "Mobile", "vlan=20", "acl=a=b")
         self.ctl("set", "authorization", "staff", "Mobile", "vlan=21")
@@ -367,7 +348,7 @@ class Authorization(WithDaemon):
         self.assertEqual(self.json("show", "order"), [{"order": ["mac"]}])
         self.assertEqual(len(self.json("show", "authorization")), 1)
 
-    def test_a_file_that_is_no_backup_is_refused_and_changes_nothing(self):
+    def test_a_file_that_is_not_a_backup_is_refused_and_changes_nothing(self):
         backup = self.daemon.directory / "backup"
         self.ctl("set", "rule", "user-agent", "Kept", "--vendor", "K")
         backup.write_bytes(b"this is no database" * 100)
@@ -415,7 +396,7 @@ class ImportExport(WithDaemon):
         self.assertEqual([rule["key"] for rule in self.json("export", "user-agent")],
                          ["#x", 'A, "b"', "iPhone"])
 
-    def test_a_dry_run_tells_what_would_become_of_each_row_and_changes_nothing(self):
+    def test_a_dry_run_reports_the_result_of_each_row_and_changes_nothing(self):
         file = ("mac,name,vendor,category,os\n"
                 "00:11:22:33:44:55,Inside,,,\n"
                 "00:11:22/24,Changed,,,\n"
@@ -445,7 +426,7 @@ class ImportExport(WithDaemon):
         self.daemon.start()
         self.assertEqual(len(self.json("show", "rules", "dhcp-option", "--custom")), 5000)
 
-    def test_an_import_that_cannot_be_kept_changes_nothing_and_tells_of_nothing_added(self):
+    def test_an_import_that_cannot_be_kept_changes_nothing_and_reports_nothing_added(self):
         file = "options,name,vendor,category,os\n" + "".join(
             f'"{i // 250},{i % 250}",N{i},V,C,O\n' for i in range(2000))
         self.ctl("set", "rule", "dhcp-option", "1,1", "--name", "Before")
@@ -464,7 +445,7 @@ class ImportExport(WithDaemon):
         self.ctl("import", "-", stdin="", expect=1)
         self.ctl("import", "/nonexistent", expect=1)
 
-    def test_problems_of_rule_files_are_told_with_their_lines(self):
+    def test_problems_of_rule_files_are_reported_with_their_lines(self):
         (self.daemon.rules / "mac.csv").write_text("mac,name,vendor,category,os\nzz,,,,\n")
         (report,) = self.json("check", "rules", str(self.daemon.rules), expect=1)
         self.assertEqual([problem["line"] for problem in report["problems"]], [2])
@@ -472,9 +453,9 @@ class ImportExport(WithDaemon):
                       self.ctl("check", "rules", str(self.daemon.rules), expect=1))
 
 
-class Limits(unittest.TestCase):
-    def test_the_limit_of_rules_is_told_as_the_reason(self):
-        daemon = Daemon(LAUTHD, BYODCTL)
+class Limits(CommandCase):
+    def test_the_limit_of_rules_is_given_as_the_reason(self):
+        daemon = self.new_daemon()
         self.addCleanup(daemon.close)
         daemon.start("--rule-limit", "1")
         self.assertEqual(daemon.run("set", "rule", "user-agent", "a")[0], 0)
@@ -483,14 +464,14 @@ class Limits(unittest.TestCase):
 
     @unittest.skipUnless(os.geteuid() == 0 and shutil.which("setpriv"), "needs root and setpriv")
     def test_another_user_may_read_and_not_change(self):
-        daemon = Daemon(LAUTHD, BYODCTL)
+        daemon = self.new_daemon()
         self.addCleanup(daemon.close)
         daemon.start()
         daemon.directory.chmod(0o755)
         daemon.socket.parent.chmod(0o755)
         daemon.socket.chmod(0o666)
-        *environment, program = copy_for_every_user(BYODCTL, daemon.directory / "programs")
-        daemon.use(LAUTHD, program)
+        *environment, program = copy_for_every_user(Programs.byodctl, daemon.directory / "programs")
+        daemon.use(Programs.lauthd, program)
         other = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *environment)
         if daemon.run("--version", prefix=other)[0] in (126, 127):
             self.skipTest("another user cannot run the program here")
@@ -501,5 +482,4 @@ class Limits(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
+    main(verbosity=2)

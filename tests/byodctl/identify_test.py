@@ -238,7 +238,7 @@ class IdentifyTest(unittest.TestCase):
 
     # ------------------------------------------------------------------ JSON
 
-    def test_json_lines_are_told_by_their_first_byte(self):
+    def test_json_lines_are_recognized_by_their_first_byte(self):
         status, out, err = self.identify(
             "--tsv",
             stdin='{"mac": "001122334455", "host": "x"}\n'
@@ -323,7 +323,7 @@ class IdentifyTest(unittest.TestCase):
         _, out, _ = self.identify("--user-agent", "iPhone" + "x" * 100)
         self.assertTrue(out.endswith("iPhone" + "x" * 100 + "\n"))
 
-    def test_an_explanation_tells_rule_source_and_reason_of_each_step(self):
+    def test_an_explanation_has_rule_source_and_reason_of_each_step(self):
         _, out, _ = self.identify("--explain", "--mac", "001122334455", "--user-agent", "Android",
                                   "--dhcp", "1,3")
         self.assertEqual(out, """\

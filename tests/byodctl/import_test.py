@@ -3,32 +3,17 @@
 import json
 import os
 import signal
-import sys
 import threading
 import time
-import unittest
 
-from running_daemon import Daemon
 from terminal import run_at_terminal
-
-BYODCTL = LAUTHD = ""
+from with_daemon import WithDaemon, main
 
 HEADERS = ("mac,mask,name,vendor,category,os\n" "expression,name,vendor,category,os\n"
            "options,name,vendor,category,os\n")
 
 
-class Import(unittest.TestCase):
-    def setUp(self):
-        self.daemon = Daemon(LAUTHD, BYODCTL)
-        self.addCleanup(self.daemon.close)
-        self.daemon.start()
-
-    def ctl(self, *arguments, expect=0, **options):
-        status, out, err = self.daemon.run(*arguments, **options)
-        self.assertEqual(status, expect, f"{arguments}: {out}{err}")
-        self.err = err
-        return out
-
+class Import(WithDaemon):
     def replace(self, file, *arguments, **options):
         """@return what became of each rule, by its key"""
         out = self.ctl("import", "-", "--replace", "--json", *arguments, stdin=file, **options)
@@ -124,8 +109,8 @@ class Progress(Import):
         process = self.daemon._process.pid
         os.kill(process, signal.SIGSTOP)
         threading.Timer(seconds, os.kill, (process, signal.SIGCONT)).start()
-        command = [BYODCTL, "--socket", str(self.daemon.socket), "--timeout", "60"]
-        return run_at_terminal([*command, "import", str(path), *arguments], 80)
+        command = self.command("--timeout", "60", "import", str(path), *arguments)
+        return run_at_terminal(command, 80)
 
     def test_what_takes_over_a_second_shows_how_far_it_is_and_clears_the_line(self):
         status, out, err = self.run_slowly(1.5)
@@ -142,5 +127,4 @@ class Progress(Import):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    main()

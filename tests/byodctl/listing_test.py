@@ -1,24 +1,18 @@
 """Tables and listings of byodctl with a running lauthd: listing_test.py BYODCTL LAUTHD"""
 
 import json
-import sys
-import unittest
 
-from running_daemon import Daemon
 from terminal import run_at_terminal
-
-BYODCTL = LAUTHD = ""
+from with_daemon import WithSharedDaemon, main
 
 LONG = "Mozilla/5.0 (Linux&&Android 9&&SM-G960F)&&" + "AppleWebKit/537.36" * 4
 MAC = "00:11:22:00:00:00/24"
 
 
-class WithRules(unittest.TestCase):
+class WithRules(WithSharedDaemon):
     @classmethod
     def setUpClass(cls):
-        cls.daemon = Daemon(LAUTHD, BYODCTL)
-        cls.addClassCleanup(cls.daemon.close)
-        cls.daemon.start()
+        super().setUpClass()
         cls.daemon.run("set", "rule", "user-agent", LONG, "--vendor", "Samsung Electronics",
                        "--name", "Galaxy")
         cls.daemon.run("set", "rule", "user-agent", "bare")
@@ -26,21 +20,14 @@ class WithRules(unittest.TestCase):
         cls.daemon.run("set", "rule", "mac", "00-99-87-66-55-44", "--os", "iOS")
         cls.daemon.run("set", "rule", "user-agent", "iPhone", "--os", "iPadOS")
 
-    def ctl(self, *arguments, expect=0, **options):
-        status, out, err = self.daemon.run(*arguments, **options)
-        self.assertEqual(status, expect, f"{arguments}: {out}{err}")
-        self.err = err
-        return out
-
     def at_terminal(self, width, *arguments):
-        command = [BYODCTL, "--socket", str(self.daemon.socket), *arguments]
-        status, out, err = run_at_terminal(command, width)
+        status, out, err = run_at_terminal(self.command(*arguments), width)
         self.assertEqual((status, err), (0, ""))
         return out
 
 
 class Tables(WithRules):
-    def test_keys_are_written_in_full_where_nobody_looks_on(self):
+    def test_keys_are_written_in_full_without_a_terminal(self):
         self.assertIn(LONG, self.ctl("show", "rules"))
         self.assertIn(LONG, self.ctl("show", "rule", "user-agent", LONG))
         agent = "iPhone" + "x" * 200
@@ -90,7 +77,7 @@ class Narrowed(WithRules):
     def test_by_a_field_that_is_empty(self):
         self.assertEqual(self.keys("--vendor", "", "--os", "", "--name", ""), ["bare"])
 
-    def test_by_the_kind_and_by_who_made_the_rule(self):
+    def test_by_the_kind_and_by_the_origin(self):
         self.assertEqual(self.keys("mac", "--vendor", "apple"), ["00:99:88:00:00:00/24"])
         self.assertEqual(self.keys("--custom", "--os", "ios"), ["00:99:87:66:55:44"])
         self.assertEqual(self.keys("--modified", "--vendor", "apple"), ["iPhone"])
@@ -118,7 +105,7 @@ class Narrowed(WithRules):
         self.assertEqual(self.keys("mac", "--wins", "iPhone"), [])
         self.assertEqual(self.keys("--wins", "nobody"), [])
 
-    def test_what_is_no_fingerprint_is_bad_usage(self):
+    def test_what_is_not_a_fingerprint_is_bad_usage(self):
         self.ctl("show", "rules", "--wins", "mac=zz", expect=1)
         self.assertEqual(self.err, 'byodctl: --wins: address "zz" is malformed\n')
 
@@ -145,7 +132,7 @@ class OneSpelling(WithRules):
         self.addCleanup(self.daemon.run, "unset", "rule", "user-agent", "evil" + evil)
         self.ctl("set", "authorization", "g", "Mobile", "acl=" + evil)
         agent = ("--user-agent", "evil" + evil)
-        command = [BYODCTL, "--socket", str(self.daemon.socket)]
+        command = self.command()
         for arguments in (("show", "rules"), ("show", "rule", "user-agent", "evil" + evil),
                           ("identify", *agent), ("identify", "--tsv", *agent),
                           ("identify", "--explain", *agent), ("show", "authorization"),
@@ -159,5 +146,4 @@ class OneSpelling(WithRules):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    main()

@@ -31,13 +31,13 @@ class WithoutDaemon(unittest.TestCase):
         self.addCleanup(self.daemon.close)
         self.peer = self.daemon.directory / "peer"
 
-    def test_every_command_tells_the_socket_and_the_reason(self):
+    def test_every_command_names_the_socket_and_the_reason(self):
         for command in DAEMON_COMMANDS:
             status, out, err = self.daemon.run(*command)
             self.assertEqual((status, out), (2, ""), command)
             self.assertIn(f"{self.daemon.socket}: No such file or directory", err)
 
-    def test_nobody_listens(self):
+    def test_a_socket_without_a_listener(self):
         with socket.socket(socket.AF_UNIX) as listener:
             listener.bind(str(self.peer))
         status, _, err = self.daemon.run("show", "order", socket_path=self.peer)
@@ -93,7 +93,7 @@ class WithoutDaemon(unittest.TestCase):
         self.assertEqual(status, 2)
         self.assertLess(time.monotonic() - start, 15)
 
-    def test_a_peer_that_closes_or_talks_nonsense_is_no_daemon(self):
+    def test_a_peer_that_closes_or_sends_nonsense_is_not_a_daemon(self):
         self.serve(lambda connection: connection.close())
         self.assertEqual(self.daemon.run("show", "order", socket_path=self.peer)[0], 2)
         os.unlink(self.peer)

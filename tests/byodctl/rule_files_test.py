@@ -2,22 +2,16 @@
 
 import json
 import shutil
-import sys
-import unittest
 
-from running_daemon import Daemon
-
-BYODCTL = LAUTHD = ""
+from with_daemon import WithDaemon, main
 
 
-class OneReading(unittest.TestCase):
-    """The same file before all who read it."""
+class OneReading(WithDaemon):
+    """The same file with everything that reads it."""
 
     def setUp(self):
-        self.daemon = Daemon(LAUTHD, BYODCTL)
-        self.addCleanup(self.daemon.close)
+        super().setUp()
         self.file = self.daemon.rules / "user-agent.csv"
-        self.daemon.start()
 
     def reload(self):
         """@return whether the file was taken, and what was said"""
@@ -108,5 +102,4 @@ class OneReading(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    main()

@@ -1,25 +1,15 @@
 """What byodctl set rule says about the rule that it sets: set_rule_test.py BYODCTL LAUTHD"""
 
 import json
-import sys
-import unittest
 
-from running_daemon import Daemon
-
-BYODCTL = LAUTHD = ""
+from with_daemon import WithSharedDaemon, main
 
 ALL = ("--name", "N", "--vendor", "V", "--category", "C", "--os", "O")
 
 
-class SetRule(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.daemon = Daemon(LAUTHD, BYODCTL)
-        cls.addClassCleanup(cls.daemon.close)
-        cls.daemon.start()
-
+class SetRule(WithSharedDaemon):
     def warnings(self, kind, key, *arguments):
-        """What is said of a rule, which is removed again."""
+        """The warnings about a rule, which is removed again."""
         self.addCleanup(self.daemon.run, "unset", "rule", kind, key)
         status, out, err = self.daemon.run("set", "rule", kind, key, *arguments)
         self.assertEqual((status, out), (0, ""), err)
@@ -75,7 +65,7 @@ class SetRule(unittest.TestCase):
             ['"00:99:88:00:00:00/24" does not win on the example "00:11:22:33:44:55": the rule '
              '"00:11:22:00:00:00/24" does'])
 
-    def test_an_example_that_is_none_changes_nothing(self):
+    def test_an_invalid_example_changes_nothing(self):
         status, _, err = self.daemon.run("set", "rule", "mac", "00:66/16", "--example", "zz")
         self.assertEqual((status, err), (1, 'byodctl: --example: address "zz" is malformed\n'))
         self.assertEqual(self.daemon.run("show", "rule", "mac", "00:66/16")[0], 3)
@@ -109,5 +99,4 @@ class SetRule(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    main()

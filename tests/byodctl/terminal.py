@@ -41,5 +41,5 @@ def run_at_terminal(command, width, environment=None):
                               stderr=err.descriptor, check=False, timeout=120,
                               env={**os.environ, "NO_COLOR": "1", **(environment or {})})
     finally:
-        shown, told = out.close(), err.close()
-    return done.returncode, shown, told
+        shown, reported = out.close(), err.close()
+    return done.returncode, shown, reported

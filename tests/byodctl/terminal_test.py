@@ -9,24 +9,15 @@ import os
 import pty
 import queue
 import subprocess
-import sys
 import threading
 import time
-import unittest
 
-from running_daemon import Daemon
-
-BYODCTL = LAUTHD = ""
+from with_daemon import WithDaemon, main
 
 
-class WithDaemon(unittest.TestCase):
-    def setUp(self):
-        self.daemon = Daemon(LAUTHD, BYODCTL)
-        self.addCleanup(self.daemon.close)
-        self.daemon.start()
-
+class WithProcesses(WithDaemon):
     def spawn(self, *arguments, **options):
-        process = subprocess.Popen([BYODCTL, "--socket", str(self.daemon.socket), *arguments],
+        process = subprocess.Popen(self.command(*arguments),
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                                    **options)
         self.addCleanup(process.wait)
@@ -36,7 +27,7 @@ class WithDaemon(unittest.TestCase):
         return process
 
 
-class Watch(WithDaemon):
+class Watch(WithProcesses):
     def watch(self, *options):
         """@return the process, and its lines of standard error as they come"""
         process = self.spawn("watch", *options)
@@ -92,7 +83,7 @@ class Watch(WithDaemon):
         self.assertEqual(self.spawn("watch", "--count", "0").wait(timeout=60), 2)
 
 
-class AtATerminal(WithDaemon):
+class AtATerminal(WithProcesses):
     def test_identify_says_what_it_waits_for(self):
         keyboard, terminal = pty.openpty()
         self.addCleanup(os.close, keyboard)
@@ -113,5 +104,4 @@ class AtATerminal(WithDaemon):
 
 
 if __name__ == "__main__":
-    BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    main()

@@ -48,7 +48,7 @@ class Quiet(http.server.BaseHTTPRequestHandler):
 
 
 class Watcher:
-    """byodctl watch --interface, with what it tells as it comes."""
+    """byodctl watch --interface, with its output as it comes."""
 
     def __init__(self, command):
         self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -96,7 +96,7 @@ class Wire(unittest.TestCase):
 
     @classmethod
     def protect_the_machine(cls):
-        """Whatever clients write goes where nobody sees it."""
+        """Discards what clients write."""
         run("mount", "--make-rprivate", "/")
         for folder in ("/run", "/var/lib"):
             run("mount", "-t", "tmpfs", "none", folder)
@@ -174,7 +174,7 @@ class Wire(unittest.TestCase):
             self.skipTest(f"no {program} here")
 
     def expect(self, name, wanted=lambda line: True):
-        """The client is seen and identified. @return what is told of it"""
+        """The client is seen and identified. @return the report of it"""
         mac, vendor = CLIENTS[name]
         line = self.watcher.wait_for(lambda line: line["mac"] == mac and wanted(line))
         self.assertIsNotNone(line, f"{name} is not seen")

@@ -9,7 +9,7 @@ BYODCTL = COMPLETION = ""
 
 
 def commands_of_help():
-    """All commands, as the help tells them."""
+    """All commands, as the help lists them."""
     def listed(*arguments):
         out = subprocess.run([BYODCTL, *arguments, "--help"], capture_output=True, text=True,
                              check=True).stdout
@@ -44,7 +44,7 @@ class Words(unittest.TestCase):
                         ("identify", "--offline", "--group", "g")):
             self.assertEqual(self.run_ctl(*command).returncode, 1, command)
 
-    def test_the_help_tells_every_exit_status(self):
+    def test_the_help_lists_every_exit_status(self):
         out = subprocess.run([BYODCTL, "--help"], capture_output=True, text=True, check=True).stdout
         for status in range(6):
             self.assertRegex(out, rf"(?m)^ *{status}  ")

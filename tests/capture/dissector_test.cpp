@@ -106,7 +106,7 @@ TEST(Dissector, SegmentsThatAreSentAgainOrOverlapDoNotDisturbAHead) {
   EXPECT_EQ(dissector.counts().malformed, 0U);
 }
 
-TEST(Dissector, AHeadIsForgottenWhenTheConnectionBeginsAnew) {
+TEST(Dissector, AHeadIsForgottenWhenTheConnectionStartsAgain) {
   const std::string head{kRequest};
   for (const unsigned flags : {0x02U, 0x04U}) {
     Dissector dissector;

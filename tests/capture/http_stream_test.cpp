@@ -333,7 +333,7 @@ class Model {
   std::set<std::string> due_;
 };
 
-TEST(HttpStream, EveryRequestWhoseBytesAreThereInOrderIsReadWhateverBecomesOfTheOthers) {
+TEST(HttpStream, EveryRequestWithAllBytesInOrderIsReadWhateverHappensToTheOthers) {
   size_t due = 0, all = 0;
   for (uint32_t seed = 0; seed < 6000 && !testing::Test::HasFailure(); ++seed) {
     Choices choices(seed);

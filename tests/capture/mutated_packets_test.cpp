@@ -1,4 +1,4 @@
-// Packets made up and then damaged, 100,000 of them: none may do harm, and none may tell what a
+// Packets made up and then damaged, 100,000 of them: none may do harm, and none may show what a
 // fingerprint cannot be. Worth running under the sanitizers.
 #include <gmock/gmock.h>
 #include <pcap/dlt.h>
@@ -115,7 +115,7 @@ TEST(MutatedPackets, DoNoHarmAndTellNothingThatAFingerprintCannotBe) {
   Damage damage(20);
   Dissector dissector;
   Stations stations(kMostStations);
-  size_t told = 0;
+  size_t reported = 0;
   for (size_t i = 0; i < kPackets; ++i) {
     Sample sample = samples[damage.Below(samples.size())];
     damage.Do(sample.frame, samples);
@@ -123,7 +123,7 @@ TEST(MutatedPackets, DoNoHarmAndTellNothingThatAFingerprintCannotBe) {
     // In a block of its own size, so that a sanitizer sees a read beyond it.
     const std::vector<uint8_t> exact(sample.frame.begin(), sample.frame.end());
     for (const Sighting& sighting : dissector.Take({sample.link_type, 0, exact})) {
-      ++told;
+      ++reported;
       ExpectFingerprint(sighting);
       stations.Take(sighting);
     }
@@ -133,9 +133,9 @@ TEST(MutatedPackets, DoNoHarmAndTellNothingThatAFingerprintCannotBe) {
   const Counts& counts = dissector.counts();
   EXPECT_EQ(counts.packets, kPackets);
   // Neither everything nor nothing came through.
-  EXPECT_GT(told, kPackets / 10);
+  EXPECT_GT(reported, kPackets / 10);
   EXPECT_GT(counts.malformed, kPackets / 10);
-  EXPECT_LE(counts.option_lists + counts.user_agents, told);
+  EXPECT_LE(counts.option_lists + counts.user_agents, reported);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A fingerprint in a capture, and the packets that tell it.
+/// A fingerprint in a capture, and the packets that show it.
 struct Seen {
   size_t first = 0;
   size_t packets = 0;
@@ -121,7 +121,7 @@ TEST(RealCaptures, TellWhatAnotherProgramReadsFromThem) {
     if (key[1] == "dhcp") {
       EXPECT_EQ(own->second.first, seen.first);
     } else {
-      // The other program tells the packet where the body of a request ends.
+      // The other program reports the packet in which the body of a request ends.
       EXPECT_LE(own->second.first, seen.first);
     }
   }

@@ -175,7 +175,7 @@ TEST_F(StationsTest, AMessageWithoutAListTellsNothing) {
   EXPECT_EQ(stations_.count(), 0U);
 }
 
-/// A history of DHCP, and who may use which address by it.
+/// A history of DHCP, and which station may use which address after it.
 class History {
  public:
   explicit History(uint32_t seed) : choices_(seed), stations_(100) {}
