@@ -101,12 +101,16 @@ int ShowRule(const Options& options, const Settings& settings) {
   const uint32_t kind = RuleKindOf(options.kind);
   const RuleKey key = ReadRule(kind, options.key, {}).key;
   Client client(settings);
-  const Rule rule = AskFor(client, key, options.next ? Which::kNext : Which::kThis, Detail::kAll);
-  const Rule configured = AskFor(client, rule.key, Which::kThis, Detail::kConfigured);
+  const Rule rule =
+      options.next ? AskFor(client, key, Which::kNext, Detail::kAll) : FindRule(client, key);
+  const bool is_idle = !rule.why_idle.empty();
+  const Rule configured =
+      is_idle ? rule : AskFor(client, rule.key, Which::kThis, Detail::kConfigured);
   Properties properties(FormOf(options.json));
   properties.Add("kind", "kind", kRuleKindNames[kind]);
   properties.Add("key", "key", ToString(rule.key));
-  properties.Add("origin", "origin", OriginOf(rule), StateOf(rule));
+  properties.Add("origin", "origin", OriginOf(rule), StateOf(rule),
+                 is_idle ? Emphasis::kAlarm : Emphasis::kNone);
   properties.AddForPrograms("modified", rule.is_modified);
   Json configured_fields;
   for (const DeviceField& field : kDeviceFields) {

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -173,6 +174,20 @@ void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const
       take(rule);
     });
   });
+}
+
+Rule FindRule(Client& client, const RuleKey& key) {
+  try {
+    return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Detail::kAll))));
+  } catch (const Refusal& refusal) {
+    if (refusal.status() != kExitUnknown) throw;
+    std::optional<Rule> idle;
+    ListIdleRules(client, key.kind, [&](const Rule& rule) {
+      if (IdentityOf(rule.key) == IdentityOf(key)) idle = rule;
+    });
+    if (!idle) throw;
+    return *idle;
+  }
 }
 
 Request ChangeRule(uint32_t operation, const RuleKey& key) {

@@ -82,6 +82,10 @@ void ListRules(Client& client, uint32_t kind, bool configured_only, Detail detai
 /// Calls take for every rule of a kind that is stored but not in effect.
 void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take);
 
+/// A rule, in effect or not. A rule that is not in effect has only what is configured.
+/// @throws Refusal of kExitUnknown without such a rule
+Rule FindRule(Client& client, const RuleKey& key);
+
 /// Adds a rule without fields; or deletes a custom rule, or the modification of a predefined one.
 Request ChangeRule(uint32_t operation, const RuleKey& key);
 

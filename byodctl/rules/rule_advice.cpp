@@ -30,11 +30,13 @@ FingerprintText ExampleOf(uint32_t kind, const std::string& example) {
 
 class Advisor {
  public:
-  Advisor(Client& client, const RuleKey& key)
-      : client_(client),
-        rule_(RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Detail::kAll))))) {}
+  Advisor(Client& client, const RuleKey& key) : client_(client), rule_(FindRule(client, key)) {}
 
   std::vector<std::string> Advise(const std::string& example) {
+    if (!rule_.why_idle.empty()) {
+      Add("is not in effect: " + rule_.why_idle);
+      return std::move(warnings_);
+    }
     if (rule_.key.kind == BYOD_METHOD_MAC) Add(lint::RemarkOnBlock(rule_.key.prefix));
     if (rule_.key.kind == BYOD_METHOD_DHCP) Add(lint::RemarkOnOptions(rule_.key.text));
     if (rule_.key.kind == BYOD_METHOD_USERAGENT) AdviseOnExpression(example.empty());
@@ -93,7 +95,7 @@ class Advisor {
     const bool is_covered = std::ranges::any_of(
         others, [&](const Terms& other) { return lint::Implies(terms, other); });
     Add((is_covered ? "never wins on " : "does not win on ") + Quoted(lint::ToString(terms)) +
-        ": the rule " + Quoted(step->rule) + " is tried before it");
+        ": " + WinnerOf(*step) + " is tried before it");
   }
 
   void AdviseOnExample(const std::string& example) {
@@ -103,9 +105,16 @@ class Advisor {
       return Add("does not match the example " + Quoted(example) + ", and no other rule does");
     }
     if (!IsOurs(*step)) {
-      Add("does not win on the example " + Quoted(example) + ": the rule " + Quoted(step->rule) +
-          " does");
+      Add("does not win on the example " + Quoted(example) + ": " + WinnerOf(*step) + " does");
     }
+  }
+
+  /// Names the rule of a step, and the tie if byte order decides between two custom rules.
+  std::string WinnerOf(const Step& step) const {
+    const bool is_tie = rule_.key.kind == BYOD_METHOD_USERAGENT && rule_.is_custom &&
+                        step.is_custom && step.rule.size() == rule_.key.text.size();
+    return "the rule " + Quoted(step.rule) +
+           (is_tie ? ", of the same length and first in byte order," : "");
   }
 
   bool IsOurs(const Step& step) const {

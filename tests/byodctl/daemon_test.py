@@ -171,6 +171,22 @@ class RulesNotInEffect(WithDaemon):
         self.assertIn("custom; not in effect: " + reason, self.ctl("show", "rules", "mac"))
         self.assertEqual(self.json("show", "rules", "--modified"), [])
 
+    def test_are_shown_with_the_reason(self):
+        reason = "overlaps the predefined rule 02:02:02:00:00:00/24"
+        self.assertIn("custom; not in effect: " + reason,
+                      self.ctl("show", "rule", "mac", "02:02:02:10/28"))
+        (rule,) = self.json("show", "rule", "mac", "02-02-02-10/28")
+        self.assertEqual([rule["vendor"], rule["not_in_effect"], rule["configured"]["vendor"]],
+                         ["Mine", reason, "Mine"])
+        self.ctl("show", "rule", "mac", "02:02:02:20/28", expect=3)
+
+    def test_can_be_changed(self):
+        self.ctl("set", "rule", "mac", "02:02:02:10/28", "--name", "N")
+        self.assertEqual(self.err, 'byodctl: warning: the rule "02:02:02:10:00:00/28" is not in '
+                         "effect: overlaps the predefined rule 02:02:02:00:00:00/24\n")
+        (rule,) = self.json("show", "rules", "--custom")
+        self.assertEqual([rule["name"], rule["vendor"]], ["N", "Mine"])
+
     def test_are_counted(self):
         (status,) = self.json("show", "status")
         self.assertEqual(status["rules"]["mac"]["not_in_effect"], 1)

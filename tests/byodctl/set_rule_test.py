@@ -65,6 +65,14 @@ class SetRule(WithSharedDaemon):
             ['"00:99:88:00:00:00/24" does not win on the example "00:11:22:33:44:55": the rule '
              '"00:11:22:00:00:00/24" does'])
 
+    def test_a_custom_rule_of_the_same_length_that_wins_is_named_as_a_tie(self):
+        self.addCleanup(self.daemon.run, "unset", "rule", "user-agent", "AAAA")
+        self.daemon.run("set", "rule", "user-agent", "AAAA", *ALL)
+        self.assertEqual(
+            self.warnings("user-agent", "BBBB", *ALL, "--example", "AAAA BBBB"),
+            ['"BBBB" does not win on the example "AAAA BBBB": the rule "AAAA", of the same length '
+             "and first in byte order, does"])
+
     def test_an_invalid_example_changes_nothing(self):
         status, _, err = self.daemon.run("set", "rule", "mac", "00:66/16", "--example", "zz")
         self.assertEqual((status, err), (1, 'byodctl: --example: address "zz" is malformed\n'))
