@@ -17,7 +17,7 @@ void LogLibraryLine(void*, uint32_t, const char* text) {
   Log(Severity::kDebug, "%s", text);
 }
 
-// The journal reads a severity at the start of a line; a person does not want to.
+// The journal reads a severity at the start of a line; on a terminal it would only disturb.
 bool ToJournal() {
   static const bool to_journal = std::getenv("JOURNAL_STREAM") != nullptr;
   return to_journal;

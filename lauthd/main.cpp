@@ -21,7 +21,7 @@ double MillisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-/// Loads what was read, and recovers what a database that is there holds, as a start does.
+/// Loads the rules that were read and recovers an existing database, as a start does.
 void PrintLoadingTimes(const Options& options, const PredefinedRules& rules, double read) {
   BYOD_data_GlobalInfoInit(options.rule_limit);
   BYOD_order_Init();

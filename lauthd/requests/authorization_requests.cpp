@@ -36,7 +36,7 @@ Result ReadTarget(uint32_t request, Target& target) {
   return {};
 }
 
-/// The sets that there were when the question was asked, as far as they are still there.
+/// The sets that existed when the request arrived; those deleted since are skipped.
 class SetSeries : public Series {
  public:
   explicit SetSeries(const Authorization& authorization) : authorization_(authorization) {}
@@ -71,7 +71,7 @@ bool FitsRecord(const Attributes& attributes) {
   return append.status() == 0 && TLV_GetMsgLen(message.get(), tlv::kMemory) <= kMessageMax;
 }
 
-/// Stores sets and keeps them, all or none.
+/// Stores and applies a set for several categories, all or none.
 Result Put(State& state, const std::string& group, const std::vector<std::string>& categories,
            const std::optional<Attributes>& attributes) {
   if (!state.store.Ready()) return state.store.NotSaved();
@@ -95,21 +95,21 @@ bool HasName(const Attributes& attributes, const std::string& name) {
                      [&](const auto& pair) { return pair.first == name; });
 }
 
-/// Lays pairs over those of a set. A name has all the values that are given for it, in their order,
-/// or those that it had; names stay in the order in which they came first.
-Attributes LayOver(const Attributes& present, const Attributes& given) {
-  Attributes laid;
+/// Merges pairs into a set. A name gets all values that are given for it, in their order, or keeps
+/// its own; names stay in the order in which they first appeared.
+Attributes Merge(const Attributes& present, const Attributes& given) {
+  Attributes merged;
   const auto add_values = [&](const std::string& name) {
-    if (HasName(laid, name)) return;
+    if (HasName(merged, name)) return;
     const Attributes& source = HasName(given, name) ? given : present;
-    std::copy_if(source.begin(), source.end(), std::back_inserter(laid),
+    std::copy_if(source.begin(), source.end(), std::back_inserter(merged),
                  [&](const auto& pair) { return pair.first == name; });
   };
   for (const auto& pair : present)
     add_values(pair.first);
   for (const auto& pair : given)
     add_values(pair.first);
-  return laid;
+  return merged;
 }
 
 Result TooLarge() {
@@ -117,11 +117,11 @@ Result TooLarge() {
 }
 
 Result Set(State& state, const Target& target, const Attributes& given) {
-  // What is given is all kept: too large alone, it need not be laid over anything.
+  // All given pairs are kept: if they are too large alone, merging is of no use.
   if (!FitsRecord(given)) return TooLarge();
   const std::string category = target.category.empty() ? BYOD_EXT_ANY_TYPE : target.category;
   const Attributes* const present = state.authorization.Find(target.group, category);
-  Attributes attributes = LayOver(present != nullptr ? *present : Attributes(), given);
+  Attributes attributes = Merge(present != nullptr ? *present : Attributes(), given);
   if (present != nullptr && attributes == *present) return NoChange();
   if (!FitsRecord(attributes)) return TooLarge();
   return Put(state, target.group, {category}, std::move(attributes));
@@ -157,7 +157,7 @@ Result UnsetSets(State& state, const Target& target) {
   return Put(state, target.group, categories, std::nullopt);
 }
 
-/// Names alone, without values: what an undo names.
+/// Reads the names of an undo, which have no values.
 bool ReadNames(uint32_t request, Attributes& names) {
   for (uintptr_t element = TLV_GetFirst(request); element != 0;
        element = TLV_GetNext(request, element)) {
@@ -195,7 +195,7 @@ Result ShowAuthorization(Exchange& exchange) {
       if (target.category.empty() || target.category == category) series->Add(group, category);
     }
   }
-  // All of nothing is nothing; a group that is named is expected to be there.
+  // An empty listing is fine, but a group that is named must exist.
   if (series->Empty() && !target.group.empty()) return NotFound();
   exchange.series = std::move(series);
   return {};

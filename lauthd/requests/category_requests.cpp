@@ -27,12 +27,12 @@ void Collect(Categories& categories) {
   for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule)) {
     std::string_view category = CategoryIn(rule->configured);
     if (category.empty()) category = CategoryIn(rule->predefined);
-    // Most rules have none, or one that another has too: nothing is copied for these.
+    // Copies only new ones: most rules have no category, or one that is known already.
     if (!category.empty() && !categories.contains(category)) categories.emplace(category);
   }
 }
 
-/// The categories as they were when the question was asked; each is dropped when it is given.
+/// The categories at the time of the request; each is released once it is in a reply.
 class CategorySeries : public Series {
  public:
   explicit CategorySeries(Categories categories) : categories_(std::move(categories)) {}

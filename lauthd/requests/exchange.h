@@ -22,12 +22,12 @@ struct Exchange {
   uint32_t kind = 0;
   uint32_t operation = 0;
 
-  // A handler that has more to say than its result fills in one of these.
+  // A handler that answers more than its result fills in one of these.
   tlv::Message reply;
   std::unique_ptr<Series> series;
   bool watch = false;
 
-  /// Begins a reply of the handler's own. Without memory the reply is none.
+  /// Begins the reply. Without memory the handle stays empty and the appender fails.
   tlv::Appender Answer(const Result& result = {}) {
     reply = tlv::Message(TLV_Create());
     tlv::Appender append(reply.get());
@@ -39,7 +39,7 @@ struct Exchange {
     return append;
   }
 
-  /// Ends a reply: one that is not whole is not sent.
+  /// Ends the reply; an incomplete one is dropped.
   Result Answered(const tlv::Appender& append) {
     if (append.status() == 0) return {};
     reply = {};

@@ -19,22 +19,22 @@ tlv::Message Encode(const typename Kind::Key& key, IdleRule idle) {
   return message;
 }
 
-/// The rules as they were when the question was asked; each is dropped when it is given.
+/// The rules at the time of the request; each is released once it is in a reply.
 class IdleSeries : public Series {
  public:
   explicit IdleSeries(const IdleRules& rules) : rules_(rules) {}
 
   bool Next(Pieces& pieces, bool& more) override {
-    bool given = true;
-    ForEachKind([&](auto kind) { given = given && Give<decltype(kind)>(pieces); });
+    bool appended = true;
+    ForEachKind([&](auto kind) { appended = appended && Append<decltype(kind)>(pieces); });
     more = !rules_.Empty();
-    return given;
+    return appended;
   }
 
  private:
   /// @return false without memory
   template <typename Kind>
-  bool Give(Pieces& pieces) {
+  bool Append(Pieces& pieces) {
     const auto& rules = rules_.Of<Kind>();
     while (!rules.empty() && !pieces.Full()) {
       const typename Kind::Key key = rules.begin()->first;

@@ -21,7 +21,7 @@ Result ReadOrder(uint32_t request, ByodOrder& order) {
   return {};
 }
 
-/// Stored first: setting an order cannot fail.
+/// Stores the order before it is set, as setting cannot fail.
 Result Put(State& state, const ByodOrder& order) {
   if (!state.store.Ready()) return state.store.NotSaved();
   const bool saved =
@@ -53,7 +53,7 @@ Result ChangeOrder(Exchange& exchange) {
     if (std::memcmp(&order, &current, sizeof order) == 0) return NoChange();
   } else {
     BYOD_order_SetDefaultOrder(&order);
-    // Undoing an order never says that it was undone already.
+    // Undoing the default order succeeds too.
     if (BYOD_orderIsDefault(&current)) return {};
   }
   return Put(exchange.state, order);

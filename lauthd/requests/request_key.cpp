@@ -7,7 +7,7 @@
 namespace byod::lauthd {
 namespace {
 
-/// Whether no address is shorter than one: the decoder would leave the rest of it zero.
+/// Whether every address has 6 bytes: the decoder would fill a shorter one with zeros.
 bool AddressesAreWhole(uint32_t request) {
   for (uintptr_t element = TLV_GetFirst(request); element != 0;
        element = TLV_GetNext(request, element)) {
@@ -22,7 +22,7 @@ bool Has(uint32_t request, uint16_t type) {
   return TLV_GetIteratorByType(request, type) != 0;
 }
 
-/// Masks with holes have no order in which a rule could be found again.
+/// The tree orders rules by prefix; a rule under a mask with holes could not be found again.
 bool IsPrefix(const uint8_t (&mask)[BYOD_MAC_SIZE]) {
   const uint64_t ones = 0xFFFFFFFFFFFF;
   const uint64_t free_bits = ~LoadMac(mask) & ones;

@@ -1,4 +1,4 @@
-// The rule that a request means.
+// Reads the key of the rule that a request is about.
 #ifndef LAUTHD_REQUESTS_REQUEST_KEY_H
 #define LAUTHD_REQUESTS_REQUEST_KEY_H
 
@@ -7,10 +7,10 @@
 
 namespace byod::lauthd {
 
-/// How much of a key a request must hold.
+/// Whether a request must hold a complete key.
 enum class KeyUse {
-  kChange,  // a whole key
-  kQuery    // none asks for the first rule
+  kChange,  // it must
+  kQuery    // without a key it asks for the first rule
 };
 
 /**
@@ -22,7 +22,7 @@ enum class KeyUse {
  */
 Result ReadKey(uint32_t request, KeyUse use, ByodMacRule& key, bool* covered = nullptr);
 
-/// What a decoder's result says of the key, or the name, of a request.
+/// Turns a decoder's status into a refusal of the key, or the name, of a request.
 Result CheckText(KeyUse use, uint32_t status, const TextKey& key);
 Result CheckName(uint32_t status);
 

@@ -1,4 +1,4 @@
-// An answer of many replies, made piece by piece as the client takes them.
+// A response of many replies, each made when the client has read the one before.
 #ifndef LAUTHD_REQUESTS_SERIES_H
 #define LAUTHD_REQUESTS_SERIES_H
 
@@ -13,31 +13,31 @@ namespace byod::lauthd {
 /// The elements of one reply.
 class Pieces {
  public:
-  /// Whether the reply holds enough. Small beside the 65,534 bytes that a reply may have: other
-  /// clients wait while it is made.
-  bool Full() const { return bytes_.size() >= kEnough; }
+  /// Whether the reply is large enough to be sent. Well below the 65,534 bytes that a reply may
+  /// have, as other clients wait while it is made.
+  bool Full() const { return bytes_.size() >= kTargetSize; }
   bool Empty() const { return elements_.empty(); }
 
-  /// Takes a message in as one nested element. @return false without memory
+  /// Appends a message as one nested element. @return false when it is empty or too long
   bool AddNested(uint16_t type, uint32_t message);
 
-  /// Takes bytes in as one element.
+  /// Appends bytes as one element. @return false when they are too long
   bool AddBytes(uint16_t type, const void* bytes, size_t length);
 
-  /// @return a reply with this code and the elements; none without memory
+  /// @return a reply with this code and the elements; an empty handle without memory
   tlv::Message MakeReply(uint32_t code) const;
 
   void Clear();
 
  private:
-  static constexpr size_t kEnough = size_t{16} * 1024;
+  static constexpr size_t kTargetSize = size_t{16} * 1024;
 
   struct Element {
     uint16_t type;
     uint16_t length;
   };
   std::vector<Element> elements_;
-  std::vector<uint8_t> bytes_;  // of all elements, one behind the other
+  std::vector<uint8_t> bytes_;  // of all elements, concatenated
 };
 
 class Series {
@@ -52,7 +52,7 @@ class Series {
    */
   virtual bool Next(Pieces& pieces, bool& more) = 0;
 
-  /// Whether room on the disk is taken until its end; the client has to read it in time then.
+  /// Whether it occupies room on the disk until its end; the client must read it in time then.
   virtual bool HoldsFile() const { return false; }
 };
 

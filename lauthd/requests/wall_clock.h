@@ -1,4 +1,4 @@
-// The time of day, as messages tell it.
+// The time of day, as messages hold it.
 #ifndef LAUTHD_REQUESTS_WALL_CLOCK_H
 #define LAUTHD_REQUESTS_WALL_CLOCK_H
 

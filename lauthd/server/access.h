@@ -1,4 +1,4 @@
-// Who may change the configuration.
+// Which clients may change the configuration.
 #ifndef LAUTHD_SERVER_ACCESS_H
 #define LAUTHD_SERVER_ACCESS_H
 
@@ -11,13 +11,13 @@
 
 namespace byod::lauthd {
 
-/// @return the number of a group, none for an empty name. @throws std::runtime_error for one that
-/// does not exist
+/// @return the id of a group, none for an empty name. @throws std::runtime_error  for an unknown
+/// group
 std::optional<gid_t> FindGroup(const std::string& name);
 
 /**
  * Root, the daemon's own user and the members of the administration group may change the
- * configuration; whoever can connect may read it.
+ * configuration; every client that can connect may read it.
  *
  * @param socket       a connected Unix socket
  * @param admin_group  none: no group counts

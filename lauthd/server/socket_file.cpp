@@ -38,7 +38,7 @@ class Descriptor {
   int number_;
 };
 
-/// A directory that nobody else can look into, removed with its scope.
+/// A private directory, removed with its scope.
 class PrivateDirectory {
  public:
   explicit PrivateDirectory(const std::string& parent) : path_(parent + "/.lauthd-XXXXXX") {
@@ -72,7 +72,7 @@ std::string NameOf(const std::string& path) {
   return std::filesystem::path(path).filename();
 }
 
-/// Makes a directory that appears under its name with its final access.
+/// Makes a directory that appears under its name with its final permissions.
 void MakeDirectory(const std::string& path, std::optional<gid_t> group) {
   if (std::filesystem::is_directory(path)) return;
   const PrivateDirectory outer(DirectoryOf(path));
@@ -94,8 +94,8 @@ sockaddr_un AddressOf(const std::string& path) {
   return address;
 }
 
-/// Clears away what a daemon that is gone left behind. @throws when one listens, and when the name
-/// belongs to something that is no socket
+/// Removes the socket of a daemon that no longer runs. @throws when a daemon listens on it, and
+/// when the path is not a socket
 void ClearStale(const std::string& path) {
   struct stat found;
   if (lstat(path.c_str(), &found) != 0) {
@@ -144,7 +144,7 @@ void SocketFile::Bind(const std::string& path, std::optional<gid_t> group) {
   if (listen(listening.get(), kBacklog) != 0) Fail("cannot listen");
   struct stat status;
   if (stat(made.c_str(), &status) != 0) Fail("cannot look at " + made);
-  // From here on others see it, ready and with its final access.
+  // From here on clients see the socket, ready and with its final permissions.
   if (rename(made.c_str(), path.c_str()) != 0) Fail("cannot put a socket at " + path);
   device_ = status.st_dev;
   inode_ = status.st_ino;

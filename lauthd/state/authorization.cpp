@@ -74,7 +74,7 @@ void Authorization::Put(const std::string& group, const std::string& category,
 
 void InstallService(Authorization& authorization) {
   recovering = &authorization;
-  // This daemon has no message heads or event loop to offer; who calls is told so.
+  // This daemon has no message heads or event loop to offer, and reports that to the caller.
   const ByodServiceTable services = {NotOffered, NotOffered, NotOffered, NotOffered,
                                      NotOffered, NotOffered, RollBack,   {}};
   BYOD_lauthservice_SetService(&services);

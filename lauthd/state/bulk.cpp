@@ -5,19 +5,19 @@
 namespace byod::lauthd {
 namespace {
 
-/// @return the rule of exactly this key, if there is something of it to be stored; else null
+/// @return the rule of exactly this key, if something of it has to be stored; else null
 template <typename Kind>
 const typename Kind::Rule* ToBeStored(const typename Kind::Key& key) {
   const auto* const rule = Kind::Find(key);
   if (rule == nullptr || !IsConfigured(rule->origin, rule->modified)) return nullptr;
-  // Another spelling of the key, or another mask, is another rule.
+  // The table also finds other spellings of the key, or another mask: these are other rules.
   return Kind::SameKey(Kind::KeyOf(*rule), key) ? rule : nullptr;
 }
 
 template <typename Kind, typename Rules>
 uint32_t SaveRules(const IdleRules& idle, const Rules& rules) {
   const auto& idle_rules = idle.Of<Kind>();
-  // First what goes: a rule that came may be stored in the place of one that went.
+  // Delete first: a new rule may be stored under the same key as a deleted one.
   for (const auto& [key, former] : rules) {
     if (!former.was_stored || ToBeStored<Kind>(key) != nullptr || idle_rules.contains(key))
       continue;
@@ -39,7 +39,7 @@ uint32_t SaveRules(const IdleRules& idle, const Rules& rules) {
 
 template <typename Kind, typename Rules>
 void RollBackRules(Rules& rules) {
-  // First what came: there is no room beside it for what went.
+  // Erase first: a new rule may take the place of one that is restored, or the limit.
   for (const auto& [key, former] : rules) {
     if (former.existed) continue;
     if (auto* const rule = Kind::Find(key)) EraseRule<Kind>(rule);

@@ -16,17 +16,16 @@
 namespace byod::lauthd {
 
 /**
- * While a bulk is open, remembers of everything that it changes how it was at first: that is what
- * an abort goes back to, and what a commit has to store. However often something is changed, it is
- * stored once.
+ * While a bulk is open, this remembers the first state of all that it changes. An abort restores
+ * that state; a commit stores what differs from it, once, however often it was changed.
  */
 class Bulk {
  public:
   bool Open() const { return open_; }
   void Begin() { open_ = true; }
 
-  /// Makes room, so that remembering a change of one rule more cannot fail once it is made.
-  /// @throws std::bad_alloc
+  /// Allocates what Remember needs for one more rule: once a rule has been changed, remembering
+  /// what it was cannot fail. @throws std::bad_alloc
   template <typename Kind>
   void MakeRoom() {
     if (!open_ || !std::get<Spare<Kind>>(spares_).empty()) return;
@@ -35,7 +34,8 @@ class Bulk {
     std::get<Spare<Kind>>(spares_) = one.extract(one.begin());
   }
 
-  /// Told of every change, when room was made for it; outside of a bulk nothing happens.
+  /// Called after every change of a rule, for which MakeRoom was called before; does nothing
+  /// outside of a bulk.
   template <typename Kind>
   void Remember(const typename Kind::Key& key, FormerRule<Kind> former) {
     if (!open_) return;
@@ -57,17 +57,17 @@ class Bulk {
                       former != nullptr ? std::optional<Attributes>(*former) : std::nullopt);
   }
 
-  /// Stores what has become of everything. @return 0, or anything else for failure
+  /// Stores the current state of all that has changed. @return 0, or anything else for failure
   uint32_t Save(const IdleRules& idle, const Authorization& authorization) const;
 
-  /// Everything stays as it is now.
+  /// Ends the bulk and keeps its changes.
   void Finish();
 
-  /// Everything becomes what it was.
+  /// Ends the bulk and undoes its changes.
   void RollBack(IdleRules& idle, Authorization& authorization);
 
  private:
-  /// In the order of the database, which then grows at one end.
+  /// In the order of the database, so that a commit appends to it.
   template <typename Kind>
   using Rules = std::map<typename Kind::Key, FormerRule<Kind>, DatabaseOrder<Kind>>;
 
@@ -80,7 +80,7 @@ class Bulk {
     return std::get<Rules<Kind>>(rules_);
   }
 
-  // An element that is not in use; empty when the last one came into use.
+  // A map element that MakeRoom allocated; empty once it is in use.
   template <typename Kind>
   using Spare = typename Rules<Kind>::node_type;
 

@@ -1,4 +1,4 @@
-// Device informations that are still being made.
+// Device info that no rule owns yet.
 #ifndef LAUTHD_STATE_DEVICE_INFO_H
 #define LAUTHD_STATE_DEVICE_INFO_H
 
@@ -15,7 +15,7 @@ struct InfoDeleter {
 
 using OwnedInfo = std::unique_ptr<ByodDeviceInfo, InfoDeleter>;
 
-/// @return a copy, an empty information for null; none without memory
+/// @return a copy, empty for null; null without memory
 inline OwnedInfo CopyInfo(const ByodDeviceInfo* info) {
   OwnedInfo copy(BYOD_data_CreateDeviceInfo("", "", "", ""));
   if (copy && info != nullptr) *copy = *info;

@@ -1,4 +1,4 @@
-// Whether the predefined rules are others than before.
+// Detects whether a reload changed the predefined rules.
 #ifndef LAUTHD_STATE_PREDEFINED_DIGEST_H
 #define LAUTHD_STATE_PREDEFINED_DIGEST_H
 

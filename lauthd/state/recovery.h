@@ -1,4 +1,4 @@
-// Bringing back what the database holds.
+// Restores the configuration from the database.
 #ifndef LAUTHD_STATE_RECOVERY_H
 #define LAUTHD_STATE_RECOVERY_H
 
@@ -12,21 +12,21 @@ namespace byod::lauthd {
 class Authorization;
 class IdleRules;
 
-/// Lays everything in the open database over the predefined rules, the default order and no
-/// authorization, whatever was configured before. Where a stored key has become another spelling of
-/// a predefined rule's key, it is stored anew under that one, so that later changes find it. A rule
-/// for which there is no place becomes an idle one.
+/// Applies everything in the open database to the predefined rules, the default order and an empty
+/// authorization; what was configured before is dropped. A stored key that is another spelling of a
+/// predefined rule's key is stored again under that one, so that later changes find it. A rule that
+/// cannot take effect becomes an idle one.
 void RecoverAll(int32_t handle, IdleRules& idle, Authorization& authorization);
 
-/// That last part alone, for a time when the predefined rules have changed.
+/// Only updates the spelling of stored keys, after the predefined rules have changed.
 void TidyAll(int32_t handle, IdleRules& idle);
 
 /// @return the keys that the database holds as modifications of predefined rules; none without one
 template <typename Kind>
 std::set<typename Kind::Key, DatabaseOrder<Kind>> StoredModifications(int32_t handle);
 
-/// Judges one record of a backup before it is restored, as the database calls it. @return 0 if it
-/// is one of ours
+/// Validates one record of a backup before it is restored; a callback of the database. @return 0
+/// for a valid record
 int32_t CheckRestored(void* context, const void* key, uint32_t key_length, uint32_t kind,
                       const void* data, uint32_t length);
 

@@ -1,4 +1,4 @@
-// A place in a table of rules that outlives changes of the table.
+// A position in a table of rules that stays valid while the table changes.
 #ifndef LAUTHD_STATE_RULE_CURSOR_H
 #define LAUTHD_STATE_RULE_CURSOR_H
 
@@ -9,10 +9,11 @@
 namespace byod::lauthd {
 
 /**
- * Walks a table while others change it: a rule that is there all the time comes exactly once.
+ * Walks a table while it is changed: a rule that is in the table all the time is visited exactly
+ * once.
  *
- * All cursors of a kind are known, so that one that is about to give a rule that is erased is moved
- * on first. The tables are the process's, and so is this.
+ * All cursors of a kind are linked, so that a cursor can be advanced before the rule that it points
+ * to is erased. The tables are global to the process, and so is this list.
  */
 template <typename Kind>
 class RuleCursor {
@@ -29,7 +30,7 @@ class RuleCursor {
   RuleCursor(const RuleCursor&) = delete;
   RuleCursor& operator=(const RuleCursor&) = delete;
 
-  /// @return the rule at the place, null at the end
+  /// @return the rule at the position, null at the end
   Rule* Here() const { return next_; }
   void Advance() { next_ = Kind::Next(next_); }
 
@@ -40,20 +41,20 @@ class RuleCursor {
     }
   }
 
-  /// Called before a rule is erased in whose place another record has come.
+  /// Called before a rule is erased that another record replaces.
   static void Move(const Rule* from, Rule* to) {
     for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_) {
       if (cursor->next_ == from) cursor->next_ = to;
     }
   }
 
-  /// Called before all rules are erased: places are kept by key.
+  /// Called before all rules are erased: saves the positions by key.
   static void LeaveAll() {
     for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
       cursor->KeepKey();
   }
 
-  /// Called when the tables are filled anew.
+  /// Called when the tables have been filled again: restores the positions.
   static void ReturnAll() {
     for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
       cursor->FindKey();
@@ -64,7 +65,7 @@ class RuleCursor {
     at_end_ = next_ == nullptr;
     if (at_end_) return;
     key_ = Kind::KeyOf(*next_);
-    // Of several rules with this key some may have been given already.
+    // Of several rules with this key some may have been visited already.
     given_ = 0;
     for (Rule* rule = Kind::First(); rule != next_; rule = Kind::Next(rule)) {
       if (HasKey(*rule)) ++given_;

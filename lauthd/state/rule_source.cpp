@@ -10,12 +10,12 @@
 namespace byod::lauthd {
 namespace {
 
-// Fewer are loaded before anybody could read about it.
-constexpr size_t kWorthShowing = 10000;
-constexpr size_t kFaultsTold = 20;
+// Fewer rules are loaded too fast for a progress line to be read.
+constexpr size_t kMinShown = 10000;
+constexpr size_t kMaxFaultsLogged = 20;
 
 void ShowProgress(size_t done, size_t of) {
-  if (of < kWorthShowing) return;
+  if (of < kMinShown) return;
   std::fprintf(stderr, "\rlauthd: %zu of %zu rules%s", done, of, done == of ? "\n" : "");
 }
 
@@ -36,11 +36,11 @@ bool RuleSource::shows_progress() const {
 }
 
 void LoadPredefined(const PredefinedRules& rules, bool show_progress) {
-  for (size_t i = 0; i < rules.faults.size() && i < kFaultsTold; ++i)
+  for (size_t i = 0; i < rules.faults.size() && i < kMaxFaultsLogged; ++i)
     Log(Severity::kWarning, "%s", rulefiles::ToString(rules.faults[i]).c_str());
-  if (rules.faults.size() > kFaultsTold) {
+  if (rules.faults.size() > kMaxFaultsLogged) {
     Log(Severity::kWarning, "and %zu more faults in the rule files",
-        rules.faults.size() - kFaultsTold);
+        rules.faults.size() - kMaxFaultsLogged);
   }
   rulefiles::Diagnostics refused([](const rulefiles::Diagnostic& diagnostic) {
     Log(Severity::kWarning, "%s", rulefiles::ToString(diagnostic).c_str());

@@ -1,4 +1,4 @@
-// Where the predefined rules come from.
+// Reads the predefined rules from their files.
 #ifndef LAUTHD_STATE_RULE_SOURCE_H
 #define LAUTHD_STATE_RULE_SOURCE_H
 
@@ -27,14 +27,14 @@ class RuleSource {
   /// Reads all files. Without any there are no rules.
   PredefinedRules Read() const;
 
-  /// Whether somebody looks on while rules are loaded.
+  /// Whether a person watches: standard error is a terminal.
   bool shows_progress() const;
 
  private:
   const Options& options_;
 };
 
-/// Puts predefined rules into the tables, which are there. Faults are told in the log.
+/// Puts predefined rules into the tables, which have been made, and logs the faults.
 void LoadPredefined(const PredefinedRules& rules, bool show_progress);
 
 }  // namespace byod::lauthd

@@ -73,7 +73,7 @@ bool Store::Open() {
   next_try_ = Clock::now() + kRetryPause;
   next_background_try_ = Clock::now() + kBackgroundPause;
   if (std::string reason; !OpenAlone(reason)) {
-    // Once for each cause, not once for each try.
+    // Logged once for each cause, not for each try.
     if (reason != reason_) {
       Log(Severity::kError,
           "the configuration database cannot be opened, and no change is kept: %s", reason.c_str());
@@ -131,7 +131,7 @@ bool Store::Note(bool succeeded) {
 }
 
 bool Store::Begin() {
-  // That writes may begin does not say yet that they are kept.
+  // Beginning a transaction does not show yet that it can be committed.
   return LAUTH_db_Begin(BYOD_db_GetDBHandle()) == 0 || Note(false);
 }
 
@@ -159,7 +159,7 @@ Result Store::Backup(const std::string& file) {
 }
 
 Result Store::Restore(const std::string& file) {
-  // Nobody may have it open while its place is taken.
+  // The database must not be open while it is replaced.
   Close();
   Result result;
   if (LAUTH_db_Restore(kName, kOwner, &kParameters, file.c_str(), CheckRestored, nullptr) != 0) {

@@ -1,4 +1,4 @@
-// Where changes are kept over a restart.
+// Stores changes, so that they survive a restart.
 #ifndef LAUTHD_STATE_STORE_H
 #define LAUTHD_STATE_STORE_H
 
@@ -30,12 +30,12 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  /// Whether a database is there to be opened; an open makes one that is not.
+  /// Whether the database file exists; Open makes a missing one.
   bool Exists() const;
 
-  /// Locks the state directory, if it is there: only one daemon may change what is in it. A lock
-  /// that cannot be had for another reason is tried again by Open.
-  /// @throws std::runtime_error  when another daemon has it, which the text names
+  /// Locks the state directory, if it exists: only one daemon may use it. A lock that fails for
+  /// another reason than another daemon is tried again by Open.
+  /// @throws std::runtime_error  when another daemon holds it, which the text names
   void Claim();
 
   /// Opens the database and recovers rules, order and authorization from it. The predefined rules
@@ -46,7 +46,7 @@ class Store {
   /// Called every second or so: tries now and then to open a database that could not be opened.
   void RetryInBackground();
 
-  /// Whether a change has a chance to be kept.
+  /// Whether changes can be stored now; tries to open a closed database.
   bool Ready();
 
   /**
@@ -61,7 +61,7 @@ class Store {
     return Note(write() == 0);
   }
 
-  /// Makes several writes with one flush, all or none of which are kept.
+  /// Makes several writes in one transaction with one flush.
   template <typename Function>
   bool WriteTogether(Function write) {
     if (none_) return true;
@@ -76,13 +76,13 @@ class Store {
   /// BYOD_DATABASE_*
   uint32_t DatabaseState() const;
 
-  // The following two are not for a daemon without a database.
+  // The following two require a database.
 
-  /// Writes a copy of the database to a file that is not there yet.
+  /// Writes a copy of the database to a new file.
   Result Backup(const std::string& file);
 
-  /// Puts a backup in the database's place, which is closed for that and opened again. What is in
-  /// memory is not touched: see Recover.
+  /// Replaces the database by a backup: closes it, and opens it again. The tables in memory stay as
+  /// they are until Recover.
   Result Restore(const std::string& file);
 
   /// The directory for files that go through a backup or restore.
@@ -91,7 +91,7 @@ class Store {
   /// Makes rules, order and authorization those of the open database.
   void Recover();
 
-  /// Stores rules anew whose keys are spelt otherwise since the predefined rules have changed.
+  /// Stores rules again whose keys are spelled differently since the predefined rules changed.
   void Tidy();
 
  private:

@@ -22,13 +22,13 @@ class Unknowns {
     uint64_t last_time;
   };
 
-  /// Notes a fingerprint, in place of the one seen the longest ago when there is no more room. One
-  /// for which there is no memory is left out, and nothing else changes.
+  /// Records a fingerprint; when all places are taken, it replaces the one seen longest ago.
+  /// Without memory the fingerprint is skipped and nothing changes.
   void Note(const ByodFingerPrint& fingerprint, uint32_t unmatched, uint64_t now);
 
   void Clear();
 
-  /// The last seen first.
+  /// Most recently seen first.
   const std::list<Entry>& entries() const { return entries_; }
 
   static constexpr size_t kRoom = 256;
