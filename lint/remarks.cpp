@@ -19,7 +19,9 @@ std::optional<Remark> RemarkOnMatchingEverything(const std::vector<Terms>& alter
 std::optional<Remark> RemarkOnSeparators(const std::string& expression,
                                          const std::vector<Terms>& alternatives) {
   const std::string plain = ToString(alternatives);
-  if (plain == expression) return std::nullopt;
+  // At the end they only make the rule longer, or distinguish it from one of another case.
+  const size_t end = expression.find_last_not_of('&');
+  if (end != std::string::npos && plain == expression.substr(0, end + 1)) return std::nullopt;
   return Remark{Severity::kWarning, "separators",
                 "is read as " + Quoted(plain) + ": single and repeated separators separate too"};
 }

@@ -178,6 +178,38 @@ class UserAgentLint {
   std::optional<size_t> all_matching_;
 };
 
+bool Matches(const std::vector<Terms>& alternatives, const std::string& user_agent) {
+  return std::ranges::any_of(alternatives,
+                             [&](const Terms& terms) { return Implies({user_agent}, terms); });
+}
+
+bool AnswerAlike(const DeviceText& a, const DeviceText& b) {
+  return a.vendor == b.vendor && a.category == b.category && a.os == b.os;
+}
+
+/// Of rules of one length the table tries any one first: on an example they must answer alike.
+void CheckTies(const std::vector<TextRule>& rules, Findings<TextRule>& findings) {
+  std::unordered_map<size_t, std::vector<size_t>> by_length;
+  std::vector<std::vector<Terms>> parsed;
+  for (size_t i = 0; i < rules.size(); ++i) {
+    by_length[rules[i].text.size()].push_back(i);
+    parsed.push_back(AlternativesOf(rules[i].text));
+  }
+  for (size_t i = 0; i < rules.size(); ++i) {
+    const std::string& example = rules[i].example;
+    if (example.empty() || !Matches(parsed[i], example)) continue;
+    for (const size_t other : by_length[rules[i].text.size()]) {
+      if (AnswerAlike(rules[i].device, rules[other].device)) continue;
+      if (!Matches(parsed[other], example)) continue;
+      findings.Add(Severity::kWarning, "tie", i,
+                   "the example " + Quoted(example) +
+                       " is also matched, with another answer, by the rule of the same length",
+                   other);
+      break;
+    }
+  }
+}
+
 void CheckSpellingsWithoutCase(const std::vector<TextRule>& rules, Findings<TextRule>& findings) {
   std::unordered_map<std::string, size_t> seen;
   for (size_t i = 0; i < rules.size(); ++i) {
@@ -197,6 +229,7 @@ void CheckUserAgentRules(const std::vector<TextRule>& rules, const NumberedStore
   for (const size_t rule : store.UserAgentRulesInMatchOrder())
     lint.Visit(rule);
   CheckSpellingsWithoutCase(rules, findings);
+  CheckTies(rules, findings);
   CheckThatItSaysSomething(rules, findings);
   CheckExamples(
       rules,

@@ -80,6 +80,8 @@ class Learner:
             self._take(rule, self._texts.holding(rule.key))
         # What a family of strings is recognised by; a term added to it always outranks it.
         self._guards = list(self._winners)
+        # Families of devices among them: those that a hand-written rule knows by their vendor.
+        self._families = {rule.key: rule.answer() for rule in base if rule.vendor}
 
     def _take(self, rule, holding):
         self.rules.append(rule)
@@ -150,8 +152,18 @@ class Learner:
                 best.append("")
         return after - before, tuple(best), says
 
-    def _plausible(self, expression, answer, says):
+    def _family(self, held):
+        """What a hand-written rule says of the one family that all these rows belong to, or None."""
+        guards = {self._guards[i] for i in held}
+        return self._families.get(guards.pop()) if len(guards) == 1 else None
+
+    def _plausible(self, expression, answer, says, family):
         """The answer, with what few rows claim against the plain meaning of the guard undone."""
+        if family:
+            answer = tuple(
+                known if known and says[field][given] < SURE else given
+                for field, (known, given) in enumerate(zip(family, answer))
+            )
         category, vendor, system = answer
         if expression.startswith(PHONE) and says[0][category] < SURE:
             category = "Mobile"
@@ -178,7 +190,8 @@ class Learner:
             if self._guards[i] and "Android" not in texts[i]:
                 groups.setdefault(self._guards[i], []).append(i)
         for guard, held in sorted(groups.items()):
-            yield f"{guard}&&{term}", held
+            plain = guard.rstrip("&")  # one at its end keeps it apart from another spelling
+            yield f"{plain}&&{term}", held
 
     def learn(self, most, known):
         """Adds rules up to `most`.
@@ -219,7 +232,7 @@ class Learner:
             answer = rule.answer()
             return worth + self._worth(size, held, answer), answer
         gain, answer, says = self._weigh(size, held)
-        plain = self._plausible(expression, answer, says)
+        plain = self._plausible(expression, answer, says, self._family(held))
         if plain != answer:
             gain = self._worth(size, held, plain)
         return gain, plain

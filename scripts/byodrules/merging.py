@@ -100,6 +100,15 @@ class Merger:
             if not self._alone[index]:
                 groups.setdefault(self._answers[index], []).append(index)
 
+        # An alternative beside one that covers it would match nothing more.
+        kin = {}
+        for general, special in self._pairs:
+            kin.setdefault(general, set()).add(special)
+            kin.setdefault(special, set()).add(general)
+
+        def says_again(held, one):
+            return any(i in kin and not kin[i].isdisjoint(held.members) for i in one.members)
+
         def pack(indices):
             """Longest first, each expression into the first one that has room for it."""
             open_bins = []
@@ -113,7 +122,7 @@ class Merger:
                 its_room = room(one)
                 for held in packed:
                     size = held[0].size + 2 + one.size
-                    if size <= min(held[1], its_room):
+                    if size <= min(held[1], its_room) and not says_again(held[0], one):
                         held[0].members += one.members
                         held[0].size = size
                         held[1] = min(held[1], its_room)

@@ -8,6 +8,14 @@ from byodrules.catalogue import Rule
 # A list belongs to many unlike devices; a field is answered only when the labels
 # that speak about it largely agree.
 AGREE = 0.6
+# A client names an option once, and a careless one twice. The text of a list, taken for numbers,
+# repeats its commas.
+REPEATS = 2
+
+
+def plausible(options):
+    """Whether a client may have asked for these options."""
+    return max(Counter(options.split(",")).values()) <= REPEATS
 
 
 def _agreed(labels):
@@ -24,7 +32,7 @@ def learn(rows, base, most):
     taken = {rule.key for rule in base}
     lists = {}
     for options, labels in rows:
-        if options not in taken:
+        if options not in taken and plausible(options):
             lists.setdefault(options, []).append(labels)
     for options in sorted(lists, key=lambda o: (-len(lists[o]), o)):
         if len(rules) >= most:

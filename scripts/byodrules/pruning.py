@@ -1,6 +1,7 @@
 """Leaves out rules that can never decide anything."""
 
 from collections import Counter
+from dataclasses import replace
 
 from byodrules import matching
 
@@ -8,6 +9,45 @@ from byodrules import matching
 def _runs(terms):
     """The three-character runs of an alternative's terms."""
     return {t[i : i + 3] for t in terms for i in range(len(t) - 2)}
+
+
+class _Covers:
+    """Finds what leaves an alternative of a rule nothing to match.
+
+    That has only terms that are part of terms of the alternative. Each alternative is filed under
+    its rarest run, and the runs of another find all that could cover it.
+    """
+
+    def __init__(self, rules, lost):
+        self._lost = lost
+        self.parsed = [matching.alternatives(rule.key) for rule in rules]
+        self._sizes = [matching.length(rule.key) for rule in rules]
+        common = Counter(run for parts in self.parsed for terms in parts for run in _runs(terms))
+        self._filed = {}
+        self._always = set()
+        for index, parts in enumerate(self.parsed):
+            if index in lost:
+                continue
+            for terms in parts or [()]:
+                runs = _runs(terms)
+                if runs:
+                    rarest = min(runs, key=lambda run: (common[run], run))
+                    self._filed.setdefault(rarest, []).append(index)
+                else:
+                    self._always.add(index)
+
+    def is_covered(self, index, terms):
+        """Whether another rule, as long or longer and not lost, matches all that has these terms."""
+        near = set(self._always)
+        for run in _runs(terms):
+            near.update(self._filed.get(run, ()))
+        return any(
+            other != index
+            and other not in self._lost
+            and self._sizes[other] >= self._sizes[index]
+            and matching.covers(terms, self.parsed[other])
+            for other in near
+        )
 
 
 def never_winning(rules, fold_case=True):
@@ -26,46 +66,28 @@ def never_winning(rules, fold_case=True):
             lost.add(index)
         else:
             seen[key] = index
-    # What covers an alternative has only terms that are part of terms of it. Each
-    # alternative is filed under its rarest run, and the runs of another find all that
-    # could cover it.
-    common = Counter()
-    parsed = [matching.alternatives(rule.key) for rule in rules]
-    for parts in parsed:
-        for terms in parts:
-            common.update(_runs(terms))
-    filed = {}
-    always = set()
-    for index, parts in enumerate(parsed):
-        if index in lost:
-            continue
-        if not parts:
-            always.add(index)
-        for terms in parts:
-            runs = _runs(terms)
-            if runs:
-                rarest = min(runs, key=lambda run: (common[run], run))
-                filed.setdefault(rarest, []).append(index)
-            else:
-                always.add(index)
-    sizes = [matching.length(rule.key) for rule in rules]
-
-    def is_covered(index, terms):
-        near = set(always)
-        for run in _runs(terms):
-            near.update(filed.get(run, ()))
-        return any(
-            other != index
-            and other not in lost
-            and sizes[other] >= sizes[index]
-            and matching.covers(terms, parsed[other])
-            for other in near
-        )
-
-    for index in range(len(rules)):
-        if index not in lost and all(is_covered(index, terms) for terms in parsed[index] or [[]]):
+    covers = _Covers(rules, lost)
+    for index, parts in enumerate(covers.parsed):
+        if index not in lost and all(covers.is_covered(index, terms) for terms in parts or [[]]):
             lost.add(index)
     return lost
+
+
+def without_dead_alternatives(rules):
+    """The rules, without alternatives that others, as long or longer, leave nothing to match.
+
+    Separators take the place of what is left out: another length would be another order.
+    """
+    covers = _Covers(rules, set())
+    result = []
+    for index, (rule, parts) in enumerate(zip(rules, covers.parsed)):
+        alive = [terms for terms in parts if not covers.is_covered(index, terms)]
+        if alive and len(alive) < len(parts):
+            key = "||".join("&&".join(terms) for terms in alive)
+            rule = replace(rule, key=key.ljust(len(rule.key), "&"))
+            covers.parsed[index] = alive  # what is gone covers nothing
+        result.append(rule)
+    return result
 
 
 def unused(rules, texts):

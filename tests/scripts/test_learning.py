@@ -10,7 +10,7 @@ import unittest
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
-from byodrules import brands, catalogue, merging, models, pruning, respelling  # noqa: E402
+from byodrules import brands, catalogue, merging, models, pruning, respelling, settling  # noqa: E402
 from byodrules.catalogue import Rule  # noqa: E402
 from byodrules.matching import Matcher, alternatives  # noqa: E402
 
@@ -169,6 +169,24 @@ class LearnRules(unittest.TestCase):
         (rule,) = catalogue.read_rules(output, "options")
         self.assertEqual((rule.key, rule.answer()), ("1,3,6", ("Printer", "", "Linux")))
 
+    def test_a_list_that_repeats_itself_was_never_sent(self):
+        text = "options\tlabel\tvendor\tos\tcategory\tsource\n"
+        written = ",".join(str(ord(c)) for c in "[1, 28, 2, 3]")
+        for options in (written, "1,3,6,121,15,121"):
+            text += f"{options}\ta\tAcme\tLinux\tpc\tkyd\n"
+        output, _ = learn(self.folder, text, "--no-base")
+        self.assertEqual([r.key for r in catalogue.read_rules(output, "options")],
+                         ["1,3,6,121,15,121"])
+
+    def test_few_rows_do_not_overrule_what_is_known_of_a_family(self):
+        speaker = Rule("Android&&; SPK", "Speaker", "Acme", "Other", "Android")
+        rows = [(browser(f"SPK{n} Build/1"), ("Console", "Acme", "Android")) for n in (1, 2)]
+        learned = LEARN.user_agent_rules(rows, {}, [speaker])
+        self.assertEqual([rule.answer() for rule in learned], [speaker.answer()])
+        rows = [(browser(f"SPK{n} Build/1"), ("Console", "Acme", "Android")) for n in range(9)]
+        learned = LEARN.user_agent_rules(rows, {}, [speaker])
+        self.assertIn(("Console", "Acme", "Android"), [rule.answer() for rule in learned])
+
 
 class Pruning(unittest.TestCase):
     def lost(self, *keys):
@@ -195,6 +213,16 @@ class Pruning(unittest.TestCase):
 
     def test_a_rule_that_says_nothing_is_dropped(self):
         self.assertEqual(pruning.never_winning([Rule("Android", name="only a name")]), {0})
+
+    def test_an_alternative_that_never_decides_is_left_out_and_the_order_stays(self):
+        rules = [Rule(key, vendor="V") for key in ("abcd||xyz", "bcd&&&&&&&&", "c")]
+        left = [rule.key for rule in pruning.without_dead_alternatives(rules)]
+        self.assertEqual(left, ["xyz&&&&&&", "bcd&&&&&&&&", "c"])
+
+    def test_of_two_alternatives_that_cover_each_other_one_stays(self):
+        rules = [Rule("ab||xy", vendor="V"), Rule("ab||uv", vendor="V")]
+        left = [rule.key for rule in pruning.without_dead_alternatives(rules)]
+        self.assertEqual(left, ["xy&&&&", "ab||uv"])
 
     def test_examples_that_another_rule_wins_are_not_kept(self):
         rules = [Rule("abc", vendor="A", example="abcdef"), Rule("abcd", vendor="B")]
@@ -246,6 +274,13 @@ class Merging(unittest.TestCase):
             ["abc||uvw"],
         )
 
+    def test_an_alternative_does_not_stand_beside_one_that_covers_it(self):
+        rules = [("abc", self.TABLET), ("abc&&defg", self.TABLET), ("uvwx", self.TABLET),
+                 ("bc", self.PHONE), ("c&&d", self.PHONE)]
+        for key in self.merged(rules, ["abc d", "abcdefg"]):
+            terms = key.split("||")
+            self.assertFalse({"abc", "abc&&defg"} <= set(terms), key)
+
     def test_fixed_rules_stay_alone(self):
         self.assertEqual(
             self.merged([("abc", self.PHONE), ("xyz", self.PHONE)], fixed=["abc"]), ["abc", "xyz"]
@@ -278,6 +313,31 @@ class Respelling(unittest.TestCase):
 
     def test_one_that_would_grow_beyond_the_limit_keeps_its_text(self):
         self.assertEqual(self.distinct("Huawei", "HUAWEI", most=6), ["Huawei", "HUAWEI"])
+
+
+class Settling(unittest.TestCase):
+    A, B = ("", "A", ""), ("", "B", "")
+
+    def settled(self, keys, facts, limit=127):
+        rules = [Rule(key, vendor=vendor) for key, vendor in keys]
+        return [rule.key for rule in settling.settle(rules, facts, limit)]
+
+    def test_of_two_that_tie_the_one_that_is_right_more_often_gets_longer(self):
+        facts = [("abc", self.B), ("xabc", self.B), ("abcx", self.A)]
+        self.assertEqual(self.settled([("ab", "A"), ("bc", "B")], facts), ["ab", "bc&"])
+
+    def test_two_that_answer_alike_or_match_no_text_together_stay(self):
+        keys = [("ab", "A"), ("bc", "A"), ("xy", "B")]
+        self.assertEqual(self.settled(keys, [("abc", self.B), ("xy", self.B)]), ["ab", "bc", "xy"])
+
+    def test_one_that_cannot_grow_stays_and_the_other_is_left_out(self):
+        self.assertEqual(self.settled([("ab", "A"), ("bc", "B")], [("abc", self.B)], 2), ["bc"])
+
+    def test_one_that_grows_into_another_tie_goes_on(self):
+        keys = [("ab", "A"), ("bc", "B"), ("abc", "A")]
+        found = self.settled(keys, [("abc", self.B), ("xbcab", self.B), ("zabc", self.A)])
+        rules = [Rule(key, vendor="B" if key.startswith("bc") else "A") for key in found]
+        self.assertEqual(list(settling.ties(rules, ["abc", "xbcab", "zabc"])), [])
 
 
 class Models(unittest.TestCase):
