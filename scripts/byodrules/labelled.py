@@ -32,6 +32,13 @@ class Fingerprint:
         return int(hashlib.sha1(key.encode("utf-8")).hexdigest(), 16) // 10 % folds
 
 
+def is_labelled(path):
+    """Whether a file's header names a part of a fingerprint and a label."""
+    with open(path, encoding="utf-8") as file:
+        header = set(file.readline().rstrip("\n").split("\t"))
+    return bool(header & set(PARTS)) and bool(header & {*FIELDS, "type"})
+
+
 def read(path):
     """Reads one file; a line with more or fewer fields than the header is an error."""
     rows = []

@@ -2,6 +2,7 @@
 
 import json
 import os
+import shutil
 import stat
 import subprocess
 import sys
@@ -124,6 +125,30 @@ class Evaluation(unittest.TestCase):
         done = self.run_script("--engine", "python", "--baseline", saved)
         self.assertEqual(done.returncode, 1)
         self.assertIn("some.tsv dhcp vendor: 50.00% -> 0.00%", done.stdout)
+
+    def test_a_folder_stands_for_its_labelled_files(self):
+        for name, header in (("other.tsv", "model\tbrand"), ("lists.tsv", "user_agent\tvalues")):
+            with open(os.path.join(self.folder, name), "w", encoding="utf-8") as file:
+                file.write(header + "\n")
+        self.labelled = self.folder
+        done = self.run_script("--engine", "python")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertIn("some.tsv: 4 rows", done.stdout)
+        self.assertNotIn("other.tsv", done.stdout)
+        self.assertNotIn("lists.tsv", done.stdout)
+        self.labelled = self.rules
+        self.assertEqual(self.run_script("--engine", "python").returncode, 2)
+
+    def test_two_catalogues_are_compared_row_by_row(self):
+        other = os.path.join(self.folder, "other")
+        shutil.copytree(self.rules, other)
+        with open(os.path.join(other, "user-agent.csv"), "w", encoding="utf-8") as file:
+            file.write("expression,name,vendor,category,os\nAndroid,,LG,PC,Android\n")
+        done = self.run_script("--engine", "python", "--against", other)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertIn("category  against: 2 better, 0 worse, 0 neither", done.stdout)
+        self.assertIn("vendor    against: 1 better, 1 worse, 0 neither", done.stdout)
+        self.assertIn("worse: LG -> (open): Android LG", done.stdout)
 
     def test_the_program_gets_only_the_parts_its_methods_use(self):
         program = os.path.join(self.folder, "program")
