@@ -94,9 +94,9 @@ const void* RuleSearch::KeyOf(uint32_t method) const {
   return fingerprint_.mac;
 }
 
-const RuleSearch::Attributes& RuleSearch::FindAttributes() {
+const AttributeAnswer& RuleSearch::FindAttributes() {
   if (attributes_) return *attributes_;
-  Attributes& found = attributes_.emplace();
+  AttributeAnswer& found = attributes_.emplace();
   for (const uint32_t method : methods()) {
     found.result = BYOD_ERR_FAILED;
     // No address is no fingerprint here, while the search for the name looks it up.
@@ -112,9 +112,9 @@ const RuleSearch::Attributes& RuleSearch::FindAttributes() {
   return found;
 }
 
-const RuleSearch::Name& RuleSearch::FindName() {
+const NameAnswer& RuleSearch::FindName() {
   if (name_) return *name_;
-  Name& found = name_.emplace();
+  NameAnswer& found = name_.emplace();
   for (const uint32_t method : methods()) {
     const Match& match = Of(method);
     if (match.lookup != Lookup::kRuleMatched) continue;
@@ -128,7 +128,7 @@ const RuleSearch::Name& RuleSearch::FindName() {
 }
 
 uint32_t RuleSearch::FindDerivedVendor(char (&vendor)[BYOD_ATTR_SIZE]) {
-  const Name& name = FindName();
+  const NameAnswer& name = FindName();
   if (name.result != 0) return name.result;
   char lowered[BYOD_DEVNAME_SIZE];
   CopyText(lowered, name.text);

@@ -35,6 +35,18 @@ struct Match {
   const ByodMacRule* block = nullptr;  ///< of the MAC method
 };
 
+/// Vendor, category and OS, and the code that goes with them.
+struct AttributeAnswer {
+  uint32_t result = BYOD_ERR_FAILED;
+  ByodDeviceAttribute values = {};
+};
+
+/// The device name, and the code that goes with it.
+struct NameAnswer {
+  uint32_t result = BYOD_ERR_FAILED;
+  char text[BYOD_DEVNAME_SIZE] = "";
+};
+
 class RuleSearch {
  public:
   /// @param fingerprint  borrowed as long as this lives
@@ -50,19 +62,11 @@ class RuleSearch {
   const Match& Of(uint32_t method);
   bool HasAddress() const;
 
-  struct Attributes {
-    uint32_t result = BYOD_ERR_FAILED;
-    ByodDeviceAttribute values = {};
-  };
   /// As BYOD_data_GetDeviceAttributeByFingerPrint answers to a cleared record.
-  const Attributes& FindAttributes();
+  const AttributeAnswer& FindAttributes();
 
-  struct Name {
-    uint32_t result = BYOD_ERR_FAILED;
-    char text[BYOD_DEVNAME_SIZE] = "";
-  };
   /// As BYOD_data_GetDeviceTypeByFingerPrint answers.
-  const Name& FindName();
+  const NameAnswer& FindName();
 
   /// As BYOD_data_GetDeviceVendorByFingerPrint answers. @return 0 or a code
   uint32_t FindDerivedVendor(char (&vendor)[BYOD_ATTR_SIZE]);
@@ -78,8 +82,8 @@ class RuleSearch {
   size_t method_count_ = 0;
   char option_text_[BYOD_RULETEXT_SIZE] = "";
   std::array<std::optional<Match>, BYOD_METHOD_COUNT> matches_;  // by method
-  std::optional<Attributes> attributes_;
-  std::optional<Name> name_;
+  std::optional<AttributeAnswer> attributes_;
+  std::optional<NameAnswer> name_;
 };
 
 }  // namespace byod::explain

@@ -157,7 +157,7 @@ Result QueryDeviceName(Exchange& exchange) {
   return AnswerQuery(
       exchange,
       [](RuleSearch& rules, Identity& found) {
-        const RuleSearch::Name& name = rules.FindName();
+        const explain::NameAnswer& name = rules.FindName();
         CopyText(found.name, name.text);
         return name.result;
       },
@@ -181,7 +181,7 @@ Result QueryAttributes(Exchange& exchange) {
   return AnswerQuery(
       exchange,
       [](RuleSearch& rules, Identity& found) {
-        const RuleSearch::Attributes& attributes = rules.FindAttributes();
+        const explain::AttributeAnswer& attributes = rules.FindAttributes();
         found.attributes = attributes.values;
         return attributes.result;
       },
