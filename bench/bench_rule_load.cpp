@@ -13,7 +13,7 @@
 
 #include "byod_data.h"
 #include "data/rule_store.h"
-#include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 #include "ratio_report.h"
 #include "real_strings.h"
 

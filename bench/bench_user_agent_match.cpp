@@ -20,6 +20,7 @@
 #include "data/internal.h"
 #include "data/rule_store.h"
 #include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 #include "first_match_contenders.h"
 #include "ratio_report.h"
 #include "real_strings.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "data/user_agent/entry.h"
+#include "data/user_agent/expression_terms.h"
 
 namespace byod::lint {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "byod_data.h"
 #include "byod_order.h"
-#include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 #include "rulefiles/load.h"
 
 namespace byod::lint {

@@ -1,6 +1,7 @@
 #include "data/user_agent/first_match.h"
 
 #include "data/rule_store.h"
+#include "data/user_agent/match_link.h"
 
 namespace byod::data {
 

@@ -2,18 +2,10 @@
 #ifndef BYOD_DATA_USER_AGENT_FIRST_MATCH_H
 #define BYOD_DATA_USER_AGENT_FIRST_MATCH_H
 
-#include <cstddef>
-
 #include "byod_data.h"
 #include "data/internal.h"
 
 namespace byod::data {
-
-/// The rule in which a link, which is not null, is the match link.
-inline ByodUserAgentRule* RuleOfMatchLink(ByodLink* link) {
-  return reinterpret_cast<ByodUserAgentRule*>(reinterpret_cast<char*>(link) -
-                                              offsetof(ByodUserAgentRule, match_link));
-}
 
 /// @return the rule, or null
 const ByodUserAgentRule* FirstMatch(const char* ua);

@@ -6,7 +6,7 @@
 
 #include "data/containers/steps.h"
 #include "data/user_agent/common_grams.h"
-#include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 
 namespace byod::data {
 namespace {

@@ -12,6 +12,7 @@
 #include "data/containers/ranked_list.h"
 #include "data/user_agent/anchor_table.h"
 #include "data/user_agent/entry.h"
+#include "data/user_agent/expression_terms.h"
 
 namespace byod::data {
 

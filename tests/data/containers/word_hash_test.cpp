@@ -12,6 +12,7 @@
 
 #include "byod_data.h"
 #include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 #include "data/user_agent/gram.h"
 
 namespace {

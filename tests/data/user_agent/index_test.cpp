@@ -12,6 +12,7 @@
 #include "data/containers/word_hash.h"
 #include "data/rule_store.h"
 #include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 #include "support/emulation.h"
 #include "support/equal_hashes.h"
 #include "support/failing_allocator.h"
