@@ -212,7 +212,7 @@ void SaveInBulk(const std::string& directory, std::vector<Figure>& figures) {
       {"its flushes, the move of the log included", static_cast<double>(flushes - before)});
 }
 
-void SaveThroughDaemon(const TemporaryDirectory& directory, const std::string& state,
+void SaveThroughDaemon(const ScratchDirectory& directory, const std::string& state,
                        std::vector<Figure>& figures) {
   DaemonPeer daemon(directory.path() + "/each", state);
   {
@@ -285,7 +285,7 @@ void MeasureStarts(const std::string& state, std::vector<Figure>& figures) {
 }
 
 int Main(int argc, char** argv) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   MakeRecords();
   std::vector<Figure> figures;
   {

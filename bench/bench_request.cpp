@@ -184,7 +184,7 @@ void Run(benchmark::State& state, const Subject& subject, Manner manner, Measure
 }
 
 int Main(int argc, char** argv) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   const std::vector<std::string> user_agents = UserAgents(30000, Seed());
   MakeRules(Expressions(user_agents, kRules, Seed()), directory.path());
   const EchoPeer echo(directory.path() + "/echo");

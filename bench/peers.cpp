@@ -69,17 +69,15 @@ int TryToConnect(const std::string& socket) {
   _exit(127);
 }
 
-}  // namespace
-
-TemporaryDirectory::TemporaryDirectory() {
-  const char* const wished = std::getenv("BYOD_BENCH_DIRECTORY");
-  path_ = std::string(wished != nullptr ? wished : "/tmp") + "/byod-bench-XXXXXX";
-  Require(mkdtemp(path_.data()) != nullptr, "no directory can be made in " + path_);
+std::string ScratchPrefix() {
+  const char* const requested = std::getenv("BYOD_BENCH_DIRECTORY");
+  return std::string(requested != nullptr ? requested : "/tmp") + "/byod-bench-";
 }
 
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+}  // namespace
+
+ScratchDirectory::ScratchDirectory() : net::ScratchDirectory(ScratchPrefix()) {
+  Require(bool{*this}, "no directory can be made in " + ScratchPrefix());
 }
 
 Peer::~Peer() {

@@ -9,19 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "net/scratch_directory.h"
+
 namespace byod::bench {
 
 /// A directory that is gone with the object, in BYOD_BENCH_DIRECTORY if that is set, else in /tmp.
-class TemporaryDirectory {
+class ScratchDirectory : public net::ScratchDirectory {
  public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
+  ScratchDirectory();
 };
 
 /// A child that listens on a Unix stream socket, and is stopped with the object.

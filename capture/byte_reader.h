@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "capture/frame.h"
+#include "net/byte_order.h"
 
 namespace byod::capture {
 
@@ -31,27 +32,14 @@ class ByteReader {
 
   void Skip(size_t count) { Take(count); }
 
-  uint8_t Byte() {
-    const Bytes taken = Take(1);
-    return taken.empty() ? uint8_t{0} : taken[0];
-  }
+  uint8_t Byte() { return Number(net::LoadBig<uint8_t>); }
 
   /// In network order.
-  uint16_t Word() {
-    const auto high = Byte();
-    return static_cast<uint16_t>(high << 8 | Byte());
-  }
+  uint16_t Word() { return Number(net::LoadBig<uint16_t>); }
 
   /// In the order of little-endian machines.
-  uint16_t LittleWord() {
-    const auto low = Byte();
-    return static_cast<uint16_t>(low | Byte() << 8);
-  }
-
-  uint32_t LittleLong() {
-    const uint32_t low = LittleWord();
-    return low | static_cast<uint32_t>(LittleWord()) << 16;
-  }
+  uint16_t LittleWord() { return Number(net::LoadLittle<uint16_t>); }
+  uint32_t LittleLong() { return Number(net::LoadLittle<uint32_t>); }
 
   MacAddress Mac() {
     MacAddress mac = {};
@@ -60,6 +48,12 @@ class ByteReader {
   }
 
  private:
+  template <typename Value>
+  Value Number(Value (*load)(const void*)) {
+    const Bytes taken = Take(sizeof(Value));
+    return taken.empty() ? Value{0} : load(taken.data());
+  }
+
   Bytes rest_;
   bool failed_ = false;
 };

@@ -8,12 +8,12 @@
 #include <span>
 #include <string>
 
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 
 namespace byod::capture {
 
 using Bytes = std::span<const uint8_t>;
-using rulefiles::MacAddress;
+using net::MacAddress;
 
 /// An IPv6 address, or an IPv4 address in the last four bytes after ten zeros and ff:ff. All zero
 /// = none.

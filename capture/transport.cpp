@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+#include "net/byte_order.h"
+
 namespace byod::capture {
 namespace {
 
@@ -21,7 +23,7 @@ Transport Malformed() {
 }
 
 uint16_t WordAt(Bytes bytes, size_t at) {
-  return static_cast<uint16_t>(bytes[at] << 8 | bytes[at + 1]);
+  return net::LoadBig<uint16_t>(bytes.data() + at);
 }
 
 void TakePayload(const Tins::PDU& carrier, Segment& segment) {

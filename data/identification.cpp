@@ -9,6 +9,7 @@
 #include "data/internal.h"
 #include "data/user_agent/first_match.h"
 #include "mac.h"
+#include "net/mac_address.h"
 
 namespace byod::data {
 namespace {
@@ -179,7 +180,7 @@ uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDe
 uint32_t byod_data_AttriByMacFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
                                          uint16_t* complete) {
   *complete = 0;
-  if (byod::LoadMac(fp->mac) == 0) return BYOD_ERR_FAILED;
+  if (byod::net::LoadMac(fp->mac) == 0) return BYOD_ERR_FAILED;
   if (BYOD_data_GetDevAttriByMac(fp->mac, attr) != 0) return BYOD_ERR_FAILED;
   return Identified(BYOD_METHOD_MAC, fp->mac, attr, complete);
 }

@@ -6,6 +6,7 @@
 
 #include "byod_data.h"
 #include "lauth_text.h"
+#include "net/mac_address.h"
 
 void MAC_BroadcastAddr(uint8_t* mac) {
   std::memset(mac, 0xFF, BYOD_MAC_SIZE);
@@ -14,8 +15,7 @@ void MAC_BroadcastAddr(uint8_t* mac) {
 void MAC_ToStringForMode(const uint8_t* mac, uint32_t size, char* out) {
   if (mac == nullptr || out == nullptr) return;
   char digits[2 * BYOD_MAC_SIZE + 1];
-  scnprintf(digits, sizeof digits, "%02x%02x%02x%02x%02x%02x", mac[0], mac[1], mac[2], mac[3],
-            mac[4], mac[5]);
+  byod::net::WriteMac<byod::net::kDigits>(digits, mac);
   size_t length = std::strlen(digits);
   while (length > 1 && digits[length - 1] == '0')
     --length;

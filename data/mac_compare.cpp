@@ -1,9 +1,9 @@
 // How MAC rules compare: as numbers, under masks.
 #include <cstddef>
 
-#include "data/byte_order.h"
 #include "data/containers/steps.h"
 #include "data/internal.h"
+#include "net/byte_order.h"
 
 namespace {
 
@@ -18,12 +18,15 @@ int ThreeWay(uint64_t a, uint64_t b) {
 static_assert(offsetof(ByodMacRule, mask) == offsetof(ByodMacRule, mac) + BYOD_MAC_SIZE);
 
 uint64_t MacOf(const void* rule) {
-  return byod::LoadEight(static_cast<const char*>(rule) + offsetof(ByodMacRule, mac)) >> 16;
+  return byod::net::LoadBig<uint64_t>(static_cast<const char*>(rule) +
+                                      offsetof(ByodMacRule, mac)) >>
+         16;
 }
 
 /// Above the mask stand the last two bytes of the address, for an AND with an address to clear.
 uint64_t MaskOf(const void* rule) {
-  return byod::LoadEight(static_cast<const char*>(rule) + offsetof(ByodMacRule, mask) - 2);
+  return byod::net::LoadBig<uint64_t>(static_cast<const char*>(rule) + offsetof(ByodMacRule, mask) -
+                                      2);
 }
 
 int CompareUnderCommonMask(const void* a, const void* b) {

@@ -1,10 +1,10 @@
 // The MAC rules: a tree in the order of the masked addresses.
 #include <cstring>
 
-#include "data/byte_order.h"
 #include "data/rule_store.h"
 #include "data/rule_table.h"
 #include "lauth_avl.h"
+#include "net/mac_address.h"
 
 namespace byod::data {
 namespace {
@@ -62,9 +62,9 @@ class Walk {
 }  // namespace
 }  // namespace byod::data
 
-using byod::LoadMac;
 using byod::data::MacTable;
 using byod::data::store;
+using byod::net::LoadMac;
 
 ByodMacRule* BYOD_data_AllocMacRule() {
   return byod::data::AllocRule<ByodMacRule>();

@@ -12,17 +12,14 @@
 #include "data/bounded_copy.h"
 #include "db/sort_list.h"
 #include "lauth_text.h"
+#include "net/free_deleter.h"
 #include "tlv/message.h"
 
 namespace byod::db {
 namespace {
 
-struct Freer {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
 template <typename T>
-using OnHeap = std::unique_ptr<T, Freer>;
+using OnHeap = std::unique_ptr<T, net::FreeDeleter>;
 
 /// A record as it is read back; what was stored may be shorter.
 struct AuthorizationRecord {

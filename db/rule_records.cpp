@@ -3,16 +3,11 @@
 #include "byod_db.h"
 #include "data/bounded_copy.h"
 #include "db/sort_list.h"
-#include "lauth_text.h"
 #include "mac.h"
+#include "net/mac_address.h"
 
 namespace byod::db {
 namespace {
-
-void WriteMac(ByodMacRuleShowRec& record, const uint8_t* mac) {
-  scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", mac[0], mac[1],
-            mac[2], mac[3], mac[4], mac[5]);
-}
 
 struct MacList {
   using Rule = ByodMacRule;
@@ -23,7 +18,7 @@ struct MacList {
   static constexpr uint32_t kList = BYOD_DB_MAC_LIST;
 
   static void WriteKey(Record& record, const Rule& rule) {
-    WriteMac(record, rule.mac);
+    net::WriteMac<net::kStored>(record.mac_text, rule.mac);
     std::memcpy(record.mask, rule.mask, sizeof record.mask);
   }
 
@@ -199,7 +194,7 @@ uint32_t BYOD_db_DeleteDhcpOptionRule(const ByodTextRuleShowRec* record) {
 
 uint32_t BYOD_db_IsMacExistInDb(const uint8_t* mac) {
   ByodMacRuleShowRec record = {};
-  byod::db::WriteMac(record, mac);
+  byod::net::WriteMac<byod::net::kStored>(record.mac_text, mac);
   return byod::db::Exists<MacList>(record);
 }
 

@@ -169,10 +169,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static Peer& peer = [&]() -> Peer& {
     std::ios::sync_with_stdio(false);  // as byodctl does; it would undo what is captured
     setenv("NO_COLOR", "1", 1);
-    return *new Peer(directory.File("socket"));
+    return *new Peer(directory / "socket");
   }();
   const size_t choice = data[0] % kCommands.size();
-  const std::string socket_path = directory.File("socket");
+  const std::string socket_path = directory / "socket";
   std::vector<const char*> arguments = {"byodctl", "--timeout", "5", "--socket",
                                         socket_path.c_str()};
   arguments.insert(arguments.end(), kCommands[choice].begin(), kCommands[choice].end());

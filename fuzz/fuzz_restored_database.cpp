@@ -82,7 +82,7 @@ uint32_t TakeNumber(std::span<const uint8_t>& input, size_t count) {
 /// The database of the rest of the daemon's life, and files beside it.
 class Fuzzed {
  public:
-  Fuzzed() : store_(directory_.File("state"), false, idle_, authorization_) {
+  Fuzzed() : store_(directory_ / "state", false, idle_, authorization_) {
     SetLogLevel(Severity::kError);
     Expect(BYOD_data_GlobalInfoInit(50) == 0);
     BYOD_order_Init();
@@ -93,7 +93,7 @@ class Fuzzed {
   }
 
   void Try(uint8_t form, std::span<const uint8_t> input) {
-    const std::string file = directory_.File("input");
+    const std::string file = directory_ / "input";
     std::filesystem::remove(file);
     if (form == 2) {
       WriteRecords(input, file);
@@ -147,7 +147,7 @@ class Fuzzed {
                         24),
         0);
     add(4, std::string("\xF9LM\x01\0\0\0\x10\0\x0F\0\x04\0\0\0\x02", 16), 0);
-    const std::string file = directory_.File("good");
+    const std::string file = directory_ / "good";
     WriteRecords(rows, file);
     std::ifstream stream(file, std::ios::binary);
     good_.assign(std::istreambuf_iterator<char>(stream), {});
@@ -169,7 +169,7 @@ class Fuzzed {
 
   /// Writes a backup of a database that the platform fills.
   void WriteRecords(std::span<const uint8_t> input, const std::string& file) {
-    const std::string other = directory_.File("other");
+    const std::string other = directory_ / "other";
     LAUTH_db_SetDirectory(other.c_str());
     int32_t handle = -1;
     Expect(DBM_Open(kName, "BYOD", DBM_MODE, &kParameters, &handle) == 0);
@@ -235,7 +235,7 @@ class Fuzzed {
     // The first recovery may have tidied what is stored; from then on nothing changes.
     store_.Recover();
     const std::string before = State();
-    const std::string file = directory_.File("backup");
+    const std::string file = directory_ / "backup";
     std::filesystem::remove(file);
     Expect(store_.Backup(file).Ok());
     Expect(store_.Restore(file).Ok());

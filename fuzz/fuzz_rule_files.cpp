@@ -68,7 +68,7 @@ void CheckRule(const TextRule& rule) {
 
 void CheckRule(const MacRule& rule) {
   Expect(rule.prefix.bits >= 1 && rule.prefix.bits <= 48);
-  Expect(rule.prefix == MakePrefix(rule.prefix.address, rule.prefix.bits));
+  Expect(rule.prefix == net::MakePrefix(rule.prefix.address, rule.prefix.bits));
   CheckDevice(rule.device);
 }
 
@@ -117,7 +117,7 @@ void CheckAliases(std::string_view content) {
 void WriteFiles(const fuzz::ScratchDirectory& directory, const std::vector<const char*>& names,
                 std::string_view input) {
   for (const char* const name : names) {
-    std::filesystem::remove(directory.File(name));
+    std::filesystem::remove((directory / name));
     if (input.empty()) continue;
     const size_t end = input.find('\x1E');
     directory.Write(name, input.substr(0, end));

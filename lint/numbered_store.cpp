@@ -68,7 +68,7 @@ std::optional<size_t> NumberedStore::WinnerOnOptions(const std::string& options)
   });
 }
 
-std::optional<size_t> NumberedStore::WinnerOnAddress(const rulefiles::MacAddress& mac) {
+std::optional<size_t> NumberedStore::WinnerOnAddress(const net::MacAddress& mac) {
   return NumberOf(
       [&](uint32_t size, char* out) { return BYOD_data_GetDevTypeByMac(mac.data(), size, out); });
 }

@@ -32,7 +32,7 @@ class NumberedStore {
   /// device.
   static std::optional<size_t> WinnerOnUserAgent(const std::string& user_agent);
   static std::optional<size_t> WinnerOnOptions(const std::string& options);
-  static std::optional<size_t> WinnerOnAddress(const rulefiles::MacAddress& mac);
+  static std::optional<size_t> WinnerOnAddress(const net::MacAddress& mac);
 };
 
 }  // namespace byod::lint

@@ -42,7 +42,7 @@ std::optional<Remark> RemarkOnOptions(const std::string& options) {
                 "written, it has more than 255 bytes"};
 }
 
-std::optional<Remark> RemarkOnBlock(const rulefiles::Prefix& prefix) {
+std::optional<Remark> RemarkOnBlock(const net::Prefix& prefix) {
   constexpr unsigned kGroupBit = 8;  // the last of the first byte
   if (prefix.bits < kGroupBit || (prefix.Mac()[0] & 0x01) == 0) return std::nullopt;
   return Remark{Severity::kError, "impossible",

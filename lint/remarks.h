@@ -9,7 +9,7 @@
 
 #include "lint/expression.h"
 #include "lint/finding.h"
-#include "rulefiles/prefix.h"
+#include "net/prefix.h"
 #include "rulefiles/rule_file.h"
 
 namespace byod::lint {
@@ -34,7 +34,7 @@ std::optional<Remark> RemarkOnTerms(const Terms& terms);
 std::optional<Remark> RemarkOnOptions(const std::string& options);
 
 /// A block without addresses of terminals.
-std::optional<Remark> RemarkOnBlock(const rulefiles::Prefix& prefix);
+std::optional<Remark> RemarkOnBlock(const net::Prefix& prefix);
 
 /// A rule without fields.
 std::optional<Remark> RemarkOnDevice(const rulefiles::DeviceText& device);

@@ -11,7 +11,7 @@
 #include "lint/expression.h"
 #include "lint/remarks.h"
 #include "lint/shadows.h"
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 
 namespace byod::lint {
 namespace {
@@ -264,7 +264,7 @@ void CheckMacRules(const std::vector<MacRule>& rules, const NumberedStore& store
   CheckExamples(
       rules,
       [&](const std::string& text) {
-        const auto mac = rulefiles::ParseMac(text);
+        const auto mac = net::ParseMac(text);
         return Example{"address", mac.has_value(),
                        mac ? store.WinnerOnAddress(*mac) : std::nullopt};
       },

@@ -14,6 +14,8 @@
 #include <optional>
 #include <string_view>
 
+#include "net/mac_address.h"
+
 namespace {
 
 void WriteLine(void* /*context*/, uint32_t /*level*/, const char* text) {
@@ -292,9 +294,8 @@ class Formatter {
 
   void AddMac(const Conversion& conversion, const uint8_t* mac) {
     if (mac == nullptr) return AddText(conversion, nullptr);
-    char text[sizeof "00:11:22:33:44:55"];
-    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
-                  mac[3], mac[4], mac[5]);
+    char text[byod::net::kColons.Length() + 1];
+    byod::net::WriteMac<byod::net::kColons>(text, mac);
     AddText(conversion, text);
   }
 

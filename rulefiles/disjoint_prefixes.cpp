@@ -8,7 +8,7 @@ namespace byod::rulefiles {
 namespace {
 
 /// Appends the rule for the parts of a block that the blocks inside it, in order, leave over.
-void AppendPieces(const MacRule& rule, const Prefix& block, std::span<const MacRule> inside,
+void AppendPieces(const MacRule& rule, const net::Prefix& block, std::span<const MacRule> inside,
                   std::vector<MacRule>& out) {
   if (inside.empty()) {
     out.push_back(rule);
@@ -16,7 +16,7 @@ void AppendPieces(const MacRule& rule, const Prefix& block, std::span<const MacR
     return;
   }
   if (inside.front().prefix == block) return;
-  const Prefix upper = block.Half(true);
+  const net::Prefix upper = block.Half(true);
   const auto border = std::ranges::lower_bound(inside, upper.address, {},
                                                [](const MacRule& r) { return r.prefix.address; });
   const auto in_lower = static_cast<size_t>(border - inside.begin());

@@ -32,19 +32,19 @@ bool IsBlock(const std::optional<std::string>& digits) {
 std::vector<MacRule> ReadRegistry(const std::string& directory, const VendorAliases& aliases,
                                   Diagnostics& diagnostics) {
   std::vector<MacRule> rules;
-  std::set<Prefix> seen;
+  std::set<net::Prefix> seen;
   for (const std::string_view name : kFiles) {
     const auto file = ReadFile(directory + "/" + std::string{name}, diagnostics);
     if (!file) continue;
     ReadRows(*file, {{"Assignment", Column::kKey}, {"Organization Name", Column::kKey}},
              Others::kExpected, diagnostics, [&](Row&& row) {
-               const auto digits = MacDigits(row.fields[0]);
+               const auto digits = net::MacDigits(row.fields[0]);
                if (!IsBlock(digits)) {
                  return diagnostics.Report(Problem::kRow, row.place,
                                            "assignment " + Quoted(row.fields[0]) +
                                                " is not 6, 7 or 9 hexadecimal digits");
                }
-               const Prefix prefix = PrefixFromDigits(*digits);
+               const net::Prefix prefix = net::PrefixFromDigits(*digits);
                if (!seen.insert(prefix).second) return;
                MacRule rule{prefix, {}, {}, row.place};
                rule.device.vendor = VendorOf(row.fields[1], prefix.bits, aliases);

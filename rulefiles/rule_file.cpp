@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "byod_data.h"
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 #include "rulefiles/text.h"
 
 namespace byod::rulefiles {
@@ -51,19 +51,19 @@ Fault ReadMask(std::string_view text, unsigned& bits) {
     bits = *length;
     return {};
   }
-  const auto mask = ParseMac(text);
+  const auto mask = net::ParseMac(text);
   if (!mask) return "mask " + Quoted(text) + " is neither an address nor 1 to 48 bits";
-  const uint64_t value = MakePrefix(*mask, kAllBits).address;
+  const uint64_t value = net::MakePrefix(*mask, kAllBits).address;
   bits = static_cast<unsigned>(std::countl_one(value << (64 - kAllBits)));
   if (bits == 0) return "mask " + Quoted(text) + " keeps no leading bit";
-  if (MakePrefix(value, bits).address != value) return "mask " + Quoted(text) + " has a gap";
+  if (net::MakePrefix(value, bits).address != value) return "mask " + Quoted(text) + " has a gap";
   return {};
 }
 
-Fault ReadPrefix(std::string_view address, std::string_view mask, Prefix& prefix) {
+Fault ReadPrefix(std::string_view address, std::string_view mask, net::Prefix& prefix) {
   if (address.empty()) return "mac is empty";
   const size_t slash = address.find('/');
-  const auto digits = MacDigits(address.substr(0, slash));
+  const auto digits = net::MacDigits(address.substr(0, slash));
   if (!digits) return "address " + Quoted(address) + " is malformed";
   const unsigned known_bits = 4 * static_cast<unsigned>(digits->size());
 
@@ -83,7 +83,7 @@ Fault ReadPrefix(std::string_view address, std::string_view mask, Prefix& prefix
       return "prefix length of " + Quoted(address) + " contradicts mask " + Quoted(mask);
     }
   }
-  prefix = MakePrefix(PrefixFromDigits(*digits).address, bits);
+  prefix = net::MakePrefix(net::PrefixFromDigits(*digits).address, bits);
   return {};
 }
 

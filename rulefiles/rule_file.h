@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "net/prefix.h"
 #include "rulefiles/csv_file.h"
 #include "rulefiles/diagnostics.h"
-#include "rulefiles/prefix.h"
 
 namespace byod::rulefiles {
 
@@ -21,7 +21,7 @@ struct DeviceText {
 };
 
 struct MacRule {
-  Prefix prefix;
+  net::Prefix prefix;
   DeviceText device;
   std::string example;  ///< of a fingerprint on which the rule wins; may be empty
   Place place;

@@ -17,7 +17,7 @@ namespace {
 using Blocks = std::map<uint64_t, MacRule>;
 
 /// @return the first of the blocks that overlap a prefix, or end
-Blocks::iterator FindOverlap(Blocks& blocks, const Prefix& prefix) {
+Blocks::iterator FindOverlap(Blocks& blocks, const net::Prefix& prefix) {
   const auto next = blocks.lower_bound(prefix.address);
   if (next != blocks.end() && next->second.prefix.Overlaps(prefix)) return next;
   if (next == blocks.begin()) return blocks.end();

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "byod_tlv.h"
+#include "net/free_deleter.h"
 #include "tlv/append.h"
 #include "tlv/message.h"
 #include "tlv/scan.h"
@@ -10,10 +11,7 @@
 namespace byod::tlv {
 namespace {
 
-struct Freer {
-  void operator()(void* memory) const { std::free(memory); }
-};
-using Buffer = std::unique_ptr<void, Freer>;
+using Buffer = std::unique_ptr<void, net::FreeDeleter>;
 
 constexpr size_t kSlots = 3;
 

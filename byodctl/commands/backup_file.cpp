@@ -63,18 +63,6 @@ std::string ReasonToKeep(const std::string& name, const struct stat& status) {
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this != &other) {
-    Close();
-    number_ = std::exchange(other.number_, -1);
-  }
-  return *this;
-}
-
-bool Descriptor::Close() {
-  return number_ < 0 || close(std::exchange(number_, -1)) == 0;
-}
-
 bool IsBackupHeader(std::string_view bytes) {
   using namespace std::string_view_literals;
   constexpr size_t kApplicationAt = 68;

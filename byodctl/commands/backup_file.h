@@ -6,26 +6,12 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
+
+#include "net/descriptor.h"
 
 namespace byod::ctl {
 
-/// A file descriptor that closes itself.
-class Descriptor {
- public:
-  explicit Descriptor(int number = -1) : number_(number) {}
-  ~Descriptor() { Close(); }
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return number_; }
-  bool Close();
-
- private:
-  int number_;
-};
+using net::Descriptor;
 
 /// Whether these first bytes of a file are those of a backup.
 constexpr size_t kBackupHeaderSize = 72;

@@ -5,8 +5,8 @@
 #include <ctime>
 
 #include "byod_tlv.h"
+#include "net/mac_text.h"
 #include "protocol/extensions.h"
-#include "rulefiles/mac_text.h"
 
 namespace byod::ctl {
 
@@ -14,9 +14,9 @@ FingerprintText FingerprintIn(const Fields& fields) {
   FingerprintText text;
   const std::string mac = fields.Bytes(BYOD_TLV_MAC);
   if (mac.size() == BYOD_MAC_SIZE) {
-    rulefiles::MacAddress address;
+    net::MacAddress address;
     std::memcpy(address.data(), mac.data(), address.size());
-    text.mac = rulefiles::ToString(address);
+    text.mac = net::ToString(address);
   }
   const std::string options = fields.Bytes(BYOD_TLV_OPTION55);
   text.options = OptionsText({reinterpret_cast<const uint8_t*>(options.data()), options.size()});

@@ -12,7 +12,7 @@
 #include "byodctl/text/authorization_text.h"
 #include "byodctl/text/display_text.h"
 #include "byodctl/text/json.h"
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 
 namespace byod::ctl {
 namespace {
@@ -72,7 +72,7 @@ FingerprintText StationReport::Text() const {
 }
 
 bool StationReport::IsLocallyAdministered() const {
-  return mac && rulefiles::IsLocallyAdministered(*mac);
+  return mac && net::IsLocallyAdministered(*mac);
 }
 
 StationWatch::StationWatch(Identifier& identifier, Take take)

@@ -40,15 +40,15 @@ rulefiles::DeviceText DeviceOf(const ByodDeviceInfo& info) {
   return {info.name, info.vendor, info.category, info.os};
 }
 
-rulefiles::Prefix PrefixOf(const uint8_t* mac, const uint8_t* mask) {
-  rulefiles::MacAddress address;
-  rulefiles::MacAddress kept;
+net::Prefix PrefixOf(const uint8_t* mac, const uint8_t* mask) {
+  net::MacAddress address;
+  net::MacAddress kept;
   std::memcpy(address.data(), mac, address.size());
   std::memcpy(kept.data(), mask, kept.size());
   unsigned bits = 0;
   for (const uint8_t byte : kept)
     bits += static_cast<unsigned>(std::popcount(byte));
-  return rulefiles::MakePrefix(address, bits);
+  return net::MakePrefix(address, bits);
 }
 
 /// A list of options is stored without blanks, but often written with some after commas.
@@ -112,7 +112,7 @@ uint32_t RuleKindOf(const std::string& name) {
 }
 
 std::string ToString(const RuleKey& key) {
-  return key.kind == BYOD_METHOD_MAC ? rulefiles::ToString(key.prefix) : key.text;
+  return key.kind == BYOD_METHOD_MAC ? net::ToString(key.prefix) : key.text;
 }
 
 std::string IdentityOf(const RuleKey& key) {

@@ -24,7 +24,7 @@ uint32_t RuleKindOf(const std::string& name);
 /// Identifies a rule.
 struct RuleKey {
   uint32_t kind = BYOD_METHOD_COUNT;
-  rulefiles::Prefix prefix;  ///< of a MAC rule
+  net::Prefix prefix;  ///< of a MAC rule
   std::string text;          ///< of any other rule
 };
 

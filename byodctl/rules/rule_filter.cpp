@@ -24,7 +24,7 @@ bool IsWanted(const std::optional<std::string>& wanted, const std::string& text)
 }
 
 /// The block or address in a text, if it is one.
-std::optional<rulefiles::Prefix> BlockOf(const std::string& text) {
+std::optional<net::Prefix> BlockOf(const std::string& text) {
   try {
     return ReadRule(BYOD_METHOD_MAC, text, {}).key.prefix;
   } catch (const Failure&) {
@@ -60,7 +60,7 @@ FingerprintText FingerprintOf(std::string_view text) {
   FingerprintText fingerprint;
   if (PartAt(text) == nullptr) {
     std::string FingerprintText::* member = &FingerprintText::user_agent;
-    if (rulefiles::ParseMac(text)) member = &FingerprintText::mac;
+    if (net::ParseMac(text)) member = &FingerprintText::mac;
     const bool is_list = text.find_first_not_of("0123456789, ") == std::string_view::npos;
     if (is_list && member == &FingerprintText::user_agent) member = &FingerprintText::options;
     fingerprint.*member = text;

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "net/mac_text.h"
 #include "rulefiles/diagnostics.h"
-#include "rulefiles/mac_text.h"
 #include "rulefiles/text.h"
 
 namespace byod::ctl {
@@ -41,13 +41,13 @@ ParsedFingerprint ParseFingerprint(const FingerprintText& text) {
   ParsedFingerprint parsed;
   ByodFingerPrint& out = parsed.fingerprint;
   if (!text.mac.empty()) {
-    const auto mac = rulefiles::ParseMac(text.mac);
+    const auto mac = net::ParseMac(text.mac);
     if (!mac) {
       parsed.error = "address " + Quoted(text.mac) + " is malformed";
       return parsed;
     }
     std::ranges::copy(*mac, out.mac);
-    parsed.is_locally_administered = rulefiles::IsLocallyAdministered(*mac);
+    parsed.is_locally_administered = net::IsLocallyAdministered(*mac);
   }
   if (!text.options.empty()) {
     parsed.error = ParseOptions(text.options, out);
@@ -70,13 +70,13 @@ std::string OptionsText(std::span<const uint8_t> options) {
 }
 
 std::string AddressText(const std::string& mac) {
-  const auto parsed = rulefiles::ParseMac(mac);
-  return parsed ? rulefiles::ToString(*parsed) : mac;
+  const auto parsed = net::ParseMac(mac);
+  return parsed ? net::ToString(*parsed) : mac;
 }
 
 bool IsLocallyAdministered(const std::string& mac) {
-  const auto parsed = rulefiles::ParseMac(mac);
-  return parsed && rulefiles::IsLocallyAdministered(*parsed);
+  const auto parsed = net::ParseMac(mac);
+  return parsed && net::IsLocallyAdministered(*parsed);
 }
 
 }  // namespace byod::ctl

@@ -2,10 +2,11 @@
 #ifndef BYOD_DATA_CONTAINERS_LIST_MARKS_H
 #define BYOD_DATA_CONTAINERS_LIST_MARKS_H
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include "net/byte_order.h"
 
 namespace byod::data {
 
@@ -17,10 +18,8 @@ class TextMark {
   TextMark() = default;
   explicit TextMark(const char* text) {
     std::memcpy(words_, text, strnlen(text, sizeof words_));
-    if constexpr (std::endian::native == std::endian::little) {
-      for (uint64_t& word : words_)
-        word = __builtin_bswap64(word);
-    }
+    for (uint64_t& word : words_)
+      word = net::BigEndian(word);
   }
 
   int Compare(const TextMark& other) const {

@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <utility>
 
 #include "lauthd/requests/restore_upload.h"
 #include "lauthd/requests/session.h"
+#include "net/descriptor.h"
+#include "net/scratch_directory.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {
@@ -22,8 +24,7 @@ constexpr uint64_t kMaxBackup = 1ull << 30;
 /// The pieces of a file that has been unlinked.
 class FileSeries : public Series {
  public:
-  FileSeries(int file, uint64_t size) : file_(file), size_(size) {}
-  ~FileSeries() override { close(file_); }
+  FileSeries(net::Descriptor file, uint64_t size) : file_(std::move(file)), size_(size) {}
 
   bool HoldsFile() const override { return true; }
 
@@ -34,7 +35,7 @@ class FileSeries : public Series {
       if (!pieces.AddBytes(BYOD_EXT_TOTAL, total.data(), total.size())) return false;
     }
     std::array<uint8_t, BYOD_EXT_DATA_MAX> piece;
-    const ssize_t got = pread(file_, piece.data(), piece.size(), static_cast<off_t>(sent_));
+    const ssize_t got = pread(file_.get(), piece.data(), piece.size(), static_cast<off_t>(sent_));
     if (got < 0 || (got == 0 && sent_ < size_)) return false;
     if (got > 0 && !pieces.AddBytes(BYOD_EXT_DATA, piece.data(), static_cast<size_t>(got))) {
       return false;
@@ -45,7 +46,7 @@ class FileSeries : public Series {
   }
 
  private:
-  int file_;
+  net::Descriptor file_;
   uint64_t size_;
   uint64_t sent_ = 0;
 };
@@ -101,16 +102,15 @@ Result SendBackup(Exchange& exchange) {
   if (exchange.state.options.no_database) return NoDatabase();
   if (exchange.state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
   Store& store = exchange.state.store;
-  const ScratchDirectory directory(store.directory());
-  if (!directory.made()) return CannotWrite(store.directory());
-  if (Result made = store.Backup(directory.file()); !made.Ok()) return made;
-  const int file = open(directory.file().c_str(), O_RDONLY | O_CLOEXEC);
+  const net::ScratchDirectory directory(store.directory() + "/.lauthd-");
+  if (!directory) return CannotWrite(store.directory());
+  const std::string copy = directory / "database";
+  if (Result made = store.Backup(copy); !made.Ok()) return made;
+  net::Descriptor file(open(copy.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat status;
-  if (file < 0 || fstat(file, &status) != 0) {
-    if (file >= 0) close(file);
-    return CannotWrite(store.directory());
-  }
-  exchange.series = std::make_unique<FileSeries>(file, static_cast<uint64_t>(status.st_size));
+  if (!file || fstat(file.get(), &status) != 0) return CannotWrite(store.directory());
+  exchange.series =
+      std::make_unique<FileSeries>(std::move(file), static_cast<uint64_t>(status.st_size));
   return {};
 }
 

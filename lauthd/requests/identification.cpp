@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "data/bounded_copy.h"
-#include "data/byte_order.h"
 #include "explain/explanation_message.h"
 #include "lauthd/requests/authorization_requests.h"
 #include "lauthd/requests/session.h"
@@ -126,7 +125,7 @@ void AppendFingerPrint(tlv::Appender& append, const ByodFingerPrint& fingerprint
                  fingerprint.options);
   }
   append.PresentText(BYOD_TLV_USERAGENT, fingerprint.user_agent);
-  if (LoadMac(fingerprint.mac) != 0) append.Address(BYOD_TLV_MAC, fingerprint.mac);
+  if (net::LoadMac(fingerprint.mac) != 0) append.Address(BYOD_TLV_MAC, fingerprint.mac);
 }
 
 void AppendIdentity(tlv::Appender& append, const Identity& identity) {

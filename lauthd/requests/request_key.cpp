@@ -1,8 +1,8 @@
 #include "lauthd/requests/request_key.h"
 
-#include "data/byte_order.h"
 #include "lauth_tlv.h"
 #include "mac.h"
+#include "net/mac_address.h"
 
 namespace byod::lauthd {
 namespace {
@@ -25,7 +25,7 @@ bool Has(uint32_t request, uint16_t type) {
 /// The tree orders rules by prefix; a rule under a mask with holes could not be found again.
 bool IsPrefix(const uint8_t (&mask)[BYOD_MAC_SIZE]) {
   const uint64_t ones = 0xFFFFFFFFFFFF;
-  const uint64_t free_bits = ~LoadMac(mask) & ones;
+  const uint64_t free_bits = ~net::LoadMac(mask) & ones;
   return (free_bits & (free_bits + 1)) == 0;
 }
 
@@ -43,12 +43,12 @@ Result ReadKey(uint32_t request, KeyUse use, ByodMacRule& key, bool* covered) {
   const bool has_mac = Has(request, BYOD_TLV_MAC);
   const bool has_mask = Has(request, BYOD_TLV_MACMASK);
   if (covered != nullptr) *covered = has_mac && !has_mask;
-  if (!has_mask && LoadMac(key.mac) != 0) MAC_BroadcastAddr(key.mask);
+  if (!has_mask && net::LoadMac(key.mac) != 0) MAC_BroadcastAddr(key.mask);
   if (!IsPrefix(key.mask)) return Bad("the mask has holes");
   if (use == KeyUse::kQuery) return {};
   if (!has_mac) return Bad("the MAC address is missing");
   if (!has_mask) MAC_BroadcastAddr(key.mask);
-  if (LoadMac(key.mask) == 0) return Bad("the mask keeps nothing");
+  if (net::LoadMac(key.mask) == 0) return Bad("the mask keeps nothing");
   return {};
 }
 

@@ -4,35 +4,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 
 namespace byod::lauthd {
 
-ScratchDirectory::ScratchDirectory(const std::string& parent)
-    : path_(parent + "/.lauthd-XXXXXX"), made_(mkdtemp(path_.data()) != nullptr) {}
-
-ScratchDirectory::~ScratchDirectory() {
-  std::error_code ignored;
-  if (made_) std::filesystem::remove_all(path_, ignored);
-}
-
 RestoreUpload::RestoreUpload(const std::string& directory, uint64_t total)
-    : directory_(directory), total_(total) {
-  if (directory_.made()) {
-    file_ = open(directory_.file().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  }
-}
-
-RestoreUpload::~RestoreUpload() {
-  if (file_ >= 0) close(file_);
+    : directory_(directory + "/.lauthd-"), total_(total) {
+  if (!directory_) return;
+  file_ = net::Descriptor(open(file().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
 }
 
 bool RestoreUpload::Add(const void* bytes, size_t length) {
   if (length > total_ - received_) return false;
   const auto* next = static_cast<const uint8_t*>(bytes);
   while (length > 0) {
-    const ssize_t written = write(file_, next, length);
+    const ssize_t written = write(file_.get(), next, length);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return false;
     next += written;

@@ -6,42 +6,26 @@
 #include <cstdint>
 #include <string>
 
+#include "net/descriptor.h"
+#include "net/scratch_directory.h"
+
 namespace byod::lauthd {
-
-/// A private directory beside the database, for one file; removed with its scope.
-class ScratchDirectory {
- public:
-  explicit ScratchDirectory(const std::string& parent);
-  ~ScratchDirectory();
-  ScratchDirectory(const ScratchDirectory&) = delete;
-  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-  bool made() const { return made_; }
-  std::string file() const { return path_ + "/database"; }
-
- private:
-  std::string path_;
-  bool made_;
-};
 
 /// The bytes of a backup that have arrived so far, in a file that is removed with its scope.
 class RestoreUpload {
  public:
   /// @param total  the size that the client announced
   RestoreUpload(const std::string& directory, uint64_t total);
-  ~RestoreUpload();
-  RestoreUpload(const RestoreUpload&) = delete;
-  RestoreUpload& operator=(const RestoreUpload&) = delete;
 
-  bool Ready() const { return file_ >= 0; }
+  bool Ready() const { return bool{file_}; }
   /// @return false when the bytes cannot be written, or exceed the announced size
   bool Add(const void* bytes, size_t length);
   bool Whole() const { return received_ == total_; }
-  std::string file() const { return directory_.file(); }
+  std::string file() const { return directory_ / "database"; }
 
  private:
-  ScratchDirectory directory_;
-  int file_ = -1;
+  net::ScratchDirectory directory_;
+  net::Descriptor file_;
   uint64_t total_;
   uint64_t received_ = 0;
 };

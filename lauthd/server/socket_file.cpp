@@ -12,6 +12,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include "net/descriptor.h"
+#include "net/scratch_directory.h"
+
 namespace byod::lauthd {
 namespace {
 
@@ -22,39 +25,6 @@ constexpr int kBacklog = 512;
 [[noreturn]] void Fail(const std::string& what) {
   throw std::runtime_error(what + ": " + std::strerror(errno));
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return number_; }
-  int release() { return std::exchange(number_, -1); }
-
- private:
-  int number_;
-};
-
-/// A private directory, removed with its scope.
-class PrivateDirectory {
- public:
-  explicit PrivateDirectory(const std::string& parent) : path_(parent + "/.lauthd-XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) Fail("cannot make a directory in " + parent);
-  }
-  ~PrivateDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  PrivateDirectory(const PrivateDirectory&) = delete;
-  PrivateDirectory& operator=(const PrivateDirectory&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 void SetAccess(const std::string& path, std::optional<gid_t> group, mode_t mode) {
   if (group && chown(path.c_str(), static_cast<uid_t>(-1), *group) != 0) {
@@ -72,11 +42,18 @@ std::string NameOf(const std::string& path) {
   return std::filesystem::path(path).filename();
 }
 
+/// The directory is removed with its scope. @throws when it cannot be made
+net::ScratchDirectory MakeHidden(const std::string& parent) {
+  net::ScratchDirectory directory(parent + "/.lauthd-");
+  if (!directory) Fail("cannot make a directory in " + parent);
+  return directory;
+}
+
 /// Makes a directory that appears under its name with its final permissions.
 void MakeDirectory(const std::string& path, std::optional<gid_t> group) {
   if (std::filesystem::is_directory(path)) return;
-  const PrivateDirectory outer(DirectoryOf(path));
-  const std::string made = outer.path() + "/directory";
+  const net::ScratchDirectory outer = MakeHidden(DirectoryOf(path));
+  const std::string made = outer / "directory";
   if (mkdir(made.c_str(), 0700) != 0) Fail("cannot make " + made);
   SetAccess(made, group, kDirectoryMode);
   if (rename(made.c_str(), path.c_str()) != 0 && !std::filesystem::is_directory(path)) {
@@ -103,7 +80,7 @@ void ClearStale(const std::string& path) {
     Fail("cannot look at " + path);
   }
   if (!S_ISSOCK(found.st_mode)) throw std::runtime_error(path + " exists and is not a socket");
-  const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  const net::Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (probe.get() < 0) Fail("cannot make a socket");
   const sockaddr_un address = AddressOf(path);
   if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
@@ -132,10 +109,10 @@ SocketFile::SocketFile(const std::string& path, std::optional<gid_t> group)
 }
 
 void SocketFile::Bind(const std::string& path, std::optional<gid_t> group) {
-  const PrivateDirectory hidden(DirectoryOf(path));
-  const std::string made = hidden.path() + "/s";
+  const net::ScratchDirectory hidden = MakeHidden(DirectoryOf(path));
+  const std::string made = hidden / "s";
   const sockaddr_un address = AddressOf(made);
-  Descriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  net::Descriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (listening.get() < 0) Fail("cannot make a socket");
   if (bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     Fail("cannot bind a socket in " + hidden.path());

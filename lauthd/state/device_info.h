@@ -2,18 +2,14 @@
 #ifndef LAUTHD_STATE_DEVICE_INFO_H
 #define LAUTHD_STATE_DEVICE_INFO_H
 
-#include <cstdlib>
 #include <memory>
 
 #include "byod_data.h"
+#include "net/free_deleter.h"
 
 namespace byod::lauthd {
 
-struct InfoDeleter {
-  void operator()(ByodDeviceInfo* info) const { std::free(info); }
-};
-
-using OwnedInfo = std::unique_ptr<ByodDeviceInfo, InfoDeleter>;
+using OwnedInfo = std::unique_ptr<ByodDeviceInfo, net::FreeDeleter>;
 
 /// @return a copy, empty for null; null without memory
 inline OwnedInfo CopyInfo(const ByodDeviceInfo* info) {

@@ -1,8 +1,8 @@
 #include "lauthd/state/rule_kind.h"
 
-#include "data/byte_order.h"
 #include "mac.h"
-#include "rulefiles/prefix.h"
+#include "net/mac_address.h"
+#include "net/prefix.h"
 
 namespace byod::lauthd {
 
@@ -14,7 +14,7 @@ std::string Quoted(const char* text) {
 // The library's own successor knows only rules that are there; a client may page on from one that
 // has been deleted in the meantime.
 MacKind::Rule* MacKind::NextOf(const Key& key) {
-  const bool first = LoadMac(key.mac) == 0 && LoadMac(key.mask) == 0;
+  const bool first = net::LoadMac(key.mac) == 0 && net::LoadMac(key.mask) == 0;
   if (first || BYOD_data_FindMacRule(&key) != nullptr) return BYOD_FindRuleFromMacAvlNext(&key);
   Rule* rule = First();
   while (rule != nullptr && byod_data_MacRuleCompare(rule, &key) <= 0)
@@ -32,7 +32,7 @@ MacKind::Key MacKind::KeyOfRecord(const Record& record) {
 }
 
 std::string MacKind::Describe(const Key& key) {
-  return rulefiles::BlockText(key.mac, key.mask);
+  return net::BlockText(key.mac, key.mask);
 }
 
 uint32_t MacKind::DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {
@@ -46,8 +46,7 @@ uint32_t MacKind::DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {
 
 MacKind::Record MacKind::RecordOf(const Rule& rule) {
   Record record = {};
-  scnprintf(record.mac_text, sizeof record.mac_text, "%02x%02x-%02x%02x-%02x%02x", rule.mac[0],
-            rule.mac[1], rule.mac[2], rule.mac[3], rule.mac[4], rule.mac[5]);
+  net::WriteMac<net::kStored>(record.mac_text, rule.mac);
   std::memcpy(record.mask, rule.mask, sizeof record.mask);
   FillRecord(rule, record);
   return record;

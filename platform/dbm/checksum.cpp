@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "net/byte_order.h"
+
 namespace lauth::dbm {
 namespace {
 
@@ -30,10 +32,6 @@ constexpr Tables MakeTables() {
 }
 
 constexpr Tables kTables = MakeTables();
-
-uint32_t LoadLittleEndian(const unsigned char* at) {
-  return uint32_t{at[0]} | uint32_t{at[1]} << 8 | uint32_t{at[2]} << 16 | uint32_t{at[3]} << 24;
-}
 
 #if defined(__x86_64__)
 __attribute__((target("sse4.2"))) uint32_t AddByInstruction(uint32_t state,
@@ -68,8 +66,8 @@ uint32_t AddByTable(uint32_t state, std::string_view bytes) noexcept {
   auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
   size_t left = bytes.size();
   for (; left >= kStride; left -= kStride, at += kStride) {
-    const uint32_t low = state ^ LoadLittleEndian(at);
-    const uint32_t high = LoadLittleEndian(at + 4);
+    const uint32_t low = state ^ byod::net::LoadLittle<uint32_t>(at);
+    const uint32_t high = byod::net::LoadLittle<uint32_t>(at + 4);
     state = kTables[7][low & 0xFFU] ^ kTables[6][low >> 8 & 0xFFU] ^ kTables[5][low >> 16 & 0xFFU] ^
             kTables[4][low >> 24] ^ kTables[3][high & 0xFFU] ^ kTables[2][high >> 8 & 0xFFU] ^
             kTables[1][high >> 16 & 0xFFU] ^ kTables[0][high >> 24];

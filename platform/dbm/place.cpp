@@ -109,10 +109,6 @@ Result PrepareDirectory(const Place& place) {
   return FlushDirectory(DirectoryOf(place.directory));
 }
 
-Descriptor::~Descriptor() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
 Result CreatePrivateFile(const std::string& path, Descriptor& file) {
   Descriptor created(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!created) return FailSystem("create", path.c_str());

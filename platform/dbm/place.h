@@ -3,8 +3,8 @@
 #define LAUTH_PLATFORM_DBM_PLACE_H
 
 #include <string>
-#include <utility>
 
+#include "net/descriptor.h"
 #include "platform/dbm/error.h"
 
 namespace lauth::dbm {
@@ -29,23 +29,7 @@ Result Locate(const char* name, Place& place);
 /** Creates the directory, with mode 0700, if it is missing. */
 Result PrepareDirectory(const Place& place);
 
-/** An open file descriptor. */
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  ~Descriptor();
-  int get() const { return descriptor_; }
-  explicit operator bool() const { return descriptor_ >= 0; }
-
- private:
-  int descriptor_ = -1;
-};
+using byod::net::Descriptor;
 
 /** Creates an empty file that must not exist, with mode 0600. */
 Result CreatePrivateFile(const std::string& path, Descriptor& file);

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "lauth_tlv.h"
-#include "platform/byte_order.h"
+#include "net/byte_order.h"
 
 namespace lauth::tlv {
 namespace {
@@ -85,7 +85,7 @@ bool Message::Index() {
   size_t count = 0;
   size_t at = kHeader;
   while (size_ - at >= kElementHeader) {
-    const size_t length = LoadU16(bytes_ + at + 2);
+    const size_t length = byod::net::LoadBig<uint16_t>(bytes_ + at + 2);
     if (length > size_ - at - kElementHeader) return false;
     at += kElementHeader + length;
     ++count;
@@ -94,8 +94,8 @@ bool Message::Index() {
 
   at = kHeader;
   for (size_t i = 0; i < count; ++i) {
-    const uint16_t type = LoadU16(bytes_ + at);
-    const uint16_t length = LoadU16(bytes_ + at + 2);
+    const uint16_t type = byod::net::LoadBig<uint16_t>(bytes_ + at);
+    const uint16_t length = byod::net::LoadBig<uint16_t>(bytes_ + at + 2);
     at += kElementHeader;
     elements_[i] = {next_serial_++, static_cast<uint32_t>(at), type, length};
     at += length;
@@ -115,8 +115,8 @@ uint32_t Message::Append(uint16_t type, uint16_t length, const void* value) {
   }
 
   uint8_t* at = bytes_ + size_;
-  StoreU16(at, type);
-  StoreU16(at + 2, length);
+  byod::net::StoreBig(at, type);
+  byod::net::StoreBig(at + 2, length);
   if (length != 0) std::memcpy(at + kElementHeader, value, length);
   elements_[element_count_++] = {next_serial_++, static_cast<uint32_t>(size_ + kElementHeader),
                                  type, length};
@@ -159,7 +159,7 @@ const Element* Message::FindType(uint16_t type) const {
 const uint8_t* Message::Write() {
   if (deleted_ != 0) Compact();
   std::memcpy(bytes_, kMark, sizeof kMark);
-  StoreU32(bytes_ + sizeof kMark, static_cast<uint32_t>(size_));
+  byod::net::StoreBig(bytes_ + sizeof kMark, static_cast<uint32_t>(size_));
   return bytes_;
 }
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "lauth_tlv_stream.h"
-#include "platform/byte_order.h"
+#include "net/byte_order.h"
 #include "platform/tlv/message.h"
 #include "platform/tlv/pool.h"
 #include "platform/tlv/socket.h"
@@ -96,7 +96,7 @@ uint32_t TLV_Create() {
 
 uint32_t TLV_Append_UINT(uint32_t msg, uint16_t type, uint32_t value) {
   uint8_t bytes[4];
-  lauth::StoreU32(bytes, value);
+  byod::net::StoreBig(bytes, value);
   return TLV_Append_Data(msg, type, sizeof bytes, bytes);
 }
 
@@ -152,7 +152,7 @@ uint32_t TLV_GetValueByIterator(uint32_t msg, uintptr_t iterator, uint16_t lengt
 uint32_t TLV_GetUINTByIterator(uint32_t msg, uintptr_t iterator) {
   Lookup at(msg, iterator);
   if (at.element == nullptr || at.element->length != sizeof(uint32_t)) return 0;
-  return lauth::LoadU32(at.message->Value(at.element));
+  return byod::net::LoadBig<uint32_t>(at.message->Value(at.element));
 }
 
 uint32_t TLV_GetMsgLen(uint32_t msg, uint32_t mode) {

@@ -36,7 +36,7 @@ fs::path Folder() {
 }
 
 std::string TextOf(const std::optional<MacAddress>& mac) {
-  return mac ? rulefiles::ToString(*mac) : "";
+  return mac ? net::ToString(*mac) : "";
 }
 
 std::string ListOf(const std::vector<uint8_t>& options) {
@@ -50,7 +50,7 @@ void Note(const std::string& capture, const Sighting& sighting, size_t packet,
           Fingerprints& found) {
   std::vector<std::string> key{capture};
   if (sighting.HasOptions()) {
-    key.insert(key.end(), {"dhcp", rulefiles::ToString(sighting.dhcp.client),
+    key.insert(key.end(), {"dhcp", net::ToString(sighting.dhcp.client),
                            TextOf(sighting.outer_sender), ListOf(sighting.dhcp.option55)});
   } else if (sighting.kind == Sighting::Kind::kUserAgent) {
     key.insert(key.end(), {"http", "", TextOf(sighting.outer_sender), sighting.user_agent});

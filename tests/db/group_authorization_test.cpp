@@ -8,6 +8,7 @@
 
 #include "byod_db.h"
 #include "byod_lauthservice.h"
+#include "net/free_deleter.h"
 #include "support/golden.h"
 #include "support/memory_dbm.h"
 #include "support/message.h"
@@ -192,14 +193,10 @@ TEST_F(Authorization, EachDatabaseFailureOfAnAddIsReported) {
 
 // ---- finding and removing
 
-struct Free {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
 TEST_F(Authorization, FoundRecordStandsInItsBufferAndIsTheCallers) {
   Add("staff", "printer", kVlan20);
   uint32_t length = 0;
-  const std::unique_ptr<void, Free> found(
+  const std::unique_ptr<void, byod::net::FreeDeleter> found(
       BYOD_db_FindGroupAutzRecord("staff", Field("printer").data(), &length));
   ASSERT_NE(found, nullptr);
   const std::string record = Field("printer") + Serialize(kVlan20);
@@ -353,7 +350,7 @@ TEST_F(Authorization, MessageOf5760BytesComesBackAndOneByteMoreIsSkipped) {
     ASSERT_EQ(Add("g", type, Sized(size)), 0u);
     EXPECT_EQ(MemoryDbm::Lists()[GroupKey("g")].records[type].size(), 128 + size);
     uint32_t length = 0;
-    const std::unique_ptr<void, Free> found(
+    const std::unique_ptr<void, byod::net::FreeDeleter> found(
         BYOD_db_FindGroupAutzRecord("g", Field(type).data(), &length));
     EXPECT_EQ(length, std::min<size_t>(128 + size, 5888));
     Recover(GroupKey("g"));

@@ -15,6 +15,7 @@
 #include "lauth_dbm_admin.h"
 #include "lauth_tlv.h"
 #include "support/message.h"
+#include "support/scratch_directory.h"
 
 namespace {
 
@@ -22,16 +23,10 @@ using namespace support;
 
 struct StoredDatabase : testing::Test {
   void SetUp() override {
-    char name[] = "/tmp/byod-stored-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    directory = name;
-    ASSERT_EQ(LAUTH_db_SetDirectory(directory.c_str()), 0);
+    ASSERT_EQ(LAUTH_db_SetDirectory(directory.path().c_str()), 0);
     Start();
   }
-  void TearDown() override {
-    Stop();
-    std::filesystem::remove_all(directory);
-  }
+  void TearDown() override { Stop(); }
   void Start() {
     ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
     BYOD_order_Init();
@@ -57,7 +52,7 @@ struct StoredDatabase : testing::Test {
   }
   int Files() const {
     int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(directory))
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path()))
       count += entry.is_regular_file();
     return count;
   }
@@ -79,7 +74,7 @@ struct StoredDatabase : testing::Test {
     return 0;
   }
 
-  std::string directory;
+  const ScratchDirectory directory;
   static inline std::vector<std::string> handed;
 };
 
@@ -217,7 +212,7 @@ TEST_F(StoredDatabase, DatabaseThatCannotBeOpenedHoldsNothing) {
   LAUTH_db_SetDirectory("/nowhere/at/all");
   EXPECT_EQ(BYOD_db_OpenCfgDBM(), 0x40010001u);
   EXPECT_EQ(BYOD_db_IsUAExistInDb("iPhone"), 0u);
-  LAUTH_db_SetDirectory(directory.c_str());
+  LAUTH_db_SetDirectory(directory.path().c_str());
   EXPECT_EQ(BYOD_db_IsUAExistInDb("iPhone"), 1u);
 }
 

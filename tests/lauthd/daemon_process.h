@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "byod_tlv.h"
+#include "support/scratch_directory.h"
 #include "tlv/message.h"
 
 namespace byod::test {
@@ -41,23 +42,12 @@ bool Eventually(Condition condition, std::chrono::milliseconds patience = std::c
   return true;
 }
 
-class TemporaryDirectory {
+/// Others may look into it: the daemon can run as another user.
+class TemporaryDirectory : public support::ScratchDirectory {
  public:
-  TemporaryDirectory() {
-    char path[] = "/tmp/lauthd-test-XXXXXX";
-    path_ = mkdtemp(path);
-    std::filesystem::permissions(path_, std::filesystem::perms(0755));
+  TemporaryDirectory() : support::ScratchDirectory("/tmp") {
+    std::filesystem::permissions(path(), std::filesystem::perms(0755));
   }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
 };
 
 class DaemonProcess {

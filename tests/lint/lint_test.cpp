@@ -10,14 +10,14 @@
 namespace byod::lint {
 namespace {
 
-using rulefiles::TemporaryDirectory;
+using support::ScratchDirectory;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
 /// What is found in a file of rules, without the directory in front of file names.
 std::vector<std::string> Found(const std::string& name, const std::string& content) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   directory.Write(name, content);
   std::vector<std::string> texts;
   for (const Finding& finding : Check({directory.path(), ""}).findings) {
@@ -154,7 +154,7 @@ TEST(LintConflict, TheSameTextOrBlockTwice) {
 }
 
 TEST(LintConflict, TheOtherRuleStandsInTheFinding) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   directory.Write("mac.csv",
                   "mac,name,vendor,category,os\n00:11:22/24,,V,,\n00:11:22:33:44:55,,V,,\n");
   directory.Write("user-agent.csv",
@@ -257,7 +257,7 @@ TEST(Lint, ARowThatCannotBeReadIsAnError) {
 }
 
 TEST(Lint, ARuleInTheWayOfTheRegistryIsFound) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   directory.Write("mac.csv", "mac,name,vendor,category,os\n00:11:22:33:44:55,,V,,\n");
   directory.Write("oui.csv",
                   "Registry,Assignment,Organization Name,Organization Address\nMA-L,001122,A,\n");

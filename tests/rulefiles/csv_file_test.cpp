@@ -168,7 +168,7 @@ TEST(CsvFile, AHeaderThatCannotBeReadLeavesNoRows) {
 }
 
 TEST(CsvFile, AFileThatCannotBeReadIsReportedWithTheSystemsReason) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   const std::string absent = directory.path() + "/absent.csv";
   Reports reports;
   EXPECT_FALSE(ReadFile(absent, reports.diagnostics));
@@ -180,7 +180,7 @@ TEST(CsvFile, AFileThatCannotBeReadIsReportedWithTheSystemsReason) {
 }
 
 TEST(CsvFile, AFileIsReadWhole) {
-  const TemporaryDirectory directory;
+  const ScratchDirectory directory;
   std::string content(200000, 'x');
   content.append("\0\r\n", 3);
   Reports reports;

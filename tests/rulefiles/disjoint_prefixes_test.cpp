@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 MacRule Rule(const char* digits, unsigned bits, const char* vendor) {
   MacRule rule;
-  rule.prefix = MakePrefix(PrefixFromDigits(digits).address, bits);
+  rule.prefix = net::MakePrefix(net::PrefixFromDigits(digits).address, bits);
   rule.device.vendor = vendor;
   return rule;
 }
@@ -25,34 +25,6 @@ std::vector<std::string> Show(const std::vector<MacRule>& rules) {
   for (const MacRule& rule : rules)
     texts.push_back(ToString(rule.prefix) + " " + rule.device.vendor);
   return texts;
-}
-
-TEST(Prefix, KnowsItsRangeMaskAndHalves) {
-  const Prefix prefix = PrefixFromDigits("001122");
-  EXPECT_EQ(prefix.address, 0x001122000000U);
-  EXPECT_EQ(prefix.Last(), 0x001122FFFFFFU);
-  EXPECT_EQ(ToString(prefix.Mask()), "ff:ff:ff:00:00:00");
-  EXPECT_EQ(ToString(prefix.Half(true)), "00:11:22:80:00:00/25");
-  EXPECT_EQ(ToString(prefix.Half(false)), "00:11:22:00:00:00/25");
-  EXPECT_EQ(ToString(MakePrefix(*ParseMac("ff:ff:ff:ff:ff:ff"), 48).Mask()), "ff:ff:ff:ff:ff:ff");
-  EXPECT_TRUE(prefix.Contains(prefix));
-  EXPECT_TRUE(prefix.Overlaps(MakePrefix(0x001122334455, 48)));
-  EXPECT_FALSE(prefix.Contains(MakePrefix(0x001120000000, 20)));
-  EXPECT_TRUE(prefix.Overlaps(MakePrefix(0x001120000000, 20)));
-  EXPECT_FALSE(prefix.Overlaps(MakePrefix(0x001123000000, 24)));
-}
-
-TEST(Prefix, ABlockIsSpeltWithItsLengthAndAWholeAddressWithout) {
-  const MacAddress address = *ParseMac("00:11:22:33:44:55");
-  EXPECT_EQ(ToString(MakePrefix(address, 47)), "00:11:22:33:44:54/47");
-  EXPECT_EQ(ToString(MakePrefix(address, 48)), "00:11:22:33:44:55");
-  const auto spelt = [&](const char* mask) {
-    return BlockText(address.data(), ParseMac(mask)->data());
-  };
-  EXPECT_EQ(spelt("ff:ff:ff:00:00:00"), "00:11:22:33:44:55/24");
-  EXPECT_EQ(spelt("ff:ff:ff:ff:ff:ff"), "00:11:22:33:44:55");
-  EXPECT_EQ(spelt("ff:ff:00:ff:00:00"), "00:11:22:33:44:55/ff:ff:00:ff:00:00");
-  EXPECT_EQ(spelt("00:00:00:00:00:00"), "00:11:22:33:44:55/0");
 }
 
 TEST(DisjointPrefixes, BlocksThatDoNotOverlapStayInTheOrderOfAddresses) {
@@ -85,10 +57,11 @@ TEST(DisjointPrefixes, ABlockWithoutAVendorIsAHole) {
 TEST(DisjointPrefixes, TheAnswerIsThatOfTheSmallestBlockForRandomNests) {
   std::mt19937 random(20240517);
   for (int round = 0; round < 2000; ++round) {
-    std::map<Prefix, std::string> blocks;
+    std::map<net::Prefix, std::string> blocks;
     for (unsigned count = random() % 12; count > 0; --count) {
       const unsigned bits = 42 + static_cast<unsigned>(random() % 7);
-      blocks.emplace(MakePrefix(random() % 64, bits), std::string{"-ABC"}.substr(random() % 4, 1));
+      blocks.emplace(net::MakePrefix(random() % 64, bits),
+                     std::string{"-ABC"}.substr(random() % 4, 1));
     }
     std::vector<MacRule> rules;
     for (const auto& [prefix, vendor] : blocks) {
@@ -101,7 +74,7 @@ TEST(DisjointPrefixes, TheAnswerIsThatOfTheSmallestBlockForRandomNests) {
     for (uint64_t address = 0; address < 64; ++address) {
       std::string expected = "-";
       for (unsigned bits = 48; bits >= 42 && expected == "-"; --bits) {
-        const auto found = blocks.find(MakePrefix(address, bits));
+        const auto found = blocks.find(net::MakePrefix(address, bits));
         if (found == blocks.end()) continue;
         expected = found->second;
         break;

@@ -130,7 +130,7 @@ TEST_F(RegistryTest, TheAnswerIsThatOfTheLongestRegisteredPrefix) {
     }
     const std::string expected = PlainVendor(registry, address);
     ByodDeviceAttribute answer = {};
-    const uint32_t result = BYOD_data_GetDevAttriByMac(ParseMac(address)->data(), &answer);
+    const uint32_t result = BYOD_data_GetDevAttriByMac(net::ParseMac(address)->data(), &answer);
     ASSERT_EQ(answer.vendor, expected) << address;
     ASSERT_EQ(result == 0, !expected.empty()) << address;
     answered += result == 0;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "rulefiles/diagnostics.h"
+#include "support/scratch_directory.h"
 
 namespace byod::rulefiles {
 
@@ -20,29 +21,7 @@ struct Reports {
   Diagnostics diagnostics{[this](const Diagnostic& d) { texts.push_back(ToString(d)); }};
 };
 
-/// A directory that goes away with the test.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern = std::filesystem::temp_directory_path() / "byod-test-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
-    path_ = pattern;
-  }
-  ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  const std::string& path() const { return path_; }
-
-  std::string Write(const std::string& name, std::string_view content) const {
-    const std::string path = path_ + "/" + name;
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
-  }
-
- private:
-  std::string path_;
-};
+using support::ScratchDirectory;
 
 }  // namespace byod::rulefiles
 

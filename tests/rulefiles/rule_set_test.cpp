@@ -43,8 +43,8 @@ class RuleSetTest : public testing::Test {
   std::string InRules(const std::string& rest) const { return rules.path() + "/" + rest; }
   std::string InRegistry(const std::string& rest) const { return registry.path() + "/" + rest; }
 
-  TemporaryDirectory rules;
-  TemporaryDirectory registry;
+  ScratchDirectory rules;
+  ScratchDirectory registry;
   Reports reports;
 };
 
@@ -222,7 +222,7 @@ TEST_F(LoadTest, EveryRuleStandsInItsTableWithAllThatItSays) {
   EXPECT_THAT(reports.texts, IsEmpty());
 
   ByodMacRule probe = {};
-  std::ranges::copy(*ParseMac("00:11:22:33:44:55"), probe.mac);
+  std::ranges::copy(*net::ParseMac("00:11:22:33:44:55"), probe.mac);
   MAC_BroadcastAddr(probe.mask);
   const ByodMacRule* const mac = BYOD_data_FindMacRule(&probe);
   const ByodUserAgentRule* const agent = BYOD_data_FindUserAgentRule("iPhone");
@@ -238,8 +238,8 @@ TEST_F(LoadTest, EveryRuleStandsInItsTableWithAllThatItSays) {
 TEST_F(LoadTest, ARuleThatTheTableRefusesIsReported) {
   WriteMacRules("00:11:22:33:44:55,,,A,,\n00:11:33/24,,,B,,\n");
   ByodMacRule custom = {};
-  std::ranges::copy(*ParseMac("00:11:22:00:00:00"), custom.mac);
-  std::ranges::copy(*ParseMac("ff:ff:ff:00:00:00"), custom.mask);
+  std::ranges::copy(*net::ParseMac("00:11:22:00:00:00"), custom.mac);
+  std::ranges::copy(*net::ParseMac("ff:ff:ff:00:00:00"), custom.mask);
   uint16_t created = 0;
   uint32_t err = 0;
   ASSERT_NE(BYOD_data_FindOrNewMacRule(&custom, BYOD_RULE_CUSTOM, &created, &err), nullptr);

@@ -18,6 +18,7 @@
 
 #include "lauth_dbm.h"
 #include "lauth_dbm_admin.h"
+#include "support/scratch_directory.h"
 
 namespace dbm_test {
 
@@ -26,26 +27,7 @@ inline constexpr uint32_t kListNumber = 3;
 inline constexpr uint32_t kKeyWidth = 16;
 inline constexpr uint32_t kDescriptor[4] = {0, kKeyWidth, DBM_COMPARE_TEXT, 0};
 
-/** A directory that goes with the object. */
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "dbm_test.XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    path_ = pattern;
-  }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using support::ScratchDirectory;
 
 inline int32_t Open(int32_t& handle, const char* name = "eBYOD") {
   return DBM_Open(name, "BYOD", 7, &kParameters, &handle);
@@ -172,7 +154,7 @@ class DbmTest : public ::testing::Test {
     handle_ = -1;
   }
 
-  TemporaryDirectory directory_;
+  ScratchDirectory directory_;
   std::string state_ = directory_ / "state";
   std::string file_ = state_ + "/eBYOD.db";
   int32_t handle_ = -1;

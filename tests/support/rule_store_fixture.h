@@ -15,6 +15,7 @@
 
 #include "byod_data.h"
 #include "byod_order.h"
+#include "net/free_deleter.h"
 
 namespace byod::test {
 
@@ -97,10 +98,7 @@ inline std::string InfoText(const ByodDeviceAttribute& attr) {
   return std::string(attr.vendor) + "/" + attr.category + "/" + attr.os;
 }
 
-struct Freer {
-  void operator()(void* memory) const { std::free(memory); }
-};
-using OwnedInfo = std::unique_ptr<ByodDeviceInfo, Freer>;
+using OwnedInfo = std::unique_ptr<ByodDeviceInfo, net::FreeDeleter>;
 
 }  // namespace byod::test
 

@@ -76,10 +76,6 @@ void ScriptedPeer::Connection::Close() {
 }
 
 ScriptedPeer::ScriptedPeer(Script script, int connections, int workers) {
-  char directory[] = "/tmp/byod-peer-XXXXXX";
-  EXPECT_NE(mkdtemp(directory), nullptr);
-  directory_ = directory;
-  path_ = directory_ + "/socket";
   setenv("LAUTHD_SOCKET", path_.c_str(), 1);
 
   listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -96,7 +92,6 @@ ScriptedPeer::ScriptedPeer(Script script, int connections, int workers) {
 
 ScriptedPeer::~ScriptedPeer() {
   Stop();
-  rmdir(directory_.c_str());
 }
 
 void ScriptedPeer::Join() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/message.h"
+#include "support/scratch_directory.h"
 
 namespace support {
 
@@ -54,7 +55,8 @@ class ScriptedPeer {
  private:
   void Serve(const Script& script, int connections);
 
-  std::string directory_, path_;
+  ScratchDirectory directory_{"/tmp"};
+  std::string path_ = directory_ / "socket";
   int listener_;
   int wake_[2];
   std::atomic<int> accepted_ = 0;

@@ -1,6 +1,6 @@
 // Blocks of MAC addresses that share their leading bits.
-#ifndef BYOD_RULEFILES_PREFIX_H
-#define BYOD_RULEFILES_PREFIX_H
+#ifndef BYOD_NET_PREFIX_H
+#define BYOD_NET_PREFIX_H
 
 #include <compare>
 #include <cstdint>
@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 
-namespace byod::rulefiles {
+namespace byod::net {
 
 /// The addresses whose first `bits` bits are those of `address`. Ordered by address, then the
 /// larger block first, so that a block stands in front of those inside it.
@@ -42,10 +42,10 @@ Prefix PrefixFromDigits(const std::string& digits);
 /// "00:11:22:00:00:00/24"; a whole address without a length, "00:11:22:33:44:55".
 std::string ToString(const Prefix& prefix);
 
-/// A block as a rule table keeps it, an address and a mask of BYOD_MAC_SIZE bytes each, spelt as
+/// A block as a rule table keeps it, an address and a mask of kMacSize bytes each, spelt as
 /// above. A mask that is not a prefix, which only a table holds, is written as an address.
 std::string BlockText(const uint8_t* mac, const uint8_t* mask);
 
-}  // namespace byod::rulefiles
+}  // namespace byod::net
 
-#endif  // BYOD_RULEFILES_PREFIX_H
+#endif  // BYOD_NET_PREFIX_H

@@ -1,18 +1,14 @@
 // MAC addresses in the spellings that people and programs use.
-#ifndef BYOD_RULEFILES_MAC_TEXT_H
-#define BYOD_RULEFILES_MAC_TEXT_H
+#ifndef BYOD_NET_MAC_TEXT_H
+#define BYOD_NET_MAC_TEXT_H
 
-#include <array>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "byod_data.h"
+#include "net/mac_address.h"
 
-namespace byod::rulefiles {
-
-using MacAddress = std::array<uint8_t, BYOD_MAC_SIZE>;
+namespace byod::net {
 
 /**
  * The hexadecimal digits of an address or of the beginning of one: 00:11:22, 00-11-22, 0011-22,
@@ -36,6 +32,6 @@ inline bool IsLocallyAdministered(const MacAddress& mac) {
   return (mac[0] & 0x02) != 0;
 }
 
-}  // namespace byod::rulefiles
+}  // namespace byod::net
 
-#endif  // BYOD_RULEFILES_MAC_TEXT_H
+#endif  // BYOD_NET_MAC_TEXT_H

@@ -1,18 +1,18 @@
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 
 #include <algorithm>
 #include <charconv>
 
-namespace byod::rulefiles {
+namespace byod::net {
 namespace {
 
-constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
-constexpr size_t kAddressDigits = size_t{2} * BYOD_MAC_SIZE;
+constexpr std::string_view kHexadecimal = "0123456789abcdefABCDEF";
+constexpr size_t kAddressDigits = kDigits.Length();
 
 }  // namespace
 
 std::optional<std::string> MacDigits(std::string_view text) {
-  const size_t group = std::min(text.find_first_not_of(kDigits), text.size());
+  const size_t group = std::min(text.find_first_not_of(kHexadecimal), text.size());
   std::string digits{text.substr(0, group)};
   if (group < text.size()) {
     const char separator = text[group];
@@ -24,7 +24,7 @@ std::optional<std::string> MacDigits(std::string_view text) {
       if (rest.front() != separator)
         return std::nullopt;  // also when the group before was too long
       rest.remove_prefix(1);
-      const size_t length = std::min({rest.find_first_not_of(kDigits), rest.size(), group});
+      const size_t length = std::min({rest.find_first_not_of(kHexadecimal), rest.size(), group});
       if (length == 0 || (length < group && length < rest.size())) return std::nullopt;
       digits += rest.substr(0, length);
       rest.remove_prefix(length);
@@ -46,14 +46,9 @@ std::optional<MacAddress> ParseMac(std::string_view text) {
 }
 
 std::string ToString(const MacAddress& mac) {
-  constexpr char kLower[] = "0123456789abcdef";
-  std::string text;
-  for (const uint8_t byte : mac) {
-    if (!text.empty()) text += ':';
-    text += kLower[byte >> 4];
-    text += kLower[byte & 0x0F];
-  }
+  char text[kColons.Length() + 1];
+  WriteMac<kColons>(text, mac.data());
   return text;
 }
 
-}  // namespace byod::rulefiles
+}  // namespace byod::net

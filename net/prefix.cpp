@@ -1,10 +1,9 @@
-#include "rulefiles/prefix.h"
+#include "net/prefix.h"
 
-#include <algorithm>
 #include <bit>
 #include <charconv>
 
-namespace byod::rulefiles {
+namespace byod::net {
 namespace {
 
 constexpr unsigned kBits = 48;
@@ -12,13 +11,6 @@ constexpr uint64_t kAll = (uint64_t{1} << kBits) - 1;
 
 uint64_t MaskOf(unsigned bits) {
   return kAll & ~(kAll >> bits);
-}
-
-MacAddress Bytes(uint64_t address) {
-  MacAddress mac;
-  for (size_t i = mac.size(); i-- > 0; address >>= 8)
-    mac[i] = static_cast<uint8_t>(address & 0xFF);
-  return mac;
 }
 
 }  // namespace
@@ -37,11 +29,11 @@ Prefix Prefix::Half(bool upper) const {
 }
 
 MacAddress Prefix::Mac() const {
-  return Bytes(address);
+  return MacOf(address);
 }
 
 MacAddress Prefix::Mask() const {
-  return Bytes(MaskOf(bits));
+  return MacOf(MaskOf(bits));
 }
 
 Prefix MakePrefix(uint64_t address, unsigned bits) {
@@ -49,10 +41,7 @@ Prefix MakePrefix(uint64_t address, unsigned bits) {
 }
 
 Prefix MakePrefix(const MacAddress& mac, unsigned bits) {
-  uint64_t address = 0;
-  for (const uint8_t byte : mac)
-    address = address << 8 | byte;
-  return MakePrefix(address, bits);
+  return MakePrefix(LoadMac(mac.data()), bits);
 }
 
 Prefix PrefixFromDigits(const std::string& digits) {
@@ -68,14 +57,11 @@ std::string ToString(const Prefix& prefix) {
 }
 
 std::string BlockText(const uint8_t* mac, const uint8_t* mask) {
-  MacAddress address;
-  MacAddress kept;
-  std::copy_n(mac, address.size(), address.begin());
-  std::copy_n(mask, kept.size(), kept.begin());
-  const uint64_t bits = MakePrefix(kept, kBits).address;
-  const auto length = static_cast<unsigned>(std::popcount(bits));
-  if (MaskOf(length) != bits) return ToString(address) + "/" + ToString(kept);
-  return length == kBits ? ToString(address) : ToString(address) + "/" + std::to_string(length);
+  const uint64_t kept = LoadMac(mask);
+  const auto length = static_cast<unsigned>(std::popcount(kept));
+  const std::string address = ToString(MacOf(LoadMac(mac)));
+  if (MaskOf(length) != kept) return address + "/" + ToString(MacOf(kept));
+  return length == kBits ? address : address + "/" + std::to_string(length);
 }
 
-}  // namespace byod::rulefiles
+}  // namespace byod::net

@@ -1,8 +1,8 @@
-#include "rulefiles/mac_text.h"
+#include "net/mac_text.h"
 
 #include <gtest/gtest.h>
 
-namespace byod::rulefiles {
+namespace byod::net {
 namespace {
 
 TEST(MacText, EverySpellingOfAnAddressIsRead) {
@@ -61,4 +61,4 @@ TEST(MacText, TheSecondBitTellsALocallyAdministeredAddress) {
 }
 
 }  // namespace
-}  // namespace byod::rulefiles
+}  // namespace byod::net
