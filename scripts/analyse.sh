@@ -15,7 +15,7 @@ if [ "${1:-}" = --tidy ]; then
 fi
 folders=("$@")
 [ ${#folders[@]} -gt 0 ] ||
-  folders=(data tlv db cfgmsg service platform rulefiles explain lint protocol text capture lauthd
+  folders=(net data tlv db cfgmsg service platform rulefiles explain lint protocol text capture lauthd
     byodctl fuzz tests)
 
 # Precompiled headers are for one compiler only, and would have to be built.
