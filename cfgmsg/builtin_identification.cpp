@@ -24,7 +24,7 @@ uint32_t TerminalType(const char* lowered) {
   return BYOD_TERMINAL_PC;
 }
 
-/// Only the first byte of option list and address tells whether there is one.
+/// An option list or an address counts as present when its first byte is not 0.
 void LogParts(const ByodFingerPrint& fp) {
   char options[BYOD_RULETEXT_SIZE] = "";
   if (fp.options[0] != 0 &&

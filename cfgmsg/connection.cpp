@@ -9,7 +9,8 @@
 
 namespace {
 
-/// Closes a socket and leaves errno as it was, for the caller to tell why there is no connection.
+/// Closes a socket and leaves errno as it was, so that the caller can report why there is no
+/// connection.
 int Abandon(int socket) {
   const int reason = errno;
   close(socket);

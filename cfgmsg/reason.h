@@ -1,4 +1,4 @@
-// Why a request has no good answer, in errno: results alone do not say whether there is no daemon,
+// Why a request failed, in errno: the results alone do not say whether there is no daemon,
 // whether it refused, or whether it does not know.
 #ifndef BYOD_CFGMSG_REASON_H
 #define BYOD_CFGMSG_REASON_H

@@ -31,7 +31,7 @@ auto Encoded(Encode encode) {
   return [=](tlv::Appender& append) { append.Combine(encode(append.message())); };
 }
 
-/// A request that is sent once. The status tells whether it may be.
+/// A request that is sent once, provided that its status is 0.
 struct Request {
   tlv::Message message;
   uint32_t status;

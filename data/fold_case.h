@@ -23,7 +23,7 @@ inline bool EqualWithoutCase(const char* a, const char* b) {
 /// Folds eight bytes at once.
 inline uint64_t FoldCase(uint64_t bytes) {
   constexpr uint64_t kEach = 0x0101010101010101;
-  // In each byte the highest bit tells: at or above 'A', above 'Z', above 127. No sum leaves its
+  // The highest bit of each byte says: at or above 'A', above 'Z', above 127. No sum leaves its
   // byte.
   const uint64_t low = bytes & (0x7F * kEach);
   const uint64_t from_a = low + (0x80 - 'A') * kEach;

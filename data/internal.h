@@ -51,7 +51,7 @@ uint32_t byod_data_StripDeviceInfo(uint32_t mode, ByodDeviceInfo* info);
 /** The same for an info that is not NULL. @return 1 = cleared; 0 = nothing was cleared */
 uint32_t byod_data_StripDeviceInfoPart(uint32_t mode, ByodDeviceInfo* info);
 
-/** Drops a custom rule, or its information alone, when nothing of the information remains. */
+/** Drops a custom rule, or its device info alone, when nothing of it remains. */
 void byod_data_DelDeviceInfoFromCfgDhcpoptRule(ByodDhcpOptionRule* rule, uint32_t mode,
                                                uint16_t remove);
 
@@ -64,7 +64,7 @@ uint32_t byod_data_SelectDeviceName(const ByodDeviceInfo* predefined,
                                     const ByodDeviceInfo* configured, uint32_t size, char* out);
 
 /**
- * Tells whether an expression matches a User-Agent: alternatives between '|', terms between '&',
+ * Whether an expression matches a User-Agent: alternatives between '|', terms between '&',
  * each term a substring, case counts. An expression or alternative without terms matches
  * everything.
  *
@@ -72,9 +72,9 @@ uint32_t byod_data_SelectDeviceName(const ByodDeviceInfo* predefined,
  */
 uint32_t byod_data_UserAgentMatch(const char* ua, const char* expression);
 
-/* The methods of identification. Those for attributes set complete to 1 when they succeed and vendor,
- * category and OS are all known, else to 0. Each returns 0, or BYOD_ERR_FAILED, and logs its
- * success. */
+/* The methods of identification. Those for attributes set complete to 1 when they succeed and
+ * vendor, category and OS are all known, else to 0. Each returns 0, or BYOD_ERR_FAILED, and logs
+ * its success. */
 uint32_t byod_data_AttriByDhcpFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,
                                           uint16_t* complete);
 uint32_t byod_data_AttriByUserAgentFingerPrint(const ByodFingerPrint* fp, ByodDeviceAttribute* attr,

@@ -137,8 +137,8 @@ ByodMacRule* BYOD_FindRuleFromMacAvlNext(const ByodMacRule* probe) {
   ByodMacRule* const first = byod::data::First();
   if (first == nullptr || LoadMac(first->mac) > mac) return first;
   if (LoadMac(first->mac) == mac) return byod::data::Next(first);
-  // Kept: every step is taken from no node, and the first rule compared anew. What a tree has
-  // behind no node decides; ours has nothing, and the first rule is the answer.
+  // Kept: every step asks for the node after null and compares the first rule again. What a tree
+  // returns for null decides; ours returns nothing, and the first rule is the answer.
   ByodMacRule* last = first;
   while (LoadMac(first->mac) < mac) {
     ByodMacRule* const next = byod::data::Next(nullptr);

@@ -39,7 +39,7 @@ uint32_t BYOD_order_SetOrder(const ByodOrder* order) {
   return 0;
 }
 
-// Unlike setting, going back to the default never tells that nothing changed.
+// Unlike setting, restoring the default never reports that nothing changed.
 uint32_t BYOD_order_UnSetOrder() {
   current_order = kDefaultOrder;
   return 0;

@@ -9,10 +9,10 @@
 namespace byod::data {
 
 /**
- * A search in the tree goes from rule to rule and never to their informations. Made by turns, rules
- * and informations, a large table's rules would be spread over so many pages that most steps of a
- * search met one that the processor has no address of. So rules are made in rows. Each is a record
- * on the heap of its own all the same, and released as such.
+ * A search in the tree reads rules and never their device info. Allocated alternately, a large
+ * table's rules would be spread over so many pages that most steps of a search miss the processor's
+ * address cache. So rules are allocated in rows; each is still a separate heap record, and released
+ * as such. docs/performance.md, "MAC rules", has the figures.
  */
 class SpareMacRules {
  public:

@@ -140,7 +140,7 @@ ByodUserAgentRule* BYOD_data_GetNextUARule(const char* keyword) {
 ByodUserAgentRule* byod_data_SearchUserAgentRuleList(uint32_t count, const char* name, int* cmp) {
   const byod::data::ByText<UserAgentTable> by_text(name);
   const auto place = byod::data::store.user_agent_list.Search(count, by_text);
-  // Not what a key told, but what comparing the bytes tells.
+  // The result of comparing the bytes, not that of comparing the marks.
   if (place.link != nullptr) *cmp = by_text(*place.link);
   return byod::data::RuleOfListLink<UserAgentTable>(place.link);
 }

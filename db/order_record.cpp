@@ -28,7 +28,7 @@ void BYOD_db_ReCoverOrder(int32_t handle, const char* key, uint32_t key_length) 
   uint8_t value[BYOD_DB_ORDER_MAX];
   const int32_t stored = DBM_GetBinary(handle, key, key_length, 0, sizeof value, value);
   if (stored <= 0) return;
-  // The length told is that of the value, which may be more than was read.
+  // The length returned is that of the value, which may exceed what was read.
   const uint32_t length = std::min<uint32_t>(static_cast<uint16_t>(stored), sizeof value);
   const Message msg(TLV_CreateReceiveMsg(kMemory, reinterpret_cast<uintptr_t>(value), length));
   if (!msg) return;

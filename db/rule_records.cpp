@@ -1,5 +1,5 @@
-// The stored rules. One description for each of the three lists; what is done with them is told
-// once.
+// The stored rules. One description for each of the three lists; the operations are
+// written once.
 #include "byod_db.h"
 #include "data/bounded_copy.h"
 #include "db/sort_list.h"

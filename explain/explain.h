@@ -15,7 +15,7 @@
 
 namespace byod::explain {
 
-/// Which of a rule's two informations a text is from.
+/// Which of a rule's two device info records a text is from.
 enum class Source { kNone, kPredefined, kConfigured };
 
 /// What a rule says of one field.

@@ -31,7 +31,7 @@ uint32_t NumberOf(const uint32_t (&numbers)[Count], Value value) {
   return numbers[static_cast<size_t>(value)];
 }
 
-/// @return the value of a number that is none of those as well
+/// @return the value of a number; otherwise for a number that is not one of those
 template <typename Value, size_t Count>
 Value ValueOf(const uint32_t (&numbers)[Count], uint32_t number, Value otherwise) {
   for (size_t i = 0; i < Count; ++i) {

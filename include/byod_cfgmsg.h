@@ -24,7 +24,7 @@
  * that cannot be put together returns the container's results combined by bitwise OR. Pointers must
  * not be NULL unless said.
  *
- * errno: results alone do not say why there is no good answer; some are 0 in any case. Each
+ * errno: results alone do not say why a request failed; some are 0 in any case. Each
  * function that asks the daemon therefore sets errno, also when it succeeds:
  *
  *   0             the daemon answered, and all is well
@@ -229,7 +229,7 @@ uint32_t BYOD_cfgmsg_GetAndShowDhcpOtionRules(ByodRuleCallback callback);
 
 /* request: a message, still the caller's afterwards. */
 
-/** Sends a request on a connection of its own. @return the reply, owned by the caller; 0 = none */
+/** Sends a request on its own connection. @return the reply, owned by the caller; 0 = none */
 uint32_t Byod_SendAndGetReply(uint32_t request);
 
 /** @return the code in the reply; BYOD_ERR_FAILED without one */
@@ -256,7 +256,7 @@ ByodUserAgentRule* Byod_BuildUserAgentRule(uint32_t origin, uint16_t word,
 ByodDhcpOptionRule* Byod_BuildDhcpOptionRule(uint32_t origin, uint16_t word,
                                              const ByodTextRuleShowRec* rec);
 
-/** Call callback for each rule in one reply of a listing. An element that is no rule is passed
+/** Call callback for each rule in one reply of a listing. An element that is not a rule is passed
  * over. */
 void Byod_WalkMacRuleReply(uint32_t reply, ByodRuleCallback callback);
 void Byod_WalkUserAgentRuleReply(uint32_t reply, ByodRuleCallback callback);

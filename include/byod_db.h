@@ -153,7 +153,7 @@ uint32_t BYOD_db_DeleteDeviceTypeAuthorAttr(const char* group, const char* devic
 int32_t BYOD_db_DelDevAutzAttrByGrp(const char* group);
 
 /** Hands the stored attributes of a user group to BYOD_lauthservice_AddDeviceAuthorAttr. The name
- * of the group comes back cut at 32 characters. A key that is no group's is passed over. */
+ * of the group comes back cut at 32 characters. A key that is not a group's is passed over. */
 void BYOD_db_RecoverDeviceTypeAuthor(int32_t handle, const char* key, uint32_t key_length);
 
 /**

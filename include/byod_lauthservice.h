@@ -3,7 +3,7 @@
  * Services of the daemon that code inside the library, or another module of the daemon, calls.
  *
  * The daemon installs its functions with BYOD_lauthservice_SetService before it recovers the
- * database, and takes them back at shutdown. No entry point tests its slot: a call while the table
+ * database, and removes them at shutdown. No entry point tests its slot: a call while the table
  * is reset is the caller's fault. Threads: no lock; callers serialise.
  */
 #ifndef BYOD_LAUTHSERVICE_H

@@ -3,7 +3,7 @@
  * The configuration messages between front ends and the daemon: their elements, and the records put
  * into and taken out of them.
  *
- * A message is a handle of the platform's TLV container, 0 = none; who makes it destroys it with
+ * A message is a handle of the platform's TLV container, 0 = none; its creator destroys it with
  * TLV_Destroy. Encoders append in a fixed order and return the container's results combined by
  * bitwise OR, 0 when all succeeded; they do not check texts against the receiver's limits. Decoders
  * read the elements in the order of arrival, so of several of one type the last counts (but see
@@ -184,7 +184,8 @@ uint32_t BYOD_tlv_EncapDevAttr(uint32_t msg, uint32_t kind, const ByodDeviceInfo
 
 /* ------------------------------------------------------------------ decoding */
 
-/** Reads a terminal. An option list that does not fit makes option_length 0 and is no failure. */
+/** Reads a terminal. An option list that does not fit makes option_length 0 and is not a failure.
+ */
 uint32_t BYOD_tlv_GetFingerPrint(uint32_t msg, ByodFingerPrint* fp);
 
 /** Reads address and mask into rule. NULL fails. */

@@ -27,7 +27,7 @@ std::optional<MacAddress> ParseMac(std::string_view text);
 std::string ToString(const MacAddress& mac);
 
 /// Whether the address was made up on the spot, as terminals do to stay anonymous: its prefix is
-/// registered to nobody.
+/// not registered.
 inline bool IsLocallyAdministered(const MacAddress& mac) {
   return (mac[0] & 0x02) != 0;
 }

@@ -1,4 +1,4 @@
-// A new directory that nobody else can look into, removed with its scope.
+// A new directory that only its owner can read, removed with its scope.
 #ifndef BYOD_NET_SCRATCH_DIRECTORY_H
 #define BYOD_NET_SCRATCH_DIRECTORY_H
 

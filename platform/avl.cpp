@@ -94,7 +94,7 @@ Node* Previous(const Node* node) {
 }
 
 // The children of a node, for a search. Both are on their way from memory while the compare is at
-// work, and the choice is no branch: it would be guessed wrong at every other node.
+// work, and the choice is no branch: it would be mispredicted at every other node.
 class Children {
  public:
   explicit Children(const Node* node) : children_{node->left_, node->right_} {

@@ -21,8 +21,8 @@ namespace {
 void WriteLine(void* /*context*/, uint32_t /*level*/, const char* text) {
   char newline = '\n';
   iovec parts[] = {{const_cast<char*>(text), std::strlen(text)}, {&newline, 1}};
-  // One system call, so that lines of several threads do not mix. There is nobody to tell of a
-  // failure.
+  // One system call, so that lines of several threads do not mix. A failure cannot be
+  // reported anywhere.
   [[maybe_unused]] const ssize_t written = writev(STDERR_FILENO, parts, 2);
 }
 

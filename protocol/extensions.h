@@ -29,11 +29,11 @@ enum {
   BYOD_EXT_MSG_IDENTIFY = 1005,
   /** GET (changes): a series, the database as a file's bytes. */
   BYOD_EXT_MSG_BACKUP = 1006,
-  /** SET (changes): takes such bytes back, by phases on one connection. */
+  /** SET (changes): restores such bytes, by phases on one connection. */
   BYOD_EXT_MSG_RESTORE = 1007,
   /** SET (changes): many changes with one flush, by phases on one connection. */
   BYOD_EXT_MSG_BULK = 1008,
-  /** SET (changes): reads the rule files anew, as the signal SIGHUP does. */
+  /** SET (changes): reloads the rule files, as the signal SIGHUP does. */
   BYOD_EXT_MSG_RELOAD = 1009,
   /** GET: a series, the stored rules that are not in effect, each with BYOD_EXT_METHOD and
    * BYOD_EXT_REASON. */
@@ -72,9 +72,10 @@ enum {
   BYOD_EXT_SEEN = 1022,       /**< counter: how often */
   BYOD_EXT_FIRST_TIME = 1023, /**< counter: microseconds since 1970, UTC */
   BYOD_EXT_TIME = 1024,       /**< counter: the last, or only, time, likewise */
-  BYOD_EXT_LOST = 1025,       /**< counter: events left out before this one, as nobody read them */
-  BYOD_EXT_CLIENT = 1026,     /**< number: the asking process's user id */
-  BYOD_EXT_UNMATCHED = 1027,  /**< number: 1 << BYOD_METHOD_* for each part that no rule matched */
+  BYOD_EXT_LOST =
+      1025, /**< counter: events dropped before this one, as the client did not read them */
+  BYOD_EXT_CLIENT = 1026,    /**< number: the asking process's user id */
+  BYOD_EXT_UNMATCHED = 1027, /**< number: 1 << BYOD_METHOD_* for each part that no rule matched */
 
   /* State. */
   BYOD_EXT_VERSION = 1030,          /**< text, 32 */
@@ -127,7 +128,7 @@ enum {
 
 /** What a method of an identification found. */
 enum {
-  BYOD_OUTCOME_MATCHED = 0, /**< a rule, which the step tells of */
+  BYOD_OUTCOME_MATCHED = 0, /**< a rule, which the step describes */
   BYOD_OUTCOME_NO_PART = 1, /**< the fingerprint has nothing for this method */
   BYOD_OUTCOME_NO_RULE = 2, /**< no rule matches it */
   BYOD_OUTCOME_TOO_LONG = 3 /**< the text of the option list is longer than a rule's can be */
@@ -158,7 +159,7 @@ enum {
   BYOD_PHASE_ABORT = 3   /**< nothing does; so does closing the connection */
 };
 
-/** The device type of a set that serves all terminals of a group without a set of their own. */
+/** The device type of a set that serves all terminals of a group without a separate set. */
 #define BYOD_EXT_ANY_TYPE "*"
 
 /** Sizes in bytes, NUL included. */

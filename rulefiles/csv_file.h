@@ -48,7 +48,7 @@ const char* FaultOfField(std::string_view field);
 
 /// What other columns of a file are.
 enum class Others {
-  kExpected,  ///< the file has a form of its own, of which only a part is read
+  kExpected,  ///< the file has another form, of which only a part is read
   kUnknown    ///< probably misspelt: each is reported, with the column that is nearest
 };
 
@@ -59,7 +59,7 @@ struct Row {
 };
 
 /**
- * Reads the asked-for columns of a file, wherever they stand; others are passed over.
+ * Reads the requested columns of a file, in any order; other columns are skipped.
  *
  * A row with more or fewer fields than the header, and one with a field asked for that is not UTF-8
  * or holds a NUL, is reported and left out.

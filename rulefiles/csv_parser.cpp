@@ -8,7 +8,7 @@
 namespace byod::rulefiles {
 namespace {
 
-constexpr size_t kMostBytes = 65536;
+constexpr size_t kMaxBytes = 65536;
 
 enum class State { kRecordEnded, kInsideRecord, kMisplacedQuote };
 
@@ -94,7 +94,7 @@ Extent ParseRecord(std::string_view text, Parser& parser) {
     const std::string_view line = FirstLine(text.substr(extent.bytes));
     extent.bytes += line.size();
     ++extent.lines;
-    if (extent.bytes > kMostBytes) {
+    if (extent.bytes > kMaxBytes) {
       extent.fault = "record is longer than 65536 bytes";
       return extent;
     }

@@ -55,8 +55,8 @@ void Diagnostics::Report(Problem problem, const Place& place, std::string reason
 }
 
 std::string Quoted(std::string_view value) {
-  constexpr size_t kMost = 60;
-  std::string text{CutAtCharacter(value, kMost)};
+  constexpr size_t kMaxLength = 60;
+  std::string text{CutAtCharacter(value, kMaxLength)};
   for (char& c : text) {
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
   }

@@ -31,10 +31,10 @@ enum class Problem {
 };
 
 /// Behind an error something that was written has no effect: a start goes on without it, a reload
-/// is refused, checks and imports end with a failure. A warning stands in the way of nothing.
+/// is refused, checks and imports end with a failure. A warning changes nothing of that.
 enum class Severity { kWarning, kError };
 
-/// One answer for all who read rule files.
+/// The same for every reader of rule files.
 Severity SeverityOf(Problem problem);
 
 /// "error" or "warning"

@@ -16,7 +16,7 @@
 namespace byod::rulefiles {
 
 /**
- * @param rules  of distinct blocks; one without a vendor stands for "nobody" and gets no rule
+ * @param rules  of distinct blocks; one without a vendor is unassigned and gets no rule
  * @return rules in the order of addresses, none of which overlaps another
  */
 std::vector<MacRule> Disjoint(std::vector<MacRule> rules);

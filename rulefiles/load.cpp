@@ -26,7 +26,7 @@ ByodDeviceInfo InfoOf(const DeviceText& device) {
   return info;
 }
 
-/// Adds rules one by one. The adding functions tell no result, so the table's count is asked.
+/// Adds rules one by one. The adding functions return no result, so the table's count is compared.
 class Loader {
  public:
   Loader(size_t total, Diagnostics& diagnostics, const Progress& progress)
@@ -44,17 +44,17 @@ class Loader {
       } else {
         ++taken_;
       }
-      if (++done_ % kProgressStep == 0) Tell();
+      if (++done_ % kProgressStep == 0) Report();
     }
   }
 
   size_t Finish() {
-    Tell();
+    Report();
     return taken_;
   }
 
  private:
-  void Tell() {
+  void Report() {
     if (progress_) progress_(done_, total_);
   }
 

@@ -9,7 +9,7 @@
 
 namespace byod::rulefiles {
 
-/// Told now and then, and at the end.
+/// Called now and then, and at the end.
 using Progress = std::function<void(size_t done, size_t of)>;
 
 /**

@@ -1,4 +1,4 @@
-// The registry of MAC prefixes: who makes the network interface with an address.
+// The registry of MAC prefixes: the maker of the network interface with an address.
 #ifndef BYOD_RULEFILES_REGISTRY_H
 #define BYOD_RULEFILES_REGISTRY_H
 

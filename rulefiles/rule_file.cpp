@@ -45,7 +45,7 @@ std::optional<unsigned> PrefixLength(std::string_view text) {
   return bits && *bits >= 1 && *bits <= kAllBits ? bits : std::nullopt;
 }
 
-/// How many bits a mask keeps; it reports a mask that is no prefix.
+/// How many bits a mask keeps; it reports a mask that is not a prefix.
 Fault ReadMask(std::string_view text, unsigned& bits) {
   if (const auto length = PrefixLength(text)) {
     bits = *length;

@@ -42,7 +42,7 @@ using VendorAliases = std::map<std::string, std::string, std::less<>>;
  * Reads `mac,mask,name,vendor,category,os`. The address may be the beginning of one and carry a
  * prefix length, 00:11:22/24; or else it is whole and mask says what counts, as an address or as a
  * number of bits, and all of it counts when mask is empty. Address bits that do not count are
- * cleared. A mask is a prefix of 1 bits: the table cannot order others.
+ * cleared. A mask is a prefix of 1 bits: the table cannot order any other.
  *
  * A row that cannot be used is reported and left out, here and below.
  */

@@ -26,7 +26,7 @@ class Appender {
 
   Appender& Address(uint16_t type, const uint8_t* mac) { return Bytes(type, BYOD_MAC_SIZE, mac); }
 
-  /// The text and its NUL; what is longer than 16 bits can tell is sent by the rest of its length.
+  /// The text and its NUL; a length above 16 bits is sent modulo 65536.
   Appender& Text(uint16_t type, const char* text) {
     return Bytes(type, static_cast<uint32_t>(std::strlen(text) + 1), text);
   }

@@ -19,7 +19,7 @@ uint32_t BYOD_tlv_EncapFingerPrint(const ByodFingerPrint* fp, uint32_t kind) {
   Appender append(msg.get());
   append.Number(BYOD_TLV_OPTYPE, BYOD_OP_GET).Number(BYOD_TLV_MSGTYPE, kind);
   if (fp->option_length != 0) {
-    // What 16 bits cannot tell is cut first, so a length of 65536 is sent as an empty list.
+    // The length is cut to 16 bits first, so 65536 is sent as an empty list.
     const uint32_t length = fp->option_length & 0xFFFF;
     append.Bytes(BYOD_TLV_OPTION55, std::min<uint32_t>(length, BYOD_OPTION55_MAX), fp->options);
   }

@@ -16,14 +16,14 @@ uint32_t StoreText(uint32_t msg, uintptr_t element, const Field& field) {
   return 0;
 }
 
-/// A shorter address fills only the first bytes. A failed copy is told in the container's own code.
+/// A shorter address fills only the first bytes. A failed copy returns the container's own code.
 uint32_t StoreAddress(uint32_t msg, uintptr_t element, const Field& field) {
   const uint16_t length = TLV_GetLenByIterator(msg, element);
   if (length > field.capacity) return BYOD_ERR_FAILED;
   return TLV_GetValueByIterator(msg, element, length, field.destination);
 }
 
-/// Never a failure: a list that cannot be had is no list.
+/// Never a failure: a list that cannot be read counts as empty.
 uint32_t StoreOptionList(uint32_t msg, uintptr_t element, const Field& field) {
   auto* const fp = static_cast<ByodFingerPrint*>(field.destination);
   const uint16_t length = TLV_GetLenByIterator(msg, element);

@@ -9,13 +9,13 @@ namespace byod::data {
 
 namespace {
 constexpr size_t kFirstSlab = 4096;
-constexpr size_t kLargestSlab = 65536;
+constexpr size_t kMaxSlab = 65536;
 }  // namespace
 
 bool BlockPool::AddSlab() {
-  const size_t size = slab_size_ == 0             ? kFirstSlab
-                      : slab_size_ < kLargestSlab ? slab_size_ * 2
-                                                  : slab_size_;
+  const size_t size = slab_size_ == 0         ? kFirstSlab
+                      : slab_size_ < kMaxSlab ? slab_size_ * 2
+                                              : slab_size_;
   void* const memory = std::malloc(size);
   if (memory == nullptr) return false;
   // What is left of the last slab is a piece, too.
@@ -30,7 +30,7 @@ bool BlockPool::AddSlab() {
 void* BlockPool::Get(size_t size) {
   CountStep();
   static_assert(sizeof(Slab) <= kUnit && alignof(Slab) <= kUnit);
-  if (size > kLargest) return std::malloc(size);
+  if (size > kMaxPiece) return std::malloc(size);
   const size_t units = (size + kUnit - 1) / kUnit;
   Free*& free = free_[units - 1];
   if (free != nullptr) {
@@ -46,7 +46,7 @@ void* BlockPool::Get(size_t size) {
 }
 
 void BlockPool::Put(void* piece, size_t size) {
-  if (size > kLargest) return std::free(piece);
+  if (size > kMaxPiece) return std::free(piece);
   Free*& free = free_[(size + kUnit - 1) / kUnit - 1];
   free = new (piece) Free{free};
 }

@@ -8,22 +8,22 @@ namespace byod::data {
 
 /**
  * Cuts its pieces from slabs, so that an index lies dense in memory and searches in it meet few
- * pages: rules come from the heap one by one, between their device informations, and what came
- * from the heap with them would lie as far apart. What is given back is used again for pieces of
- * the same size; slabs are given back by Clear alone.
+ * pages: rules come from the heap one by one, between their device info records, and pieces
+ * from the heap would lie as far apart. A released piece is reused for pieces of the same size;
+ * slabs are released by Clear alone.
  */
 class BlockPool {
  public:
   /// @return memory aligned for pointers and 64-bit numbers, or null
   void* Get(size_t size);
 
-  /// Gives a piece back. @param size  as it was asked for
+  /// Releases a piece. @param size  as it was requested
   void Put(void* piece, size_t size);
 
-  /// Gives all slabs back. Pieces above kLargest are to be given back before, one by one.
+  /// Releases all slabs. Pieces above kMaxPiece must be released before, one by one.
   void Clear();
 
-  static constexpr size_t kLargest = 512;
+  static constexpr size_t kMaxPiece = 512;
 
  private:
   static constexpr size_t kUnit = 16;
@@ -42,7 +42,7 @@ class BlockPool {
   size_t slab_size_ = 0;  // of the newest
   char* rest_ = nullptr;  // of the newest
   size_t rest_size_ = 0;
-  Free* free_[kLargest / kUnit] = {};  // by size
+  Free* free_[kMaxPiece / kUnit] = {};  // by size
 };
 
 }  // namespace byod::data

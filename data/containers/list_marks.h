@@ -13,7 +13,7 @@ namespace byod::data {
 /// In byte order of texts: a text's first bytes. Where they differ, the texts do in the same way.
 class TextMark {
  public:
-  static constexpr bool kTellsAll = false;
+  static constexpr bool kIsWholeKey = false;
 
   TextMark() = default;
   explicit TextMark(const char* text) {
@@ -35,7 +35,7 @@ struct Entry;
 
 /// Longest first.
 struct LengthMark {
-  static constexpr bool kTellsAll = true;
+  static constexpr bool kIsWholeKey = true;
 
   size_t length = 0;       // of the expression
   Entry* entry = nullptr;  // what the index of terms keeps of the rule

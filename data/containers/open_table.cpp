@@ -7,13 +7,13 @@
 namespace byod::data {
 
 namespace {
-constexpr size_t kLeastCapacity = 16;
+constexpr size_t kMinCapacity = 16;
 constexpr size_t kCacheLine = 64;
 }  // namespace
 
 size_t OpenTable::CapacityFor(size_t more) const {
   // Never much more than half full, so that few items leave their group.
-  size_t capacity = capacity_ == 0 ? kLeastCapacity : capacity_;
+  size_t capacity = capacity_ == 0 ? kMinCapacity : capacity_;
   while (capacity / 8 * 5 < size_ + more)  // the array doubles
     capacity *= 2;
   return capacity;

@@ -1,4 +1,5 @@
-// A hash table in one array, for what is found by a 32-bit hash.
+// A hash table in one array, for what is found by a 32-bit hash. docs/performance.md, "Option texts",
+// has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_OPEN_TABLE_H
 #define BYOD_DATA_CONTAINERS_OPEN_TABLE_H
 
@@ -17,7 +18,7 @@ namespace byod::data {
  * owned.
  *
  * Several items may have one hash, but a search and a change take a step for each of them: users
- * see to it that this stays rare.
+ * keep this rare.
  *
  * Every search ends: it goes from group to group, around the whole array, up to one with a free
  * slot. Reserve leaves at least three eighths of the slots free, whatever came and went, and

@@ -1,4 +1,5 @@
-// An intrusive list in order, in which a position is reached without walking.
+// An intrusive list in order, in which a position is reached without walking: docs/performance.md,
+// "Lists".
 #ifndef BYOD_DATA_CONTAINERS_RANKED_LIST_H
 #define BYOD_DATA_CONTAINERS_RANKED_LIST_H
 
@@ -26,15 +27,15 @@ inline void LinkAt(ByodLink*& place, ByodLink& link) {
 }
 
 /**
- * The list is the truth: it hangs on a head that belongs to the table's record, and callers may
- * walk it. The array beside it holds the same links in the same order. A list that was linked by
- * other hands than ours is noticed at its head; it is walked, and taken over with the next Reserve.
+ * The list is the truth: its head belongs to the table's record, and callers may
+ * walk it. The array beside it holds the same links in the same order. A list that a
+ * caller linked is noticed at its head; it is walked, and adopted by the next Reserve.
  *
- * Beside each link stands a mark, which tells most of the order, so that hardly any of the links
- * that a search probes is gone to: they lie in rules, far from each other. A Mark states:
+ * Beside each link stands a mark, which decides most comparisons, so that a search reads few of the
+ * links that it probes: they lie in rules, far from each other. A Mark states:
  *
- *   Compare(other)  how it compares with another link's; 0 if it cannot tell
- *   kTellsAll       whether 0 means that the links have equal keys
+ *   Compare(other)  how it compares with another link's; 0 if the marks are equal
+ *   kIsWholeKey       whether equal marks mean equal keys
  */
 template <typename Mark>
 class RankedList {
@@ -49,16 +50,15 @@ class RankedList {
     size_t index = 0;
     int comparison = 0;
 
-    /// The index of a link that is put at this place: before or behind, as the comparison tells.
+    /// The index of a link that is put at this place: before or behind, as the comparison says.
     size_t NewIndex() const { return comparison < 0 ? index : index + 1; }
   };
 
   /**
    * Looks through the first count links by halves.
    *
-   * @param compare  its member mark is that of what is sought; called, if marks do not tell all,
-   *                 with a ByodLink&: how what is sought compares with the link. 0 ends the search
-   *                 at once
+   * @param compare  its member mark is that of what is sought; called, if a mark is not the whole
+   * key, with a ByodLink&: how what is sought compares with the link. 0 ends the search at once
    */
   template <typename Compare>
   Place Search(uint32_t count, const Compare& compare) const {
@@ -68,7 +68,7 @@ class RankedList {
     const bool mirrored = Mirrored();
     const auto against = [&compare](const Mark& mark, [[maybe_unused]] ByodLink& link) {
       int comparison = compare.mark.Compare(mark);
-      if constexpr (!Mark::kTellsAll) {
+      if constexpr (!Mark::kIsWholeKey) {
         if (comparison == 0) comparison = compare(link);
       }
       return comparison;
@@ -115,7 +115,7 @@ class RankedList {
     elements_.Insert(0, {&link, mark});
   }
 
-  /// Puts a link before or behind a search's place, as the comparison tells. Room is reserved.
+  /// Puts a link before or behind a search's place, as the comparison says. Room is reserved.
   void InsertAt(const Place& place, ByodLink& link, const Mark& mark) {
     // The neighbours lie far away: they are fetched while the array is moved.
     const size_t index = place.NewIndex();
@@ -130,7 +130,7 @@ class RankedList {
    *
    * @param compare  as for Search: how the link's own key compares. Where the order holds, it leads
    *                 to the link, or near it if others have the same key; where it does not, the
-   *                 link is found all the same.
+   *                 link is still found.
    */
   template <typename Compare>
   void Remove(ByodLink& link, const Compare& compare) {
@@ -144,7 +144,7 @@ class RankedList {
     Unlink(link);
   }
 
-  /// Whether the array tells what the list holds.
+  /// Whether the array holds what the list holds.
   bool Mirrored() const {
     return elements_.size() == 0 ? *head_ == nullptr : *head_ == elements_[0].link;
   }

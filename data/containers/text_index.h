@@ -1,4 +1,5 @@
-// Rules by text without regard to case, beside the chains of a HASH_* table.
+// Rules by text without regard to case, beside the chains of a HASH_* table. docs/performance.md,
+// "Option texts", has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_TEXT_INDEX_H
 #define BYOD_DATA_CONTAINERS_TEXT_INDEX_H
 
@@ -47,11 +48,11 @@ class FoldedText {
 
 /**
  * Holds the newest rule of each text: the one that stands first in its chain. The chains of 1024
- * buckets grow long with many rules; this table does not. It has the texts in copies of its own,
- * close together, so that a search need not go to the rules.
+ * buckets grow long with many rules; this table does not. It keeps its own copies of the texts,
+ * close together, so that a search does not read the rules.
  *
- * It keeps count of its rules. Where the count differs from the rule table's, others have changed
- * the chains, and they are to be asked.
+ * It keeps count of its rules. Where the count differs from the rule table's, a caller has
+ * changed the chains, and they must be searched instead.
  */
 class TextIndex {
  public:
@@ -89,7 +90,7 @@ class TextIndex {
   /// How many rules there are, those hidden behind newer ones too.
   uint32_t rules() const { return rules_; }
 
-  /// Forgets all rules and gives the memory back.
+  /// Forgets all rules and releases the memory.
   void Clear();
 
  private:

@@ -1,4 +1,4 @@
-// An array in which inserting in the middle moves little.
+// An array in which inserting in the middle moves little: docs/performance.md, "Lists".
 #ifndef BYOD_DATA_CONTAINERS_TIERED_ARRAY_H
 #define BYOD_DATA_CONTAINERS_TIERED_ARRAY_H
 

@@ -43,7 +43,7 @@ void DrawHashKey() {
   static bool drawn = false;
   if (drawn) return;
   drawn = true;
-  // Sixteen bytes that nobody else knows, without asking the kernel for more.
+  // Sixteen bytes that no other process knows, without a system call.
   const auto* const random = reinterpret_cast<const void*>(getauxval(AT_RANDOM));
   if (random == nullptr) return;
   uint64_t seeds[2];

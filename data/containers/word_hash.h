@@ -1,4 +1,5 @@
 // A hash of texts, for tables in memory: it differs between machines and between processes.
+// docs/performance.md, "Option texts", has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_WORD_HASH_H
 #define BYOD_DATA_CONTAINERS_WORD_HASH_H
 
@@ -11,8 +12,8 @@
 namespace byod::data {
 
 /**
- * What hashes are drawn with, so that nobody can compute texts that collide. Nothing that a caller
- * sees depends on it: the tables find rules, and lists and chains hold their order.
+ * The random key of all hashes: without it colliding texts cannot be computed. Nothing that a
+ * caller sees depends on it: the tables find rules, and lists and chains keep their order.
  */
 struct HashKey {
   uint64_t words[BYOD_RULETEXT_SIZE / sizeof(uint64_t)];  // one for each word of a text
@@ -28,7 +29,7 @@ extern HashKey hash_key;
 void DrawHashKey();
 
 /**
- * The words of a text, each added to a key of its own, are multiplied half by half and summed. Two
+ * The words of a text, each added to its own key, are multiplied half by half and summed. Two
  * texts of one length have equal sums for one key in 2^32, whatever the texts are; texts of
  * different lengths have them even less often, as the length is added times a key. A product with
  * an odd key spreads the sums evenly over the upper bits.

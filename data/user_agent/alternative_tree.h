@@ -1,4 +1,4 @@
-// The alternatives that hang on one anchor, in the order of the match list.
+// The alternatives that have one anchor, in the order of the match list.
 #ifndef BYOD_DATA_USER_AGENT_ALTERNATIVE_TREE_H
 #define BYOD_DATA_USER_AGENT_ALTERNATIVE_TREE_H
 

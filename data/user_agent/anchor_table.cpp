@@ -15,12 +15,12 @@ namespace {
 // cache. That of windows is asked for the few places that are left, and has to be right more often.
 constexpr size_t kGramBitsPerSlot = 8;
 constexpr size_t kWindowBitsPerSlot = 16;
-constexpr size_t kLeastBits = size_t{1} << 15;
+constexpr size_t kMinBits = size_t{1} << 15;
 
 constexpr size_t kGramWidth = 3;
 
 size_t WordsFor(size_t capacity, size_t bits_per_slot) {
-  return std::max(capacity * bits_per_slot, kLeastBits) / 32;
+  return std::max(capacity * bits_per_slot, kMinBits) / 32;
 }
 
 /// A gram of a term and the byte behind it, its NUL at the latest: four bytes are loaded at once.
@@ -82,8 +82,8 @@ void AnchorTable::Erase(const Term& term) {
   --size_;
   if (term.length < kGramWidth + 1) --short_terms_[term.length - 1];
   // As many lookups with some bits too many are paid for as it takes to put right all bits.
-  constexpr size_t kLeastLeft = 64;
-  if (++left_ > size_ / 2 + kLeastLeft) FillFilters();
+  constexpr size_t kMinLeft = 64;
+  if (++left_ > size_ / 2 + kMinLeft) FillFilters();
 }
 
 void AnchorTable::Unlink(const Term& term) {

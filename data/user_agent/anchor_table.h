@@ -1,4 +1,4 @@
-// Where in a string one of many terms may stand.
+// Where in a string one of many terms may occur: docs/performance.md, "User-Agent rules".
 #ifndef BYOD_DATA_USER_AGENT_ANCHOR_TABLE_H
 #define BYOD_DATA_USER_AGENT_ANCHOR_TABLE_H
 
@@ -28,10 +28,10 @@ namespace byod::data {
  * looked for by pairs of bytes, at every other place, too.
  *
  * Terms with the same window, or with windows of one hash, are a list that begins in the table, so
- * that a term comes and goes in a few steps however many others share its window.
+ * that a term comes and goes in a few steps however many terms share its window.
  *
- * A filter may pass what the table does not hold any more: bits are shared, and they are put right
- * once many terms have left.
+ * A filter may pass what the table does not hold any more: bits are shared, and they are set again
+ * from scratch once many terms have left.
  */
 class AnchorTable {
  public:

@@ -45,7 +45,8 @@ struct Expression {
     uint32_t hash;
   };
 
-  static constexpr size_t kMost = BYOD_RULETEXT_SIZE / 2;  // at least a separator is between two
+  static constexpr size_t kMaxTerms =
+      BYOD_RULETEXT_SIZE / 2;  // at least a separator is between two
 
   explicit Expression(const char* text) {
     const size_t length = strnlen(text, BYOD_RULETEXT_SIZE - 1);
@@ -61,8 +62,8 @@ struct Expression {
 
   size_t alternative_count = 0;
   size_t term_count = 0;
-  size_t term_counts[kMost];  // of each alternative
-  Piece terms[kMost];
+  size_t term_counts[kMaxTerms];  // of each alternative
+  Piece terms[kMaxTerms];
 };
 
 }  // namespace byod::data

@@ -1,4 +1,4 @@
-// Bytes of a text as numbers, for looking up where something may stand in it.
+// Bytes of a text as numbers, for finding where a term may occur in it.
 #ifndef BYOD_DATA_USER_AGENT_GRAM_H
 #define BYOD_DATA_USER_AGENT_GRAM_H
 

@@ -139,7 +139,7 @@ void SetLabel(Entry& entry, uint64_t label) {
     entry.alternatives()[i].label = label;
 }
 
-/// A label between two others that leaves the most room for further ones: close by at the ends,
+/// A label between two that leaves the most room for further ones: close by at the ends,
 /// where there is room for 2^31 of them, in the middle elsewhere.
 uint64_t Between(uint64_t low, uint64_t high) {
   const uint64_t gap = high - low;

@@ -32,7 +32,9 @@ namespace byod::data {
  * of its neighbours, and where there is none left, some neighbours get new ones.
  *
  * A rule's entry in the index stands beside its link in the match list. It is found by the rule's
- * address as well, and its label finds the link among others of equal length.
+ * address as well, and its label finds the link among those of equal length.
+ *
+ * docs/performance.md, "User-Agent rules", has the reasons and the figures.
  */
 class UserAgentIndex {
  public:
@@ -58,11 +60,11 @@ class UserAgentIndex {
   /// null
   void Remove(Entry* entry);
 
-  /// Takes over a match list that other hands linked: its rules have no entries yet.
+  /// Adopts a match list that a caller linked: its rules have no entries yet.
   /// @return false without memory; the index is empty then
   bool Rebuild();
 
-  /// Forgets every rule of the match list and gives the memory back.
+  /// Forgets every rule of the match list and releases the memory.
   void Clear();
 
   /// @return the first rule of the match list that matches, or null. Nothing is allocated.

@@ -1,4 +1,5 @@
-// Finding the first match in the User-Agent index.
+// Finding the first match in the User-Agent index. docs/performance.md, "User-Agent rules",
+// explains the filters and has the figures.
 #include <algorithm>
 #include <cstring>
 
@@ -38,7 +39,7 @@ class Search {
  private:
   static constexpr size_t kBlock = 256;
   static constexpr size_t kPlaces = kBlock / 2;
-  static constexpr size_t kMostCandidates = kPlaces * (4 + 9);  // for a gram, for a pair
+  static constexpr size_t kMaxCandidates = kPlaces * (4 + 9);  // for a gram, for a pair
   static constexpr size_t kRemembered = 64;
 
   /// A window that may be that of a term.
@@ -109,7 +110,8 @@ class Search {
     candidate_count_ += anchors_.MayBeWindow(hash);
   }
 
-  /// Looks whether an anchor stands where its window was met, and if so, at what hangs on it.
+  /// Looks whether an anchor stands where its window was met, and if so, tries the alternatives
+  /// that it anchors.
   void TryTerm(const Term& term, const AnchorNote& note, size_t window_end) {
     const size_t begin = window_end - note.window_end;
     if (window_end < note.window_end || begin + note.length > length_) return;
@@ -162,7 +164,7 @@ class Search {
   uint32_t pair_places_[kPlaces];
   size_t gram_count_;
   size_t pair_count_;
-  Candidate candidates_[kMostCandidates];
+  Candidate candidates_[kMaxCandidates];
   size_t candidate_count_;
 
   bool remembering_ = false;

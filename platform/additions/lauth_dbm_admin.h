@@ -100,7 +100,7 @@ int32_t LAUTH_db_Rollback(int32_t handle);
 int32_t LAUTH_db_Backup(int32_t handle, const char* file);
 
 /**
- * Judges one record or value of a backup.
+ * Checks one record or value of a backup.
  *
  * @return 0 if it may be restored
  */
@@ -117,7 +117,7 @@ typedef int32_t (*LAUTH_db_DataCallback)(void* context, const void* key, uint32_
  *
  * @param name, owner, parameters  as for DBM_Open; the backup must be of such a database
  * @param file     what LAUTH_db_Backup wrote
- * @param check    judges every record and value, or NULL; calls no database function
+ * @param check    is called for every record and value, or NULL; calls no database function
  * @param context  handed to check
  * @return 0; DBM_ERR_DAMAGED when the file is not a whole backup or check refused it; DBM_ERR_BUSY
  *         when anyone, this process included, has the database open. It stays on failure.

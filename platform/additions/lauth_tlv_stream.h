@@ -20,12 +20,12 @@ extern "C" {
 #define TLV_STREAM_HEADER 8 /**< bytes from which a message's length is known */
 
 /**
- * Tells the length of the message that begins here.
+ * Finds the length of the message that begins here.
  *
  * @param bytes  what has arrived so far; may be NULL when count is 0
  * @param count  how many; those behind the header are not looked at
  * @return the length of the whole message with its header, at least TLV_STREAM_HEADER; 0 when more
- *         bytes are needed to tell; -1 when no message begins like this, as soon as that is known
+ *         bytes are needed; -1 when no message begins like this, as soon as that is known
  */
 int64_t TLV_Stream_MessageLength(const void* bytes, size_t count);
 

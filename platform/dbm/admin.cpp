@@ -82,15 +82,15 @@ int32_t LAUTH_db_Restore(const char* name, const char* owner, const void* parame
     if (result == DBM_OK) result = Locate(name, place);
     if (result == DBM_OK) result = MayOpen();
     if (result != DBM_OK) return result;
-    DataJudge judge;
+    DataCheck check_data;
     if (check != nullptr) {
-      judge = [&](std::string_view key, uint32_t kind, std::string_view data) {
+      check_data = [&](std::string_view key, uint32_t kind, std::string_view data) {
         const bool good = check(context, key.data(), static_cast<uint32_t>(key.size()), kind,
                                 data.data(), static_cast<uint32_t>(data.size())) == 0;
         return good ? DBM_OK : Fail(DBM_ERR_DAMAGED, "%s: holds data that is not valid", file);
       };
     }
-    return Restore(place, identity, file, judge);
+    return Restore(place, identity, file, check_data);
   });
 }
 

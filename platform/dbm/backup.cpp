@@ -80,10 +80,10 @@ Result CopyBackup(const Place& place, const std::string& file) {
 }
 
 Result CheckCopy(const Place& place, const Identity& identity, const std::string& file,
-                 const DataJudge& judge) {
+                 const DataCheck& check) {
   Connection connection;
   Result result = connection.Open(place.fresh, file);
-  if (result == DBM_OK) result = Verify(connection, identity, Depth::kRestoring, judge);
+  if (result == DBM_OK) result = Verify(connection, identity, Depth::kRestoring, check);
   if (result == DBM_OK) result = MakeDurable(connection);
   if (result == DBM_OK) result = connection.Close();
   if (result == DBM_OK && HasContent(place.fresh + "-wal")) {
@@ -117,7 +117,7 @@ Result PutOldAside(const Place& place, const Identity& identity) {
   Connection connection;
   Result result = DBM_OK;
   if (NameIsTaken(place.database)) {
-    result = JudgeFiles(place);
+    result = CheckFiles(place);
     if (result == DBM_OK) result = connection.Open(place.database);
     if (result == DBM_OK) result = Verify(connection, identity, Depth::kOpening);
     if (result == DBM_OK) return MoveLogIntoFile(place, connection);
@@ -138,7 +138,7 @@ Result Database::Backup(const std::string& file) {
   if (result != DBM_OK) return result;
   Connection to;
   result = to.Open(copy.path());
-  // Nobody else knows the copy, and nobody gets it unless it is whole.
+  // No other process knows the copy, and it is renamed into place only when it is whole.
   if (result == DBM_OK) result = to.Execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
   if (result == DBM_OK) result = CopyPages(connection_, to);
   if (result == DBM_OK) result = to.Close();
@@ -153,13 +153,13 @@ Result Database::Backup(const std::string& file) {
 }
 
 Result Restore(const Place& place, const Identity& identity, const std::string& file,
-               const DataJudge& judge) {
+               const DataCheck& check) {
   Lock lock;
   Result result = PrepareDirectory(place);
   if (result == DBM_OK) result = lock.Acquire(place, Lock::Kind::kAlone);
   if (result != DBM_OK) return result;
   result = CopyBackup(place, file);
-  if (result == DBM_OK) result = CheckCopy(place, identity, file, judge);
+  if (result == DBM_OK) result = CheckCopy(place, identity, file, check);
   if (result == DBM_OK) result = PutOldAside(place, identity);
   if (result == DBM_OK && rename(place.fresh.c_str(), place.database.c_str()) != 0) {
     result = FailSystem("replace", place.database.c_str());

@@ -94,7 +94,7 @@ Result Database::EndReading() {
   return result;
 }
 
-// A change of a file that nobody finds any more would be lost with the last one who has it open.
+// A change of a file that has lost its name would be lost when the last process closes it.
 Result Database::CheckPlace() {
   int moved = 0;
   sqlite3_file_control(connection_.sqlite(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);

@@ -60,7 +60,7 @@ Result CodeFor(int sqlite_code) {
 Result Connection::Open(const std::string& path, const std::string& name) {
   name_ = name;
   errno = 0;
-  // Whoever calls holds the database's mutex, so SQLite needs none of its own for the connection.
+  // The caller holds the database's mutex, so SQLite needs none for the connection.
   int code =
       sqlite3_open_v2(path.c_str(), &sqlite_,
                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);

@@ -13,7 +13,7 @@
 
 namespace lauth::dbm {
 
-/** A statement that the connection prepares at its first use and keeps. */
+/// A statement that the connection prepares at its first use and keeps.
 enum class Sql : size_t {
   kBegin,
   kBeginChange,
@@ -54,26 +54,26 @@ class Connection {
   Result Open(const std::string& path, const std::string& name);
   Result Open(const std::string& path) { return Open(path, path); }
 
-  /** Whether closing may move the log into the file; not at first. */
+  /// Whether closing may move the log into the file; not at first.
   void LetCloseTidyUp(bool yes);
 
-  /** Closes; later calls do nothing. */
+  /// Closes; later calls do nothing.
   Result Close();
 
-  /** Gives back the memory of pages that a look at the whole file has left. */
+  /// Gives back the memory of pages that a look at the whole file has left.
   void ForgetPages() { sqlite3_db_release_memory(sqlite_); }
 
-  /** Runs statements that are of use only once. */
+  /// Runs statements that are of use only once.
   Result Execute(const char* sql);
 
-  /** Reads the single number, or text, that a statement gives. */
+  /// Reads the single number, or text, that a statement gives.
   Result Read(const char* sql, int64_t& number);
   Result Read(const char* sql, std::string& text);
 
-  /** Fails with SQLite's code and text. */
+  /// Fails with SQLite's code and text.
   Result Fail(int code) const;
 
-  /** Fails as damaged, naming the file and what is wrong with it. */
+  /// Fails as damaged, naming the file and what is wrong with it.
   Result FailDamaged(const char* reason) const;
 
   bool InTransaction() const { return sqlite3_get_autocommit(sqlite_) == 0; }
@@ -89,30 +89,30 @@ class Connection {
   std::array<sqlite3_stmt*, static_cast<size_t>(Sql::kCount)> prepared_{};
 };
 
-/** The use of a statement: bind in order, step, read the columns. Ends with the object. */
+/// The use of a statement: bind in order, step, read the columns. Ends with the object.
 class Statement {
  public:
-  /** Uses a statement that the connection keeps. */
+  /// Uses a statement that the connection keeps.
   Statement(Connection& connection, Sql which);
 
-  /** Uses a statement that is of use only once. */
+  /// Uses a statement that is of use only once.
   Statement(Connection& connection, const char* sql);
 
   Statement(const Statement&) = delete;
   Statement& operator=(const Statement&) = delete;
   ~Statement();
 
-  /** The bytes are borrowed until the statement's use ends. */
+  /// The bytes are borrowed until the statement's use ends.
   Statement& Bind(std::string_view bytes);
   Statement& Bind(int64_t number);
 
-  /** Finds the next row. @return DBM_OK, with row telling whether there is one, or a failure */
+  /// Finds the next row. @return DBM_OK, with row set to whether there is one, or a failure
   Result Step(bool& row);
 
-  /** Runs to the end. */
+  /// Runs to the end.
   Result Run();
 
-  /** Of the current row; valid until the next step. */
+  /// Of the current row; valid until the next step.
   std::string_view Bytes(int column) const;
   int64_t Number(int column) const;
 

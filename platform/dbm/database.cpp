@@ -8,7 +8,7 @@
 
 namespace lauth::dbm {
 
-Result JudgeFiles(const Place& place) {
+Result CheckFiles(const Place& place) {
   const bool has_log = HasContent(place.log);
   struct stat found;
   if (lstat(place.database.c_str(), &found) != 0) {
@@ -92,7 +92,7 @@ Result Database::Open(const Place& place, const Identity& identity,
   if (result != DBM_OK) return result;
   auto opened = std::make_shared<Database>();
   result = LockExisting(place, identity, opened->lock_);
-  if (result == DBM_OK) result = JudgeFiles(place);
+  if (result == DBM_OK) result = CheckFiles(place);
   if (result == DBM_OK) result = CheckAccess(place);
   if (result == DBM_OK) result = opened->connection_.Open(place.database);
   if (result == DBM_OK) result = Verify(opened->connection_, identity, Depth::kOpening);
@@ -135,7 +135,7 @@ Result DeleteDatabase(const Place& place) {
     return fail_missing();
   }
   Connection connection;
-  result = JudgeFiles(place);
+  result = CheckFiles(place);
   if (result == DBM_OK) result = connection.Open(place.database);
   if (result == DBM_OK) result = VerifyKind(connection);
   // So that the file without its log is still the whole old state.

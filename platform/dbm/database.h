@@ -18,7 +18,7 @@
 
 namespace lauth::dbm {
 
-/** Bytes that a caller wants filled. */
+/// Bytes that a caller wants filled.
 struct Buffer {
   void* data;
   uint32_t size;
@@ -31,11 +31,11 @@ struct Key {
 
 class Database {
  public:
-  /** Opens the database of a place, and creates it if need be. */
+  /// Opens the database of a place, and creates it if need be.
   static Result Open(const Place& place, const Identity& identity,
                      std::shared_ptr<Database>& database);
 
-  /** Closes; what is open within is withdrawn. */
+  /// Closes; what is open within is withdrawn.
   Result Close();
 
   Result CreateList(std::string_view key, const List& wanted);
@@ -62,7 +62,7 @@ class Database {
 
   Result Backup(const std::string& file);
 
-  /** Held for the length of a call. */
+  /// Held for the length of a call.
   std::mutex& mutex() { return mutex_; }
 
  private:
@@ -122,7 +122,7 @@ class Change {
   bool open_ = false;
 };
 
-/** Several reads of one state. */
+/// Several reads of one state.
 class Reading {
  public:
   explicit Reading(Database& database) : database_(database) {}
@@ -137,26 +137,24 @@ class Reading {
   bool open_ = false;
 };
 
-/** @return the changes that this process has flushed */
+/// @return the changes that this process has flushed
 uint64_t FlushCount();
 
-/** Removes the database of a place. */
+/// Removes the database of a place.
 Result DeleteDatabase(const Place& place);
 
-/** Puts a checked copy of a file in the place of a database. */
+/// Puts a checked copy of a file in the place of a database.
 Result Restore(const Place& place, const Identity& identity, const std::string& file,
-               const DataJudge& judge);
+               const DataCheck& check);
 
-/**
- * Judges what names and sizes alone tell. SQLite would take an empty file for a new database and
- * roll a foreign journal back.
- */
-Result JudgeFiles(const Place& place);
+/// Checks what names and sizes alone show. SQLite would take an empty file for a new database and
+/// roll a foreign journal back.
+Result CheckFiles(const Place& place);
 
-/** Closes the last connection to a database so that its file holds everything, without a log. */
+/// Closes the last connection to a database so that its file holds everything, without a log.
 Result MoveLogIntoFile(const Place& place, Connection& connection);
 
-/** Removes what an interrupted creation or restore left. The lock must be held alone. */
+/// Removes what an interrupted creation or restore left. The lock must be held alone.
 Result RemoveFresh(const Place& place);
 
 }  // namespace lauth::dbm

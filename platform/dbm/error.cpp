@@ -8,7 +8,7 @@
 namespace lauth::dbm {
 namespace {
 
-// Fixed, so that "out of memory" can still be told.
+// Fixed, so that "out of memory" can still be reported.
 thread_local char error_text[1024];
 
 }  // namespace

@@ -13,19 +13,19 @@ namespace lauth::dbm {
 
 using Result = int32_t;
 
-/** Keeps a text as the calling thread's error text. @return code */
+/// Keeps a text as the calling thread's error text. @return code
 Result Fail(Result code, const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));
 
-/** @return DBM_ERR_FULL for a reason of the system that is a lack of room, or DBM_ERR_FAILED */
+/// @return DBM_ERR_FULL for a reason of the system that is a lack of room, or DBM_ERR_FAILED
 Result ResultOf(int reason) noexcept;
 
-/** Fails with what errno says. @return as ResultOf */
+/// Fails with what errno says. @return as ResultOf
 Result FailSystem(const char* doing, const char* path) noexcept;
 
-/** @return the calling thread's error text */
+/// @return the calling thread's error text
 const char* ErrorText() noexcept;
 
-/** The error text of now, while what follows may fail too. Needs no memory. */
+/// The error text of now, while what follows may fail too. Needs no memory.
 class KeptErrorText {
  public:
   KeptErrorText() noexcept { std::snprintf(text_, sizeof text_, "%s", ErrorText()); }
@@ -35,7 +35,7 @@ class KeptErrorText {
   char text_[1024];
 };
 
-/** Runs an exported function's body, of which no exception may escape into C. */
+/// Runs an exported function's body, of which no exception may escape into C.
 template <typename Body>
 Result Guarded(Body body) noexcept {
   try {

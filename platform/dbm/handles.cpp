@@ -9,7 +9,7 @@ namespace lauth::dbm {
 namespace {
 
 // A handle is a slot's number and, above it, how often the slot was given out before, so that a
-// closed handle is told from its successor. Never negative, and 0 is the first.
+// closed handle is not taken for its successor. Never negative, and 0 is the first.
 constexpr uint32_t kSlotBits = 6;
 constexpr uint32_t kSlots = 1U << kSlotBits;
 constexpr uint32_t kUses = 1U << (31 - kSlotBits);

@@ -9,19 +9,19 @@
 
 namespace lauth::dbm {
 
-/** Checks that this process may open a database, which a fork forbids. */
+/// Checks that this process may open a database, which a fork forbids.
 Result MayOpen();
 
-/** Gives out a handle, at least 0, for a database. */
+/// Gives out a handle, at least 0, for a database.
 Result AddHandle(std::shared_ptr<Database> database, int32_t& handle);
 
-/** Finds the database of a handle. */
+/// Finds the database of a handle.
 Result FindHandle(int32_t handle, std::shared_ptr<Database>& database);
 
-/** Makes a handle mean nothing, for good. */
+/// Makes a handle mean nothing, for good.
 Result RemoveHandle(int32_t handle, std::shared_ptr<Database>& database);
 
-/** Calls a function with the database of a handle, alone on it. @return its result */
+/// Calls a function with the database of a handle, alone on it. @return its result
 template <typename Function>
 Result WithDatabase(int32_t handle, Function function) noexcept {
   return Guarded([&]() -> Result {

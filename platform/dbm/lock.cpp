@@ -13,8 +13,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Who holds the lock alone is done in well under a second. Those who share it may keep it for days,
-// so that waiting for them long is of no use.
+// A process that holds the lock alone is done in well under a second. Those that share it may keep
+// it for days, so waiting long for them is of no use.
 constexpr auto kPatienceForShared = 10s;
 constexpr auto kPatienceForAlone = 2s;
 constexpr auto kPause = 5ms;
@@ -29,12 +29,12 @@ Result OpenLockFile(const std::string& path, Descriptor& file) {
   }
 }
 
-// The removal of a database removes the lock file too; who opened it before then holds a lock that
-// nobody else will ever look at.
+// Removing a database removes the lock file too; a process that opened it before that holds a lock
+// that no other process will ever try.
 bool IsStillInPlace(const Descriptor& file, const std::string& path) {
   struct stat held;
   struct stat named;
-  // The descriptor is open, as no failure to open it is told as DBM_OK.
+  // The descriptor is open, as no failure to open it returns DBM_OK.
   // NOLINTNEXTLINE(clang-analyzer-unix.StdCLibraryFunctions)
   return fstat(file.get(), &held) == 0 && lstat(path.c_str(), &named) == 0 &&
          held.st_dev == named.st_dev && held.st_ino == named.st_ino;

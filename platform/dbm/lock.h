@@ -1,5 +1,5 @@
-// The lock that keeps a database file in its place: held together by all who have it open, alone by
-// who creates, replaces or removes it.
+// The lock that keeps a database file in its place: shared by all processes that have it open,
+// held alone by one that creates, replaces or removes it.
 #ifndef LAUTH_PLATFORM_DBM_LOCK_H
 #define LAUTH_PLATFORM_DBM_LOCK_H
 

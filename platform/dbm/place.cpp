@@ -38,8 +38,8 @@ Result CurrentDirectory(std::string& directory) {
     directory = ChosenDirectory();
   }
   if (!directory.empty()) return DBM_OK;
-  const char* wished = secure_getenv("LAUTH_STATE_DIR");
-  directory = wished != nullptr && *wished != '\0' ? wished : kDefaultDirectory;
+  const char* requested = secure_getenv("LAUTH_STATE_DIR");
+  directory = requested != nullptr && *requested != '\0' ? requested : kDefaultDirectory;
   return MakeAbsolute(directory);
 }
 

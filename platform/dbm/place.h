@@ -9,7 +9,7 @@
 
 namespace lauth::dbm {
 
-/** The paths of one database. */
+/// The paths of one database.
 struct Place {
   std::string directory;
   std::string database;  // <name>.db
@@ -20,42 +20,40 @@ struct Place {
   std::string lock;      // <name>.lock
 };
 
-/** Sets the directory of all databases; NULL takes the setting back. */
+/// Sets the directory of all databases; NULL removes the setting.
 Result SetDirectory(const char* directory);
 
-/** Finds out where the database of a name lies. */
+/// Finds out where the database of a name lies.
 Result Locate(const char* name, Place& place);
 
-/** Creates the directory, with mode 0700, if it is missing. */
+/// Creates the directory, with mode 0700, if it is missing.
 Result PrepareDirectory(const Place& place);
 
 using byod::net::Descriptor;
 
-/** Creates an empty file that must not exist, with mode 0600. */
+/// Creates an empty file that must not exist, with mode 0600.
 Result CreatePrivateFile(const std::string& path, Descriptor& file);
 
-/**
- * Creates such a file in the databases' directory. Created by the administrator, it belongs to the
- * directory's owner, so that the daemon can use it.
- */
+/// Creates such a file in the databases' directory. Created by the administrator, it belongs to the
+/// directory's owner, so that the daemon can use it.
 Result CreateStateFile(const std::string& path, Descriptor& file);
 
-/** Makes a file's content survive a loss of power. */
+/// Makes a file's content survive a loss of power.
 Result FlushFile(const std::string& path);
 
-/** Makes the names in a directory survive a loss of power. */
+/// Makes the names in a directory survive a loss of power.
 Result FlushDirectory(const std::string& directory);
 
-/** @return the directory part of a path */
+/// @return the directory part of a path
 std::string DirectoryOf(const std::string& path);
 
-/** Removes a file if it is there. */
+/// Removes a file if it is there.
 Result RemoveFile(const std::string& path);
 
-/** @return whether anything, a dangling link too, has that name */
+/// @return whether anything, a dangling link too, has that name
 bool NameIsTaken(const std::string& path);
 
-/** @return whether there is a file of that name that is not empty */
+/// @return whether there is a file of that name that is not empty
 bool HasContent(const std::string& path);
 
 }  // namespace lauth::dbm

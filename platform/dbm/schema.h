@@ -7,13 +7,13 @@
 
 namespace lauth::dbm {
 
-/** "LADB", in the file's header. */
+/// "LADB", in the file's header.
 constexpr int64_t kApplication = 0x4C414442;
 
-/** The format's version, in the file's header. */
+/// The format's version, in the file's header.
 constexpr int64_t kVersion = 1;
 
-/** The file consists of pages of this size. */
+/// The file consists of pages of this size.
 constexpr int kPageSize = 4096;
 
 struct Table {
@@ -43,7 +43,7 @@ constexpr Table kTables[] = {
     {"value", LAUTH_DBM_VALUE},
 };
 
-/** Makes the tables and leaves the transaction open, for the row of "store". */
+/// Makes the tables and leaves the transaction open, for the row of "store".
 constexpr const char* kMakeTables =
     "PRAGMA page_size = 4096;"
     "PRAGMA application_id = 0x4C414442;"

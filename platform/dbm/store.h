@@ -1,4 +1,4 @@
-// The database file: its tables, how a new one is made, and how one is judged whole.
+// The database file: its tables, how a new one is made, and how one is verified.
 #ifndef LAUTH_PLATFORM_DBM_STORE_H
 #define LAUTH_PLATFORM_DBM_STORE_H
 
@@ -12,7 +12,7 @@
 
 namespace lauth::dbm {
 
-/** Whose database it is: what DBM_Open was given besides the name. */
+/// Whose database it is: what DBM_Open was given besides the name.
 struct Identity {
   std::string owner;
   uint32_t mode = 0;
@@ -22,10 +22,10 @@ struct Identity {
   bool operator==(const Identity&) const = default;
 };
 
-/** Reads the identity from DBM_Open's arguments. */
+/// Reads the identity from DBM_Open's arguments.
 Result MakeIdentity(const char* owner, uint32_t mode, const void* parameters, Identity& identity);
 
-/** What a sort list was created with. */
+/// What a sort list was created with.
 struct List {
   int64_t id = 0;
   uint32_t offset = 0;
@@ -35,35 +35,33 @@ struct List {
   bool operator==(const List&) const = default;
 };
 
-/** @return whether a record of a size holds the sort key's bytes */
+/// @return whether a record of a size holds the sort key's bytes
 bool HoldsSortKey(const List& list, size_t size);
 
-/** @return the sort key of a record that holds its bytes; part of the record */
+/// @return the sort key of a record that holds its bytes; part of the record
 std::string_view SortKeyOf(const List& list, std::string_view record);
 
 uint32_t ListSum(std::string_view key, const List& list);
 uint32_t RecordSum(int64_t list, std::string_view data);
 uint32_t ValueSum(std::string_view key, uint32_t area, uint32_t form, std::string_view data);
 
-/** Fills an empty file with a new database, and flushes it. */
+/// Fills an empty file with a new database, and flushes it.
 Result MakeStore(const std::string& path, const Identity& identity);
 
-/** Judges one record or value beyond what every database must be. @return a result */
-using DataJudge = std::function<Result(std::string_view key, uint32_t kind, std::string_view data)>;
+/// Checks one record or value beyond what every database must be. @return a result
+using DataCheck = std::function<Result(std::string_view key, uint32_t kind, std::string_view data)>;
 
-/** Judges only whether a file is a database of ours, whoever's. */
+/// Checks only whether a file is a database of this library, of any owner.
 Result VerifyKind(Connection& connection);
 
 enum class Depth { kOpening, kRestoring };
 
-/**
- * Judges a database whole, without writing to it: ours, of that identity, every page in its place,
- * every record as it was stored.
- */
+/// Verifies a whole database without writing to it: ours, of that identity, every page in its
+/// place, every record as it was stored.
 Result Verify(Connection& connection, const Identity& identity, Depth depth,
-              const DataJudge& judge = nullptr);
+              const DataCheck& check = nullptr);
 
-/** Sets a judged connection up for durable changes. */
+/// Sets a verified connection up for durable changes.
 Result MakeDurable(Connection& connection);
 
 }  // namespace lauth::dbm

@@ -42,9 +42,9 @@ Result VerifyIdentity(Connection& connection, const Identity& identity) {
               connection.name().c_str(), stored.store.c_str(), stored.owner.c_str());
 }
 
-Result JudgeData(const DataJudge& judge, std::string_view key, uint32_t kind,
+Result CheckData(const DataCheck& check, std::string_view key, uint32_t kind,
                  std::string_view data) {
-  return judge ? judge(key, kind, data) : DBM_OK;
+  return check ? check(key, kind, data) : DBM_OK;
 }
 
 struct KeyedList {
@@ -75,7 +75,7 @@ Result ReadLists(Connection& connection, Lists& lists) {
 }
 
 // The records of all lists, in the order in which they lie in the file.
-Result VerifyRecords(Connection& connection, const Lists& lists, const DataJudge& judge) {
+Result VerifyRecords(Connection& connection, const Lists& lists, const DataCheck& check) {
   Statement read(connection,
                  "SELECT list, sort_key, data, sum FROM record ORDER BY list, sort_key");
   auto owner = lists.end();  // of the record before, as is the sort key
@@ -99,19 +99,19 @@ Result VerifyRecords(Connection& connection, const Lists& lists, const DataJudge
       return connection.FailDamaged("a record is not as it was stored");
     }
     before = sort_key;
-    if (const Result result = JudgeData(judge, key, LAUTH_DB_LIST, data); result != DBM_OK) {
+    if (const Result result = CheckData(check, key, LAUTH_DB_LIST, data); result != DBM_OK) {
       return result;
     }
   }
 }
 
-Result VerifyLists(Connection& connection, const DataJudge& judge) {
+Result VerifyLists(Connection& connection, const DataCheck& check) {
   Lists lists;
   const Result result = ReadLists(connection, lists);
-  return result == DBM_OK ? VerifyRecords(connection, lists, judge) : result;
+  return result == DBM_OK ? VerifyRecords(connection, lists, check) : result;
 }
 
-Result VerifyValues(Connection& connection, const DataJudge& judge) {
+Result VerifyValues(Connection& connection, const DataCheck& check) {
   Statement read(connection, "SELECT key, area, form, data, sum FROM value");
   for (;;) {
     bool row = false;
@@ -126,7 +126,7 @@ Result VerifyValues(Connection& connection, const DataJudge& judge) {
                                            static_cast<uint32_t>(read.Number(2)), data)}) {
       return connection.FailDamaged("a value is not as it was stored");
     }
-    if (const Result result = JudgeData(judge, key, LAUTH_DB_VALUE, data); result != DBM_OK) {
+    if (const Result result = CheckData(check, key, LAUTH_DB_VALUE, data); result != DBM_OK) {
       return result;
     }
   }
@@ -167,15 +167,15 @@ Result VerifyKind(Connection& connection) {
 }
 
 Result Verify(Connection& connection, const Identity& identity, Depth depth,
-              const DataJudge& judge) {
+              const DataCheck& check) {
   // One transaction, so that changes of other processes do not come between.
   Result result = connection.Execute("BEGIN");
   if (result != DBM_OK) return result;
   result = VerifyKind(connection);
   if (result == DBM_OK) result = VerifyPages(connection, depth);
   if (result == DBM_OK) result = VerifyIdentity(connection, identity);
-  if (result == DBM_OK) result = VerifyLists(connection, judge);
-  if (result == DBM_OK) result = VerifyValues(connection, judge);
+  if (result == DBM_OK) result = VerifyLists(connection, check);
+  if (result == DBM_OK) result = VerifyValues(connection, check);
   if (result == DBM_OK) return connection.Execute("COMMIT");
   sqlite3_exec(connection.sqlite(), "ROLLBACK", nullptr, nullptr, nullptr);
   return result;

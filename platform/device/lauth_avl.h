@@ -9,7 +9,7 @@
  *
  * Order: the tree knows nothing of keys; it asks a compare. Every compare of this header is called
  * as compare(record, probe), where record is linked in the tree and probe is the argument of the
- * call, and tells by its sign whether record comes before (negative), is equal to (0) or comes
+ * call, and says by its sign whether record comes before (negative), is equal to (0) or comes
  * after (positive) the probe. A compare need not be consistent: with one that contradicts itself
  * the order of the records is arbitrary and a search may miss, but every record that was inserted
  * is walked exactly once and can be removed.

@@ -25,7 +25,7 @@
  * Threads: any. Calls on one handle wait for each other, so one thread at a time uses it.
  *
  * Results are 0 for success unless said, and a code below for failure. LAUTH_db_ErrorText
- * (lauth_dbm_admin.h) tells a person why the calling thread's last failing call failed.
+ * (lauth_dbm_admin.h) says, for people, why the calling thread's last failing call failed.
  */
 #ifndef LAUTH_DBM_H
 #define LAUTH_DBM_H

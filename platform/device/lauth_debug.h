@@ -2,8 +2,8 @@
  * @file
  * Debug log: leveled, formatted messages, handed to a sink.
  *
- * Levels: 1 is the most important, higher numbers tell more. A message goes out when its level is
- * at most the level that is set. The level is 0 at the start, and with 0 nothing goes out.
+ * Levels: 1 is the most important, higher numbers are more detailed. A message goes out when its
+ * level is at most the level that is set. The level is 0 at the start, and with 0 nothing goes out.
  *
  * Threads: all calls may be made from any thread. A sink may be called by several threads at once,
  * and for a moment after it was replaced.

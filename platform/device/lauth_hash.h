@@ -64,7 +64,7 @@ HASH_Table* HASH_Create(uint32_t buckets, uint32_t (*hash)(const char*));
  * @param key      handed to the hash function and to compare
  * @param compare  called as compare(record, key) along the key's chain; 0 is a match
  * @return the first match from the head of the chain, or NULL; also NULL for a NULL table or
- *         compare, and for a key whose hash is no bucket
+ *         compare, and for a key whose hash is not a bucket
  */
 void* HASH_Find(HASH_Table* table, const void* key,
                 int (*compare)(const void* record, const void* key));

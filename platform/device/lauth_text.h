@@ -22,7 +22,8 @@ extern "C" {
 char* lowercase(char* text);
 
 /**
- * Formats like snprintf, but tells what was written, not what would have been.
+ * Formats like snprintf, but returns the length written, not the length that the text would have
+ * had.
  *
  * @param out   gets the text, cut if need be, and always a NUL
  * @param size  of out, in bytes; with 0 nothing is written

@@ -27,7 +27,7 @@
  *
  * The form in which messages are written belongs to the library: integers are in network order, so
  * it is the same on every machine; a message begins with a mark and its own length, by which it is
- * told from text and numbers.
+ * distinguished from text and numbers.
  */
 #ifndef LAUTH_TLV_H
 #define LAUTH_TLV_H
@@ -105,8 +105,8 @@ uint32_t TLV_GetMsgLen(uint32_t msg, uint32_t mode);
  * is set. SIGPIPE is never raised.
  *
  * @param length  the most to write: of a memory target, its size
- * @return the bytes written, as TLV_GetMsgLen tells; 0 when length is less than that, the socket
- *         fails or times out, the address is NULL or the mode is unknown
+ * @return the bytes written, as TLV_GetMsgLen returns it; 0 when length is less than that, the
+ * socket fails or times out, the address is NULL or the mode is unknown
  */
 uint32_t TLV_Flush(uint32_t msg, uint32_t mode, uint32_t length, uintptr_t target);
 

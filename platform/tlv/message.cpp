@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kFirstCapacity = 512;
 constexpr size_t kFirstElements = 24;
-constexpr size_t kMostBytes = UINT32_MAX;
+constexpr size_t kMaxBytes = UINT32_MAX;
 
 // Deletions are cleaned up once they outnumber what is left, which costs a constant share of each.
 constexpr size_t kFewDeletions = 32;
@@ -107,8 +107,8 @@ bool Message::Index() {
 uint32_t Message::Append(uint16_t type, uint16_t length, const void* value) {
   if (value == nullptr && length != 0) return TLV_ERR_ARGUMENT;
   if (deleted_ > kFewDeletions && deleted_ > element_count_ / 2) Compact();
-  if (kElementHeader + length > kMostBytes - size_) Compact();
-  if (kElementHeader + length > kMostBytes - size_) return TLV_ERR_LENGTH;
+  if (kElementHeader + length > kMaxBytes - size_) Compact();
+  if (kElementHeader + length > kMaxBytes - size_) return TLV_ERR_LENGTH;
   if (next_serial_ == UINT32_MAX) return TLV_ERR_LENGTH;
   if (!ReserveElements(element_count_ + 1) || !Reserve(size_ + kElementHeader + length)) {
     return TLV_ERR_MEMORY;

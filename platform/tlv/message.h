@@ -1,7 +1,5 @@
-/**
- * One message, held in the very form in which it is written (docs/message-format.md), with an index
- * of its elements beside it.
- */
+/// One message, held in the very form in which it is written (docs/message-format.md), with an
+/// index of its elements beside it.
 #ifndef LAUTH_PLATFORM_TLV_MESSAGE_H
 #define LAUTH_PLATFORM_TLV_MESSAGE_H
 

@@ -12,8 +12,8 @@ namespace {
 constexpr uint32_t kSlotsInTurn = kSlotBlock;
 
 // Memory that unused slots may keep for the next message, all of them and each.
-constexpr size_t kMostSpare = size_t{2} << 20;
-constexpr size_t kMostSpareEach = kMostSpare / 16;
+constexpr size_t kMaxSpare = size_t{2} << 20;
+constexpr size_t kMaxSpareEach = kMaxSpare / 16;
 
 // Slots to be taken in the order in which they came.
 class Queue {
@@ -57,7 +57,7 @@ class Pool {
     const size_t footprint = slot->message.Footprint();
     {
       const Guard guard(lock_);
-      if (footprint <= kMostSpareEach && spare_ + footprint <= kMostSpare) {
+      if (footprint <= kMaxSpareEach && spare_ + footprint <= kMaxSpare) {
         spare_ += footprint;
         return free_.Push(slot);
       }
@@ -69,7 +69,7 @@ class Pool {
 
  private:
   Slot* Make() {
-    if (made_ == kMostSlots) return nullptr;
+    if (made_ == kMaxSlots) return nullptr;
     std::atomic<Slot*>& block = slot_blocks[made_ / kSlotBlock];
     if (block.load(std::memory_order_relaxed) == nullptr) {
       Slot* fresh = made_ == 0 ? first_block_.data() : new (std::nothrow) Slot[kSlotBlock];
@@ -94,7 +94,7 @@ constinit Pool pool;
 
 }  // namespace
 
-constinit std::atomic<Slot*> slot_blocks[kMostSlots / kSlotBlock + 1] = {};
+constinit std::atomic<Slot*> slot_blocks[kMaxSlots / kSlotBlock + 1] = {};
 
 NewMessage::NewMessage() : slot_(pool.Take()) {}
 

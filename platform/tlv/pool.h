@@ -1,7 +1,5 @@
-/**
- * The messages in use, named by handles. A handle is a slot and the count of messages that the slot
- * has held before, so a handle of an earlier one is known for what it is.
- */
+/// The messages in use, named by handles. A handle is a slot and the count of messages that the
+/// slot has held before, so a handle of an earlier one is known for what it is.
 #ifndef LAUTH_PLATFORM_TLV_POOL_H
 #define LAUTH_PLATFORM_TLV_POOL_H
 
@@ -61,17 +59,17 @@ inline uint32_t HandleOf(const Slot& slot) {
   return uint32_t{slot.generation} << 16 | (slot.index + 1);
 }
 
-inline constexpr uint32_t kMostSlots = 0xFFFF;
+inline constexpr uint32_t kMaxSlots = 0xFFFF;
 inline constexpr uint32_t kSlotBlock = 64;
 
 // The slots by their index, in blocks that stay where they are once they are made: looking one up
 // takes no lock.
-extern constinit std::atomic<Slot*> slot_blocks[kMostSlots / kSlotBlock + 1];
+extern constinit std::atomic<Slot*> slot_blocks[kMaxSlots / kSlotBlock + 1];
 
 // The slot that a handle names, whatever it holds now; null when there never was one.
 inline Slot* FindSlot(uint32_t handle) {
   const uint32_t index = (handle & 0xFFFF) - 1;
-  if (index >= kMostSlots) return nullptr;
+  if (index >= kMaxSlots) return nullptr;
   Slot* block = slot_blocks[index / kSlotBlock].load(std::memory_order_acquire);
   return block != nullptr ? &block[index % kSlotBlock] : nullptr;
 }

@@ -1,4 +1,4 @@
-/** Whole pieces over a stream socket, blocking or not. */
+/// Whole pieces over a stream socket, blocking or not.
 #ifndef LAUTH_PLATFORM_TLV_SOCKET_H
 #define LAUTH_PLATFORM_TLV_SOCKET_H
 

@@ -215,7 +215,7 @@ TEST_F(Connection, OtherErrorsCloseTheSocketAndGiveMinusOne) {
     machine.connect_errors = {EINTR, error, 0};
     errno = 0;
     EXPECT_EQ(BYOD_cfgmsg_ConnectToLauthd(), -1) << error;
-    EXPECT_EQ(errno, error);  // told to the caller, whatever closing did
+    EXPECT_EQ(errno, error);  // reported to the caller, whatever closing did
     EXPECT_EQ(machine.addresses.size(), 2u) << error;
     EXPECT_EQ(machine.closed, std::vector<int>{kDescriptor}) << error;
   }

@@ -111,7 +111,7 @@ struct Listings : testing::TestWithParam<Listing> {
     GetParam().walk(msg.get(), GetParam().callback);
     EXPECT_EQ(msg.elements(), reply);
   }
-  // The names, which tell the keys.
+  // The names, which identify the keys.
   static std::vector<std::string> ListedNames() {
     std::vector<std::string> names;
     for (const Rule& rule : listed)
@@ -181,8 +181,9 @@ TEST_P(Listings, ConnectionThatDropsBeforeTheLastReplyFailsAfterTheRulesThatCame
   EXPECT_EQ(ListedNames(), (Names{"name of a", "name of b"}));
 }
 
-// Three calls for each reply: for itself, for its result, which is no message anyway, and for its
-// rule. A reply that is not received ends the listing, a rule that is not taken out is left out.
+// Three calls for each reply: for itself, for its result, which is not a message anyway, and for
+// its rule. A reply that is not received ends the listing, a rule that is not taken out is left
+// out.
 TEST_P(Listings, EachFailedReceiveInTurnFailsTheListingOrLeavesOneRuleOut) {
   const Names all = {"name of a", "name of b", "name of c"};
   for (int n = 1; n <= 9; ++n) {
@@ -245,7 +246,7 @@ TEST_P(Listings, LongestRepliesAreTakenOneAfterAnother) {
 // ---- one reply
 
 TEST_P(Listings, ElementThatIsNoMessageAndRuleThatDoesNotDecodeArePassedOver) {
-  Walk({Number(12, 0), Text(8, "a text that is no message"), RuleOf("a"), Bytes(9, ""),
+  Walk({Number(12, 0), Text(8, "a text that is not a message"), RuleOf("a"), Bytes(9, ""),
         Nested(100, {Text(8, std::string(128, 'n'))}),
         Nested(100, {Text(16, std::string(64, 'v'))}), RuleOf("b", 7), Nested(100, {Bytes(8, "")}),
         RuleOf("c", 65535)});

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # privileged_test.sh PROGRAM PATH: an ordinary PROGRAM looks for the daemon where LAUTHD_SOCKET says,
-# one that runs with a group of its own (set-group-ID) at the configured PATH. Skipped (77) where
+# one that runs with another group (set-group-ID) at the configured PATH. Skipped (77) where
 # such a program cannot be made.
 set -euo pipefail
 program=$1 configured=$2

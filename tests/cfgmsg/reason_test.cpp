@@ -60,7 +60,7 @@ TEST_P(Reason, IsThatOfTheConnectionWithoutADaemon) {
   if (IsFingerPrint()) GTEST_SKIP() << "asks on a connection that is there";
   SetUnreachable();
   EXPECT_EQ(Ask(), ENOENT);
-  // A socket that nobody listens on any more.
+  // A socket without a listener.
   const std::string path = "/tmp/byod-reason-" + std::to_string(getpid());
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;

@@ -192,7 +192,7 @@ inline const std::vector<Request>& All() {
   return all;
 }
 
-/// Carries a request out, a fingerprint query on a connection of its own.
+/// Carries a request out, a fingerprint query on a separate connection.
 inline uint32_t CarryOut(const Request& request) {
   outcome = {};
   if (request.family != Family::kFingerPrint) return request.call(-1);

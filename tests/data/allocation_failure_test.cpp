@@ -1,5 +1,5 @@
-// Every operation that allocates, with each of its allocations failing in turn: what it tells, that
-// nothing has changed, and that nothing stays allocated.
+// Every operation that allocates, with each of its allocations failing in turn: what it returns,
+// that nothing has changed, and that nothing stays allocated.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -188,7 +188,7 @@ TYPED_TEST(AllocationFailureInTable, AddsNoRuleAndLeavesItToTheCaller) {
       });
 }
 
-TYPED_TEST(AllocationFailureInTable, FindOrNewTellsItAndGivesNone) {
+TYPED_TEST(AllocationFailureInTable, FindOrNewReportsItAndReturnsNone) {
   typename TypeParam::Rule* rule = nullptr;
   uint16_t created = 0;
   uint32_t err = 0;
@@ -231,7 +231,7 @@ TYPED_TEST(AllocationFailureInTable, AddsNoPredefinedRule) {
   EXPECT_GE(failures, 2 * this->kRules);  // rule and information
 }
 
-TYPED_TEST(AllocationFailureInTable, UpdateTellsItAndMakesNoInformation) {
+TYPED_TEST(AllocationFailureInTable, UpdateReportsItAndMakesNoInformation) {
   auto* rule = Make<TypeParam>(1u, BYOD_RULE_PREDEFINED);
   const auto record = RecordOf<typename TypeParam::Record>(Info("n", "v"));
   uint32_t result = 0;

@@ -156,7 +156,7 @@ struct StripCase {
   const char* category;
   const char* os;
   bool cleared;
-  const char* told;
+  const char* expected;
 };
 
 constexpr StripCase kStripCases[] = {
@@ -179,8 +179,8 @@ TEST(StripDeviceInfo, ClearsOneHalfAndGivesZeroIfTheOtherRemains) {
   for (const StripCase& c : kStripCases) {
     ByodDeviceInfo info = Info(c.name, c.vendor, c.category, c.os);
     EXPECT_EQ(byod_data_StripDeviceInfo(c.mode, &info), c.cleared ? 0u : 1u)
-        << c.mode << ' ' << c.told;
-    EXPECT_EQ(InfoText(&info), c.told);
+        << c.mode << ' ' << c.expected;
+    EXPECT_EQ(InfoText(&info), c.expected);
   }
 }
 
@@ -193,8 +193,8 @@ TEST(StripDeviceInfoPart, ClearsTheSameAndGivesOneThen) {
   for (const StripCase& c : kStripCases) {
     ByodDeviceInfo info = Info(c.name, c.vendor, c.category, c.os);
     EXPECT_EQ(byod_data_StripDeviceInfoPart(c.mode, &info), c.cleared ? 1u : 0u)
-        << c.mode << ' ' << c.told;
-    EXPECT_EQ(InfoText(&info), c.told);
+        << c.mode << ' ' << c.expected;
+    EXPECT_EQ(InfoText(&info), c.expected);
   }
 }
 

@@ -127,7 +127,7 @@ constexpr TypeMethod kTypeMethods[] = {byod_data_TypeByDhcpFingerPrint,
                                        byod_data_TypeByUserAgentFingerPrint,
                                        byod_data_TypeByMacFingerPrint};
 
-TEST_F(FingerprintMethod, AttributeMethodsTellWhetherAllIsKnownAndLogIt) {
+TEST_F(FingerprintMethod, AttributeMethodsReportWhetherAllIsKnownAndLogIt) {
   DhcpRule(Info("n", "v", "c", "o"));
   UserAgentRule(Info("n", "v", "c", "o"));
   MacRule(Info("n", "v", "c", "o"));

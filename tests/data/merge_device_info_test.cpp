@@ -1,4 +1,4 @@
-// How a rule's two informations become attributes and a type.
+// How a rule's two device info records become attributes and a type.
 #include <gtest/gtest.h>
 
 #include <memory>

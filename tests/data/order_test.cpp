@@ -34,7 +34,7 @@ TEST_F(OrderTest, SettingTheDefaultRightAfterInitChangesNothing) {
   EXPECT_EQ(BYOD_order_SetOrder(&order), static_cast<uint32_t>(BYOD_ERR_NOCHANGE));
 }
 
-TEST_F(OrderTest, SettingTwiceTellsTheSecondTimeThatNothingChanged) {
+TEST_F(OrderTest, SettingTwiceReportsTheSecondTimeThatNothingChanged) {
   const ByodOrder order = {{2, 1, 0}};
   EXPECT_EQ(BYOD_order_SetOrder(&order), 0u);
   EXPECT_EQ(BYOD_order_SetOrder(&order), static_cast<uint32_t>(BYOD_ERR_NOCHANGE));

@@ -131,7 +131,7 @@ TEST_F(RuleStoreTest, FiniReleasesEveryRuleWithBothInformationsInAllTables) {
   const int64_t before = support::LiveAllocations();
   ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
   FillTables();
-  constexpr int64_t kOfEitherOrigin = 60;  // with two informations, and with one
+  constexpr int64_t kOfEitherOrigin = 60;  // with two device info records, and with one
   EXPECT_GE(support::LiveAllocations(), before + kOfEitherOrigin * 3 + kOfEitherOrigin * 2);
   BYOD_data_GlobalInfoFini();
   EXPECT_EQ(support::LiveAllocations(), before);
@@ -387,7 +387,7 @@ TEST(HashString, IsFnv1OfTheLowerCaseText) {
   EXPECT_EQ(byod_data_HashString(std::string(255, 'x').c_str()), 367u);
 }
 
-TEST(HashString, DoesNotTellCaseApart) {
+TEST(HashString, IgnoresCase) {
   EXPECT_EQ(byod_data_HashString("Mozilla"), byod_data_HashString("MOZILLA"));
   EXPECT_EQ(byod_data_HashString("ABCDEFGHIJKLMNOPQRSTUVWXYZ"),
             byod_data_HashString("abcdefghijklmnopqrstuvwxyz"));

@@ -1,4 +1,4 @@
-// MAC rules made in rows: each a record of its own, and none that nobody takes is left behind.
+// MAC rules made in rows: each a separate record, and none that was not taken is left behind.
 #include "data/spare_mac_rules.h"
 
 #include <gtest/gtest.h>

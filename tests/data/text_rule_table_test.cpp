@@ -1,5 +1,5 @@
 // What the two tables of rules keyed by text do alike: the hash, the list in byte order, equal
-// texts, over-long texts, and lists whose length the count does not tell.
+// texts, over-long texts, and lists whose length differs from the count.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -42,7 +42,7 @@ TYPED_TEST(TextRuleTable, FindsWithoutRegardToCase) {
   EXPECT_EQ(TypeParam::Find(""), nullptr);
 }
 
-TYPED_TEST(TextRuleTable, TellsBytesAbove127Apart) {
+TYPED_TEST(TextRuleTable, DistinguishesBytesAbove127) {
   auto* rule = this->Add("\xC4");
   EXPECT_EQ(TypeParam::Find("\xC4"), rule);
   EXPECT_EQ(TypeParam::Find("\xE4"), nullptr);
@@ -308,9 +308,9 @@ TYPED_TEST(TextRuleTable, WrapsTheCountsBelowZero) {
   EXPECT_EQ(TypeParam::Table().custom_count, UINT32_MAX);
 }
 
-// ---------------------------------------------------------------- lists linked by other hands
+// ---------------------------------------------------------------- lists linked by callers
 
-/// Links a rule in at a place of the list, as a caller does who holds the list's head.
+/// Links a rule in at a place of the list, as a caller that holds the list's head does.
 template <typename Rule>
 void LinkByHand(ByodLink** place, Rule& rule) {
   rule.list_link = {*place, place};

@@ -140,7 +140,7 @@ TEST_F(UserAgentRuleTable, PagesFromTheNewestOfEqualRules) {
 TEST_F(UserAgentRuleTable, PagesFromTheEmptyKeywordToTheFirstRuleEvenIfThatIsEmpty) {
   ByodUserAgentRule* empty = Add("");
   ByodUserAgentRule* a = Add("a");
-  // The empty keyword is not looked up; it is equal to the first rule, so the next one is told.
+  // The empty keyword is not looked up; it is equal to the first rule, so the next one is returned.
   EXPECT_EQ(Next(""), a);
   EXPECT_EQ(BYOD_data_GetNextUserAgentRule(""), a);
   EXPECT_EQ(BYOD_data_FindUserAgentRule(""), empty);

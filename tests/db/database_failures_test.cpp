@@ -25,8 +25,8 @@ using namespace support;
 constexpr uint32_t kFailed = 0x40010001u;
 constexpr uint8_t kMac[6] = {0x02, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E};
 
-// How an operation tells that it failed.
-enum class Tells {
+// How an operation reports that it failed.
+enum class Reports {
   kStatus,    // BYOD_ERR_FAILED, or a container's code
   kBoolean,   // 0 for no
   kPlatform,  // the platform's own result
@@ -35,7 +35,7 @@ enum class Tells {
 
 struct Operation {
   const char* name;
-  Tells tells;
+  Reports reports;
   std::function<uint32_t()> call;
 };
 
@@ -70,7 +70,7 @@ std::vector<Operation> Operations() {
   static const ByodOrder order = {{2, 1, 0}};
   static char type[128] = "stored";
   static const std::string group = "BYOD_GroupAutz_staff";
-  using enum Tells;
+  using enum Reports;
   return {
       {"SetOrder", kStatus, [] { return BYOD_db_SetOrder(&order); }},
       {"AddMacRule", kStatus, [] { return BYOD_db_AddMacRule(&mac); }},
@@ -182,17 +182,17 @@ struct DatabaseFailures : testing::TestWithParam<Operation> {
 
   // What must hold after a call in which one thing failed.
   void Check(uint32_t result, int32_t platform) {
-    switch (GetParam().tells) {
-      case Tells::kStatus:
+    switch (GetParam().reports) {
+      case Reports::kStatus:
         EXPECT_EQ(result, kFailed);
         break;
-      case Tells::kPlatform:
+      case Reports::kPlatform:
         EXPECT_EQ(result, static_cast<uint32_t>(platform));
         break;
-      case Tells::kBoolean:
+      case Reports::kBoolean:
         EXPECT_LE(result, 1u);
         break;
-      case Tells::kNothing:
+      case Reports::kNothing:
         break;
     }
     CheckNothingLeft();
@@ -215,7 +215,7 @@ INSTANTIATE_TEST_SUITE_P(All, DatabaseFailures, testing::ValuesIn(Operations()),
 
 TEST_P(DatabaseFailures, WithoutFailureItSucceeds) {
   const uint32_t result = GetParam().call();
-  EXPECT_EQ(result, GetParam().tells == Tells::kBoolean ? 1u : 0u);
+  EXPECT_EQ(result, GetParam().reports == Reports::kBoolean ? 1u : 0u);
   CheckNothingLeft();
 }
 
@@ -233,12 +233,13 @@ TEST_P(DatabaseFailures, EachDatabaseCallInTurnFails) {
     const std::string failed = MemoryDbm::TakeCalls()[static_cast<size_t>(n) - 1].name;
     // A list that cannot be looked for is made; a record that cannot be read is not there; and
     // closing has no result.
-    if (failed == "IsKeyExist" || (failed == "GetSortList" && GetParam().tells == Tells::kStatus)) {
-      EXPECT_EQ(result, GetParam().tells == Tells::kBoolean ? 1u : 0u);
+    if (failed == "IsKeyExist" ||
+        (failed == "GetSortList" && GetParam().reports == Reports::kStatus)) {
+      EXPECT_EQ(result, GetParam().reports == Reports::kBoolean ? 1u : 0u);
       CheckNothingLeft();
       continue;
     }
-    if (GetParam().tells == Tells::kBoolean && failed != "Close") {
+    if (GetParam().reports == Reports::kBoolean && failed != "Close") {
       EXPECT_EQ(result, 0u);
     }
     if (failed == "FreeIterator" && std::string(GetParam().name) != "RecoverDeviceTypeAuthor") {
@@ -286,12 +287,12 @@ TEST_P(DatabaseFailures, EachAllocationInTurnFails) {
     failing.Disarm();
     CheckNothingLeft();
     if (!failed) {
-      EXPECT_EQ(result, GetParam().tells == Tells::kBoolean ? 1u : 0u);
+      EXPECT_EQ(result, GetParam().reports == Reports::kBoolean ? 1u : 0u);
       break;
     }
     // The database double's own memory counts as a failure of the database, which for a lookup is
     // no failure of the whole.
-    if (GetParam().tells == Tells::kStatus && result != 0) {
+    if (GetParam().reports == Reports::kStatus && result != 0) {
       EXPECT_TRUE(result == kFailed || (result & 0xFFFF0000u) != 0x40010000u) << result;
     }
   }

@@ -125,7 +125,7 @@ TEST_F(OrderRecord, MissingEmptyOrUndecodableValueLeavesTheOrderInForce) {
   BYOD_db_ReCoverOrder(5, kKey.c_str(), 11);
   EXPECT_EQ(Current(), kDefault);
   EXPECT_EQ(Recovered(""), kDefault);
-  EXPECT_EQ(Recovered("no message at all"), kDefault);
+  EXPECT_EQ(Recovered("not a message"), kDefault);
   const std::string whole = Serialize({Number(15, 2), Number(15, 1)});
   for (size_t cut = 0; cut < whole.size(); ++cut) {
     EXPECT_EQ(Recovered(whole.substr(0, cut)), kDefault) << cut;
@@ -145,7 +145,7 @@ TEST_F(OrderRecord, BytesBehindTheMessageDoNotMatter) {
             (Slots{2, kNone, kNone}));
 }
 
-// Whatever length the database tells, only the 512 bytes of the buffer are looked at.
+// Whatever length the database returns, only the 512 bytes of the buffer are looked at.
 TEST_F(OrderRecord, ValueLongerThanItsBufferIsNeverReadPastIt) {
   EXPECT_EQ(Recovered(Serialize({Number(15, 2)}) + std::string(600, 'x')),
             (Slots{2, kNone, kNone}));

@@ -117,7 +117,7 @@ TEST_F(ExplainTest, ConfiguredInformationGoesBeforePredefined) {
             Source::kPredefined);
 }
 
-TEST_F(ExplainTest, AStepTellsWhyNoRuleWasFound) {
+TEST_F(ExplainTest, AStepSaysWhyNoRuleWasFound) {
   AddAgent("Phone", Info("P", "V", "C", "O"));
   ByodFingerPrint fingerprint = FingerPrint({}, "Tablet", {});
   fingerprint.option_length = 255;
@@ -177,10 +177,10 @@ TEST_F(ExplainTest, AnExplanationComesOutOfAMessageAsItWentIn) {
   for (const ByodFingerPrint& fingerprint :
        {FingerPrint({1, 3}, "Phone", {0, 1, 2, 3, 4, 5}), FingerPrint({}, "Custom", {0, 1}),
         FingerPrint({9}, "", {}), too_long}) {
-    const Explanation told = Explain(fingerprint);
+    const Explanation sent = Explain(fingerprint);
     const tlv::Message message(TLV_Create());
-    ASSERT_EQ(AppendExplanation(message.get(), told), 0U);
-    EXPECT_EQ(ReadExplanation(message.get()), told);
+    ASSERT_EQ(AppendExplanation(message.get(), sent), 0U);
+    EXPECT_EQ(ReadExplanation(message.get()), sent);
   }
 }
 

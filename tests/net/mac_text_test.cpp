@@ -53,7 +53,7 @@ TEST(MacText, AnAddressIsWrittenWithColonsInLowerCase) {
   EXPECT_EQ(ToString(MacAddress{0xAC, 0xDE, 0x48, 0x00, 0x0F, 0xF0}), "ac:de:48:00:0f:f0");
 }
 
-TEST(MacText, TheSecondBitTellsALocallyAdministeredAddress) {
+TEST(MacText, TheSecondBitMarksALocallyAdministeredAddress) {
   EXPECT_TRUE(IsLocallyAdministered(*ParseMac("02:00:00:00:00:00")));
   EXPECT_TRUE(IsLocallyAdministered(*ParseMac("da:a1:19:00:00:01")));
   EXPECT_FALSE(IsLocallyAdministered(*ParseMac("00:11:22:33:44:55")));

@@ -20,7 +20,7 @@ TEST(Scnprintf, ReturnsWhatWasWritten) {
   EXPECT_STREQ(out, "1234");
 }
 
-TEST(Scnprintf, CutsAndTellsTheCutLength) {
+TEST(Scnprintf, CutsAndReturnsTheCutLength) {
   char out[4];
   EXPECT_EQ(scnprintf(out, sizeof out, "%d", 123456), 3);
   EXPECT_STREQ(out, "123");

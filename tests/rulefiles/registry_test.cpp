@@ -1,4 +1,4 @@
-// The registry as it is published, loaded into the table and compared with a search of its own.
+// The registry as it is published, loaded into the table and compared with a separate search.
 #include "rulefiles/registry.h"
 
 #include <gmock/gmock.h>
@@ -86,7 +86,7 @@ class RegistryTest : public testing::Test {
     const RuleSet set = ReadRuleSet({"", kDirectory}, reports.diagnostics);
     handed_in = set.mac.size();
     taken = Load(set, reports.diagnostics);
-    told = reports.texts;
+    reported = reports.texts;
   }
   static void TearDownTestSuite() { BYOD_data_GlobalInfoFini(); }
 
@@ -96,14 +96,14 @@ class RegistryTest : public testing::Test {
 
   static inline size_t handed_in = 0;
   static inline size_t taken = 0;
-  static inline std::vector<std::string> told;
+  static inline std::vector<std::string> reported;
 };
 
 TEST_F(RegistryTest, EveryRuleIsTakenByTheTable) {
   EXPECT_GT(handed_in, 46000U);
   EXPECT_EQ(taken, handed_in);
   EXPECT_EQ(BYOD_data_GetMacRuleCount(), handed_in);
-  EXPECT_THAT(told, testing::IsEmpty());
+  EXPECT_THAT(reported, testing::IsEmpty());
 }
 
 TEST_F(RegistryTest, TheAnswerIsThatOfTheLongestRegisteredPrefix) {

@@ -248,7 +248,7 @@ TEST_F(LoadTest, ARuleThatTheTableRefusesIsReported) {
               ElementsAre(InRules("mac.csv:2: the rule table does not take the rule")));
 }
 
-TEST_F(LoadTest, ProgressIsToldNowAndThenAndAtTheEnd) {
+TEST_F(LoadTest, ProgressIsReportedNowAndThenAndAtTheEnd) {
   std::string rows;
   for (int i = 0; i < 2500; ++i) {
     char row[40];
@@ -256,11 +256,11 @@ TEST_F(LoadTest, ProgressIsToldNowAndThenAndAtTheEnd) {
     rows += row;
   }
   WriteMacRules(rows);
-  std::vector<std::pair<size_t, size_t>> told;
+  std::vector<std::pair<size_t, size_t>> reported;
   EXPECT_EQ(Load(Read(), reports.diagnostics,
-                 [&](size_t done, size_t of) { told.emplace_back(done, of); }),
+                 [&](size_t done, size_t of) { reported.emplace_back(done, of); }),
             2500U);
-  EXPECT_THAT(told, ElementsAre(Pair(1000, 2500), Pair(2000, 2500), Pair(2500, 2500)));
+  EXPECT_THAT(reported, ElementsAre(Pair(1000, 2500), Pair(2000, 2500), Pair(2500, 2500)));
 }
 
 }  // namespace

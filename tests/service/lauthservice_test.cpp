@@ -114,7 +114,7 @@ TEST(Service, ASecondTableReplacesEverySlotOfTheFirst) {
   BYOD_lauthservice_ResetService();
 }
 
-// No slot is tested before it is called, so a reset table can be told from an installed one only by
+// No slot is tested before it is called, so a reset table differs from an installed one only by
 // the fault.
 TEST(ServiceDeathTest, ResetClearsTheSlots) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";

@@ -1,4 +1,4 @@
-// A directory of its own for a test's databases, and short forms of the database calls.
+// A separate directory for a test's databases, and short forms of the database calls.
 #ifndef BYOD_TESTS_SUPPORT_DBM_FIXTURE_H
 #define BYOD_TESTS_SUPPORT_DBM_FIXTURE_H
 
@@ -33,7 +33,7 @@ inline int32_t Open(int32_t& handle, const char* name = "eBYOD") {
   return DBM_Open(name, "BYOD", 7, &kParameters, &handle);
 }
 
-/** The bytes of a key, its NUL counted. */
+/// The bytes of a key, its NUL counted.
 inline std::string KeyOf(const std::string& text) {
   return text + '\0';
 }
@@ -42,7 +42,7 @@ inline uint32_t Size(const std::string& bytes) {
   return static_cast<uint32_t>(bytes.size());
 }
 
-/** A record: the sort key in its field, and what follows it. */
+/// A record: the sort key in its field, and what follows it.
 inline std::string Record(std::string key, const std::string& rest = "") {
   key.resize(kKeyWidth, '\0');
   return key + rest;
@@ -64,7 +64,7 @@ inline int32_t Remove(int32_t handle, const std::string& list, const std::string
   return DBM_RemoveSortList(handle, key.data(), Size(key), Size(record), record.data());
 }
 
-/** @return the record with that sort key, or "" */
+/// @return the record with that sort key, or ""
 inline std::string Get(int32_t handle, const std::string& list, const std::string& sort_key) {
   const std::string key = KeyOf(list);
   std::string buffer = Record(sort_key);
@@ -73,7 +73,7 @@ inline std::string Get(int32_t handle, const std::string& list, const std::strin
   return buffer.substr(0, got > 0 ? static_cast<size_t>(got) : 0);
 }
 
-/** @return the next record, or "" */
+/// @return the next record, or ""
 inline std::string Next(int32_t handle, const std::string& list, uintptr_t& iterator) {
   const std::string key = KeyOf(list);
   std::string buffer(8192, '\0');
@@ -99,7 +99,7 @@ inline int32_t SetValue(int32_t handle, const std::string& name, const std::stri
   return DBM_SetBinary(handle, key.data(), Size(key), 0, Size(data), data.data(), 4);
 }
 
-/** @return the value, or "(none)" */
+/// @return the value, or "(none)"
 inline std::string GetValue(int32_t handle, const std::string& name) {
   const std::string key = KeyOf(name);
   std::string buffer(8192, '\0');
@@ -131,7 +131,7 @@ inline uint32_t ModeOf(const std::string& path) {
   return stat(path.c_str(), &found) == 0 ? found.st_mode & 07777U : 0;
 }
 
-/** A test with a directory of databases. */
+/// A test with a directory of databases.
 class DbmTest : public ::testing::Test {
  protected:
   DbmTest() { UseDirectory(state_); }
@@ -144,7 +144,7 @@ class DbmTest : public ::testing::Test {
     EXPECT_EQ(LAUTH_db_SetDirectory(path.c_str()), DBM_OK);
   }
 
-  /** Opens the database as handle_. */
+  /// Opens the database as handle_.
   void OpenIt() { ASSERT_EQ(Open(handle_), DBM_OK) << LAUTH_db_ErrorText(); }
 
   void Close() {

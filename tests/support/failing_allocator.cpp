@@ -8,7 +8,7 @@
 #include "support/sanitized.h"
 
 // The allocator underneath. Under a sanitizer that is the sanitizer's own, which it also offers
-// under names of its own for programs that take the usual ones.
+// under other names for programs that take the usual ones.
 extern "C" {
 #if BYOD_SANITIZED
 #define UNDERNEATH(name) __interceptor_##name

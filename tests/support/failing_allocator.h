@@ -18,22 +18,22 @@
 
 namespace support {
 
-/** Counts this thread's allocations while it lives, and makes one of them fail. Not nested. */
+/// Counts this thread's allocations while it lives, and makes one of them fail. Not nested.
 class FailingAllocation {
  public:
-  /** @param nth  the allocation from now on that fails, from 1; 0 for none */
+  /// @param nth  the allocation from now on that fails, from 1; 0 for none
   explicit FailingAllocation(uint32_t nth);
   ~FailingAllocation();
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;
 
-  /** Stops counting and failing ahead of the end of the scope. */
+  /// Stops counting and failing ahead of the end of the scope.
   void Disarm();
 
-  /** The allocations asked for so far, the failed one included. */
+  /// The allocations asked for so far, the failed one included.
   uint32_t Count() const;
 
-  /** Whether the chosen allocation has been asked for. */
+  /// Whether the chosen allocation has been asked for.
   bool Failed() const;
 
  private:
@@ -42,10 +42,8 @@ class FailingAllocation {
   bool armed_ = true;
 };
 
-/**
- * What this thread has allocated and not freed. Only differences are meaningful: a scope that frees
- * all it allocates leaves the number as it was.
- */
+/// What this thread has allocated and not freed. Only differences are meaningful: a scope that
+/// frees all it allocates leaves the number as it was.
 int64_t LiveAllocations();
 
 }  // namespace support

@@ -137,7 +137,7 @@ class MacRuleTableRun {
     return key;
   }
 
-  /// Mostly a rule of its own; at times a wider one that may overlap several.
+  /// Mostly a separate rule; at times a wider one that may overlap several.
   MacKey RandomNewKey() {
     MacKey key = RandomKey();
     if (choices_.Below(8) == 0) key.mask = Prefix(20 + static_cast<int>(choices_.Below(28)));

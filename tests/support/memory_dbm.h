@@ -33,7 +33,7 @@ class MemoryDbm {
     std::map<std::string, std::string> records;  // by sort key
   };
 
-  /// Empty and closed, with this handle for who opens it.
+  /// Empty and closed, with this handle for the opener.
   static void Reset(int32_t handle = 5);
 
   /// Calls since Reset or TakeCalls.

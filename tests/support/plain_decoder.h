@@ -48,7 +48,7 @@ inline bool PlainParse(const std::string& bytes, std::vector<PlainElement>& elem
   return true;
 }
 
-/// Only 4 bytes are a number; others read as 0.
+/// Only 4 bytes are a number; any other length reads as 0.
 inline uint32_t PlainNumber(const std::string& bytes) {
   if (bytes.size() != 4) return 0;
   uint32_t value = 0;

@@ -27,7 +27,7 @@ inline std::ostream& operator<<(std::ostream& out, const Formatted& formatted) {
   return out << std::hex << formatted.result << " \"" << formatted.text << '"';
 }
 
-/// Into a buffer of its own that ends with the size, for a sanitizer to see.
+/// Into a separate buffer that ends with the size, for a sanitizer to see.
 inline Formatted Format(const Bytes& bytes, uint32_t size) {
   const std::unique_ptr<char[]> out(new char[size]);
   std::memset(out.get(), kUntouched, size);

@@ -12,7 +12,7 @@
 namespace support {
 namespace {
 
-// Without memory of its own, so that a failing allocation is always the library's.
+// Without memory, so that a failing allocation is always the library's.
 template <typename T>
 struct Log {
   std::array<T, 4096> entries;

@@ -195,7 +195,7 @@ typename Rules::Rule* Make(Key key, uint32_t origin) {
   return rule;
 }
 
-/// A custom rule in the table, with information of its own.
+/// A custom rule in the table, with its own device info.
 template <typename Rules, typename Key>
 typename Rules::Rule* MakeCustom(Key key, const std::string& name, const std::string& vendor = "",
                                  const std::string& category = "", const std::string& os = "") {

@@ -117,7 +117,7 @@ void ScriptedPeer::Serve(const Script& script, int connections) {
     pollfd ready[2] = {{listener_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
     const int count = poll(ready, 2, kPatienceMs);
     if (count < 0 && errno == EINTR) continue;
-    if ((ready[0].revents & POLLIN) == 0) return;  // asked to stop, or nobody connected
+    if ((ready[0].revents & POLLIN) == 0) return;  // asked to stop, or no client connected
     const int client = accept(listener_, nullptr, nullptr);
     if (client < 0) continue;
     if (++accepted_ == connections) {

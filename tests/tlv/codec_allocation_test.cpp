@@ -1,5 +1,5 @@
 // Every encoder and every operation on nested messages, with each allocation failing in turn: a
-// failure is told, nothing is left, and what was appended before stays whole.
+// failure is reported, nothing is left, and what was appended before stays whole.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(All, CodecAllocations, testing::ValuesIn(Encoders()),
 
 // Fills a message until it has to grow, so that the encoder's first append is among those that
 // allocate.
-TEST_P(CodecAllocations, FailedAppendIsToldAndLeavesOutOnlyItsOwnElement) {
+TEST_P(CodecAllocations, FailedAppendIsReportedAndLeavesOutOnlyItsOwnElement) {
   Elements whole;
   {
     const Message msg;

@@ -27,7 +27,7 @@ TEST(BlockPool, PiecesAreAlignedAndDoNotOverlap) {
   std::map<char*, Piece> pieces;
   for (int step = 0; step < 20000; ++step) {
     if (random() % 3 != 0 || pieces.empty()) {
-      const size_t size = 1 + random() % (BlockPool::kLargest + 20);
+      const size_t size = 1 + random() % (BlockPool::kMaxPiece + 20);
       auto* const memory = static_cast<char*>(pool.Get(size));
       ASSERT_NE(memory, nullptr);
       ASSERT_EQ(reinterpret_cast<uintptr_t>(memory) % alignof(uint64_t), 0u);
@@ -53,14 +53,14 @@ TEST(BlockPool, PiecesAreAlignedAndDoNotOverlap) {
     }
   }
   for (const auto& [memory, piece] : pieces) {
-    if (piece.size > BlockPool::kLargest) pool.Put(memory, piece.size);
+    if (piece.size > BlockPool::kMaxPiece) pool.Put(memory, piece.size);
   }
   pool.Clear();
 }
 
 TEST(BlockPool, GivesAPieceBackForTheSameSizeBeforeItCutsANewOne) {
   BlockPool pool;
-  for (size_t size = 1; size <= BlockPool::kLargest; ++size) {
+  for (size_t size = 1; size <= BlockPool::kMaxPiece; ++size) {
     void* const piece = pool.Get(size);
     pool.Put(piece, size);
     EXPECT_EQ(pool.Get(size), piece) << size;
@@ -69,13 +69,13 @@ TEST(BlockPool, GivesAPieceBackForTheSameSizeBeforeItCutsANewOne) {
 }
 
 TEST(BlockPool, ClearingGivesEverythingBackThatIsNotTooLargeForIt) {
-  for (size_t size = 1; size <= BlockPool::kLargest + 1; ++size) {
+  for (size_t size = 1; size <= BlockPool::kMaxPiece + 1; ++size) {
     const int64_t before = support::LiveAllocations();
     BlockPool pool;
     void* pieces[3];
     for (void*& piece : pieces)
       piece = pool.Get(size);
-    if (size > BlockPool::kLargest) {
+    if (size > BlockPool::kMaxPiece) {
       EXPECT_EQ(support::LiveAllocations(), before + 3);
       for (void* const piece : pieces)
         pool.Put(piece, size);
@@ -107,7 +107,7 @@ TEST(BlockPool, WithoutMemoryThereIsNoPieceAndTheNextRequestTriesAgain) {
   EXPECT_NE(pool.Get(16), nullptr);
   {
     support::FailingAllocation allocation(1);
-    EXPECT_EQ(pool.Get(BlockPool::kLargest + 1), nullptr);
+    EXPECT_EQ(pool.Get(BlockPool::kMaxPiece + 1), nullptr);
   }
   pool.Clear();
 }

@@ -214,7 +214,7 @@ class BlockPoolModel {
   size_t size() const { return live_.size(); }
 
   void Add() {
-    const size_t size = 1 + Below(BlockPool::kLargest + 40);
+    const size_t size = 1 + Below(BlockPool::kMaxPiece + 40);
     auto* const memory = static_cast<unsigned char*>(pool_.Get(size));
     ASSERT_NE(memory, nullptr);
     ASSERT_EQ(reinterpret_cast<uintptr_t>(memory) % alignof(uint64_t), 0u);

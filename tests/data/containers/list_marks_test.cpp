@@ -1,4 +1,4 @@
-// What the marks of the sorted lists tell, against the order that they stand for.
+// The order of the marks of the sorted lists, against that of the keys.
 #include "data/containers/list_marks.h"
 
 #include <gtest/gtest.h>
@@ -25,25 +25,25 @@ std::string RandomText(std::mt19937& random) {
   return text;
 }
 
-TEST(TextMark, TellsTheByteOrderOfTextsThatDifferInSixteenBytes) {
+TEST(TextMark, HasTheByteOrderOfTextsThatDifferInSixteenBytes) {
   std::mt19937 random(1);
-  int told = 0;
+  int decided = 0;
   for (int i = 0; i < 100000; ++i) {
     const std::string one = RandomText(random);
     const std::string other = RandomText(random);
     const int comparison = TextMark(one.c_str()).Compare(TextMark(other.c_str()));
     ASSERT_EQ(Sign(comparison), Sign(std::strncmp(one.c_str(), other.c_str(), 16)))
         << one << " and " << other;
-    told += comparison != 0;
+    decided += comparison != 0;
   }
-  EXPECT_GT(told, 50000);
-  EXPECT_LT(told, 100000);
+  EXPECT_GT(decided, 50000);
+  EXPECT_LT(decided, 100000);
 }
 
-TEST(TextMark, CannotTellTextsApartThatDifferBehindSixteenBytes) {
+TEST(TextMark, IsEqualForTextsThatDifferBehindSixteenBytes) {
   const TextMark mark("AppleWebKit/&&SM-G900F");
   EXPECT_EQ(mark.Compare(TextMark("AppleWebKit/&&SM-G960F")), 0);
-  EXPECT_FALSE(TextMark::kTellsAll);
+  EXPECT_FALSE(TextMark::kIsWholeKey);
 }
 
 TEST(LengthMark, PutsTheLongestFirst) {

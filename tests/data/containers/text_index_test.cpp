@@ -27,7 +27,7 @@ class TextIndexTest : public testing::Test {
  protected:
   ~TextIndexTest() override { index_.Clear(); }
 
-  /// A rule is told by its address alone.
+  /// A rule is recognized by its address alone.
   void* Add(const std::string& text) {
     EXPECT_TRUE(index_.Prepare(text.c_str()));
     void* const rule = &rules_[used_++ % rules_.size()];
@@ -86,7 +86,7 @@ TEST_F(TextIndexTest, TextLongerThanThatOfAnyRuleIsNotFound) {
   EXPECT_EQ(Find(std::string(255, '1')), rule);
 }
 
-TEST_F(TextIndexTest, TextsWithEqualHashesAreToldApart) {
+TEST_F(TextIndexTest, TextsWithEqualHashesAreDistinguished) {
   for (const char begin : {'t', '7'}) {
     const auto pairs = byod::test::PairsWithEqualHashes(begin, [](const std::string& text) {
       byod::data::FoldedText folded;
@@ -144,7 +144,7 @@ TEST_F(TextIndexTest, AnswersAsAMapWhileTextsComeAndGo) {
   }
 }
 
-// Other hands may have taken the older rules out of their chain.
+// A caller may have taken the older rules out of their chain.
 TEST_F(TextIndexTest, TextWhoseRulesAreAllGoneLeavesItsMemoryToOthers) {
   void* const first = Add("first");
   Remove("first", first);

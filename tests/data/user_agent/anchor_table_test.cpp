@@ -1,4 +1,4 @@
-// The table of anchors by itself: what its filters pass, and the memory that it tells of.
+// The table of anchors by itself: what its filters pass, and the memory that it reports.
 #include "data/user_agent/anchor_table.h"
 
 #include <gtest/gtest.h>
@@ -103,11 +103,11 @@ TEST_F(AnchorTableTest, DoesNotPutItsFiltersRightForAFewThatLeave) {
   EXPECT_EQ(PassedWindows(0, 100), 100u);
 }
 
-TEST_F(AnchorTableTest, TellsOfTheMemoryOfItsSlotsAndFilters) {
+TEST_F(AnchorTableTest, ReportsTheMemoryOfItsSlotsAndFilters) {
   EXPECT_EQ(table_.bytes(), 0u);
   Insert("iPod");
-  constexpr size_t kLeastFilter = 4096;
-  EXPECT_EQ(table_.bytes(), 16 * sizeof(AnchorTable::Slot) + 2 * kLeastFilter);
+  constexpr size_t kMinFilter = 4096;
+  EXPECT_EQ(table_.bytes(), 16 * sizeof(AnchorTable::Slot) + 2 * kMinFilter);
 }
 
 // Each filter grows by itself: at this size that of windows, while that of grams is as it was.

@@ -19,7 +19,7 @@ TEST(CommonGrams, HoldWhatMostBrowsersHaveInCommon) {
   }
 }
 
-TEST(CommonGrams, DoNotHoldWhatTellsTerminalsApart) {
+TEST(CommonGrams, DoNotHoldWhatDistinguishesTerminals) {
   for (const char* const text : {"SM-G960F", "PlayStation", "Nokia6300", "BlackBerry", "HUAWEI"}) {
     EXPECT_FALSE(IsCommon(text)) << text;
   }

@@ -158,7 +158,7 @@ TEST_F(UserAgentIndex, TermsOfWhichEveryPieceIsCommonAreFound) {
 }
 
 TEST_F(UserAgentIndex, FindsWhatIsLeftAfterManyRulesHaveLeft) {
-  // More leave than the filters bear before they are filled anew, of every kind of term.
+  // More leave than the filters bear before they are filled from scratch, of every kind of term.
   const auto* const stays = Add("SM-G960F||M8||q||Pi3||Nova");
   for (int i = 0; i < 2000; ++i) {
     const std::string number = std::to_string(i);
@@ -245,7 +245,7 @@ TEST_F(UserAgentIndex, RulesInFrontOfAListThatWasTakenOverKeepTheirOrder) {
     BYOD_DeleteUserAgent(rule);
 }
 
-TEST_F(UserAgentIndex, TermsWithEqualHashesAreToldApart) {
+TEST_F(UserAgentIndex, TermsWithEqualHashesAreDistinguished) {
   const auto pairs = byod::test::PairsWithEqualHashes('t', [](const std::string& term) {
     return byod::data::HashOfText(term.data(), term.size());
   });
@@ -278,7 +278,7 @@ TEST_F(UserAgentIndex, AnExpressionHoldsAsManyTermsAsFitIntoIt) {
 }
 
 TEST_F(UserAgentIndex, TermsOfOneRepeatedByteComeAndGo) {
-  // Both of such a term's grams are the same, so only their notes tell them apart.
+  // Both of such a term's grams are the same, so only their notes differ.
   std::mt19937 random(1);
   for (int round = 0; round < 10; ++round) {
     std::vector<std::string> terms;
@@ -303,7 +303,7 @@ TEST_F(UserAgentIndex, TermsOfOneRepeatedByteComeAndGo) {
 }
 
 TEST_F(UserAgentIndex, ClosingTheStoreGivesAllMemoryBack) {
-  std::string many;  // terms, more than are kept close together with others
+  std::string many;  // terms, more than fit into the pool's pieces
   for (char c = '0'; c <= 'z'; ++c)
     many += std::string(1, c) + "||";
   BYOD_data_GlobalInfoFini();
@@ -317,7 +317,7 @@ TEST_F(UserAgentIndex, ClosingTheStoreGivesAllMemoryBack) {
   ASSERT_EQ(BYOD_data_GlobalInfoInit(BYOD_NO_RULE_LIMIT), 0u);
 }
 
-TEST_F(UserAgentIndex, TellsItsSizeWhichGrowsByEachRule) {
+TEST_F(UserAgentIndex, ReportsItsSizeWhichGrowsByEachRule) {
   EXPECT_EQ(store.user_agent_index.bytes(), 0u);
   Add("Android&&Mobile");
   const size_t one = store.user_agent_index.bytes();

@@ -72,7 +72,7 @@ TEST_F(Backup, OverwritesNothing) {
   EXPECT_EQ(FileBytes(backup_), "someone's letter");
 }
 
-TEST_F(Backup, IntoAMissingDirectoryIsTold) {
+TEST_F(Backup, IntoAMissingDirectoryIsReported) {
   EXPECT_EQ(LAUTH_db_Backup(handle_, (directory_ / "none/backup").c_str()), DBM_ERR_FAILED);
   EXPECT_THAT(LAUTH_db_ErrorText(), HasSubstr("none/backup"));
 }

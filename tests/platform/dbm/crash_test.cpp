@@ -97,7 +97,7 @@ class Crash : public DbmTest {
     ASSERT_EQ(SetValue(handle_, "V", "old value"), DBM_OK);
   }
 
-  // Starts anew with the same few things stored.
+  // Starts again with the same few things stored.
   void StartAnew() {
     Close();
     crash_vfs::Reset();
@@ -243,7 +243,7 @@ class Refusal : public Crash {
         crash_vfs::FailFrom(first, all_later, failure);
         const int32_t result = step.run(handle_);
         const bool failed = crash_vfs::HasFailed();
-        const bool told = strstr(LAUTH_db_ErrorText(), "may yet bring") != nullptr;
+        const bool reported = strstr(LAUTH_db_ErrorText(), "may yet bring") != nullptr;
         crash_vfs::FailFrom(-1, false, failure);
         const Contents after = ContentsOf(handle_);
         if (!failed) {
@@ -257,7 +257,7 @@ class Refusal : public Crash {
           EXPECT_EQ(before, after);
           EXPECT_NE(*LAUTH_db_ErrorText(), '\0');
         }
-        if (all_later && told) {
+        if (all_later && reported) {
           // The one case in which a failed change may come back, until the next change succeeds.
           ASSERT_EQ(SetValue(handle_, "next", "change"), DBM_OK);
         }
@@ -283,7 +283,7 @@ TEST_F(Refusal, ADiskThatFailsForGoodLeavesTheOldState) {
   FailEach(true, crash_vfs::Failure::kIo);
 }
 
-TEST_F(Refusal, AFullDiskLeavesTheOldStateAndIsTold) {
+TEST_F(Refusal, AFullDiskLeavesTheOldStateAndIsReported) {
   FailEach(true, crash_vfs::Failure::kFull);
   StartAnew();
   crash_vfs::FailFrom(0, true, crash_vfs::Failure::kFull);

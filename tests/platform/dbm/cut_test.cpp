@@ -1,5 +1,5 @@
 // Creation, deletion and restore, which move whole files: ended by force at each of their calls of
-// the system, and judged by the order in which they flush.
+// the system, and checked by the order in which they flush.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -82,9 +82,9 @@ using ::testing::ElementsAre;
 
 class Cut : public DbmTest {
  protected:
-  // Ends a child at each call of its body in turn, until one finishes, and judges what is left.
+  // Ends a child at each call of its body in turn, until one finishes, and checks what is left.
   void CutEverywhere(const std::function<void()>& prepare, const std::function<bool()>& body,
-                     const std::function<void(bool finished)>& judge) {
+                     const std::function<void(bool finished)>& check) {
     for (int calls = 0;; ++calls) {
       SCOPED_TRACE(calls);
       ASSERT_LT(calls, 200);
@@ -98,7 +98,7 @@ class Cut : public DbmTest {
       ASSERT_EQ(waitpid(child, &status, 0), child);
       ASSERT_TRUE(WIFEXITED(status));
       const bool finished = WEXITSTATUS(status) != 99;
-      judge(finished);
+      check(finished);
       if (finished) {
         EXPECT_EQ(WEXITSTATUS(status), 0);
         EXPECT_GT(calls, 3);

@@ -200,18 +200,18 @@ TEST_F(DbmOpen, TheEnvironmentIsNotAskedByAProgramWithMoreRightsThanItsUser) {
     if (child == 0) {
       setenv("LAUTH_STATE_DIR", named.c_str(), 1);
       dup2(ends[1], STDOUT_FILENO);
-      // Started by nobody with the superuser's rights, as a set-user-id program is.
+      // Started by an unprivileged user with the superuser's rights, as a set-user-id program is.
       if (privileged && setresuid(65534, 0, 0) != 0) _exit(1);
       execl(DBM_PLACE_PROGRAM, DBM_PLACE_PROGRAM, nullptr);
       _exit(1);
     }
     close(ends[1]);
-    char told[512] = "";
-    EXPECT_GT(read(ends[0], told, sizeof told - 1), 0);
+    char output[512] = "";
+    EXPECT_GT(read(ends[0], output, sizeof output - 1), 0);
     close(ends[0]);
     waitpid(child, nullptr, 0);
-    EXPECT_THAT(told, HasSubstr("there is no such database"));
-    EXPECT_EQ(strstr(told, named.c_str()) == nullptr, privileged) << told;
+    EXPECT_THAT(output, HasSubstr("there is no such database"));
+    EXPECT_EQ(strstr(output, named.c_str()) == nullptr, privileged) << output;
   }
 }
 
@@ -258,23 +258,24 @@ bool AsNobody(const std::string& directory, const std::function<bool()>& body) {
   });
 }
 
-bool TellsPermission() {
+bool ReportsPermission() {
   return strstr(LAUTH_db_ErrorText(), "Permission denied") != nullptr;
 }
 
-TEST_F(DbmOpen, ADirectoryThatMayNotBeWrittenIsToldAndLeftAlone) {
+TEST_F(DbmOpen, ADirectoryThatMayNotBeWrittenIsReportedAndLeftAlone) {
   std::filesystem::create_directory(state_);
   ASSERT_EQ(chmod(directory_.path().c_str(), 0755), 0);
   EXPECT_TRUE(AsNobody(state_, [this] {
     int32_t handle = -1;
-    return chmod(state_.c_str(), 0500) == 0 && Open(handle) == DBM_ERR_FAILED && TellsPermission();
+    return chmod(state_.c_str(), 0500) == 0 && Open(handle) == DBM_ERR_FAILED &&
+           ReportsPermission();
   }));
   EXPECT_THAT(FilesIn(state_), IsEmpty());
   ASSERT_EQ(chmod(state_.c_str(), 0700), 0);
   OpenIt();
 }
 
-TEST_F(DbmOpen, ADatabaseInADirectoryThatMayNotBeWrittenIsToldAndLeftAlone) {
+TEST_F(DbmOpen, ADatabaseInADirectoryThatMayNotBeWrittenIsReportedAndLeftAlone) {
   std::filesystem::create_directory(state_);
   ASSERT_EQ(chmod(directory_.path().c_str(), 0755), 0);
   EXPECT_TRUE(AsNobody(state_, [] {
@@ -286,7 +287,7 @@ TEST_F(DbmOpen, ADatabaseInADirectoryThatMayNotBeWrittenIsToldAndLeftAlone) {
   EXPECT_TRUE(AsNobody(state_, [this] {
     int32_t handle = -1;
     return chmod(state_.c_str(), 0500) == 0 && Open(handle) == DBM_ERR_FAILED &&
-           TellsPermission() && strstr(LAUTH_db_ErrorText(), state_.c_str()) != nullptr;
+           ReportsPermission() && strstr(LAUTH_db_ErrorText(), state_.c_str()) != nullptr;
   }));
   EXPECT_EQ(FileBytes(file_), before);
   ASSERT_EQ(chmod(state_.c_str(), 0700), 0);

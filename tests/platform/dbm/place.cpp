@@ -1,4 +1,4 @@
-// Tells where this process looks for a database: asks for one that is not there.
+// Prints where this process looks for a database: asks for one that does not exist.
 #include <cstdio>
 
 #include "lauth_dbm.h"

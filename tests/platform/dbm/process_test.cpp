@@ -131,7 +131,7 @@ TEST_F(DbmProcess, AProcessKilledInTheMiddleOfChangesLosesNoneThatReturned) {
   OpenIt();
   ASSERT_EQ(CreateList(handle_, "L"), DBM_OK);
   Close();
-  // The child tells here how many of its changes returned.
+  // The child writes here how many of its changes returned.
   void* shared = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(shared, MAP_FAILED);
   auto* returned = new (shared) std::atomic<uint32_t>(0);
@@ -206,7 +206,7 @@ TEST_F(DbmProcess, AProcessKilledWhileItCreatesLeavesNoneOrAWholeDatabase) {
 }
 
 // The system's own limit on a file's size stands in for a full disk: writes fail with EFBIG.
-TEST_F(DbmProcess, AFullDiskIsToldAndNothingIsLostAndItGoesOnOnceThereIsRoom) {
+TEST_F(DbmProcess, AFullDiskIsReportedAndNothingIsLostAndItGoesOnOnceThereIsRoom) {
   OpenIt();
   ASSERT_EQ(CreateList(handle_, "L"), DBM_OK);
   Close();
@@ -222,12 +222,12 @@ TEST_F(DbmProcess, AFullDiskIsToldAndNothingIsLostAndItGoesOnOnceThereIsRoom) {
       result = Insert(handle, "L", Record(std::to_string(stored), std::string(4000, 'f')));
       if (result == DBM_OK) ++stored;
     }
-    const bool told = result == DBM_ERR_FULL &&
-                      strstr(LAUTH_db_ErrorText(), "eBYOD.db") != nullptr &&
-                      strstr(LAUTH_db_ErrorText(), strerror(EFBIG)) != nullptr;
+    const bool reported = result == DBM_ERR_FULL &&
+                          strstr(LAUTH_db_ErrorText(), "eBYOD.db") != nullptr &&
+                          strstr(LAUTH_db_ErrorText(), strerror(EFBIG)) != nullptr;
     const bool kept = Records(handle, "L").size() == stored;
     const rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
-    return stored > 0 && stored < 1000 && told && kept && setrlimit(RLIMIT_FSIZE, &none) == 0 &&
+    return stored > 0 && stored < 1000 && reported && kept && setrlimit(RLIMIT_FSIZE, &none) == 0 &&
            Insert(handle, "L", Record("more")) == DBM_OK &&
            Records(handle, "L").size() == stored + 1;
   })));

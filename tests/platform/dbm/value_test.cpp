@@ -21,7 +21,7 @@ TEST_F(Value, SettingReplaces) {
   EXPECT_EQ(GetValue(handle_, "V"), std::string("\0x", 2));
 }
 
-TEST_F(Value, ReadingTellsTheStoredLengthAndCopiesWhatFits) {
+TEST_F(Value, ReadingReturnsTheStoredLengthAndCopiesWhatFits) {
   ASSERT_EQ(SetValue(handle_, "V", "0123456789"), DBM_OK);
   char buffer[] = "......";
   EXPECT_EQ(DBM_GetBinary(handle_, "V", 2, 0, 4, buffer), 10);

@@ -1,4 +1,5 @@
-// The written form of messages, as docs/message-format.md tells it, and everything that is not one.
+// The written form of messages, as docs/message-format.md describes it, and everything that is not
+// one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -38,7 +39,7 @@ Bytes With(Bytes bytes, size_t at, uint8_t value) {
   return bytes;
 }
 
-// An element's value as a message of its own.
+// An element's value as a message.
 uint32_t Nested(uint32_t msg, uintptr_t at) {
   Bytes value(TLV_GetLenByIterator(msg, at));
   EXPECT_EQ(TLV_GetValueByIterator(msg, at, static_cast<uint16_t>(value.size()), value.data()), 0u);
@@ -240,14 +241,14 @@ TEST(MutatedMessages, AreRefusedOrReadAsWhatTheySay) {
   EXPECT_LT(accepted, 99000);
 }
 
-TEST(StreamedMessage, TellsItsLengthFromItsHeader) {
+TEST(StreamedMessage, HasItsLengthInItsHeader) {
   for (size_t count = 0; count <= kReply.size(); ++count) {
     EXPECT_EQ(TLV_Stream_MessageLength(kReply.data(), count), count < TLV_STREAM_HEADER ? 0 : 0x2D);
   }
   EXPECT_EQ(TLV_Stream_MessageLength(nullptr, 0), 0);
 }
 
-TEST(StreamedMessage, MayBeAsLongAs32BitsTell) {
+TEST(StreamedMessage, MayBeAsLongAs32BitsAllow) {
   const uint8_t longest[] = {0xF9, 0x4C, 0x4D, 0x01, 0xFF, 0xFF, 0xFF, 0xFF};
   EXPECT_EQ(TLV_Stream_MessageLength(longest, sizeof longest), 0xFFFFFFFFll);
 }

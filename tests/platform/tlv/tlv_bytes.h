@@ -1,4 +1,4 @@
-/** Messages to and from byte vectors, for tests. */
+/// Messages to and from byte vectors, for tests.
 #ifndef BYOD_TESTS_PLATFORM_TLV_TLV_BYTES_H
 #define BYOD_TESTS_PLATFORM_TLV_TLV_BYTES_H
 
@@ -20,7 +20,7 @@ inline uintptr_t Address(const void* at) {
   return reinterpret_cast<uintptr_t>(at);
 }
 
-/** The written form of a message; empty when it cannot be written. */
+/// The written form of a message; empty when it cannot be written.
 inline Bytes Written(uint32_t msg) {
   Bytes bytes(TLV_GetMsgLen(msg, TLV_MODE_MEMORY));
   const auto size = static_cast<uint32_t>(bytes.size());
@@ -28,10 +28,8 @@ inline Bytes Written(uint32_t msg) {
   return bytes;
 }
 
-/**
- * The message in some bytes, which are moved to the end of a block of their own so that a sanitizer
- * sees a read beyond them.
- */
+/// The message in some bytes, which are moved to the end of a separate block so that a sanitizer
+/// sees a read beyond them.
 inline uint32_t ReadFrom(const uint8_t* bytes, size_t size) {
   const std::unique_ptr<uint8_t[]> exact(new uint8_t[size]);
   if (size != 0) std::memcpy(exact.get(), bytes, size);
@@ -42,7 +40,7 @@ inline uint32_t ReadFrom(const Bytes& bytes) {
   return ReadFrom(bytes.data(), bytes.size());
 }
 
-/** What a message holds. */
+/// What a message holds.
 inline Elements Contents(uint32_t msg) {
   Elements elements;
   for (uintptr_t at = TLV_GetFirst(msg); at != 0; at = TLV_GetNext(msg, at)) {
@@ -59,7 +57,7 @@ inline uint32_t Append(uint32_t msg, uint16_t type, const std::string& value) {
   return TLV_Append_Data(msg, type, static_cast<uint16_t>(value.size()), value.data());
 }
 
-/** A message with these elements. */
+/// A message with these elements.
 inline uint32_t Make(const Elements& elements) {
   const uint32_t msg = TLV_Create();
   uint32_t status = 0;
