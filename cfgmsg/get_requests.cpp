@@ -1,6 +1,7 @@
 // Requests that ask for something: the order, a count, a rule.
 #include "cfgmsg/reason.h"
 #include "cfgmsg/request.h"
+#include "rulekinds/rule_kind.h"
 
 using byod::cfgmsg::Address;
 using byod::cfgmsg::MakeRequest;
@@ -20,10 +21,9 @@ uint32_t BYOD_cfgmsg_GetOrder(ByodOrder* order) {
 
 // Lenient on purpose: no reply is a success, and a reply without a count counts 0.
 uint32_t BYOD_cfgmsg_GetRulesCountByType(uint32_t kind, uint32_t* count) {
-  const uint32_t code = kind == 0   ? BYOD_MSG_DHCPOPT_COUNT
-                        : kind == 1 ? BYOD_MSG_UA_COUNT
-                                    : BYOD_MSG_MAC_COUNT;
-  const Request request = MakeRequestOf(BYOD_OP_GET, code);
+  using byod::rulekinds::kByMethod;
+  const auto& described = kByMethod[kind < BYOD_METHOD_MAC ? kind : uint32_t{BYOD_METHOD_MAC}];
+  const Request request = MakeRequestOf(BYOD_OP_GET, described.messages.count);
   if (!request.Ready()) return request.status;
   const byod::tlv::Message reply(Byod_SendAndGetReply(request.message.get()));
   if (!reply) return 0;

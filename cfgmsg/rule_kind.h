@@ -6,16 +6,16 @@
 
 #include "byod_cfgmsg.h"
 #include "byod_tlv.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::cfgmsg {
 
-struct MacKind {
-  using Rule = ByodMacRule;
+struct MacKind : rulekinds::MacKind {
   struct Decoded {
     uint32_t origin = 0;
     uint16_t word = 0;
-    ByodMacRuleShowRec record = {};
-    ByodMacRule key = {};
+    Record record = {};
+    Rule key = {};
   };
 
   static uint32_t Decode(uint32_t msg, Decoded& out) {
@@ -28,39 +28,29 @@ struct MacKind {
   static void Free(Rule* rule) { BYOD_data_FreeMacRule(rule); }
 };
 
-struct DecodedText {
-  uint32_t origin = 0;
-  uint16_t word = 0;
-  ByodTextRuleShowRec record = {};
-};
-
-struct UserAgentKind {
-  using Rule = ByodUserAgentRule;
-  using Decoded = DecodedText;
-
-  static uint32_t Decode(uint32_t msg, Decoded& out) {
-    return BYOD_tlv_GetUserAgentRuleAllInfo(msg, &out.origin, &out.word, &out.record);
-  }
-  static Rule* Build(const Decoded& in) {
-    return Byod_BuildUserAgentRule(in.origin, in.word, &in.record);
-  }
-  static Rule* Alloc() { return BYOD_data_AllocUserAgentRule(); }
-  static void Free(Rule* rule) { BYOD_data_FreeUserAgentRule(rule); }
-};
-
-struct DhcpOptionKind {
-  using Rule = ByodDhcpOptionRule;
-  using Decoded = DecodedText;
+template <typename Kind, auto kDecode, auto kBuild, auto kAlloc, auto kFree>
+struct TextKind : Kind {
+  using Rule = typename Kind::Rule;
+  struct Decoded {
+    uint32_t origin = 0;
+    uint16_t word = 0;
+    typename Kind::Record record = {};
+  };
 
   static uint32_t Decode(uint32_t msg, Decoded& out) {
-    return BYOD_tlv_GetDhcpOptionRuleAllInfo(msg, &out.origin, &out.word, &out.record);
+    return kDecode(msg, &out.origin, &out.word, &out.record);
   }
-  static Rule* Build(const Decoded& in) {
-    return Byod_BuildDhcpOptionRule(in.origin, in.word, &in.record);
-  }
-  static Rule* Alloc() { return BYOD_data_AllocDhcpOptionRule(); }
-  static void Free(Rule* rule) { BYOD_data_FreeDhcpOptionRule(rule); }
+  static Rule* Build(const Decoded& in) { return kBuild(in.origin, in.word, &in.record); }
+  static Rule* Alloc() { return kAlloc(); }
+  static void Free(Rule* rule) { kFree(rule); }
 };
+
+using UserAgentKind =
+    TextKind<rulekinds::UserAgentKind, BYOD_tlv_GetUserAgentRuleAllInfo, Byod_BuildUserAgentRule,
+             BYOD_data_AllocUserAgentRule, BYOD_data_FreeUserAgentRule>;
+using DhcpOptionKind =
+    TextKind<rulekinds::DhcpOptionKind, BYOD_tlv_GetDhcpOptionRuleAllInfo, Byod_BuildDhcpOptionRule,
+             BYOD_data_AllocDhcpOptionRule, BYOD_data_FreeDhcpOptionRule>;
 
 template <typename Kind>
 struct RuleDeleter {

@@ -1,15 +1,13 @@
 // The DHCP option rules: by option text, and in byte order of texts.
 #include "data/text_rule_table.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::data {
 namespace {
 
-struct DhcpOptionTable {
-  using Rule = ByodDhcpOptionRule;
+struct DhcpOptionTable : rulekinds::DhcpOptionKind {
   using Key = const char*;
-  using Record = ByodTextRuleShowRec;
 
-  static constexpr auto kText = &Rule::text;
   static ByodDhcpOptionTable& Table() { return store.dhcp; }
   static RankedList<TextMark>& List() { return store.dhcp_list; }
   static TextIndex& Texts() { return store.dhcp_texts; }

@@ -5,14 +5,13 @@
 #include "data/rule_table.h"
 #include "lauth_avl.h"
 #include "net/mac_address.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::data {
 namespace {
 
-struct MacTable {
-  using Rule = ByodMacRule;
+struct MacTable : rulekinds::MacKind {
   using Key = const ByodMacRule*;
-  using Record = ByodMacRuleShowRec;
 
   static Rule* Alloc() { return store.spare_mac_rules.Take(store.mac.rule_count); }
   static void SetKey(Rule& rule, Key probe) {

@@ -1,6 +1,7 @@
 // The User-Agent rules: by keyword, in byte order of keywords, and longest keyword first.
 #include "data/text_rule_table.h"
 #include "data/user_agent/first_match.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::data {
 namespace {
@@ -33,10 +34,8 @@ struct ByLabel {
   Sought mark;
 };
 
-struct UserAgentTable {
-  using Rule = ByodUserAgentRule;
+struct UserAgentTable : rulekinds::UserAgentKind {
   using Key = const char*;
-  using Record = ByodTextRuleShowRec;
 
   static constexpr auto kText = &Rule::keyword;
   static ByodUserAgentTable& Table() { return store.user_agent.table; }

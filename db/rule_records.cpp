@@ -1,22 +1,15 @@
-// The stored rules. One description for each of the three lists; the operations are
-// written once.
+// The stored rules. Each list states how a record holds its key; the operations are written once.
 #include "byod_db.h"
 #include "data/bounded_copy.h"
 #include "db/sort_list.h"
 #include "mac.h"
 #include "net/mac_address.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::db {
 namespace {
 
-struct MacList {
-  using Rule = ByodMacRule;
-  using Record = ByodMacRuleShowRec;
-
-  static constexpr char kKey[] = BYOD_DB_MAC_KEY;
-  static constexpr uint32_t kSortKeyLength = BYOD_MACTEXT_SIZE;
-  static constexpr uint32_t kList = BYOD_DB_MAC_LIST;
-
+struct MacList : rulekinds::MacKind {
   static void WriteKey(Record& record, const Rule& rule) {
     net::WriteMac<net::kStored>(record.mac_text, rule.mac);
     std::memcpy(record.mask, rule.mask, sizeof record.mask);
@@ -37,57 +30,40 @@ struct MacList {
   }
 };
 
-struct UserAgentList {
-  using Rule = ByodUserAgentRule;
-  using Record = ByodTextRuleShowRec;
+template <typename Kind, auto kFindOrNew, auto kUpdate>
+struct TextList : Kind {
+  using Rule = typename Kind::Rule;
+  using Record = typename Kind::Record;
 
-  static constexpr char kKey[] = BYOD_DB_USERAGENT_KEY;
-  static constexpr uint32_t kSortKeyLength = BYOD_RULETEXT_SIZE;
-  static constexpr uint32_t kList = BYOD_DB_USERAGENT_LIST;
-
-  static void WriteKey(Record& record, const Rule& rule) { CopyText(record.text, rule.keyword); }
-
-  static Rule* FindOrNew(const Record& record, uint16_t* created, uint32_t* err) {
-    char keyword[BYOD_RULETEXT_SIZE];
-    CopyText(keyword, record.text);
-    return BYOD_data_FindOrNewUserAgentRule(keyword, BYOD_RULE_CUSTOM, created, err);
+  static void WriteKey(Record& record, const Rule& rule) {
+    CopyText(record.text, rule.*Kind::kText);
   }
-
-  static uint32_t Update(const Record& record, Rule* rule) {
-    return BYOD_data_UpdateUserAgentRule(&record, rule);
-  }
-};
-
-struct DhcpOptionList {
-  using Rule = ByodDhcpOptionRule;
-  using Record = ByodTextRuleShowRec;
-
-  static constexpr char kKey[] = BYOD_DB_DHCPOPT_KEY;
-  static constexpr uint32_t kSortKeyLength = BYOD_RULETEXT_SIZE;
-  static constexpr uint32_t kList = BYOD_DB_DHCPOPT_LIST;
-
-  static void WriteKey(Record& record, const Rule& rule) { CopyText(record.text, rule.text); }
 
   static Rule* FindOrNew(const Record& record, uint16_t* created, uint32_t* err) {
     char text[BYOD_RULETEXT_SIZE];
     CopyText(text, record.text);
-    return BYOD_data_FindOrNewDhcpOptionRule(text, BYOD_RULE_CUSTOM, created, err);
+    return kFindOrNew(text, BYOD_RULE_CUSTOM, created, err);
   }
 
-  static uint32_t Update(const Record& record, Rule* rule) {
-    return BYOD_data_UpdateDhcpOptionRule(&record, rule);
-  }
+  static uint32_t Update(const Record& record, Rule* rule) { return kUpdate(&record, rule); }
 };
+
+using UserAgentList = TextList<rulekinds::UserAgentKind, BYOD_data_FindOrNewUserAgentRule,
+                               BYOD_data_UpdateUserAgentRule>;
+using DhcpOptionList = TextList<rulekinds::DhcpOptionKind, BYOD_data_FindOrNewDhcpOptionRule,
+                                BYOD_data_UpdateDhcpOptionRule>;
 
 template <typename List>
 bool Ensure() {
-  return EnsureList(List::kKey, sizeof List::kKey, List::kSortKeyLength, List::kList);
+  return EnsureList(List::kDatabaseKey, sizeof List::kDatabaseKey, List::kSortKeySize,
+                    List::kDatabaseList);
 }
 
 template <typename List>
 uint32_t AddRecord(const typename List::Record* record) {
   if (record == nullptr || !Ensure<List>()) return BYOD_ERR_FAILED;
-  return AddToSortList(List::kKey, sizeof List::kKey, sizeof *record, record, List::kList);
+  return AddToSortList(List::kDatabaseKey, sizeof List::kDatabaseKey, sizeof *record, record,
+                       List::kDatabaseList);
 }
 
 template <typename List>
@@ -104,15 +80,16 @@ uint32_t AddRule(const typename List::Rule* rule) {
 
 template <typename List>
 uint32_t DeleteRecord(const typename List::Record* record) {
-  return BYOD_db_RemoveFromSortList(List::kKey, sizeof List::kKey, sizeof *record, record);
+  return BYOD_db_RemoveFromSortList(List::kDatabaseKey, sizeof List::kDatabaseKey, sizeof *record,
+                                    record);
 }
 
 /// @param record  its sort key says what is sought
 template <typename List>
 bool Exists(typename List::Record& record) {
   if (BYOD_db_OpenCfgDBM() != 0 || BYOD_db_GetDBHandle() == -1) return false;
-  const bool found = DBM_GetSortList(BYOD_db_GetDBHandle(), List::kKey, sizeof List::kKey,
-                                     sizeof record, &record) > 0;
+  const bool found = DBM_GetSortList(BYOD_db_GetDBHandle(), List::kDatabaseKey,
+                                     sizeof List::kDatabaseKey, sizeof record, &record) > 0;
   BYOD_db_CloseCfgDBM();
   return found;
 }

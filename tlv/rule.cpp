@@ -1,22 +1,31 @@
 // Rules in messages: their key and name, and with all their device info. Each encoder is followed
 // by its decoder; a row per element says where it goes.
 #include "byod_tlv.h"
+#include "rulekinds/rule_kind.h"
 #include "tlv/append.h"
 #include "tlv/scan.h"
 
 namespace byod::tlv {
 namespace {
 
+using rulekinds::DhcpOptionKind;
+using rulekinds::UserAgentKind;
+
 void AppendKey(Appender& append, const ByodMacRule& rule) {
   append.Address(BYOD_TLV_MAC, rule.mac).Address(BYOD_TLV_MACMASK, rule.mask);
 }
 
+template <typename Kind>
+void AppendText(Appender& append, const typename Kind::Rule& rule) {
+  append.PresentText(Kind::kKeyElement, rule.*Kind::kText);
+}
+
 void AppendKey(Appender& append, const ByodUserAgentRule& rule) {
-  append.PresentText(BYOD_TLV_USERAGENT, rule.keyword);
+  AppendText<UserAgentKind>(append, rule);
 }
 
 void AppendKey(Appender& append, const ByodDhcpOptionRule& rule) {
-  append.PresentText(BYOD_TLV_DHCPOPT, rule.text);
+  AppendText<DhcpOptionKind>(append, rule);
 }
 
 template <typename Rule>
@@ -73,6 +82,8 @@ uint32_t GetTextRuleAllInfo(uint32_t msg, uint16_t text_type, uint32_t* origin, 
 }  // namespace
 }  // namespace byod::tlv
 
+using byod::rulekinds::DhcpOptionKind;
+using byod::rulekinds::UserAgentKind;
 using byod::tlv::Address;
 using byod::tlv::Field;
 using byod::tlv::Number;
@@ -115,11 +126,11 @@ uint32_t BYOD_tlv_GetMacRule(uint32_t msg, uint32_t* origin, ByodMacRuleShowRec*
 }
 
 uint32_t BYOD_tlv_GetUserAgentRule(uint32_t msg, uint32_t* origin, char* buf) {
-  return byod::tlv::GetTextRule(msg, BYOD_TLV_USERAGENT, origin, buf);
+  return byod::tlv::GetTextRule(msg, UserAgentKind::kKeyElement, origin, buf);
 }
 
 uint32_t BYOD_tlv_GetDhcpOptionRule(uint32_t msg, uint32_t* origin, char* buf) {
-  return byod::tlv::GetTextRule(msg, BYOD_TLV_DHCPOPT, origin, buf);
+  return byod::tlv::GetTextRule(msg, DhcpOptionKind::kKeyElement, origin, buf);
 }
 
 // ---- all info
@@ -154,10 +165,10 @@ uint32_t BYOD_tlv_GetMacRuleAllInfo(uint32_t msg, uint32_t* origin, uint16_t* wo
 
 uint32_t BYOD_tlv_GetUserAgentRuleAllInfo(uint32_t msg, uint32_t* origin, uint16_t* word,
                                           ByodTextRuleShowRec* rec) {
-  return byod::tlv::GetTextRuleAllInfo(msg, BYOD_TLV_USERAGENT, origin, word, rec);
+  return byod::tlv::GetTextRuleAllInfo(msg, UserAgentKind::kKeyElement, origin, word, rec);
 }
 
 uint32_t BYOD_tlv_GetDhcpOptionRuleAllInfo(uint32_t msg, uint32_t* origin, uint16_t* word,
                                            ByodTextRuleShowRec* rec) {
-  return byod::tlv::GetTextRuleAllInfo(msg, BYOD_TLV_DHCPOPT, origin, word, rec);
+  return byod::tlv::GetTextRuleAllInfo(msg, DhcpOptionKind::kKeyElement, origin, word, rec);
 }

@@ -13,12 +13,12 @@ namespace {
 /// Value and attribute are read with the whole rule.
 template <typename Kind>
 constexpr Row kRuleRows[] = {
-    {Kind::kMessages.rule, {Kind::kName, "rule"}, QueryRule<Kind>, ChangeRule<Kind>},
-    {Kind::kMessages.count, {Kind::kName, "rule count"}, CountRules<Kind>, nullptr},
-    {Kind::kMessages.list, {Kind::kName, "rule list"}, ListRules<Kind>, nullptr},
-    {Kind::kMessages.value, {Kind::kName, "value"}, QueryRule<Kind>, ChangeRuleValue<Kind>},
+    {Kind::kMessages.rule, {Kind::kTitle, "rule"}, QueryRule<Kind>, ChangeRule<Kind>},
+    {Kind::kMessages.count, {Kind::kTitle, "rule count"}, CountRules<Kind>, nullptr},
+    {Kind::kMessages.list, {Kind::kTitle, "rule list"}, ListRules<Kind>, nullptr},
+    {Kind::kMessages.value, {Kind::kTitle, "value"}, QueryRule<Kind>, ChangeRuleValue<Kind>},
     {Kind::kMessages.attribute,
-     {Kind::kName, "attribute"},
+     {Kind::kTitle, "attribute"},
      QueryRule<Kind>,
      ChangeRuleAttribute<Kind>},
 };

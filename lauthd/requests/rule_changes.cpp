@@ -139,7 +139,7 @@ Result Change(State& state, const typename Kind::Key& key, bool create, MakeEdit
   }
   if (created && !create) {
     return Refused(BYOD_REFUSAL_NOT_FOUND,
-                   std::string("no ") + Kind::kName + " rule " + Kind::Describe(key));
+                   std::string("no ") + Kind::kTitle + " rule " + Kind::Describe(key));
   }
   if (Result checked = CheckIdle<Kind>(state.idle_rules, key); !checked.Ok()) return checked;
   if (created) {

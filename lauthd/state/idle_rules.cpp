@@ -48,7 +48,7 @@ void RetryKind(IdleRules::Map<Kind>& rules) {
       ++rule;
       continue;
     }
-    Log(Severity::kNotice, "the stored %s rule %s is in effect", Kind::kName,
+    Log(Severity::kNotice, "the stored %s rule %s is in effect", Kind::kTitle,
         Kind::Describe(rule->first).c_str());
     rule = rules.erase(rule);
   }
@@ -103,7 +103,7 @@ void IdleRules::LogAll() const {
   ForEachKind([this](auto kind) {
     using Kind = decltype(kind);
     for (const auto& [key, rule] : Of<Kind>()) {
-      Log(Severity::kWarning, "the stored %s rule %s is not in effect: %s", Kind::kName,
+      Log(Severity::kWarning, "the stored %s rule %s is not in effect: %s", Kind::kTitle,
           Kind::Describe(key).c_str(), WhyIdle<Kind>(key, rule).c_str());
     }
   });

@@ -1,11 +1,7 @@
 // What the three kinds of rule differ in. All that the daemon does with rules is written once, as a
-// template over one of these:
+// template over one of these, which extend the kinds of rulekinds/:
 //
-//   Rule, Record           the rule, and its stored form
 //   Key                    what names it in a request
-//   kMethod, kName         BYOD_METHOD_*, and a word for people
-//   kMessages              the messages about it
-//   kDatabaseKey           where it is stored
 //   Find(key)              the very rule that the key names
 //   FindOrNew(key, ...)    as the library's function
 //   Erase(rule)            out of the table, and released
@@ -33,6 +29,7 @@
 #include "data/internal.h"
 #include "lauth_avl.h"
 #include "lauth_text.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::lauthd {
 
@@ -61,26 +58,8 @@ void FillRecord(const Rule& rule, Record& record) {
   if (rule.origin == BYOD_RULE_PREDEFINED && room) info.name[BYOD_DEVNAME_SIZE - 1] = 1;
 }
 
-/// The messages about the rules of one kind, BYOD_MSG_*.
-struct RuleMessages {
-  uint32_t rule;
-  uint32_t count;
-  uint32_t list;
-  uint32_t value;
-  uint32_t attribute;
-};
-
-struct MacKind {
-  using Rule = ByodMacRule;
-  using Record = ByodMacRuleShowRec;
+struct MacKind : rulekinds::MacKind {
   using Key = ByodMacRule;  // of which only address and mask count
-
-  static constexpr uint32_t kMethod = BYOD_METHOD_MAC;
-  static constexpr const char* kName = "MAC";
-  static constexpr RuleMessages kMessages = {BYOD_MSG_MACRULE, BYOD_MSG_MAC_COUNT,
-                                             BYOD_MSG_MAC_LIST, BYOD_MSG_MAC_VALUE,
-                                             BYOD_MSG_MAC_DEVATTR};
-  static constexpr const char* kDatabaseKey = BYOD_DB_MAC_KEY;
 
   static Rule* Find(const Key& key) { return BYOD_data_SetFindMacRule(&key); }
   static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
@@ -138,12 +117,6 @@ struct TextKey {
 /// What these two differ in.
 template <typename Rule, typename Table>
 struct TextCalls {
-  uint32_t method;
-  const char* name;
-  RuleMessages messages;
-  const char* database_key;
-  uint16_t key_element;
-  char (Rule::*text)[BYOD_RULETEXT_SIZE];
   Table* (*table)();
   uint32_t (*count)();
   Rule* (*find)(const char* text);
@@ -158,12 +131,6 @@ struct TextCalls {
 };
 
 inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCalls = {
-    BYOD_METHOD_USERAGENT,
-    "User-Agent",
-    {BYOD_MSG_UARULE, BYOD_MSG_UA_COUNT, BYOD_MSG_UA_LIST, BYOD_MSG_UA_VALUE, BYOD_MSG_UA_DEVATTR},
-    BYOD_DB_USERAGENT_KEY,
-    BYOD_TLV_USERAGENT,
-    &ByodUserAgentRule::keyword,
     BYOD_data_GetUserAgentRuleTbl,
     BYOD_data_GetUserAgentRuleCount,
     BYOD_data_FindUserAgentRule,
@@ -177,39 +144,21 @@ inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCall
     BYOD_tlv_GetUserAgentRule};
 
 inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionCalls = {
-    BYOD_METHOD_DHCP,
-    "DHCP option",
-    {BYOD_MSG_DHCPOPTRULE, BYOD_MSG_DHCPOPT_COUNT, BYOD_MSG_DHCPOPT_LIST, BYOD_MSG_DHCPOPT_VALUE,
-     BYOD_MSG_DHCPOPT_DEVATTR},
-    BYOD_DB_DHCPOPT_KEY,
-    BYOD_TLV_DHCPOPT,
-    &ByodDhcpOptionRule::text,
-    BYOD_data_GetDhcpOptionRuleTbl,
-    BYOD_data_GetDhcpOptionRuleCount,
-    BYOD_data_FindDhcpOptionRule,
-    BYOD_data_FindOrNewDhcpOptionRule,
-    BYOD_data_GetNextDhcpOptionRule,
-    BYOD_DeleteDhcpOption,
-    BYOD_db_AddDhcpOptionValue,
-    BYOD_db_DeleteDhcpOptionRule,
-    BYOD_tlv_EncapDhcpOptionRuleAllInfo,
-    BYOD_tlv_GetDhcpDeviceAttr,
+    BYOD_data_GetDhcpOptionRuleTbl,      BYOD_data_GetDhcpOptionRuleCount,
+    BYOD_data_FindDhcpOptionRule,        BYOD_data_FindOrNewDhcpOptionRule,
+    BYOD_data_GetNextDhcpOptionRule,     BYOD_DeleteDhcpOption,
+    BYOD_db_AddDhcpOptionValue,          BYOD_db_DeleteDhcpOptionRule,
+    BYOD_tlv_EncapDhcpOptionRuleAllInfo, BYOD_tlv_GetDhcpDeviceAttr,
     BYOD_tlv_GetDhcpOptionRule};
 
-template <typename RuleType, typename TableType, const TextCalls<RuleType, TableType>& kCalls>
-struct TextKind {
-  using Rule = RuleType;
-  using Record = ByodTextRuleShowRec;
+template <typename Base, const auto& kCalls>
+struct TextKind : Base {
+  using Rule = typename Base::Rule;
+  using Record = typename Base::Record;
   using Key = TextKey;
 
-  static constexpr uint32_t kMethod = kCalls.method;
-  static constexpr const char* kName = kCalls.name;
-  static constexpr RuleMessages kMessages = kCalls.messages;
-  static constexpr const char* kDatabaseKey = kCalls.database_key;
-  static constexpr uint16_t kKeyElement = kCalls.key_element;
-
-  static const TableType& Table() { return *kCalls.table(); }
-  static const char* TextOf(const Rule& rule) { return rule.*kCalls.text; }
+  static const auto& Table() { return *kCalls.table(); }
+  static const char* TextOf(const Rule& rule) { return rule.*Base::kText; }
   static Rule* RuleOf(ByodLink* link) {
     if (link == nullptr) return nullptr;
     return reinterpret_cast<Rule*>(reinterpret_cast<char*>(link) - offsetof(Rule, list_link));
@@ -249,7 +198,7 @@ struct TextKind {
   static Key KeyOfRecord(const Record& record) { return KeyOf(record.text); }
   static Rule MakeRule(const Key& key) {
     Rule rule = {};
-    CopyText(rule.*kCalls.text, key.text);
+    CopyText(rule.*Base::kText, key.text);
     return rule;
   }
   static int CompareKeys(const Key& a, const Key& b) { return std::strcmp(a.text, b.text); }
@@ -286,8 +235,8 @@ struct TextKind {
   }
 };
 
-using UserAgentKind = TextKind<ByodUserAgentRule, ByodUserAgentTable, kUserAgentCalls>;
-using DhcpOptionKind = TextKind<ByodDhcpOptionRule, ByodDhcpOptionTable, kDhcpOptionCalls>;
+using UserAgentKind = TextKind<rulekinds::UserAgentKind, kUserAgentCalls>;
+using DhcpOptionKind = TextKind<rulekinds::DhcpOptionKind, kDhcpOptionCalls>;
 
 /// The order in which the database keeps the rules of a kind.
 template <typename Kind>
