@@ -1,5 +1,6 @@
 // The three kinds of rule, each described once: its numbers and names in messages, in the database
-// and in output. A folder extends a kind with its own operations, and handles all three by templates:
+// and in output. A folder extends a kind with its own operations, and handles all three by
+// templates:
 //
 //   Rule, Record    the rule, and its stored form
 //   kMethod         BYOD_METHOD_*

@@ -1,5 +1,5 @@
-// A hash table in one array, for what is found by a 32-bit hash. docs/performance.md, "Option texts",
-// has the reasons.
+// A hash table in one array, for what is found by a 32-bit hash. docs/performance.md, "Option
+// texts", has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_OPEN_TABLE_H
 #define BYOD_DATA_CONTAINERS_OPEN_TABLE_H
 

@@ -12,8 +12,7 @@ TEST(Prefix, KnowsItsRangeMaskAndHalves) {
   EXPECT_EQ(ToString(prefix.Mask()), "ff:ff:ff:00:00:00");
   EXPECT_EQ(ToString(prefix.Half(true)), "00:11:22:80:00:00/25");
   EXPECT_EQ(ToString(prefix.Half(false)), "00:11:22:00:00:00/25");
-  EXPECT_EQ(ToString(MakePrefix(*ParseMac("ff:ff:ff:ff:ff:ff"), 48).Mask()),
-            "ff:ff:ff:ff:ff:ff");
+  EXPECT_EQ(ToString(MakePrefix(*ParseMac("ff:ff:ff:ff:ff:ff"), 48).Mask()), "ff:ff:ff:ff:ff:ff");
   EXPECT_TRUE(prefix.Contains(prefix));
   EXPECT_TRUE(prefix.Overlaps(MakePrefix(0x001122334455, 48)));
   EXPECT_FALSE(prefix.Contains(MakePrefix(0x001120000000, 20)));

@@ -12,8 +12,8 @@
 
 #include "byod_data.h"
 #include "data/user_agent/first_match.h"
-#include "data/user_agent/match_link.h"
 #include "data/user_agent/gram.h"
+#include "data/user_agent/match_link.h"
 
 namespace {
 
