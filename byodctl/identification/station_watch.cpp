@@ -67,7 +67,7 @@ class EndBySignal {
 }  // namespace
 
 FingerprintText StationReport::Text() const {
-  return {mac ? rulefiles::ToString(*mac) : "", OptionsText(OptionsOf(fingerprint)),
+  return {mac ? net::ToString(*mac) : "", OptionsText(OptionsOf(fingerprint)),
           fingerprint.user_agent};
 }
 
