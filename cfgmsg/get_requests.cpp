@@ -9,6 +9,9 @@ using byod::cfgmsg::MakeRequestOf;
 using byod::cfgmsg::Number;
 using byod::cfgmsg::Request;
 using byod::cfgmsg::Text;
+using byod::rulekinds::DhcpOptionKind;
+using byod::rulekinds::MacKind;
+using byod::rulekinds::UserAgentKind;
 
 uint32_t BYOD_cfgmsg_GetOrder(ByodOrder* order) {
   const Request request = MakeRequestOf(BYOD_OP_GET, BYOD_MSG_ORDER);
@@ -21,9 +24,10 @@ uint32_t BYOD_cfgmsg_GetOrder(ByodOrder* order) {
 
 // Lenient on purpose: no reply is a success, and a reply without a count counts 0.
 uint32_t BYOD_cfgmsg_GetRulesCountByType(uint32_t kind, uint32_t* count) {
-  using byod::rulekinds::kByMethod;
-  const auto& described = kByMethod[kind < BYOD_METHOD_MAC ? kind : uint32_t{BYOD_METHOD_MAC}];
-  const Request request = MakeRequestOf(BYOD_OP_GET, described.messages.count);
+  const uint32_t code = kind == DhcpOptionKind::kMethod  ? DhcpOptionKind::kMessages.count
+                        : kind == UserAgentKind::kMethod ? UserAgentKind::kMessages.count
+                                                         : MacKind::kMessages.count;
+  const Request request = MakeRequestOf(BYOD_OP_GET, code);
   if (!request.Ready()) return request.status;
   const byod::tlv::Message reply(Byod_SendAndGetReply(request.message.get()));
   if (!reply) return 0;

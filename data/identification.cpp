@@ -4,7 +4,6 @@
 
 #include "byod_order.h"
 #include "data/bounded_copy.h"
-#include "data/byte_order.h"
 #include "data/identification_log.h"
 #include "data/internal.h"
 #include "data/user_agent/first_match.h"

@@ -11,8 +11,8 @@
 #include "data/containers/ranked_list.h"
 #include "data/containers/text_index.h"
 #include "data/spare_mac_rules.h"
-#include "data/user_agent/first_match.h"
 #include "data/user_agent/index.h"
+#include "data/user_agent/searchable_table.h"
 #include "lauth_hash.h"
 
 namespace byod::data {

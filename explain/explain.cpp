@@ -2,14 +2,14 @@
 
 #include <utility>
 
-#include "rulefiles/prefix.h"
+#include "net/prefix.h"
 
 namespace byod::explain {
 namespace {
 
 /// How people name a rule that matched.
 std::string RuleText(const Match& match) {
-  if (match.block != nullptr) return rulefiles::BlockText(match.block->mac, match.block->mask);
+  if (match.block != nullptr) return net::BlockText(match.block->mac, match.block->mask);
   return match.text != nullptr ? match.text : "";
 }
 

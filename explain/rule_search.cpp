@@ -4,13 +4,13 @@
 
 #include "byod_order.h"
 #include "data/bounded_copy.h"
-#include "data/byte_order.h"
 #include "data/identification_log.h"
 #include "data/internal.h"
 #include "data/user_agent/first_match.h"
 #include "data/vendor_keywords.h"
 #include "lauth_text.h"
 #include "mac.h"
+#include "net/mac_address.h"
 
 namespace byod::explain {
 namespace {
@@ -44,7 +44,7 @@ RuleSearch::RuleSearch(const ByodFingerPrint& fingerprint) : fingerprint_(finger
 }
 
 bool RuleSearch::HasAddress() const {
-  return LoadMac(fingerprint_.mac) != 0;
+  return net::LoadMac(fingerprint_.mac) != 0;
 }
 
 Match RuleSearch::SearchOptions() {

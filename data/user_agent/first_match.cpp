@@ -1,7 +1,6 @@
 #include "data/user_agent/first_match.h"
 
 #include "data/rule_store.h"
-#include "data/user_agent/match_link.h"
 
 namespace byod::data {
 

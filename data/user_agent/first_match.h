@@ -4,13 +4,12 @@
 
 #include "byod_data.h"
 #include "data/internal.h"
+#include "data/user_agent/match_link.h"
+#include "data/user_agent/searchable_table.h"
 
 namespace byod::data {
 
-/// @return the rule, or null
-const ByodUserAgentRule* FirstMatch(const char* ua);
-
-/// The same by trying every rule of the match list in turn: what FirstMatch is measured by, and
+/// FirstMatch by trying every rule of the match list in turn: what FirstMatch is measured by, and
 /// what it does while the index does not know the list.
 inline const ByodUserAgentRule* FirstMatchByWalking(const char* ua) {
   for (ByodLink* link = *BYOD_data_GetUserAgentRuleMatchList(); link != nullptr;
@@ -20,14 +19,6 @@ inline const ByodUserAgentRule* FirstMatchByWalking(const char* ua) {
   }
   return nullptr;
 }
-
-/// The User-Agent table in the store. Behind the exported record stands the search, for the
-/// programs: the exported functions return what the matching rule says, but not which rule it is.
-struct SearchableUserAgentTable {
-  ByodUserAgentTable table;
-  const void* self;  // the address of this record, if the search is there
-  const ByodUserAgentRule* (*first_match)(const char* ua);
-};
 
 /// FirstMatch for the programs. A library without the search behind its record is walked.
 inline const ByodUserAgentRule* FirstMatchInLibrary(const char* ua) {

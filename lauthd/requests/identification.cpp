@@ -7,6 +7,7 @@
 #include "lauthd/requests/authorization_requests.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
+#include "net/mac_address.h"
 #include "protocol/counter.h"
 
 namespace byod::lauthd {

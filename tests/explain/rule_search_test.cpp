@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "data/user_agent/first_match.h"
+#include "data/user_agent/match_link.h"
 #include "support/log_capture.h"
 #include "support/random_expressions.h"
 #include "support/rule_store_fixture.h"
