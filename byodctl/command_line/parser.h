@@ -1,5 +1,5 @@
-// Declares the options of a command. Only parser.cpp includes the library that parses them: it
-// consists of headers, and takes longer to compile than a command.
+// Declares the options of a command. Only command_line.cpp includes the library that parses them:
+// it consists of headers, and takes longer to compile than a command.
 #ifndef BYODCTL_COMMAND_LINE_PARSER_H
 #define BYODCTL_COMMAND_LINE_PARSER_H
 

@@ -35,7 +35,8 @@ int ShowCounts(bool json, const Settings& settings) {
   Properties properties(FormOf(json), {"KIND", "RULES"});
   uint64_t total = 0;
   for (const uint32_t kind : kRuleKindsInOrder) {
-    const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_MSG_DHCPOPT_COUNT + kind));
+    const tlv::Message reply =
+        client.Ask(Request(BYOD_OP_GET, rulekinds::kByMethod[kind].messages.count));
     const uint32_t count = Fields(reply).Number(BYOD_TLV_COUNT);
     properties.Add(kRuleKindNames[kind], kRuleKindNames[kind], count);
     total += count;

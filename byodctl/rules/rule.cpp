@@ -1,7 +1,6 @@
 #include "byodctl/rules/rule.h"
 
 #include <bit>
-#include <cstring>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -13,15 +12,12 @@
 #include "data/fold_case.h"
 #include "protocol/extensions.h"
 #include "rulefiles/text.h"
+#include "tlv/attribute.h"
 
 namespace byod::ctl {
 namespace {
 
-// The messages of the three kinds follow one another in the order of the methods.
-static_assert(BYOD_MSG_MACRULE - BYOD_MSG_DHCPOPTRULE == BYOD_METHOD_MAC);
-static_assert(BYOD_MSG_MAC_LIST - BYOD_MSG_DHCPOPT_LIST == BYOD_METHOD_MAC);
-static_assert(BYOD_MSG_MAC_VALUE - BYOD_MSG_DHCPOPT_VALUE == BYOD_METHOD_MAC);
-static_assert(BYOD_MSG_MAC_DEVATTR - BYOD_MSG_DHCPOPT_DEVATTR == BYOD_METHOD_MAC);
+using rulekinds::kByMethod;
 
 constexpr unsigned kWholeAddress = 48;
 
@@ -29,10 +25,10 @@ void AppendKey(Request& request, const RuleKey& key, bool with_mask = true) {
   if (key.kind == BYOD_METHOD_MAC) {
     const auto mac = key.prefix.Mac();
     const auto mask = key.prefix.Mask();
-    request.Bytes(BYOD_TLV_MAC, mac.data(), mac.size());
+    request.Bytes(kByMethod[key.kind].key_element, mac.data(), mac.size());
     if (with_mask) request.Bytes(BYOD_TLV_MACMASK, mask.data(), mask.size());
   } else {
-    request.Text(key.kind == BYOD_METHOD_DHCP ? BYOD_TLV_DHCPOPT : BYOD_TLV_USERAGENT, key.text);
+    request.Text(kByMethod[key.kind].key_element, key.text);
   }
 }
 
@@ -41,14 +37,8 @@ rulefiles::DeviceText DeviceOf(const ByodDeviceInfo& info) {
 }
 
 net::Prefix PrefixOf(const uint8_t* mac, const uint8_t* mask) {
-  net::MacAddress address;
-  net::MacAddress kept;
-  std::memcpy(address.data(), mac, address.size());
-  std::memcpy(kept.data(), mask, kept.size());
-  unsigned bits = 0;
-  for (const uint8_t byte : kept)
-    bits += static_cast<unsigned>(std::popcount(byte));
-  return net::MakePrefix(address, bits);
+  return net::MakePrefix(net::LoadMac(mac),
+                         static_cast<unsigned>(std::popcount(net::LoadMac(mask))));
 }
 
 /// A list of options is stored without blanks, but often written with some after commas.
@@ -142,7 +132,7 @@ Rule ReadRule(uint32_t kind, const std::string& text, const rulefiles::DeviceTex
 }
 
 Request AskForRule(const RuleKey& key, Which which, Detail detail) {
-  Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPTRULE + key.kind);
+  Request request(BYOD_OP_GET, kByMethod[key.kind].messages.rule);
   request.Number(BYOD_TLV_QUERYARG, static_cast<uint32_t>(which));
   request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(detail));
   // An address without a mask asks for the rule that covers it.
@@ -156,7 +146,7 @@ Rule RuleIn(uint32_t kind, const Fields& fields) {
 
 void ListRules(Client& client, uint32_t kind, bool configured_only, Detail detail,
                const std::function<void(const Rule&)>& take) {
-  Request request(BYOD_OP_GET, BYOD_MSG_DHCPOPT_LIST + kind);
+  Request request(BYOD_OP_GET, kByMethod[kind].messages.list);
   request.Number(BYOD_TLV_QUERYARG,
                  static_cast<uint32_t>(configured_only ? Which::kNextConfigured : Which::kThis));
   request.Number(BYOD_TLV_QUERYARG2, static_cast<uint32_t>(detail));
@@ -191,7 +181,7 @@ Rule FindRule(Client& client, const RuleKey& key) {
 }
 
 Request ChangeRule(uint32_t operation, const RuleKey& key) {
-  Request request(operation, BYOD_MSG_DHCPOPT_VALUE + key.kind);
+  Request request(operation, kByMethod[key.kind].messages.value);
   AppendKey(request, key);
   return request;
 }
@@ -199,16 +189,15 @@ Request ChangeRule(uint32_t operation, const RuleKey& key) {
 Request ChangeField(uint32_t operation, const RuleKey& key, const DeviceField& field,
                     const std::string& value) {
   if (field.attribute == 0) {
-    Request request(operation, BYOD_MSG_DHCPOPTRULE + key.kind);
+    Request request(operation, kByMethod[key.kind].messages.rule);
     AppendKey(request, key);
     request.Text(BYOD_TLV_DEVNAME, value);
     return request;
   }
-  Request request(operation, BYOD_MSG_DHCPOPT_DEVATTR + key.kind);
+  Request request(operation, kByMethod[key.kind].messages.attribute);
   request.Number(BYOD_TLV_ATTRKIND, field.attribute);
   AppendKey(request, key);
-  constexpr uint16_t kTypes[] = {0, BYOD_TLV_VENDOR, BYOD_TLV_DEVTYPE, BYOD_TLV_OS};
-  request.Text(kTypes[field.attribute], value);
+  request.Text(tlv::AttributeOf(field.attribute)->type, value);
   return request;
 }
 

@@ -7,12 +7,15 @@
 #include <vector>
 
 #include "byodctl/daemon/client.h"
+#include "protocol/selectors.h"
 #include "rulefiles/rule_file.h"
+#include "rulekinds/rule_kind.h"
 
 namespace byod::ctl {
 
 /// The names of the kinds of rule, which are numbered by their methods, BYOD_METHOD_*.
-constexpr const char* kRuleKindNames[BYOD_METHOD_COUNT] = {"dhcp-option", "user-agent", "mac"};
+constexpr const char* kRuleKindNames[BYOD_METHOD_COUNT] = {
+    rulekinds::DhcpOptionKind::kWord, rulekinds::UserAgentKind::kWord, rulekinds::MacKind::kWord};
 
 /// The order in which they are listed.
 constexpr uint32_t kRuleKindsInOrder[BYOD_METHOD_COUNT] = {BYOD_METHOD_MAC, BYOD_METHOD_USERAGENT,
@@ -25,7 +28,7 @@ uint32_t RuleKindOf(const std::string& name);
 struct RuleKey {
   uint32_t kind = BYOD_METHOD_COUNT;
   net::Prefix prefix;  ///< of a MAC rule
-  std::string text;          ///< of any other rule
+  std::string text;    ///< of any other rule
 };
 
 /// "00:11:22:00:00:00/24", a whole address without a length, or the rule's text.
@@ -63,11 +66,8 @@ constexpr DeviceField kDeviceFields[] = {
  */
 Rule ReadRule(uint32_t kind, const std::string& key, const rulefiles::DeviceText& device);
 
-/// How much of a rule is requested.
-enum class Detail : uint32_t { kKey = 0, kConfigured = 1, kAll = 2 };
-
-/// Which rule is requested.
-enum class Which : uint32_t { kThis = 0, kNext = 1, kNextConfigured = 2 };
+using protocol::Detail;
+using protocol::Which;
 
 /// A whole address means the rule that covers it.
 Request AskForRule(const RuleKey& key, Which which, Detail detail);

@@ -2,6 +2,7 @@
 #ifndef BYODCTL_TEXT_PROPERTIES_H
 #define BYODCTL_TEXT_PROPERTIES_H
 
+#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>

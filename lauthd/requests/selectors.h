@@ -4,15 +4,15 @@
 
 #include "byod_tlv.h"
 #include "lauthd/state/result.h"
+#include "protocol/selectors.h"
 
 namespace byod::lauthd {
 
-/// The first selector.
-enum class Which : uint32_t { kThis = 0, kNext = 1, kNextConfigured = 2 };
+using protocol::Which;
 
 struct Selectors {
   Which which = Which::kThis;
-  uint32_t mode = 2;  // the second selector: 2 all, merged; 1 configured; 0 the key alone
+  uint32_t mode = static_cast<uint32_t>(protocol::Detail::kAll);  // a Detail
   bool valid = true;
 };
 
@@ -22,7 +22,8 @@ inline Selectors ReadSelectors(uint32_t request) {
   BYOD_tlv_GetUINTValueByType(request, BYOD_TLV_QUERYARG, &which);
   BYOD_tlv_GetUINTValueByType(request, BYOD_TLV_QUERYARG2, &selectors.mode);
   selectors.which = static_cast<Which>(which);
-  selectors.valid = which <= 2 && selectors.mode <= 2;
+  selectors.valid = which <= static_cast<uint32_t>(Which::kNextConfigured) &&
+                    selectors.mode <= static_cast<uint32_t>(protocol::Detail::kAll);
   return selectors;
 }
 

@@ -1,5 +1,5 @@
 // The only source that includes the parser library.
-#include "byodctl/command_line/parser.h"
+#include "byodctl/command_line/command_line.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "byodctl/command_line/abbreviations.h"
-#include "byodctl/command_line/command_line.h"
+#include "byodctl/command_line/parser.h"
 #include "byodctl/command_line/usage_error.h"
 #include "byodctl/failure.h"
 
