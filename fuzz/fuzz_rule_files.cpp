@@ -68,7 +68,7 @@ void CheckRule(const TextRule& rule) {
 
 void CheckRule(const MacRule& rule) {
   Expect(rule.prefix.bits >= 1 && rule.prefix.bits <= 48);
-  Expect(rule.prefix == net::MakePrefix(rule.prefix.address, rule.prefix.bits));
+  Expect(rule.prefix == byod::net::MakePrefix(rule.prefix.address, rule.prefix.bits));
   CheckDevice(rule.device);
 }
 
