@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What does it cost to keep a change?
 //
 //   save/database  BYOD_db_AddUAValue of a new rule's record: the time in the middle of many

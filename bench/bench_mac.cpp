@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which rule covers this MAC address?
 //
 //   words/RULES  BYOD_data_FindMacRule: the compare is one of 48-bit words

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much memory does a User-Agent rule take?
 //
 // Ten thousand rules are loaded, each with one device info record, then each is given a second one,

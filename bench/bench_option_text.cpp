@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which rule has this DHCP option 55 text?
 //
 //   index/RULES  BYOD_data_FindDhcpOptionRule

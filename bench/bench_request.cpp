@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long does the daemon take to answer?
 //
 //   connect/PEER/CLIENTS         connect, ask for the number of User-Agent rules, read the answer,

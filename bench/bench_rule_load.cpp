@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long does it take to load ten thousand User-Agent rules?
 //
 //   add/RULES       BYOD_AddUserAgentRule for rules that are made already

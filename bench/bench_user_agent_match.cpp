@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which rule is the first to match a User-Agent?
 //
 //   index/KIND/RULES      the library's answer

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "first_match_contenders.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Other ways to the first match of a User-Agent: general multi-pattern matchers that find the
 // terms, and the conjunctions put together by hand behind them.
 #ifndef BYOD_BENCH_FIRST_MATCH_CONTENDERS_H

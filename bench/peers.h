@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Processes that the benchmarks talk to: the daemon itself, and the least that could answer.
 #ifndef BYOD_BENCH_PEERS_H
 #define BYOD_BENCH_PEERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the registered benchmarks and prints how their times compare.
 #ifndef BYOD_BENCH_RATIO_REPORT_H
 #define BYOD_BENCH_RATIO_REPORT_H

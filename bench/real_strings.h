@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the benchmarks are run on: strings of real terminals where a corpus is at hand, and rules
 // made of them.
 #ifndef BYOD_BENCH_REAL_STRINGS_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Completion of byodctl's command line for bash.
 
 _byodctl() {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a command fails.
 #ifndef BYODCTL_FAILURE_H
 #define BYODCTL_FAILURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads a packet from the front, never beyond its end.
 #ifndef BYOD_CAPTURE_BYTE_READER_H
 #define BYOD_CAPTURE_BYTE_READER_H

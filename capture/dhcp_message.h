@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // DHCP messages, read strictly: what breaks off or contradicts itself is not a message.
 //
 // libtins reads the fixed part. Its reader of options is too lenient for fingerprints: it accepts a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Extracts from packets what they show about stations.
 #ifndef BYOD_CAPTURE_DISSECTOR_H
 #define BYOD_CAPTURE_DISSECTOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Captured packets, and the addresses in them.
 #ifndef BYOD_CAPTURE_FRAME_H
 #define BYOD_CAPTURE_FRAME_H

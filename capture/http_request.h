@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The head of an HTTP request, as far as it was received.
 #ifndef BYOD_CAPTURE_HTTP_REQUEST_H
 #define BYOD_CAPTURE_HTTP_REQUEST_H

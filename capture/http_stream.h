@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the bytes that a client sends on one connection as HTTP requests.
 #ifndef BYOD_CAPTURE_HTTP_STREAM_H
 #define BYOD_CAPTURE_HTTP_STREAM_H

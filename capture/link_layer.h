@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The headers before an IP packet: Ethernet with any VLAN tags, 802.11, cooked captures, raw
 // IP; and the tunnel in which wireless access points send frames to their controller.
 //

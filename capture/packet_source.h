@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets from a file or from a network interface, by libpcap.
 #ifndef BYOD_CAPTURE_PACKET_SOURCE_H
 #define BYOD_CAPTURE_PACKET_SOURCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A map that drops the least recently used entry when it is full, so that traffic cannot exhaust
 // memory.
 #ifndef BYOD_CAPTURE_RECENT_MAP_H

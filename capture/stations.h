@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Assigns what packets show to stations.
 #ifndef BYOD_CAPTURE_STATIONS_H
 #define BYOD_CAPTURE_STATIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "capture/transport.h"
 
 #include <netinet/in.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // UDP and TCP packets in IP packets, read by libtins.
 #ifndef BYOD_CAPTURE_TRANSPORT_H
 #define BYOD_CAPTURE_TRANSPORT_H

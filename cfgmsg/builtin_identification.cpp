@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The entry points for a caller that holds a terminal's fingerprint and a connection to the daemon.
 #include <cerrno>
 #include <cstring>

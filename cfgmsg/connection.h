@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A connection to the daemon, and the two halves of an exchange on it.
 #ifndef BYOD_CFGMSG_CONNECTION_H
 #define BYOD_CFGMSG_CONNECTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the daemon listens.
 #ifndef BYOD_CFGMSG_ENDPOINT_H
 #define BYOD_CFGMSG_ENDPOINT_H

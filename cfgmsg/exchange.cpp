@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One request and its reply, and the rules in replies.
 #include <cstring>
 #include <optional>

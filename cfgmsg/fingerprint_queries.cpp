@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Questions about a terminal, on a connection that the caller keeps.
 #include "byod_tlv.h"
 #include "cfgmsg/connection.h"

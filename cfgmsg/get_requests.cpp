@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that ask for something: the order, a count, a rule.
 #include "cfgmsg/reason.h"
 #include "cfgmsg/request.h"

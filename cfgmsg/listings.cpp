@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Listings: one request, and replies until one is the last.
 #include "cfgmsg/connection.h"
 #include "cfgmsg/request.h"

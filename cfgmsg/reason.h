@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Why a request failed, in errno: the results alone do not say whether there is no daemon,
 // whether it refused, or whether it does not know.
 #ifndef BYOD_CFGMSG_REASON_H

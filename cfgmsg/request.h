@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Building a request: its fields in a row, in the order in which they are sent.
 #ifndef BYOD_CFGMSG_REQUEST_H
 #define BYOD_CFGMSG_REQUEST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the three kinds of rule differ in when one is read out of a reply.
 #ifndef BYOD_CFGMSG_RULE_KIND_H
 #define BYOD_CFGMSG_RULE_KIND_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that set or undo something: the daemon answers with a code.
 #include "cfgmsg/request.h"
 

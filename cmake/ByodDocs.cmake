@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The API reference in HTML, from the comments of the headers: target docs-api. Needs doxygen, which
 # scripts/setup.sh installs when asked to.
 

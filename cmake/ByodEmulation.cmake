@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Which tests an emulated machine leaves out: reads tests/emulation.txt.
 
 set(BYOD_TEST_TIMEOUT 300 CACHE STRING "Seconds that a test may take")

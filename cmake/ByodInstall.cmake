@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What an integrator gets: libraries, headers, pkg-config files, a CMake package, and the rules.
 
 include(CMakePackageConfigHelpers)

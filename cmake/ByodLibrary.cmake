@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # libbyod.so: the modules' objects, exporting the names of libbyod.map and no others.
 
 set(BYOD_EXPORTS ${PROJECT_SOURCE_DIR}/cmake/libbyod.map)

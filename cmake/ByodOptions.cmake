@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What a builder may choose, and the settings that every target shares.
 
 # As a part of another project the libraries and programs are all that is built, and a warning of a

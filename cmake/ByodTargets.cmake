@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # One function for each kind of target.
 
 # byod_warnings(target): the warnings that every piece of our own code is clean of.

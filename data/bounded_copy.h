@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Copies of text that never leave their destination.
 #ifndef BYOD_DATA_BOUNDED_COPY_H
 #define BYOD_DATA_BOUNDED_COPY_H

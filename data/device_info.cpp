@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device information: what is in one, and making, copying and stripping it.
 #include <cstdlib>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The DHCP option rules: by option text, and in byte order of texts.
 #include "data/text_rule_table.h"
 #include "rulekinds/rule_kind.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Letters without regard to case, the same in every locale: bytes above 127 stay as they are.
 #ifndef BYOD_DATA_FOLD_CASE_H
 #define BYOD_DATA_FOLD_CASE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the rules say about a terminal: one lookup per method, in two forms, tried in the current
 // order.
 #include <optional>

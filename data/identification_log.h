@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log lines of an identification: by the library, and by the programs where they derive the
 // same answer from rules that they have found.
 #ifndef BYOD_DATA_IDENTIFICATION_LOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * The helpers of the identification core that are exported, but not meant for callers of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How MAC rules compare: as numbers, under masks. docs/performance.md, "MAC rules", has the
 // figures.
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The MAC rules: a tree in the order of the masked addresses.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text form of a DHCP option 55 list. Written by hand, not by a formatter: it is made for every
 // terminal that is identified. docs/performance.md, "Option texts", has the figures.
 #include "byod_data.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data/rule_store.h"
 
 #include "data/containers/word_hash.h"

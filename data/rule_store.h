@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one rule store of the process, as the rule tables see it.
 #ifndef BYOD_DATA_RULE_STORE_H
 #define BYOD_DATA_RULE_STORE_H

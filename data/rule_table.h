@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the three rule tables do alike. A table states only its differences:
 //
 //   Rule, Key, Record      the rule, what names it, and its stored form

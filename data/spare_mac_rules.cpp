@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data/spare_mac_rules.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // MAC rules made ahead, so that they lie close together.
 #ifndef BYOD_DATA_SPARE_MAC_RULES_H
 #define BYOD_DATA_SPARE_MAC_RULES_H

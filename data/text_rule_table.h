@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the two tables of rules keyed by text do alike, on top of rule_table.h. A table states:
 //
 //   kText                  the member that holds the key

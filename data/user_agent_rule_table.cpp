@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The User-Agent rules: by keyword, in byte order of keywords, and longest keyword first.
 #include "data/text_rule_table.h"
 #include "data/user_agent/first_match.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A vendor derived from a terminal's type string.
 #include "data/vendor_keywords.h"
 

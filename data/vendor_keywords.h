@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The vendor that a device name suggests. For the library, and for the programs that know the name.
 #ifndef BYOD_DATA_VENDOR_KEYWORDS_H
 #define BYOD_DATA_VENDOR_KEYWORDS_H

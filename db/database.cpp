@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The database's one handle, and what all lists in it share.
 #include "byod_db.h"
 #include "lauth_dbm.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored authorization attributes: a list for each user group, a record for each device type.
 //
 //   0    128  device type, the sort key

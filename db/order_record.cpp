@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored order: a message of its slots, in memory form.
 #include <algorithm>
 

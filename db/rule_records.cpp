@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored rules. Each list states how a record holds its key; the operations are written once.
 #include "byod_db.h"
 #include "data/bounded_copy.h"

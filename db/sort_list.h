@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A list of records in the database, in the order of their first bytes.
 #ifndef BYOD_DB_SORT_LIST_H
 #define BYOD_DB_SORT_LIST_H

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """doxygen_filter.py HEADER: the header as Doxygen is to read it.
 
 In our headers functions that belong together stand under one comment, without a blank line between

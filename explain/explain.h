@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Why an identification came out as it did.
 //
 // Goes through the same rules in the same order as the identification, by the exported lookups of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "explain/explanation_message.h"
 
 #include <iterator>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Explanations in messages: what the daemon answers, and its front end reads.
 //
 //     STEP (1012)        nested: one step of the search for vendor, category and OS, in order

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rules that match one fingerprint, and what they say together.
 //
 // The library's functions search the tables again for each question. This searches each table at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs decoders of the library and the plain reading over the same elements and stops the program
 // where they differ.
 #ifndef BYOD_FUZZ_COMPARE_DECODERS_H

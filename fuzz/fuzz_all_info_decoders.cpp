@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks what clients decode rules with: BYOD_tlv_GetMacRuleAllInfo,
 // BYOD_tlv_GetUserAgentRuleAllInfo and BYOD_tlv_GetDhcpOptionRuleAllInfo.
 //

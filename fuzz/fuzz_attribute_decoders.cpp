@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the decoders of attributes: BYOD_tlv_GetAgentDeviceAttr, BYOD_tlv_GetDhcpDeviceAttr,
 // BYOD_tlv_GetMacDevicetAttr, BYOD_tlv_GetDevAttri and BYOD_tlv_GetDevAttr.
 //

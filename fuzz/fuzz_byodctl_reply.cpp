@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks byodctl as a whole, by what a daemon may answer it: every command that asks the daemon
 // runs, reads, and writes what it has read.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks capture::Dissector and capture::Stations, which parse packets from the network.
 //
 // Input: a byte that chooses the kind of link, then packets, each behind two bytes of its length.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks BYOD_tlv_GetErrorCode, BYOD_tlv_GetOpType, BYOD_tlv_GetUINTValueByType,
 // BYOD_tlv_GetStrValueByType, BYOD_tlv_GetMacValueByType, BYOD_tlv_GetOrder, BYOD_tlv_GetSubTlv and
 // BYOD_tlv_ClearTlv.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks whole identifications: BYOD_data_GetDeviceAttributeByFingerPrint, its two companions and
 // what they log. The input decides the rules, the orders and the terminals; answers and log lines
 // must be those of a plain model.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks OpenInput, which reads the fingerprints that byodctl identify is given, and
 // ParseFingerprint, which reads each.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the daemon's connection: what a client may send, whole, in pieces, and then goes away.
 //
 // Whatever comes back must be whole messages, each with a result; and when the client has gone, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks Byod_WalkMacRuleReply, Byod_WalkUserAgentRuleReply and Byod_WalkDhcpOptionRuleReply.
 //
 // The input is a reply without its header. The rules that are handed out must be those of a plain

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the table of MAC rules: adding, finding, updating, walking and deleting, with prefixes
 // that a new rule may overlap. The input decides the steps; after each the tree and the counts must
 // be those of a plain map.

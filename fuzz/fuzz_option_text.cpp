@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks BYOD_data_GetDhcpOption55String. The first two bytes of the input are the size of the
 // output, the others the option list; result and output must be those of a plain reading.
 #include <algorithm>

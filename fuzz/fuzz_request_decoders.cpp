@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks what the daemon decodes requests with: BYOD_tlv_GetFingerPrint,
 // BYOD_tlv_GetMacAddrAndMask, BYOD_tlv_GetMacRule, BYOD_tlv_GetUserAgentRule and
 // BYOD_tlv_GetDhcpOptionRule.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the daemon's check of a database that is put in place of its own, and the recovery from
 // it: Store::Restore with CheckRestored, LAUTH_db_Restore, and the BYOD_db_...Recover functions.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the readers of rule files and of the registry: ReadMacRules, ReadUserAgentRules,
 // ReadDhcpOptionRules, ReadVendorAliases, ReadRegistry and ReadRuleSet.
 //

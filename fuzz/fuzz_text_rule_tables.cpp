@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the two tables of rules keyed by text: adding, finding, updating, walking and deleting,
 // under a limit, with few keys as well as many, and with counts that are not the lists' length. The
 // input decides the steps; after each the lists, chains and counts must be those of a plain model.

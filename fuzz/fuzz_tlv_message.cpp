@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks TLV_CreateReceiveMsg on memory and TLV_Stream_MessageLength, with arbitrary bytes.
 //
 // What is accepted must say the same when it is written and read again, element by element, and its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the User-Agent index: BYOD_AddUserAgentRule, BYOD_DeleteUserAgent and the search for the
 // first match. The input is a list of lines: "+expression" adds a rule, "-n" deletes the n-th of
 // those added, and any other line is a User-Agent, for which the index must name the very rule

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks byod_data_UserAgentMatch. The input is an expression, a line feed and a User-Agent;
 // whether they match must be what a plain reading says.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a fuzzer over given files, and over the files in given directories, once each. Fails when
 // there are none, so that a lost corpus does not pass for a good one.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A directory for files that a fuzzer hands to functions that take a path. In memory where there is
 // such a place: a fuzzer writes thousands of them a second.
 #ifndef BYOD_FUZZ_SCRATCH_DIRECTORY_H

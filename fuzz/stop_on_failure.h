@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes a failed expectation of the tests' models end a fuzzer, so that its input is kept.
 #ifndef BYOD_FUZZ_STOP_ON_FAILURE_H
 #define BYOD_FUZZ_STOP_ON_FAILURE_H

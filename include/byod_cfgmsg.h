@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * The client of the daemon: what configuration front ends and callers of an identification ask it.

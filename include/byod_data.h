@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * The identification core: what is known of a terminal, the rules that say what it is, and the

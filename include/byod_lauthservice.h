@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Services of the daemon that code inside the library, or another module of the daemon, calls.

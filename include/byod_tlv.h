@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * The configuration messages between front ends and the daemon: their elements, and the records put

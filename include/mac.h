@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * MAC addresses as text. An address is 6 bytes in network order. No state: any thread. Pointers are

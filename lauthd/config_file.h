@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's configuration file: a line for each option, "name = value".
 #ifndef LAUTHD_CONFIG_FILE_H
 #define LAUTHD_CONFIG_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's log: lines on standard error, which the journal or a terminal takes.
 #ifndef LAUTHD_LOG_H
 #define LAUTHD_LOG_H

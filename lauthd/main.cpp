@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // lauthd: identifies terminals for this device, and keeps its rules.
 #include <algorithm>
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the administrator may choose, on the command line or in the configuration file.
 #ifndef LAUTHD_OPTIONS_H
 #define LAUTHD_OPTIONS_H

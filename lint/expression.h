@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parses User-Agent expressions as the matching does: alternatives between runs of '|',
 // terms between runs of '&'.
 #ifndef BYOD_LINT_EXPRESSION_H

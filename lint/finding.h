@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A problem in a rule file.
 #ifndef BYOD_LINT_FINDING_H
 #define BYOD_LINT_FINDING_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks rule files as a whole: rules that conflict with each other, and rules that nothing
 // matches.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lint/numbered_store.h"
 
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds which rule wins, by the library itself.
 #ifndef BYOD_LINT_NUMBERED_STORE_H
 #define BYOD_LINT_NUMBERED_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Problems of single rules, which do not depend on other rules.
 #ifndef BYOD_LINT_REMARKS_H
 #define BYOD_LINT_REMARKS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The checks of each kind of rule. docs/rule-files.md explains them one by one.
 #ifndef BYOD_LINT_RULE_LINT_H
 #define BYOD_LINT_RULE_LINT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds an earlier rule that matches everything that an alternative matches.
 #ifndef BYOD_LINT_SHADOWS_H
 #define BYOD_LINT_SHADOWS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers from bytes and to bytes, at any alignment. Big-endian is the order of the network.
 #ifndef BYOD_NET_BYTE_ORDER_H
 #define BYOD_NET_BYTE_ORDER_H

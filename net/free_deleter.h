@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory from malloc in a std::unique_ptr.
 #ifndef BYOD_NET_FREE_DELETER_H
 #define BYOD_NET_FREE_DELETER_H

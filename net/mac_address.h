@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The six bytes of a MAC address, as a number and as text.
 #ifndef BYOD_NET_MAC_ADDRESS_H
 #define BYOD_NET_MAC_ADDRESS_H

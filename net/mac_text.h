@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // MAC addresses in the spellings that people and programs use.
 #ifndef BYOD_NET_MAC_TEXT_H
 #define BYOD_NET_MAC_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Blocks of MAC addresses that share their leading bits.
 #ifndef BYOD_NET_PREFIX_H
 #define BYOD_NET_PREFIX_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A new directory that only its owner can read, removed with its scope.
 #ifndef BYOD_NET_SCRATCH_DIRECTORY_H
 #define BYOD_NET_SCRATCH_DIRECTORY_H

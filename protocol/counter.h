@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Numbers of 64 bits in messages: 8 bytes, network order. For C++.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * What our own front end asks the daemon beyond the configuration messages of byod_tlv.h: message

@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
- * What a query or a listing of rules asks for, in BYOD_TLV_QUERYARG and BYOD_TLV_QUERYARG2. For C++.
+ * What a query or a listing of rules asks for, in BYOD_TLV_QUERYARG and BYOD_TLV_QUERYARG2. For
+ * C++.
  */
 #ifndef BYOD_PROTOCOL_SELECTORS_H
 #define BYOD_PROTOCOL_SELECTORS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Comma-separated files whose first record names the columns.
 //
 // Quoting is that of RFC 4180: a field that begins with a double quote reaches to the closing one,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records of a comma-separated text, each with the line where it begins.
 #ifndef BYOD_RULEFILES_CSV_PARSER_H
 #define BYOD_RULEFILES_CSV_PARSER_H

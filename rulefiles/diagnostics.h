@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports about rows that could not be used, and where they stand.
 #ifndef BYOD_RULEFILES_DIAGNOSTICS_H
 #define BYOD_RULEFILES_DIAGNOSTICS_H

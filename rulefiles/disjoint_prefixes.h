@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nested blocks of addresses as blocks that do not overlap.
 //
 // The table compares two blocks under what both masks keep, so a block inside another one equals it

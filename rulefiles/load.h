@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hands predefined rules in to the rule store.
 #ifndef BYOD_RULEFILES_LOAD_H
 #define BYOD_RULEFILES_LOAD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry of MAC prefixes: the maker of the network interface with an address.
 #ifndef BYOD_RULEFILES_REGISTRY_H
 #define BYOD_RULEFILES_REGISTRY_H

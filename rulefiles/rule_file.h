@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rule files: what each kind holds, and which rows can be used.
 #ifndef BYOD_RULEFILES_RULE_FILE_H
 #define BYOD_RULEFILES_RULE_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All predefined rules of a program, fit to be handed in.
 #ifndef BYOD_RULEFILES_RULE_SET_H
 #define BYOD_RULEFILES_RULE_SET_H

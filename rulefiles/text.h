@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // UTF-8 text that has to fit a field of fixed width.
 #ifndef BYOD_RULEFILES_TEXT_H
 #define BYOD_RULEFILES_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three kinds of rule, each described once: its numbers and names in messages, in the database
 // and in output. A folder extends a kind with its own operations, and handles all three by
 // templates:

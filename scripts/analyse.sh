@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Static analysis: clang-tidy with .clang-tidy and cppcheck with scripts/cppcheck.txt, over all C++
 # sources or those of some folders or files: scripts/analyse.sh data tests/data. Any finding fails.
 # With --tidy in front clang-tidy alone. Needs the packages of scripts/setup.sh analysis, and half an

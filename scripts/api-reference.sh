@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the API reference: scripts/api-reference.sh DOXYGEN DOXYFILE. The build's target docs-api calls
 # it. Fails at any warning, such as a function without a comment; fields of records, whose names say
 # what they hold, may have none.

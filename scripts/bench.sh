@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds and runs the benchmarks with three seeds each, and writes a table of the medians of their
 # ratios: scripts/bench.sh [file], to the standard output without a file. Needs the packages of
 # scripts/setup.sh bench. Set BYOD_CORPUS to a folder with useragents.tsv and dhcp55.tsv for real

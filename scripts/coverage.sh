@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Measures which lines and branches of the library and the platform their tests run, prints them by
 # folder and file, and fails below the bars: every line, and 95 % of the branches, of data/, tlv/,
 # db/, cfgmsg/ and service/. What is left, also in platform/, stands with its reason in

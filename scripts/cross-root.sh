@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # cross-root.sh MACHINE: fills build/cross-root/MACHINE with the headers and libraries that a build
 # for another machine reads, once. Needs no rights, only the packages of scripts/setup.sh cross.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the fuzzers under the address and undefined-behaviour sanitizers, each from its seeds in
 # fuzz/corpus/, and fails when one finds something: scripts/fuzz.sh [SECONDS [FUZZER...]], by default
 # 60 seconds each and all of them. New inputs go to FUZZ_INPUTS, or to a folder that is gone at the

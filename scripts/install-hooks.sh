@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Offers a hook for commits: scripts/install-hooks.sh [--remove]
 # From then on "git commit" in this clone first runs scripts/lint.sh --fast, on the files as they are in
 # the working tree, and stops where they are not formatted or shellcheck finds something.

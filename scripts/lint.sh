@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks how a change is written, without building: scripts/lint.sh [BASE]
 #
 #   format      clang-format-19 over every C and C++ source
 #   shell       shellcheck over every shell script
+#   licence     every source names its licence in its first lines
 #   clang-tidy  over the sources that differ from BASE, and those that include a header that does. BASE
 #               is a commit: by default where the branch left origin/main, or else the commit before
 #               this one. "scripts/lint.sh --fast" leaves clang-tidy out.
 #
-# Every check runs; any finding fails. The first two take 5 seconds, clang-tidy 10 to 60 seconds a
+# Every check runs; any finding fails. The first three take 5 seconds, clang-tidy 10 to 60 seconds a
 # source. Needs the packages of scripts/setup.sh analysis.
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
@@ -41,6 +43,25 @@ shell() {
   shell_scripts | xargs -d '\n' shellcheck --external-sources
 }
 
+# Python without a suffix has it in its first line.
+licensed_sources() {
+  git ls-files '*.c' '*.cpp' '*.h' '*.py' '*.cmake' '*CMakeLists.txt'
+  shell_scripts
+  git ls-files scripts | while read -r file; do
+    if head -n 1 "$file" | grep -aq '^#!.*python3'; then echo "$file"; fi
+  done
+}
+
+licence() {
+  local missing
+  missing=$(licensed_sources | sort -u | while read -r file; do
+    [ -f "$file" ] || continue
+    head -n 2 "$file" | grep -q 'SPDX-License-Identifier: Apache-2.0' ||
+      echo "lint: no SPDX-License-Identifier line in $file"
+  done)
+  [ -z "$missing" ] || { echo "$missing" >&2; return 1; }
+}
+
 # The commit that a change is measured from.
 base_of() {
   local main
@@ -69,5 +90,6 @@ tidy() {
 
 check format format
 check shell shell
+check licence licence
 if [ "${1:-}" != --fast ]; then check clang-tidy tidy "${1:-$(base_of)}"; fi
 exit "$status"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Sets up, builds, and shows the main job: scripts/run.sh [--build FOLDER]. A daemon with the shipped
 # rules and the registry of MAC prefixes, a front end that asks it about the terminals of examples/,
 # and what an order and a rule of an administrator's change. Each command is printed as it runs, and

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs Debian packages: scripts/setup.sh [GROUP...], those of run and test without a group. Does
 # nothing, and needs no rights, when all of them are there.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Loads a daemon for a long time, and checks what is left of it; scripts/soak.sh runs this.
 
 A first fifth of the time goes by with restarts, by SIGTERM and by SIGKILL, also in the middle of a

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the daemon and loads it for a long time, then checks answers, memory, descriptors and
 # database: scripts/soak.sh [minutes] [seed], 30 minutes without. See scripts/soak.py.
 set -euo pipefail

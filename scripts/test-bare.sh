@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs what the README says on a bare Debian: scripts/test-bare.sh [--keep] [COMMAND...], where each
 # COMMAND is one word of the shell. Without one these are scripts/run.sh and scripts/test.sh.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the tests on other kinds of machine, the first three or those that are named:
 # scripts/test-cross.sh s390x
 #

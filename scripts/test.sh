@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Sets up, builds with both compilers and under the sanitizers, and runs every test. With names of
 # presets it takes those instead: scripts/test.sh release
 #

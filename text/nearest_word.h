@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Suggests a word for an unknown one of a command line, a rule file or a configuration file.
 #ifndef BYOD_TEXT_NEAREST_WORD_H
 #define BYOD_TEXT_NEAREST_WORD_H

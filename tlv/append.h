@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The elements of a message, in the order in which they are written down.
 #ifndef BYOD_TLV_APPEND_H
 #define BYOD_TLV_APPEND_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which element carries which attribute.
 #ifndef BYOD_TLV_ATTRIBUTE_H
 #define BYOD_TLV_ATTRIBUTE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Elements that many messages share, and messages inside messages.
 #include <cstdlib>
 #include <memory>

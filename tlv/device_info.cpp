@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device info and single attributes in messages. Each encoder is followed by its decoder.
 #include "byod_tlv.h"
 #include "lauth_tlv.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A terminal's fingerprint: the query that carries it, and reading it out of one.
 #include <algorithm>
 

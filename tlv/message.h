@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message that is destroyed with its scope.
 #ifndef BYOD_TLV_MESSAGE_H
 #define BYOD_TLV_MESSAGE_H

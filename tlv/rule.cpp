@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules in messages: their key and name, and with all their device info. Each encoder is followed
 // by its decoder; a row per element says where it goes.
 #include "byod_tlv.h"

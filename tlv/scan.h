@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Decoding by table: a row says where the elements of one type go, and Scan holds the rules.
 #ifndef BYOD_TLV_SCAN_H
 #define BYOD_TLV_SCAN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Words of the command line that may be abbreviated as long as they are unambiguous.
 #ifndef BYODCTL_COMMAND_LINE_ABBREVIATIONS_H
 #define BYODCTL_COMMAND_LINE_ABBREVIATIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A command of byodctl, and the table of all of them.
 #ifndef BYODCTL_COMMAND_LINE_COMMAND_H
 #define BYODCTL_COMMAND_LINE_COMMAND_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The only source that includes the parser library.
 #include "byodctl/command_line/command_line.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line as a whole.
 #ifndef BYODCTL_COMMAND_LINE_COMMAND_LINE_H
 #define BYODCTL_COMMAND_LINE_COMMAND_LINE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The option --json, and the keys that its output has.
 #ifndef BYODCTL_COMMAND_LINE_JSON_OPTION_H
 #define BYODCTL_COMMAND_LINE_JSON_OPTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "byodctl/command_line/meant_command.h"
 
 #include <algorithm>

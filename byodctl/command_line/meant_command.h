@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Suggests a command for words that are not one.
 #ifndef BYODCTL_COMMAND_LINE_MEANT_COMMAND_H
 #define BYODCTL_COMMAND_LINE_MEANT_COMMAND_H

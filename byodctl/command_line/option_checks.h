@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks of option values. Messages name the value and what is allowed.
 #ifndef BYODCTL_COMMAND_LINE_OPTION_CHECKS_H
 #define BYODCTL_COMMAND_LINE_OPTION_CHECKS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Declares the options of a command. Only command_line.cpp includes the library that parses them:
 // it consists of headers, and takes longer to compile than a command.
 #ifndef BYODCTL_COMMAND_LINE_PARSER_H

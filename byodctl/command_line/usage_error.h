@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages for command lines that cannot be parsed.
 #ifndef BYODCTL_COMMAND_LINE_USAGE_ERROR_H
 #define BYODCTL_COMMAND_LINE_USAGE_ERROR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl show authorization, set authorization, unset authorization
 #include <memory>
 #include <string>

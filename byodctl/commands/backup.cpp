@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl backup, byodctl restore
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes backups to files.
 #ifndef BYODCTL_COMMANDS_BACKUP_FILE_H
 #define BYODCTL_COMMANDS_BACKUP_FILE_H

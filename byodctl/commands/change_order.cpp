@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl set order, byodctl unset order, byodctl reload
 #include <memory>
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The report of a command that changes something.
 #ifndef BYODCTL_COMMANDS_CHANGE_REPORT_H
 #define BYODCTL_COMMANDS_CHANGE_REPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl set rule, byodctl unset rule
 #include <algorithm>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl show rules, byodctl show rule
 #include <algorithm>
 #include <functional>

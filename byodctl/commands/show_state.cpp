@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl show order, show counts, show status
 #include <map>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl show unknown, byodctl unset unknown
 #include <memory>
 #include <string>

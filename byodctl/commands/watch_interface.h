@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // byodctl watch --interface: the stations whose packets pass an interface.
 #ifndef BYODCTL_COMMANDS_WATCH_INTERFACE_H
 #define BYODCTL_COMMANDS_WATCH_INTERFACE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "byodctl/daemon/bulk.h"
 
 #include "byod_tlv.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many changes that take effect together.
 #ifndef BYODCTL_DAEMON_BULK_H
 #define BYODCTL_DAEMON_BULK_H

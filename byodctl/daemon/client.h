@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client side of the protocol: builds requests, exchanges them for replies, reads the replies.
 #ifndef BYODCTL_DAEMON_CLIENT_H
 #define BYODCTL_DAEMON_CLIENT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connects with a time limit: connect waits for ever when the daemon does not accept.
 #ifndef BYODCTL_DAEMON_CONNECT_GUARD_H
 #define BYODCTL_DAEMON_CONNECT_GUARD_H

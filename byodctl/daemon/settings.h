@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Settings of all commands: which daemon, and how long it may take to answer.
 #ifndef BYODCTL_DAEMON_SETTINGS_H
 #define BYODCTL_DAEMON_SETTINGS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifies by asking the daemon.
 #ifndef BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H
 #define BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "byodctl/identification/fingerprint_input.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads fingerprints from a stream, one per line.
 #ifndef BYODCTL_IDENTIFICATION_FINGERPRINT_INPUT_H
 #define BYODCTL_IDENTIFICATION_FINGERPRINT_INPUT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fingerprints, answers and authorization sets in messages.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFICATION_FIELDS_H
 #define BYODCTL_IDENTIFICATION_IDENTIFICATION_FIELDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identified terminals, written for people or programs.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFICATION_WRITER_H
 #define BYODCTL_IDENTIFICATION_IDENTIFICATION_WRITER_H

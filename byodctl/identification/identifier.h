@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What identifies terminals: the daemon, or rules in this process.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFIER_H
 #define BYODCTL_IDENTIFICATION_IDENTIFIER_H

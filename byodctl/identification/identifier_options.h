@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The options of commands that identify: by the daemon, or by rule files.
 #ifndef BYODCTL_IDENTIFICATION_IDENTIFIER_OPTIONS_H
 #define BYODCTL_IDENTIFICATION_IDENTIFIER_OPTIONS_H

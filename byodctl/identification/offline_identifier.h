@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifies with rule files, in this process.
 #ifndef BYODCTL_IDENTIFICATION_OFFLINE_IDENTIFIER_H
 #define BYODCTL_IDENTIFICATION_OFFLINE_IDENTIFIER_H

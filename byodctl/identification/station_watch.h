@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifies stations by their packets.
 #ifndef BYODCTL_IDENTIFICATION_STATION_WATCH_H
 #define BYODCTL_IDENTIFICATION_STATION_WATCH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether an authorization set can ever apply to a terminal.
 #ifndef BYODCTL_RULES_CATEGORY_ADVICE_H
 #define BYODCTL_RULES_CATEGORY_ADVICE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The changes that make the daemon's configuration that of a file.
 #ifndef BYODCTL_RULES_DESIRED_RULES_H
 #define BYODCTL_RULES_DESIRED_RULES_H

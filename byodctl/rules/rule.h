@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules in requests and replies.
 #ifndef BYODCTL_RULES_RULE_H
 #define BYODCTL_RULES_RULE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Warnings about a rule that was just set.
 #ifndef BYODCTL_RULES_RULE_ADVICE_H
 #define BYODCTL_RULES_RULE_ADVICE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules in the form of rule files: a header, then a row for each rule.
 #ifndef BYODCTL_RULES_RULE_CSV_H
 #define BYODCTL_RULES_RULE_CSV_H

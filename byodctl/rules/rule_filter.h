@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which rules a listing shows.
 #ifndef BYODCTL_RULES_RULE_FILTER_H
 #define BYODCTL_RULES_RULE_FILTER_H

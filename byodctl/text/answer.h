@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The result of an identification.
 #ifndef BYODCTL_TEXT_ANSWER_H
 #define BYODCTL_TEXT_ANSWER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fields about a terminal that all listings and events have.
 #ifndef BYODCTL_TEXT_ANSWER_ITEM_H
 #define BYODCTL_TEXT_ANSWER_ITEM_H

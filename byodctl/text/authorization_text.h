@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text and JSON of authorization sets.
 #ifndef BYODCTL_TEXT_AUTHORIZATION_TEXT_H
 #define BYODCTL_TEXT_AUTHORIZATION_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A number and what it counts.
 #ifndef BYODCTL_TEXT_COUNTED_H
 #define BYODCTL_TEXT_COUNTED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Text from outside, made safe for a terminal.
 #ifndef BYODCTL_TEXT_DISPLAY_TEXT_H
 #define BYODCTL_TEXT_DISPLAY_TEXT_H

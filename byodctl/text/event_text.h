@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events as they happen: a line each, for people or programs.
 #ifndef BYODCTL_TEXT_EVENT_TEXT_H
 #define BYODCTL_TEXT_EVENT_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An explanation for programs.
 #ifndef BYODCTL_TEXT_EXPLANATION_JSON_H
 #define BYODCTL_TEXT_EXPLANATION_JSON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A terminal's fingerprint as text.
 #ifndef BYODCTL_TEXT_FINGERPRINT_TEXT_H
 #define BYODCTL_TEXT_FINGERPRINT_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values that are written as JSON. Few sources include the JSON library: it consists of headers,
 // and takes longer to compile than a command.
 #ifndef BYODCTL_TEXT_JSON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A list of items, each stated once and written as a table, tab-separated lines or JSON.
 #ifndef BYODCTL_TEXT_LISTING_H
 #define BYODCTL_TEXT_LISTING_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "byodctl/text/method_names.h"
 
 #include <algorithm>

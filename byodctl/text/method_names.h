@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The names of the identification methods, in arguments and output.
 #ifndef BYODCTL_TEXT_METHOD_NAMES_H
 #define BYODCTL_TEXT_METHOD_NAMES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of the methods as words.
 #ifndef BYODCTL_TEXT_ORDER_TEXT_H
 #define BYODCTL_TEXT_ORDER_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The forms in which commands write what they show.
 #ifndef BYODCTL_TEXT_OUTPUT_FORM_H
 #define BYODCTL_TEXT_OUTPUT_FORM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The progress of a command, for a user at a terminal.
 #ifndef BYODCTL_TEXT_PROGRESS_LINE_H
 #define BYODCTL_TEXT_PROGRESS_LINE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The properties of one thing, each stated once and written as a table or as an object of JSON.
 #ifndef BYODCTL_TEXT_PROPERTIES_H
 #define BYODCTL_TEXT_PROPERTIES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Aligned columns for people.
 #ifndef BYODCTL_TEXT_TABLE_H
 #define BYODCTL_TEXT_TABLE_H

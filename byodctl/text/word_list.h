@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lists of words, for messages that name the allowed ones.
 #ifndef BYODCTL_TEXT_WORD_LIST_H
 #define BYODCTL_TEXT_WORD_LIST_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # 32 bits, little-endian.
 set(BYOD_MACHINE armhf)
 set(BYOD_TRIPLET arm-linux-gnueabihf)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the machines' toolchain files share. Each sets BYOD_MACHINE, the name of its file,
 # BYOD_TRIPLET, the prefix of Debian's cross compiler, BYOD_LIBRARIES, the folder of its libraries
 # where that has another name, and BYOD_EMULATOR where it needs one, then includes this.

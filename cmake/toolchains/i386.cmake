@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # 32 bits, little-endian. The machine it is built on runs it without an emulator.
 set(BYOD_MACHINE i386)
 set(BYOD_TRIPLET i686-linux-gnu)

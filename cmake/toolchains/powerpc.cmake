@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # 32 bits, big-endian.
 set(BYOD_MACHINE powerpc)
 set(BYOD_TRIPLET powerpc-linux-gnu)

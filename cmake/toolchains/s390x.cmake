@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # 64 bits, big-endian.
 set(BYOD_MACHINE s390x)
 set(BYOD_TRIPLET s390x-linux-gnu)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many small pieces of memory, close together.
 #ifndef BYOD_DATA_CONTAINERS_BLOCK_POOL_H
 #define BYOD_DATA_CONTAINERS_BLOCK_POOL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What stands beside the links of the sorted lists, for RankedList.
 #ifndef BYOD_DATA_CONTAINERS_LIST_MARKS_H
 #define BYOD_DATA_CONTAINERS_LIST_MARKS_H

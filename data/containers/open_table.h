@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A hash table in one array, for what is found by a 32-bit hash. docs/performance.md, "Option
 // texts", has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_OPEN_TABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An intrusive list in order, in which a position is reached without walking: docs/performance.md,
 // "Lists".
 #ifndef BYOD_DATA_CONTAINERS_RANKED_LIST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules by text without regard to case, beside the chains of a HASH_* table. docs/performance.md,
 // "Option texts", has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_TEXT_INDEX_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An array in which inserting in the middle moves little: docs/performance.md, "Lists".
 #ifndef BYOD_DATA_CONTAINERS_TIERED_ARRAY_H
 #define BYOD_DATA_CONTAINERS_TIERED_ARRAY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data/containers/word_hash.h"
 
 #include <sys/auxv.h>

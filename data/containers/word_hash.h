@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A hash of texts, for tables in memory: it differs between machines and between processes.
 // docs/performance.md, "Option texts", has the reasons.
 #ifndef BYOD_DATA_CONTAINERS_WORD_HASH_H

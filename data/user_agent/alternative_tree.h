@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The alternatives that have one anchor, in the order of the match list.
 #ifndef BYOD_DATA_USER_AGENT_ALTERNATIVE_TREE_H
 #define BYOD_DATA_USER_AGENT_ALTERNATIVE_TREE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "data/user_agent/anchor_table.h"
 
 #include <algorithm>

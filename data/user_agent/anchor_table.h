@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where in a string one of many terms may occur: docs/performance.md, "User-Agent rules".
 #ifndef BYOD_DATA_USER_AGENT_ANCHOR_TABLE_H
 #define BYOD_DATA_USER_AGENT_ANCHOR_TABLE_H

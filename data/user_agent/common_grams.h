@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which byte sequences nearly every browser sends: terms are not anchored at them.
 #ifndef BYOD_DATA_USER_AGENT_COMMON_GRAMS_H
 #define BYOD_DATA_USER_AGENT_COMMON_GRAMS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the User-Agent index keeps of a rule: its alternatives and their terms.
 #ifndef BYOD_DATA_USER_AGENT_ENTRY_H
 #define BYOD_DATA_USER_AGENT_ENTRY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether an expression matches a User-Agent: the plain reading of what expressions mean.
 #include <cstring>
 

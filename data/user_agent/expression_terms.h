@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How an expression falls into alternatives and terms.
 #ifndef BYOD_DATA_USER_AGENT_EXPRESSION_TERMS_H
 #define BYOD_DATA_USER_AGENT_EXPRESSION_TERMS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The first rule, in the order of trying, whose expression matches a User-Agent.
 #ifndef BYOD_DATA_USER_AGENT_FIRST_MATCH_H
 #define BYOD_DATA_USER_AGENT_FIRST_MATCH_H

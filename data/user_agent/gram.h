@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes of a text as numbers, for finding where a term may occur in it.
 #ifndef BYOD_DATA_USER_AGENT_GRAM_H
 #define BYOD_DATA_USER_AGENT_GRAM_H

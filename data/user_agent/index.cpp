@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Taking rules into the index and out of it.
 #include "data/user_agent/index.h"
 

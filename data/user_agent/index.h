@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which rule of the match list is the first to match a User-Agent, without trying them all.
 #ifndef BYOD_DATA_USER_AGENT_INDEX_H
 #define BYOD_DATA_USER_AGENT_INDEX_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The match list's links and their rules.
 #ifndef BYOD_DATA_USER_AGENT_MATCH_LINK_H
 #define BYOD_DATA_USER_AGENT_MATCH_LINK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding the first match in the User-Agent index. docs/performance.md, "User-Agent rules",
 // explains the filters and has the figures.
 #include <algorithm>

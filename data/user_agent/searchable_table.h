@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The User-Agent table as the store holds it: with the search for the first match behind it.
 #ifndef BYOD_DATA_USER_AGENT_SEARCHABLE_TABLE_H
 #define BYOD_DATA_USER_AGENT_SEARCHABLE_TABLE_H

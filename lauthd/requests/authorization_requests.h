@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests about the authorization of user groups.
 #ifndef LAUTHD_REQUESTS_AUTHORIZATION_REQUESTS_H
 #define LAUTHD_REQUESTS_AUTHORIZATION_REQUESTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sending the database as a file's bytes, and taking one back.
 #ifndef LAUTHD_REQUESTS_BACKUP_REQUESTS_H
 #define LAUTHD_REQUESTS_BACKUP_REQUESTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/bulk_requests.h"
 
 #include "lauthd/requests/configuration_rows.h"

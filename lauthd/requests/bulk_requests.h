@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many changes in one: requests by phases.
 #ifndef LAUTHD_REQUESTS_BULK_REQUESTS_H
 #define LAUTHD_REQUESTS_BULK_REQUESTS_H

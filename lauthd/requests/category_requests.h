@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The categories that rules answer.
 #ifndef LAUTHD_REQUESTS_CATEGORY_REQUESTS_H
 #define LAUTHD_REQUESTS_CATEGORY_REQUESTS_H

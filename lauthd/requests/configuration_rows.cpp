@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/configuration_rows.h"
 
 #include "lauthd/requests/authorization_requests.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The requests that read and change what an administrator configures: rules, order, authorization.
 #ifndef LAUTHD_REQUESTS_CONFIGURATION_ROWS_H
 #define LAUTHD_REQUESTS_CONFIGURATION_ROWS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/dispatch.h"
 
 #include "lauthd/requests/backup_requests.h"

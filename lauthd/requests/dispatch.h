@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which function handles which message, and who may send it.
 #ifndef LAUTHD_REQUESTS_DISPATCH_H
 #define LAUTHD_REQUESTS_DISPATCH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One request and its answer.
 #ifndef LAUTHD_REQUESTS_EXCHANGE_H
 #define LAUTHD_REQUESTS_EXCHANGE_H

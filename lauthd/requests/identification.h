@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that ask what a terminal is.
 #ifndef LAUTHD_REQUESTS_IDENTIFICATION_H
 #define LAUTHD_REQUESTS_IDENTIFICATION_H

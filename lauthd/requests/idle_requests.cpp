@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/idle_requests.h"
 
 #include "lauthd/state/idle_rules.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The listings of the tables.
 #ifndef LAUTHD_REQUESTS_LISTING_H
 #define LAUTHD_REQUESTS_LISTING_H

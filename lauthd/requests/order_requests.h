@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests about the order of identification.
 #ifndef LAUTHD_REQUESTS_ORDER_REQUESTS_H
 #define LAUTHD_REQUESTS_ORDER_REQUESTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every request has: an operation and a kind, and numbers of the right size.
 #ifndef LAUTHD_REQUESTS_REQUEST_FORM_H
 #define LAUTHD_REQUESTS_REQUEST_FORM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the key of the rule that a request is about.
 #ifndef LAUTHD_REQUESTS_REQUEST_KEY_H
 #define LAUTHD_REQUESTS_REQUEST_KEY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A backup on its way into the state.
 #ifndef LAUTHD_REQUESTS_RESTORE_UPLOAD_H
 #define LAUTHD_REQUESTS_RESTORE_UPLOAD_H

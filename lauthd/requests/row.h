@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A row of the tables that say which function handles which message.
 #ifndef LAUTHD_REQUESTS_ROW_H
 #define LAUTHD_REQUESTS_ROW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/rule_changes.h"
 
 #include "lauthd/requests/request_key.h"

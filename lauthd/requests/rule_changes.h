@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that change rules: all or nothing, and stored before they are answered.
 #ifndef LAUTHD_REQUESTS_RULE_CHANGES_H
 #define LAUTHD_REQUESTS_RULE_CHANGES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that read one rule, or count them.
 #ifndef LAUTHD_REQUESTS_RULE_QUERIES_H
 #define LAUTHD_REQUESTS_RULE_QUERIES_H

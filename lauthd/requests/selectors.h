@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a query or listing asks for.
 #ifndef LAUTHD_REQUESTS_SELECTORS_H
 #define LAUTHD_REQUESTS_SELECTORS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A response of many replies, each made when the client has read the one before.
 #ifndef LAUTHD_REQUESTS_SERIES_H
 #define LAUTHD_REQUESTS_SERIES_H

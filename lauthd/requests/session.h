@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the daemon knows of one connected client between its requests.
 #ifndef LAUTHD_REQUESTS_SESSION_H
 #define LAUTHD_REQUESTS_SESSION_H

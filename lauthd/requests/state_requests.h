@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests about the daemon itself.
 #ifndef LAUTHD_REQUESTS_STATE_REQUESTS_H
 #define LAUTHD_REQUESTS_STATE_REQUESTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The time of day, as messages hold it.
 #ifndef LAUTHD_REQUESTS_WALL_CLOCK_H
 #define LAUTHD_REQUESTS_WALL_CLOCK_H

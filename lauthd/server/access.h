@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which clients may change the configuration.
 #ifndef LAUTHD_SERVER_ACCESS_H
 #define LAUTHD_SERVER_ACCESS_H

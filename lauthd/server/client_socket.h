@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The socket of one client.
 #ifndef LAUTHD_SERVER_CLIENT_SOCKET_H
 #define LAUTHD_SERVER_CLIENT_SOCKET_H

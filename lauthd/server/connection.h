@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One client: its requests, one after the other, and their answers.
 #ifndef LAUTHD_SERVER_CONNECTION_H
 #define LAUTHD_SERVER_CONNECTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All clients that are connected.
 #ifndef LAUTHD_SERVER_CONNECTIONS_H
 #define LAUTHD_SERVER_CONNECTIONS_H

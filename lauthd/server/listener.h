@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Accepts clients.
 #ifndef LAUTHD_SERVER_LISTENER_H
 #define LAUTHD_SERVER_LISTENER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Notifications to the service manager.
 #ifndef LAUTHD_SERVER_MANAGER_H
 #define LAUTHD_SERVER_MANAGER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/server/message_input.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Cuts what a client sends into messages.
 #ifndef LAUTHD_SERVER_MESSAGE_INPUT_H
 #define LAUTHD_SERVER_MESSAGE_INPUT_H

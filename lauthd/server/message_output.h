@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends messages to a client, as fast as it takes them.
 #ifndef LAUTHD_SERVER_MESSAGE_OUTPUT_H
 #define LAUTHD_SERVER_MESSAGE_OUTPUT_H

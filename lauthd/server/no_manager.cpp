@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // In place of manager.cpp where there is no service manager, and no library to talk to one.
 #include "lauthd/server/manager.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What all connections share.
 #ifndef LAUTHD_SERVER_RUNTIME_H
 #define LAUTHD_SERVER_RUNTIME_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's event loop, from start to stop.
 #ifndef LAUTHD_SERVER_SERVER_H
 #define LAUTHD_SERVER_SERVER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's listening socket in the file system.
 #ifndef LAUTHD_SERVER_SOCKET_FILE_H
 #define LAUTHD_SERVER_SOCKET_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/server/stop_limit.h"
 
 #include <signal.h>

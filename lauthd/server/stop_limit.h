@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ends the daemon even when a request never returns.
 #ifndef LAUTHD_SERVER_STOP_LIMIT_H
 #define LAUTHD_SERVER_STOP_LIMIT_H

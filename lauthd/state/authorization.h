@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the terminals of a user group may do, by their category.
 #ifndef LAUTHD_STATE_AUTHORIZATION_H
 #define LAUTHD_STATE_AUTHORIZATION_H

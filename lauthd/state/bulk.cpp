@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/state/bulk.h"
 
 #include "byod_db.h"

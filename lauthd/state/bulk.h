@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many changes that take effect together or not at all.
 #ifndef LAUTHD_STATE_BULK_H
 #define LAUTHD_STATE_BULK_H

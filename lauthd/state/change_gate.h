@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lets one client's bulk of changes run alone.
 #ifndef LAUTHD_STATE_CHANGE_GATE_H
 #define LAUTHD_STATE_CHANGE_GATE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device info that no rule owns yet.
 #ifndef LAUTHD_STATE_DEVICE_INFO_H
 #define LAUTHD_STATE_DEVICE_INFO_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stored rules that are not in effect: a predefined rule has come that overlaps them, the
 // predefined rule that they modify is gone, or the limit of custom rules has been lowered. They
 // stay stored, are listed and can be changed and deleted, and take effect as soon as they can.

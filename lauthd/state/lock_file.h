@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file that at most one process holds, by which two daemons notice each other.
 #ifndef LAUTHD_STATE_LOCK_FILE_H
 #define LAUTHD_STATE_LOCK_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order in which User-Agent rules of one length are tried.
 //
 // Longer expressions are tried first. Among those of one length the library's order depends on the

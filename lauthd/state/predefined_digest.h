@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Detects whether a reload changed the predefined rules.
 #ifndef LAUTHD_STATE_PREDEFINED_DIGEST_H
 #define LAUTHD_STATE_PREDEFINED_DIGEST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Restores the configuration from the database.
 #ifndef LAUTHD_STATE_RECOVERY_H
 #define LAUTHD_STATE_RECOVERY_H

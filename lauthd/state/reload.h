@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exchanging the predefined rules under the administrator's.
 #ifndef LAUTHD_STATE_RELOAD_H
 #define LAUTHD_STATE_RELOAD_H

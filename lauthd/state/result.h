@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a request ended.
 #ifndef LAUTHD_STATE_RESULT_H
 #define LAUTHD_STATE_RESULT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A position in a table of rules that stays valid while the table changes.
 #ifndef LAUTHD_STATE_RULE_CURSOR_H
 #define LAUTHD_STATE_RULE_CURSOR_H

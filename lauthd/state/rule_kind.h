@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the three kinds of rule differ in. All that the daemon does with rules is written once, as a
 // template over one of these, which extend the kinds of rulekinds/:
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lauthd/state/rule_source.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the predefined rules from their files.
 #ifndef LAUTHD_STATE_RULE_SOURCE_H
 #define LAUTHD_STATE_RULE_SOURCE_H

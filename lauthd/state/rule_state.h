@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an administrator configured of a rule, handled as a whole.
 #ifndef LAUTHD_STATE_RULE_STATE_H
 #define LAUTHD_STATE_RULE_STATE_H

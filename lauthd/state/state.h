@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything that the daemon knows: rules, authorization, the database, what is being changed.
 #ifndef LAUTHD_STATE_STATE_H
 #define LAUTHD_STATE_STATE_H

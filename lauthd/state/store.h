@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stores changes, so that they survive a restart.
 #ifndef LAUTHD_STATE_STORE_H
 #define LAUTHD_STATE_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fingerprints with a part that no rule matched, for an administrator who looks for missing
 // rules.
 #ifndef LAUTHD_STATE_UNKNOWNS_H

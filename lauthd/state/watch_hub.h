@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifications as they happen, for the clients that watch.
 #ifndef LAUTHD_STATE_WATCH_HUB_H
 #define LAUTHD_STATE_WATCH_HUB_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * What a program that owns configuration databases needs besides lauth_dbm.h: where they lie, why a

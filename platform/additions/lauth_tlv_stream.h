@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Finding the messages of lauth_tlv.h in a stream of bytes, for programs that read sockets on

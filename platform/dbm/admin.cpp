@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The calls of lauth_dbm_admin.h.
 #include "lauth_dbm_admin.h"
 

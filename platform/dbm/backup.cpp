@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Backup of a database that is in use, and the way back.
 #include <fcntl.h>
 #include <sys/stat.h>

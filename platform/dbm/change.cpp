@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes: how they begin, become durable, and are withdrawn.
 #include <atomic>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The checksum kept beside everything stored, by which a torn or altered record is recognized:
 // CRC-32C.
 #ifndef LAUTH_PLATFORM_DBM_CHECKSUM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One SQLite connection with its prepared statements.
 #ifndef LAUTH_PLATFORM_DBM_CONNECTION_H
 #define LAUTH_PLATFORM_DBM_CONNECTION_H

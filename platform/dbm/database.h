@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An open database: what a handle stands for.
 #ifndef LAUTH_PLATFORM_DBM_DATABASE_H
 #define LAUTH_PLATFORM_DBM_DATABASE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The calls of lauth_dbm.h: arguments are checked here, the rest is the database's.
 #include "lauth_dbm.h"
 

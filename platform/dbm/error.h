@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Results of the database's inner functions: a DBM_ code, and beside it the text for a person.
 #ifndef LAUTH_PLATFORM_DBM_ERROR_H
 #define LAUTH_PLATFORM_DBM_ERROR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The handles that are given out.
 #ifndef LAUTH_PLATFORM_DBM_HANDLES_H
 #define LAUTH_PLATFORM_DBM_HANDLES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lock that keeps a database file in its place: shared by all processes that have it open,
 // held alone by one that creates, replaces or removes it.
 #ifndef LAUTH_PLATFORM_DBM_LOCK_H

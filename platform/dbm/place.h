@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a database lies, and how its files and its directory come to be.
 #ifndef LAUTH_PLATFORM_DBM_PLACE_H
 #define LAUTH_PLATFORM_DBM_PLACE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of a database file. Their text is part of the format: a file whose tables read
 // otherwise is not ours.
 #ifndef LAUTH_PLATFORM_DBM_SCHEMA_H

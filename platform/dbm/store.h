@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The database file: its tables, how a new one is made, and how one is verified.
 #ifndef LAUTH_PLATFORM_DBM_STORE_H
 #define LAUTH_PLATFORM_DBM_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Binary values, and keys of both kinds.
 #include <algorithm>
 #include <cstring>

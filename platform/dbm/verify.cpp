@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Judging a database file whole. SQLite finds damage only where it happens to read, and keeps no
 // checksums of the file itself, so an open reads everything once.
 #include <map>

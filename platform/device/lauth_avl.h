@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Balanced tree over records of the caller, linked through a node at the start of each record.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * The configuration database of the device's support library: sort lists, which are ordered sets of

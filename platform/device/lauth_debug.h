@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Debug log: leveled, formatted messages, handed to a sink.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Hash table with chains of the caller's records, linked through a link at the start of each

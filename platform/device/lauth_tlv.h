@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file
  * Messages: ordered lists of elements, each a 16-bit type and up to 65535 bytes, written to and

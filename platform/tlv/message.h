@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One message, held in the very form in which it is written (docs/message-format.md), with an
 /// index of its elements beside it.
 #ifndef LAUTH_PLATFORM_TLV_MESSAGE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The messages in use, named by handles. A handle is a slot and the count of messages that the
 /// slot has held before, so a handle of an earlier one is known for what it is.
 #ifndef LAUTH_PLATFORM_TLV_POOL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Whole pieces over a stream socket, blocking or not.
 #ifndef LAUTH_PLATFORM_TLV_SOCKET_H
 #define LAUTH_PLATFORM_TLV_SOCKET_H

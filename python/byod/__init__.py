@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """
 Asks lauthd what kind of terminal has connected, and configures its rules.
 

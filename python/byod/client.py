@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A connection to lauthd."""
 
 from __future__ import annotations

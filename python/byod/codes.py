@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The numbers of docs/messages.md."""
 
 UNDO, SET, GET = 0, 1, 2

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a request can fail with. That no daemon is there is an OSError, as for any socket."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The form of a message: a header and a list of elements, all integers in network order."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the daemon answers, and the keys that a rule is named by."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Turns the hand-written tables of brand names and model words into rules.
 
 A row is `term,vendor,kind`. Kinds: `phone`, `tablet`, `tv` and `other` for

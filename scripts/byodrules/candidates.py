@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Terms worth a rule: beginnings of words that several fingerprints share, and whole model names.
 
 All stretches are sorted; a shared beginning is then a run of neighbours, and

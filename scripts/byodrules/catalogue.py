@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The files of the catalogue: CSV under a header, quoted by RFC 4180, '#' comment lines."""
 
 import csv

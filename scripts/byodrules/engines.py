@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Two ways to answer fingerprints: the plain reading in Python, and the program itself."""
 
 import subprocess

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Labelled fingerprints: tab-separated text under a header that names the columns.
 
 Fields are taken raw: no quoting, and a field may begin with a double quote.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Learns User-Agent rules: a list in which the longest matching expression decides.
 
 The learner starts from hand-written rules and adds, one at a time, the rule

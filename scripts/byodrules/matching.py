@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """How User-Agent expressions match, and which of many rules wins.
 
 An expression is a list of alternatives between runs of '|', an alternative a

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Puts rules of one answer together as alternatives of one expression.
 
 An expression of many alternatives is long, so it is tried early. A rule may

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The parts of a User-Agent that can name a device, without what every browser says."""
 
 import re

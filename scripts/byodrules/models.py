@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Beginnings of Android model codes that belong to one brand.
 
 The list of models is tab-separated text with the columns `model`, `vendor` and

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The terminal type text of a learned rule."""
 
 _NOUNS = {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Learns DHCP option rules: exact option lists, each answered by what its labels agree on."""
 
 from collections import Counter

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Leaves out rules that can never decide anything."""
 
 from collections import Counter

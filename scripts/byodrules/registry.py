@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Vendors of MAC addresses: the IEEE registry, brand names for its organisations, own prefixes."""
 
 import csv

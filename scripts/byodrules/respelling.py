@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Keeps expressions apart that the table of rules would take for one.
 
 The table compares expressions without regard to case, the search does not: of

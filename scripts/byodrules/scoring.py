@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Counts how labelled fingerprints were answered."""
 
 from collections import Counter

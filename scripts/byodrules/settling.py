@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Settles ties between rules.
 
 Which of two rules of one length is tried first is not fixed. A separator at the end of an

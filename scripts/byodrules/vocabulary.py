@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Maps the words of labels to the words that rules answer with.
 
 The table has the columns `field`, `label`, `answer`. A label that is not in

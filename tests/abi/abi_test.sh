@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # abi_test.sh LIBRARY EXPORTS IMPORTS COMPILER...
 # Fails unless the library exports exactly the names of EXPORTS, and imports nothing but the names of
 # IMPORTS, what the C and C++ runtime libraries define, and the instrumentation of a test build.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The library as C sees it: every header in one C99 source, and one rule from adding to the answer.
  */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where every field stands, as other machines' code and stored data rely on it.
 #include <gtest/gtest.h>
 #include <sys/types.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The version of the headers is that of the build.
 #include <gtest/gtest.h>
 

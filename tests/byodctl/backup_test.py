@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Where byodctl backup writes to, and what it leaves alone: backup_test.py BYODCTL LAUTHD"""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl identify --pcap, run as a program: capture_test.py BYODCTL LAUTHD"""
 
 import json

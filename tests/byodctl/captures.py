@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Capture files made up for tests."""
 
 import struct

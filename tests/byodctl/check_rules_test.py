@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl check rules, run as a program: check_rules_test.py BYODCTL SOURCE_DIRECTORY"""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl with a running lauthd: daemon_test.py BYODCTL LAUTHD"""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl identify --offline, run as a program: identify_test.py BYODCTL SOURCE_DIRECTORY
 
 The corpus test runs where labelled terminals are at hand: in the directory that BYOD_CORPUS names,

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl import --replace and its progress: import_test.py BYODCTL LAUTHD"""
 
 import json

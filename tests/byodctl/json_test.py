@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The JSON of every command against its help, and what it says of changes: json_test.py BYODCTL LAUTHD"""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Tables and listings of byodctl with a running lauthd: listing_test.py BYODCTL LAUTHD"""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl without a daemon that answers: no_daemon_test.py BYODCTL"""
 
 import os

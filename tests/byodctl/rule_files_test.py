@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Rule files as start, reload, check and import read them: rule_files_test.py BYODCTL LAUTHD"""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A lauthd of its own, in a private directory, and byodctl asking it."""
 
 import contextlib

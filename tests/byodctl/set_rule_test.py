@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What byodctl set rule says about the rule that it sets: set_rule_test.py BYODCTL LAUTHD"""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs a program at a terminal of its own."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """byodctl where a person sits: at a terminal, and over a restart of the daemon.
 
 terminal_test.py BYODCTL LAUTHD

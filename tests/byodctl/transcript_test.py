@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What byodctl answers to commands that people type: transcript_test.py BYODCTL LAUTHD [FILE...]
 
 Runs the commands of transcript/*.txt (or of the files given) and compares everything they write and

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Real clients, seen on a wire by byodctl watch: wire_test.py BYODCTL LAUTHD
 
 A pair of virtual interfaces joins two network namespaces. In the one clients of DHCP and HTTP send

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Test cases with a running lauthd, and the main function of their files: FILE BYODCTL LAUTHD"""
 
 import json

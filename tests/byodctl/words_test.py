@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The words of byodctl's command line: words_test.py BYODCTL COMPLETION"""
 
 import re

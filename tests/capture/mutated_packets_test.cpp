@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets made up and then damaged, 100,000 of them: none may do harm, and none may show what a
 // fingerprint cannot be. Worth running under the sanitizers.
 #include <gmock/gmock.h>

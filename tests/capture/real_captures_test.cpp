@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Captures of real stations, and what another program reads from them, where they are at hand: in
 // pcap/ of the folder that BYOD_CORPUS names, or of ../shared/corpus beside the source tree.
 #include <gmock/gmock.h>

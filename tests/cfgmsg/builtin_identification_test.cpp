@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The public identification functions: the heuristic on the User-Agent, and what is logged before
 // the daemon is asked.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reaching the daemon: what the system is asked for over each transport, and what follows from its
 // answers. This program takes the place of socket, connect and close for the library.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One request and one reply: the connection, the result, and the rule in a reply.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifications over the caller's own connection.
 #include <gtest/gtest.h>
 

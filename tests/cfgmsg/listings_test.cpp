@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A listing's series of replies, and the rules in one reply.
 #include <gtest/gtest.h>
 

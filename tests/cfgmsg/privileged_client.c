@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Prints the path under which the library looks for the daemon, which LAUTHD_SOCKET changes unless
  * the program is a privileged one. */
 #include <stdio.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # privileged_test.sh PROGRAM PATH: an ordinary PROGRAM looks for the daemon where LAUTHD_SOCKET says,
 # one that runs with another group (set-group-ID) at the configured PATH. Skipped (77) where
 # such a program cannot be made.

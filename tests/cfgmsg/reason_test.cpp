@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // errno says why a request has no good answer, also where its result does not.
 #include <gtest/gtest.h>
 #include <sys/socket.h>

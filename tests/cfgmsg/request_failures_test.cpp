@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every request, with each step failing in turn: the documented result, no descriptor and no
 // message left, but for the one path that leaves its request.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every request of the client, with sample arguments and the elements that it sends.
 #ifndef BYOD_TESTS_CFGMSG_REQUESTS_H
 #define BYOD_TESTS_CFGMSG_REQUESTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every request sends, and what it makes of a good reply and of a refusal.
 #include <gtest/gtest.h>
 

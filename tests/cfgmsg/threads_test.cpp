@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests from many threads at once: each gets its own answer. Meant for the thread sanitizer.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What one machine writes another reads: conversation_test.py ONE OTHER
 
 ONE and OTHER are folders with the programs byodctl, lauthd and message_forms of two builds, for two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // message_forms write FOLDER writes one message of each kind, in the memory form, into a file of
 // its own; message_forms read FOLDER reads them and names those whose contents differ from what was
 // put in. One machine's program reads what another's wrote.

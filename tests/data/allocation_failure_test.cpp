@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every operation that allocates, with each of its allocations failing in turn: what it returns,
 // that nothing has changed, and that nothing stays allocated.
 #include <gtest/gtest.h>

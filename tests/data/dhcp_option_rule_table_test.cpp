@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The DHCP option rules: what only this table does.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lookups of each table, and the six methods of identification with their log lines.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

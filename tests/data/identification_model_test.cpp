@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole identifications against a plain model: random rules in all tables, random terminals, all
 // orders.
 #include "support/identification_model.h"

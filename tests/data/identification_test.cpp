@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identification in the current order: attributes, type, and the vendor derived from the type.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

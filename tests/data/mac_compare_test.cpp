@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The orders of MAC rules: by what both masks keep, and each under its own mask.
 #include <gtest/gtest.h>
 

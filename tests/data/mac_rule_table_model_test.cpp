@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The MAC rules against a plain model, over many random steps; and rules that overlap.
 #include <gtest/gtest.h>
 

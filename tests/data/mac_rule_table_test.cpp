@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The MAC rules: what only this table does.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a rule's two device info records become attributes and a type.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Adding the n-th rule that shares an alternative with the rest, and deleting a rule among many
 // of equal length, take n steps: what a rule costs must hardly depend on how many there are, and a
 // deletion must not cost more than the addition, whatever the texts are.

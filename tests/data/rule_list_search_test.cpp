@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search by halves in the User-Agent rules in byte order of keywords, over lists that the tests
 // link by hand.
 #include <gtest/gtest.h>

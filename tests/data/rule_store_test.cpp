@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The store as a whole: its making and its end, its getters and counts, and its containers' hash.
 #include <gtest/gtest.h>
 

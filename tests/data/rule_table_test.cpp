@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the three rule tables do alike, run over each of them.
 #include <gtest/gtest.h>
 

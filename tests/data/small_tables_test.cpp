@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An identification by option 55 that never returns, after a small table has changed a few times:
 // the three tables through the exported functions, at every small number of rules, over many
 // changes, and with a bound on the steps of each call.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // MAC rules made in rows: each a separate record, and none that was not taken is left behind.
 #include "data/spare_mac_rules.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two tables of rules keyed by text against a plain model, over many random steps.
 #include <gtest/gtest.h>
 

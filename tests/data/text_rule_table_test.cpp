@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the two tables of rules keyed by text do alike: the hash, the list in byte order, equal
 // texts, over-long texts, and lists whose length differs from the count.
 #include <gtest/gtest.h>

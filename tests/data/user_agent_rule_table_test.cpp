@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The User-Agent rules: the match list, and paging that starts at a rule of any case.
 #include <gtest/gtest.h>
 

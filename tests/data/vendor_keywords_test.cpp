@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The built-in keywords from which a vendor is derived.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every operation on the database, with each of its database calls, its container calls and its
 // allocations failing in turn: the documented result, nothing half done in memory, nothing left.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening, closing and removing the database, the lists in it, and the checks of what is stored:
 // every call with its exact arguments.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Authorization attributes of user groups by device type.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stored identification order.
 #include <gtest/gtest.h>
 

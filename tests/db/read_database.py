@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Reads a database of lauthd as docs/database.md describes it, with nothing but Python's own modules.
 
 read(path) gives what is stored as plain dictionaries and lists, and raises Damaged for what the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A database in memory, empty rule tables, and one sample rule of each kind.
 #ifndef BYOD_TESTS_DB_RULE_RECORDS_H
 #define BYOD_TESTS_DB_RULE_RECORDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stored rules: their records byte by byte, and the calls that store and delete them.
 #include "db/rule_records.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How stored rules come back into their tables.
 #include "db/rule_records.h"
 

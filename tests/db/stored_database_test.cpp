@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The same operations on the platform's own database: what was stored is there after a restart.
 #include <gtest/gtest.h>
 

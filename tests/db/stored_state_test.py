@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """stored_state_test.py BYODCTL LAUTHD: what lauthd stores, read from its files by a program that
 knows only docs/database.md, is what byodctl shows."""
 

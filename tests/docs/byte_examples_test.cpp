@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The messages that the documents show in bytes are what the encoders write.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """documents_test.py BYODCTL LAUTHD SOURCES: what docs/ says of the programs is what they do."""
 
 import pathlib

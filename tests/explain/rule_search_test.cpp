@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One search of each table answers what the library's functions answer, which search for each
 // question: over random rules in all tables, rules that change, random terminals and orders.
 #include "explain/rule_search.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # install_test.sh BUILD GENERATOR CC CXX LIBDIR SANITIZERS [SYSROOT EMULATOR...]
 # Installs a build into a folder of its own, and builds and runs programs outside the tree against
 # it: C99 and C++ through pkg-config, C++ through the CMake package, and the program of the README as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* A program of somebody else's: uses the installed headers and library alone. */
 #include <byod_data.h>
 #include <byod_order.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client of somebody else's: uses the installed headers of messages and of the platform library.
 #include <byod_tlv.h>
 #include <lauth_tlv.h>

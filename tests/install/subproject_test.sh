@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # subproject_test.sh SOURCES GENERATOR CC CXX
 # Takes the tree into another project, whose compiler warns of more than ours does: the libraries are
 # configured without tests, no warning is an error, and a program finds the headers under the names

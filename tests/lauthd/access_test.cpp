@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who may do what, and how the daemon starts and stops.
 #include <fcntl.h>
 #include <grp.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Taking a backup from the daemon and restoring it.
 #ifndef TESTS_LAUTHD_BACKUPS_H
 #define TESTS_LAUTHD_BACKUPS_H

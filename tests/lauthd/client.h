@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Asks the daemon message by message.
 #ifndef TESTS_LAUTHD_CLIENT_H
 #define TESTS_LAUTHD_CLIENT_H

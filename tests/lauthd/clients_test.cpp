@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clients that are many, slow, broken or hostile: only they themselves feel it.
 #include <fcntl.h>
 #include <linux/filter.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """configuration_file_test.py LAUTHD: what lauthd makes of its configuration file, and how it reports
 what is wrong in it."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an administrator's changes make of a daemon's configuration, as plain maps; the same changes
 // as calls of the library; and the daemon's own account of its configuration.
 #ifndef TESTS_LAUTHD_CONFIGURATION_MODEL_H

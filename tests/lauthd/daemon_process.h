@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A daemon of the test's own, with a socket, a database and rule files in a directory of its own.
 #ifndef TESTS_LAUTHD_DAEMON_PROCESS_H
 #define TESTS_LAUTHD_DAEMON_PROCESS_H

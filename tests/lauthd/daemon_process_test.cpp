@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tests' own daemon: a signal for it must never reach anybody else.
 #include "tests/lauthd/daemon_process.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A database that fails: the daemon goes on, refuses changes with the file and the reason, and
 // recovers when the reason is gone.
 #include <sys/mount.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Laid before the library of a daemon under test: a request for the number of MAC rules never comes
 // back.
 #include <stdint.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What our own front end asks beyond the configuration messages.
 #include "tests/lauthd/client.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's side of every message kind, byte for byte: the requests of tests/golden/requests.txt
 // are answered with tests/golden/answers.txt.
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A rule that was accepted was dropped at the next start, with a line in the log, when the registry
 // had gained a block that overlaps it, or the limit had been lowered. Now every stored rule stays
 // stored and listed, whatever the rule files and the limit say, and takes effect when it can.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The rule files read anew under what an administrator has made.
 #include "tests/lauthd/client.h"
 

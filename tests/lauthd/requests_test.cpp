@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every kind of request and its refusals, asked by the library's own client functions, and by hand
 // where they cannot ask so.
 #include "mac.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random changes of every kind, and a daemon that is killed again and again: every change that was
 // answered is there, and at most the one on its way may be or not. A bulk is one change.
 //

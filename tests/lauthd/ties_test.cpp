@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two rules of one length answered differently after a restart, a reload or an aborted bulk. Now
 // the answers depend on the rules alone.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Descriptors and scratch directories go with their scope.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Compiles every header of the support library as C99, each of them first. */
 #include "lauth_avl.h"
 #include "lauth_debug.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The Python client with a daemon of its own.
 
 client_test.py LAUTHD BYODCTL SOURCE

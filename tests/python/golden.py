@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The messages of tests/golden/, by name."""
 
 import pathlib

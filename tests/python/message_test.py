@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The messages of the Python client, byte for byte those of the C library.
 
 message_test.py SOURCE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry as it is published, loaded into the table and compared with a separate search.
 #include "rulefiles/registry.h"
 

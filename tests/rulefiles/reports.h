@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Collects reports as texts, and makes files to read.
 #ifndef BYOD_TESTS_RULEFILES_REPORTS_H
 #define BYOD_TESTS_RULEFILES_REPORTS_H

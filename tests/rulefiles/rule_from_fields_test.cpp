@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A rule from fields is the rule that a file with these fields holds, or fails for the same reason.
 #include <gtest/gtest.h>
 

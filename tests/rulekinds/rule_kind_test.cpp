@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The numbers of the three kinds, as messages and databases hold them.
 #include "rulekinds/rule_kind.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commits the fault that it is asked for, which the sanitizer of the build has to report:
 // faults leak | overflow | read | race
 #include <climits>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What scripts/run.sh shows, with the programs of a build: run_test.py BUILD"""
 
 import os

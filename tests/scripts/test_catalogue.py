@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the shipped catalogue answers: strings that were once answered wrongly, and its own examples."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The scripts that a person runs: their --help, what they say when something is missing, and how
 scripts/test.sh goes on."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the evaluation counts, on files small enough to count by hand."""
 
 import json

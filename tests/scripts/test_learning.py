@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the learning script writes, and what it leaves out."""
 
 import importlib.machinery

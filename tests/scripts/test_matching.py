@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The reading of User-Agent expressions and the order in which rules are tried."""
 
 import os

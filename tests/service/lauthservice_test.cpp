@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The daemon's service functions, called through the library.
 #include "byod_lauthservice.h"
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The structure of the sources: which way includes point, and that each header stands alone.
 
 structure_test.py SOURCE [COMPILE-COMMANDS]

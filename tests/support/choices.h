@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a run against a model takes its decisions from: a seed, or a fuzzer's input.
 #ifndef BYOD_TESTS_SUPPORT_CHOICES_H
 #define BYOD_TESTS_SUPPORT_CHOICES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Long runs of changes at every small size. A search that never ends, or a place that is lost,
 // shows in small containers that change a lot, and hardly in large ones.
 #ifndef BYOD_TESTS_SUPPORT_CHURN_H

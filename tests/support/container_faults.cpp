@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/container_faults.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stands between the library and the platform's trees and hash tables: counts its calls and makes
 // chosen ones fail. A test program that links container_faults.cpp takes the containers' place for
 // the library, which reaches them through the dynamic linker; what is not asked to fail is handed

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file system for SQLite that remembers what was flushed and what was not, so that a test can lay
 // out the files as a loss of power would leave them; and that can fail any single operation.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A separate directory for a test's databases, and short forms of the database calls.
 #ifndef BYOD_TESTS_SUPPORT_DBM_FIXTURE_H
 #define BYOD_TESTS_SUPPORT_DBM_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every decoder of messages as data: its elements, where each goes, and how to call it.
 #ifndef TESTS_SUPPORT_DECODERS_H
 #define TESTS_SUPPORT_DECODERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much a test does where the processor is emulated, which takes some thirty times as long.
 #ifndef BYOD_TESTS_SUPPORT_EMULATION_H
 #define BYOD_TESTS_SUPPORT_EMULATION_H

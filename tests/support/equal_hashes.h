@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts that differ and have the same 32-bit hash, which tables must distinguish nevertheless.
 #ifndef BYOD_TESTS_SUPPORT_EQUAL_HASHES_H
 #define BYOD_TESTS_SUPPORT_EQUAL_HASHES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * Makes a chosen allocation of this thread fail, to walk through every out-of-memory path:
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes that are kept as text: lines of a name, a colon and hexadecimal digits; a line that begins
 // with blanks continues the one above, and what follows a '#' is a comment.
 #ifndef TESTS_SUPPORT_GOLDEN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A terminal of which everything is known, rules for it in every table, and what is logged when it
 // is identified.
 #ifndef BYOD_TESTS_SUPPORT_IDENTIFICATION_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole identifications as a plain model: rules in all tables, an order, terminals, and what must
 // be answered and logged for them.
 #ifndef BYOD_TESTS_SUPPORT_IDENTIFICATION_MODEL_H

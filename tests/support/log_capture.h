@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines that the library logs while this lives, each as "<level> <text>". One at a time.
 #ifndef BYOD_TESTS_SUPPORT_LOG_CAPTURE_H
 #define BYOD_TESTS_SUPPORT_LOG_CAPTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The MAC rules as a map in the order of masked addresses, which holds while no rules overlap, and
 // random steps that are taken in the table and in the model alike.
 #ifndef BYOD_TESTS_SUPPORT_MAC_RULE_TABLE_MODEL_H

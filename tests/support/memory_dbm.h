@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A configuration database in memory that keeps account of every call with all its arguments, and
 // fails chosen ones. A test program that links it takes the platform's place for the library.
 #ifndef TESTS_SUPPORT_MEMORY_DBM_H

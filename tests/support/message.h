@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages as tests write and read them: a list of elements.
 #ifndef TESTS_SUPPORT_MESSAGE_H
 #define TESTS_SUPPORT_MESSAGE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a model of a rule table keeps of a device information, and what becomes of it.
 #ifndef BYOD_TESTS_SUPPORT_MODEL_INFO_H
 #define BYOD_TESTS_SUPPORT_MODEL_INFO_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #ifndef BYOD_TESTS_SUPPORT_OBJECT_BYTES_H
 #define BYOD_TESTS_SUPPORT_OBJECT_BYTES_H
 

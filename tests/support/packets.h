@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets made up for tests: DHCP messages and HTTP requests in every wrapping.
 #ifndef BYOD_TESTS_SUPPORT_PACKETS_H
 #define BYOD_TESTS_SUPPORT_PACKETS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A second, plain reading of messages to compare the library's decoders with. It knows the memory
 // form and the tables of decoders.h and shares no code with the library or the container.
 #ifndef TESTS_SUPPORT_PLAIN_DECODER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plain reading of what User-Agent expressions say.
 #ifndef BYOD_TESTS_SUPPORT_PLAIN_MATCH_H
 #define BYOD_TESTS_SUPPORT_PLAIN_MATCH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text form of a DHCP option 55 list, by the library and by a plain reading.
 #ifndef BYOD_TESTS_SUPPORT_PLAIN_OPTION_TEXT_H
 #define BYOD_TESTS_SUPPORT_PLAIN_OPTION_TEXT_H

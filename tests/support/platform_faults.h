@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stands between the library and the platform's message container: counts its calls, makes chosen
 // ones fail, and keeps account of every message made and destroyed. A test program that links this
 // takes the container's place for the library, which reaches it through the dynamic linker.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random User-Agent expressions and strings that meet each other often, oddities included.
 #ifndef TESTS_SUPPORT_RANDOM_EXPRESSIONS_H
 #define TESTS_SUPPORT_RANDOM_EXPRESSIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two text tables' lists and chains as the tests see them: walked link by link, with every back
 // pointer checked on the way.
 #ifndef BYOD_TESTS_SUPPORT_RULE_LISTS_H

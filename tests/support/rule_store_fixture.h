@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests of the identification core begin with: an empty store, and short ways to write
 // addresses, rules and device info.
 #ifndef BYOD_TESTS_SUPPORT_RULE_STORE_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three rule tables behind one set of names, for the tests of what they do alike. A key is a
 // number; every table spells it in its own way. Keys in ascending order are rules in ascending
 // order.

@@ -1,4 +1,6 @@
-// Whether the address or the thread sanitizer is built in, which both compilers say in their own way.
+// SPDX-License-Identifier: Apache-2.0
+// Whether the address or the thread sanitizer is built in, which both compilers say in their own
+// way.
 #ifndef BYOD_TESTS_SUPPORT_SANITIZED_H
 #define BYOD_TESTS_SUPPORT_SANITIZED_H
 

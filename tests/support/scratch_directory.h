@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A directory for a test's files, removed with its scope.
 #ifndef BYOD_TESTS_SUPPORT_SCRATCH_DIRECTORY_H
 #define BYOD_TESTS_SUPPORT_SCRATCH_DIRECTORY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A daemon of the tests: accepts on a Unix socket that LAUTHD_SOCKET names, and does on each
 // connection what the test's script says.
 #ifndef TESTS_SUPPORT_SCRIPTED_PEER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many steps the containers of data/ take. For tests that are linked with byod_data_counted.
 #ifndef BYOD_TESTS_SUPPORT_STEP_COUNT_H
 #define BYOD_TESTS_SUPPORT_STEP_COUNT_H

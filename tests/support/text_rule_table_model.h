@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A table of rules keyed by text, as plain vectors, and random steps that are taken in the table
 // and in the model alike.
 #ifndef BYOD_TESTS_SUPPORT_TEXT_RULE_TABLE_MODEL_H

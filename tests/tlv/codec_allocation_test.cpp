@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every encoder and every operation on nested messages, with each allocation failing in turn: a
 // failure is reported, nothing is left, and what was appended before stays whole.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Result codes, the generic getters, the order field and messages inside messages.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading rules, fingerprints and attributes out of messages. The limits of every element are in
 // element_limits_test.cpp.
 #include <gtest/gtest.h>

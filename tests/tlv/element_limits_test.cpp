@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The receiver's limit of every element in every decoder that takes it: nothing, one below, at, and
 // one above; and that nothing else is written.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Putting fingerprints, rules and attributes into messages.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What commands write as JSON is what any reader of JSON reads.
 #include "byodctl/text/json.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One statement of the items gives all three forms.
 #include <gtest/gtest.h>
 

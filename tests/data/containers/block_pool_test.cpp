@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Memory in small pieces: none overlap, what is given back is used again, and all of it goes back.
 #include "data/containers/block_pool.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A search that never ends, or an element that gets lost, once a small container has changed a lot:
 // every container of the module against a plain model, with a bound on the steps of each operation.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of the marks of the sorted lists, against that of the keys.
 #include "data/containers/list_marks.h"
 

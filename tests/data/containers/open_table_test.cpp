@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The hash table in one array: hashes that also a free slot might have.
 #include "data/containers/open_table.h"
 

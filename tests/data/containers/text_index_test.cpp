@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rules by text without regard to case, against a plain map.
 #include "data/containers/text_index.h"
 

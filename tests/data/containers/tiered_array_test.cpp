@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The array behind the lists against a plain vector.
 #include "data/containers/tiered_array.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Thousands of texts of one hash, made with nothing but the source at hand, which turn every lookup
 // into a walk: hashes depend on a key, and nothing that a caller sees does.
 #include "data/containers/word_hash.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The table of anchors by itself: what its filters pass, and the memory that it reports.
 #include "data/user_agent/anchor_table.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What nearly every browser sends, which is written down at compile time and looked up in loaded
 // bytes: both have to agree whatever the machine's byte order.
 #include "data/user_agent/common_grams.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether an expression matches a User-Agent.
 #include <gtest/gtest.h>
 

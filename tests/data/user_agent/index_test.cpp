@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The index against the walk through the match list, which it must answer like in every case.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Authorization of user groups: shown, set, undone.
 #include "lauthd/requests/authorization_requests.h"
 

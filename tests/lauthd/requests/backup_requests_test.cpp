@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The database as bytes, out and in.
 #include "lauthd/requests/backup_requests.h"
 

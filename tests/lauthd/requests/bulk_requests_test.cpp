@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bulks of changes, by phases.
 #include "lauthd/requests/bulk_requests.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which requests are known, who may send them, and how they are counted.
 #include "lauthd/requests/dispatch.h"
 

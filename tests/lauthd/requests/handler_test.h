@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Handlers called with a state and a session: no daemon, no loop, no socket.
 #ifndef TESTS_LAUTHD_REQUESTS_HANDLER_TEST_H
 #define TESTS_LAUTHD_REQUESTS_HANDLER_TEST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that ask what a terminal is, and what the daemon records of them.
 #include "lauthd/requests/identification.h"
 

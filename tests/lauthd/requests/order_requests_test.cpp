@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order in which the methods are tried: shown, set, undone.
 #include "lauthd/requests/order_requests.h"
 #include "tests/lauthd/requests/handler_test.h"

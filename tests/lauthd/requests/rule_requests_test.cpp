@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests about rules: each kind of rule goes through the same cases.
 #include "lauthd/requests/listing.h"
 #include "lauthd/requests/rule_changes.h"

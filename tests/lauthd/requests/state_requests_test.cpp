@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests about the daemon itself, and listings of what it collected.
 #include "lauthd/requests/state_requests.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A stream of bytes becomes messages, wherever it is cut.
 #include "lauthd/server/message_input.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages go out as fast as the client reads, whole and in order.
 #include "lauthd/server/message_output.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A bulk of changes, on a database that counts what is asked of it: what is stored at its end, and
 // what an abort goes back to.
 #include "lauthd/state/bulk.h"

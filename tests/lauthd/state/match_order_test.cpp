@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // User-Agent rules of one length: whatever the history of the table, they stand in one order.
 #include "lauthd/state/match_order.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the daemon keeps of fingerprints that lack a rule, held against a plain list.
 #include "lauthd/state/unknowns.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Backup of a database in use, and restore.
 #include <gmock/gmock.h>
 

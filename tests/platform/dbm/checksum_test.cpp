@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/dbm/checksum.h"
 
 #include <gtest/gtest.h>

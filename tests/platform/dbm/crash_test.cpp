@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loss of power at every file operation of every kind of change, and disks that refuse an
 // operation: the database holds the old state or the new one, and what was reported stays true.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Creation, deletion and restore, which move whole files: ended by force at each of their calls of
 // the system, and checked by the order in which they flush.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that are foreign, empty, truncated or altered: refused with a reason, and not written to.
 #include <gmock/gmock.h>
 #include <sqlite3.h>

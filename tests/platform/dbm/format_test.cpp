@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file's format, as another program reads it: a database that a device holds must stay
 // readable.
 #include <gmock/gmock.h>

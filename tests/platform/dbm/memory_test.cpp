@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The n-th allocation fails, in SQLite's memory or in C++'s, for every call: it reports a failure
 // or does its work, and the database stays whole.
 #include <gtest/gtest.h>

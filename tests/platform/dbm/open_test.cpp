@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening, closing and deleting: arguments, handles, files and their modes, and what is refused.
 #include <fcntl.h>
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints where this process looks for a database: asks for one that does not exist.
 #include <cstdio>
 

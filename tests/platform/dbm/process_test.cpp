@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several processes at once, and processes that are killed in the middle of changes.
 #include <gmock/gmock.h>
 #include <sys/mman.h>

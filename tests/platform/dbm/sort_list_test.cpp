@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sort lists: what they keep, in which order, and how they are walked.
 #include <gmock/gmock.h>
 

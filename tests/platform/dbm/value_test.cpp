@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Binary values, keys, and bulk changes.
 #include <gmock/gmock.h>
 

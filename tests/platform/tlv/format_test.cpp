@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The written form of messages, as docs/message-format.md describes it, and everything that is not
 // one.
 #include <gtest/gtest.h>

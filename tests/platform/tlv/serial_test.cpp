@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Iterators are counted; here a message is started shortly before they run out.
 #include <gtest/gtest.h>
 

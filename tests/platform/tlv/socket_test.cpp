@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages over real sockets, with peers of every kind.
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Messages to and from byte vectors, for tests.
 #ifndef BYOD_TESTS_PLATFORM_TLV_TLV_BYTES_H
 #define BYOD_TESTS_PLATFORM_TLV_TLV_BYTES_H
