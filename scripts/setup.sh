@@ -10,6 +10,8 @@
 #   cross     besides test, what scripts/test-cross.sh takes
 #   docs      besides run, what the build's target docs-api takes
 #   bare      what scripts/test-bare.sh takes
+#   package   besides run, what manual pages and scripts/package.sh take
+#   machine   besides package, what scripts/test-machine.sh takes
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
 
@@ -31,6 +33,9 @@ cross=("${test[@]}" g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu
   g++-arm-linux-gnueabihf qemu-user tcl dpkg-dev make)
 docs=("${run[@]}" doxygen)
 bare=(debootstrap git)
+package=("${run[@]}" scdoc mandoc build-essential debhelper dh-python dh-apparmor python3-all lintian
+  mmdebstrap)
+machine=("${package[@]}" qemu-system-x86 e2fsprogs)
 
 [ $# -gt 0 ] || set -- run test
 packages=()
@@ -43,8 +48,10 @@ for group in "$@"; do
     cross) packages+=("${cross[@]}") ;;
     docs) packages+=("${docs[@]}") ;;
     bare) packages+=("${bare[@]}") ;;
+    package) packages+=("${package[@]}") ;;
+    machine) packages+=("${machine[@]}") ;;
     *)
-      echo "setup: unknown group: $group (run, test, bench, analysis, cross, docs, bare)" >&2
+      echo "setup: unknown group: $group (run, test, bench, analysis, cross, docs, bare, package, machine)" >&2
       exit 2
       ;;
   esac
