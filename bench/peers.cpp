@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -115,6 +116,12 @@ DaemonPeer::DaemonPeer(std::string socket, const std::string& state,
     : Peer(std::move(socket)) {
   options.insert(options.begin(),
                  {"--config", "/dev/null", "--socket", socket_, "--state-dir", state});
+  // Not what is installed on this machine.
+  for (const char* source : {"--rules", "--ieee"}) {
+    if (std::ranges::find(options, source) == options.end()) {
+      options.insert(options.end(), {source, ""});
+    }
+  }
   if (Fork()) BecomeDaemon(options);
   // It listens before it loads; the first answer says that it is done.
   std::vector<uint8_t> count = {0xF9, 'L', 'M', 1, 0, 0, 0, 24, 0, 1, 0, 4,

@@ -12,6 +12,7 @@
 #include <map>
 
 #include "lauthd/config_file.h"
+#include "rulefiles/installed_sources.h"
 #include "text/nearest_word.h"
 
 namespace byod::lauthd {
@@ -52,6 +53,11 @@ std::string CheckRuleLimit(const std::string& text) {
   uint32_t limit = 0;
   if (ReadRuleLimit(text, limit)) return {};
   return "expected a number or \"none\", not \"" + text + "\"";
+}
+
+/// A directory that is there, or none.
+std::string CheckDirectory(const std::string& name) {
+  return name.empty() ? std::string() : CLI::ExistingDirectory(name);
 }
 
 /// @return a check of a number within limits
@@ -130,7 +136,10 @@ class CommandLine::File : public CLI::Config {
     if (std::find(names.begin(), names.end(), setting.name) == names.end()) {
       return "unknown option \"" + setting.name + "\"" + text::DidYouMean(setting.name, names);
     }
-    if (setting.value.empty()) return setting.name + ": the value is missing";
+    if (setting.value.empty()) {
+      const bool means_none = setting.name == "rules" || setting.name == "ieee";
+      return means_none ? std::string() : setting.name + ": the value is missing";
+    }
     return CheckSetting(setting.name, setting.value);
   }
 
@@ -144,14 +153,22 @@ void CommandLine::Describe() {
 
   options_.socket = BYOD_LAUTHD_SOCKET;
   options_.state_dir = "/var/lib/lauth";
+  const rulefiles::Sources installed = rulefiles::InstalledSources();
+  options_.rules = installed.rules_directory;
+  options_.ieee = installed.registry_directory;
   app_.add_option("--socket", options_.socket, "Listen here")->capture_default_str();
   app_.add_option("--socket-group", options_.socket_group, "Group whose members may connect");
   app_.add_option("--admin-group", options_.admin_group,
                   "Group whose members may change the configuration");
-  app_.add_option("--rules", options_.rules, "Directory of the predefined rules")
-      ->check(CLI::ExistingDirectory);
-  app_.add_option("--ieee", options_.ieee, "Directory of the IEEE registry of address prefixes")
-      ->check(CLI::ExistingDirectory);
+  app_.add_option("--rules", options_.rules, "Directory of the predefined rules; empty for none")
+      ->type_name("DIR")
+      ->check(CheckDirectory)
+      ->capture_default_str();
+  app_.add_option("--ieee", options_.ieee,
+                  "Directory of the IEEE registry of address prefixes; empty for none")
+      ->type_name("DIR")
+      ->check(CheckDirectory)
+      ->capture_default_str();
   auto* const state =
       app_.add_option("--state-dir", options_.state_dir, "Directory of the configuration database")
           ->capture_default_str();

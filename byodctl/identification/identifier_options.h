@@ -10,13 +10,14 @@
 #include "byodctl/command_line/parser.h"
 #include "byodctl/daemon/settings.h"
 #include "byodctl/identification/identifier.h"
+#include "rulefiles/installed_sources.h"
 #include "rulefiles/rule_set.h"
 
 namespace byod::ctl {
 
 struct IdentifierOptions {
   bool offline = false;
-  rulefiles::Sources sources{BYOD_RULES_DIRECTORY, BYOD_REGISTRY_DIRECTORY};
+  rulefiles::Sources sources = rulefiles::InstalledSources();
   std::vector<std::string> order;
   std::string group;
   bool explains = false;

@@ -4,8 +4,11 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 #include "lauthd/log.h"
+#include "rulefiles/installed_sources.h"
 #include "rulefiles/load.h"
 
 namespace byod::lauthd {
@@ -20,15 +23,28 @@ void ShowProgress(size_t done, size_t of) {
   std::fprintf(stderr, "\rlauthd: %zu of %zu rules%s", done, of, done == of ? "\n" : "");
 }
 
+/// What is read of the places that were chosen. A machine may do without the usual ones.
+rulefiles::Sources WithoutMissing(rulefiles::Sources chosen) {
+  const rulefiles::Sources usual = rulefiles::InstalledSources();
+  const auto leave_out = [](std::string& directory, const std::string& place, const char* what) {
+    std::error_code unknown;
+    if (directory.empty() || directory != place) return;
+    if (std::filesystem::exists(directory, unknown) || unknown) return;
+    Log(Severity::kWarning, "no %s: %s does not exist", what, directory.c_str());
+    directory.clear();
+  };
+  leave_out(chosen.rules_directory, usual.rules_directory, "predefined rules");
+  leave_out(chosen.registry_directory, usual.registry_directory, "registry of address prefixes");
+  return chosen;
+}
+
 }  // namespace
 
 PredefinedRules RuleSource::Read() const {
   PredefinedRules rules;
   rulefiles::Diagnostics diagnostics(
       [&rules](const rulefiles::Diagnostic& diagnostic) { rules.faults.push_back(diagnostic); });
-  if (!options_.rules.empty() || !options_.ieee.empty()) {
-    rules.set = rulefiles::ReadRuleSet({options_.rules, options_.ieee}, diagnostics);
-  }
+  rules.set = rulefiles::ReadRuleSet(WithoutMissing({options_.rules, options_.ieee}), diagnostics);
   return rules;
 }
 

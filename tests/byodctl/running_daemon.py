@@ -66,7 +66,7 @@ class Daemon:
         with open(self.log, "ab") as log:
             self._process = subprocess.Popen(
                 [self._lauthd, "--socket", self.socket, "--state-dir", self.directory / "state",
-                 "--rules", self.rules, *arguments], stdout=log, stderr=log)
+                 "--rules", self.rules, "--ieee", "", *arguments], stdout=log, stderr=log)
         deadline = time.monotonic() + 60
         while time.monotonic() < deadline:
             if self._process.poll() is not None:

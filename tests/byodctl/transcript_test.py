@@ -73,7 +73,8 @@ class Place:
     def start(self):
         with open(self.directory / "log", "ab") as log:
             self._daemon = subprocess.Popen(
-                [LAUTHD, "--socket", "lauthd.sock", "--state-dir", "state", "--rules", "rules"],
+                [LAUTHD, "--socket", "lauthd.sock", "--state-dir", "state", "--rules", "rules",
+                 "--ieee", ""],
                 cwd=self.directory, env=self._environment, stdout=log, stderr=log)
         deadline = time.monotonic() + 60
         while time.monotonic() < deadline and self._daemon.poll() is None:

@@ -49,8 +49,9 @@ class Options(unittest.TestCase):
                       if default.strip() not in ("", "off", "none", "the group of the daemon")}
         helped = dict(re.findall(r"^  (--[a-z-]+)[^\n=]*=(\S+)", self.help, re.M))
         self.assertEqual("none", helped.pop("--rule-limit"))
-        # Where the build was configured with another socket.
+        # Where the build was configured with others.
         helped["--socket"] = documented["--socket"]
+        helped["--rules"] = documented["--rules"]
         documented.pop("--rule-limit", None)
         self.assertEqual(documented, helped)
 

@@ -3,6 +3,7 @@
 what is wrong in it."""
 
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -19,7 +20,11 @@ class ConfigurationFile(unittest.TestCase):
         self.file = self.directory / "lauthd.conf"
 
     def check(self, content, *arguments):
-        """@return exit status, and the lines of standard error without the file's name"""
+        """@return exit status, and the lines of standard error without the file's name. What is
+        installed on this machine is not read."""
+        for source in ("rules", "ieee"):
+            if f"{source} " not in content and f"--{source}" not in arguments:
+                arguments += (f"--{source}", "")
         self.file.write_bytes(content.encode())
         return self.run_lauthd("--config", str(self.file), "--check", *arguments)
 
@@ -50,6 +55,30 @@ class ConfigurationFile(unittest.TestCase):
     def test_options_of_the_command_line_alone_are_not_options_of_the_file(self):
         self.assert_fault("config = other\n", '1: unknown option "config"')
         self.assert_fault("help = true\n", '1: unknown option "help"')
+
+    def test_an_empty_directory_of_rules_or_registry_stands_for_none(self):
+        for empty in ("", '""', "''"):
+            self.assertEqual((0, []), self.check(f"rules = {empty}\nieee = {empty}\n"))
+
+    def test_a_directory_that_is_set_must_exist(self):
+        for source in ("rules", "ieee"):
+            self.assert_fault(f"{source} = /nonexistent\n",
+                              f"1: {source}: Directory does not exist: /nonexistent")
+
+    def test_a_default_directory_that_is_missing_is_a_warning(self):
+        defaults = dict(re.findall(r"^  --(rules|ieee) DIR=(\S+)$", self.help(), re.M))
+        self.assertEqual(["ieee", "rules"], sorted(defaults))
+        self.file.write_bytes(b"")
+        for source, what in (("rules", "predefined rules"), ("ieee", "registry of address prefixes")):
+            if pathlib.Path(defaults[source]).exists():
+                continue
+            other = "--ieee" if source == "rules" else "--rules"
+            self.assertEqual((0, [f"lauthd: no {what}: {defaults[source]} does not exist"]),
+                             self.run_lauthd("--config", str(self.file), "--check", other, ""))
+
+    def help(self):
+        return subprocess.run([LAUTHD, "--help"], capture_output=True, check=True, text=True,
+                              timeout=60).stdout
 
     def test_a_wrong_word_is_named_with_the_nearest_one(self):
         self.assert_fault("log-level = debgu\n",
