@@ -12,6 +12,7 @@
 #include "lauthd/log.h"
 #include "lauthd/server/access.h"
 #include "lauthd/server/connection.h"
+#include "lauthd/server/manager.h"
 #include "lauthd/server/runtime.h"
 
 namespace byod::lauthd {
@@ -29,14 +30,20 @@ constexpr std::chrono::minutes kWarningPause{1};
 
 Listener::Listener(Runtime& runtime)
     : runtime_(runtime),
-      file_(runtime.state.options.socket, FindGroup(runtime.state.options.socket_group)),
-      acceptor_(runtime.io, asio::local::stream_protocol(), file_.Release()),
+      acceptor_(runtime.io, asio::local::stream_protocol(), TakeSocket()),
       room_(runtime.io) {
   runtime.connections.OnRoom([this] { room_.cancel(); });
 }
 
 Listener::~Listener() {
   runtime_.connections.OnRoom({});
+}
+
+int Listener::TakeSocket() {
+  if (const auto inherited = SocketFromManager()) return *inherited;
+  const Options& options = runtime_.state.options;
+  file_.emplace(options.socket, FindGroup(options.socket_group));
+  return file_->Release();
 }
 
 void Listener::Stop() {

@@ -7,6 +7,7 @@
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
+#include <optional>
 
 #include "lauthd/server/socket_file.h"
 
@@ -30,6 +31,9 @@ class Listener {
   void Stop();
 
  private:
+  /// @return the listening descriptor, inherited or made
+  int TakeSocket();
+
   /// @return false when the system has no more descriptors, or no memory
   bool AcceptSome();
   bool Full() const;
@@ -38,7 +42,7 @@ class Listener {
   asio::awaitable<void> Pause();
 
   Runtime& runtime_;
-  SocketFile file_;
+  std::optional<SocketFile> file_;  // none while the socket is the service manager's
   asio::local::stream_protocol::acceptor acceptor_;
   asio::steady_timer room_;
   bool warned_ = false;  // that clients have to wait

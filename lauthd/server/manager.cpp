@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/server/manager.h"
 
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <systemd/sd-daemon.h>
 #include <time.h>
 
 #include <cinttypes>
 #include <cstdint>
+#include <stdexcept>
 
 namespace byod::lauthd {
 
@@ -33,6 +36,20 @@ std::optional<std::chrono::microseconds> ManagerWatchdog() {
 
 void NotifyManagerAlive() {
   sd_notify(0, "WATCHDOG=1");
+}
+
+std::optional<int> SocketFromManager() {
+  const int count = sd_listen_fds(1);
+  if (count == 0) return std::nullopt;
+  constexpr int kInherited = SD_LISTEN_FDS_START;
+  if (count != 1 || sd_is_socket_unix(kInherited, SOCK_STREAM, 1, nullptr, 0) <= 0) {
+    throw std::runtime_error("the service manager passes on something else than one Unix socket");
+  }
+  const int flags = fcntl(kInherited, F_GETFL);
+  if (flags < 0 || fcntl(kInherited, F_SETFL, flags | O_NONBLOCK) != 0) {
+    throw std::runtime_error("cannot use the socket of the service manager");
+  }
+  return kInherited;
 }
 
 }  // namespace byod::lauthd

@@ -16,6 +16,11 @@ void NotifyManagerStopping();
 std::optional<std::chrono::microseconds> ManagerWatchdog();
 void NotifyManagerAlive();
 
+/// The listening socket that the manager passes on, and keeps when the daemon ends: clients that
+/// connect in between wait. None when it passes on nothing.
+/// @throws std::runtime_error  for anything but one listening Unix socket
+std::optional<int> SocketFromManager();
+
 }  // namespace byod::lauthd
 
 #endif  // LAUTHD_SERVER_MANAGER_H

@@ -12,4 +12,8 @@ std::optional<std::chrono::microseconds> ManagerWatchdog() {
 }
 void NotifyManagerAlive() {}
 
+std::optional<int> SocketFromManager() {
+  return std::nullopt;
+}
+
 }  // namespace byod::lauthd
