@@ -42,7 +42,45 @@ write_basic_package_version_file(byod-config-version.cmake COMPATIBILITY SameMaj
 install(FILES ${PROJECT_BINARY_DIR}/byod-config.cmake ${PROJECT_BINARY_DIR}/byod-config-version.cmake
   DESTINATION ${package_dir})
 
-# The catalogue, where byodctl identify --offline looks for it, with the notices that its sources ask for.
+# The catalogue, where programs look for it, with the notices that its sources ask for.
 install(FILES rules/user-agent.csv rules/dhcp-option.csv rules/mac.csv rules/vendor-alias.csv NOTICE
   LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/rules)
 install(FILES LICENSE NOTICE CHANGELOG.md SECURITY.md README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md)
+
+# byod_install_configured(file directory [name]): installs a file with the paths of the installation in
+# it, which cmake --install --prefix may have changed.
+function(byod_install_configured file directory)
+  get_filename_component(name ${file} NAME)
+  string(REGEX REPLACE "\\.in$" "" name ${name})
+  if(ARGC GREATER 2)
+    set(name ${ARGV2})
+  endif()
+  install(CODE "
+    set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
+    foreach(path IN ITEMS bindir=${CMAKE_INSTALL_BINDIR} datadir=${CMAKE_INSTALL_DATADIR}
+        libexecdir=${CMAKE_INSTALL_LIBEXECDIR})
+      string(REGEX MATCH \"^([a-z]+)=(.*)$\" path \"\${path}\")
+      cmake_path(ABSOLUTE_PATH CMAKE_MATCH_2 BASE_DIRECTORY \"\${prefix}\"
+        OUTPUT_VARIABLE \${CMAKE_MATCH_1})
+    endforeach()
+    set(registry \"${BYOD_REGISTRY_DIRECTORY}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/${file}\" \"${PROJECT_BINARY_DIR}/installed/${name}\" @ONLY)")
+  install(FILES ${PROJECT_BINARY_DIR}/installed/${name} DESTINATION ${directory})
+endfunction()
+
+# What runs the daemon: units, its user and groups, a profile, and a configuration to begin with.
+byod_install_configured(integrations/systemd/lauthd.service.in lib/systemd/system)
+install(FILES integrations/systemd/lauthd.socket DESTINATION lib/systemd/system)
+install(FILES integrations/systemd/lauthd.sysusers DESTINATION lib/sysusers.d RENAME lauthd.conf)
+byod_install_configured(integrations/lauthd.conf ${CMAKE_INSTALL_DATADIR}/byod)
+byod_install_configured(integrations/apparmor/lauthd.in ${CMAKE_INSTALL_DATADIR}/byod/apparmor)
+
+# Completions, each in the place where its shell looks for it.
+install(PROGRAMS integrations/completion/byodctl-complete DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/byod)
+byod_install_configured(integrations/completion/byodctl.bash.in
+  ${CMAKE_INSTALL_DATADIR}/bash-completion/completions byodctl)
+byod_install_configured(integrations/completion/byodctl.zsh.in
+  ${CMAKE_INSTALL_DATADIR}/zsh/site-functions _byodctl)
+byod_install_configured(integrations/completion/byodctl.fish.in
+  ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)

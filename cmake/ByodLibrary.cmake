@@ -16,7 +16,8 @@ set_target_properties(byod PROPERTIES
 target_include_directories(byod PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/byod>)
-target_link_libraries(byod PRIVATE lauth)
+# The messages of byod_tlv.h are made by the platform library: who installs one gets both.
+target_link_libraries(byod PRIVATE lauth INTERFACE $<INSTALL_INTERFACE:byod::lauth>)
 target_link_options(byod PRIVATE -Wl,--version-script=${BYOD_EXPORTS} -Wl,--gc-sections)
 if(NOT BYOD_SANITIZE) # whose runtime is in the program
   target_link_options(byod PRIVATE -Wl,-z,defs)

@@ -47,8 +47,9 @@ cmake -G "$generator" -S "$work/package" -B "$work/package/build" -DCMAKE_PREFIX
 cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 "${emulator[@]}" "$work/package/build/outside"
 
-# The messages of our own front end, by pkg-config and by CMake under the same names.
-own_flags="$(pkg-config --cflags --libs byod lauth) ${flags#*-lbyod}"
+# The messages of our own front end, by pkg-config and by CMake under the same names, with no flag for
+# the platform library.
+own_flags="$(pkg-config --cflags --libs byod) ${flags#*-llauth}"
 # shellcheck disable=SC2086
 "$cxx" -std=c++20 -Wall -Wextra -Wpedantic -Werror "$here/outside_protocol.cpp" \
   -o "$work/outside_protocol" $own_flags
@@ -56,6 +57,10 @@ own_flags="$(pkg-config --cflags --libs byod lauth) ${flags#*-lbyod}"
 cp "$here/outside_protocol.cpp" "$work/package/outside.cpp"
 sed -i 's/byod::byod/byod::protocol/' "$work/package/CMakeLists.txt"
 echo 'target_compile_features(outside PRIVATE cxx_std_20)' >>"$work/package/CMakeLists.txt"
+cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+"${emulator[@]}" "$work/package/build/outside"
+# They come with byod::byod too.
+sed -i 's/byod::protocol/byod::byod/' "$work/package/CMakeLists.txt"
 cmake --build "$work/package/build" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 "${emulator[@]}" "$work/package/build/outside"
 
@@ -76,6 +81,39 @@ expect_prefix "$work/moved"
 DESTDIR=$work/packed cmake --install "$build" --prefix /opt/byod >"$work/install.log"
 expect_prefix "$work/packed/opt/byod"
 [ ! -e /opt/byod ] || [ "$(find /opt/byod -newer "$work/install.log" | wc -l)" -eq 0 ]
+
+# Installed, the daemon answers with the catalogue, wherever the installation was moved; a registry that
+# is missing is a warning.
+check=$(LD_LIBRARY_PATH=$work/moved/$libdir "${emulator[@]}" "$work/moved/bin/lauthd" \
+  --config /dev/null --ieee '' --check 2>&1)
+[[ $check =~ ^[1-9][0-9]*\ MAC,\ ([0-9]+)\ User-Agent.*\ 0\ faults ]] || { echo "$check"; exit 1; }
+[ "${BASH_REMATCH[1]}" -gt 1000 ]
+LD_LIBRARY_PATH=$work/moved/$libdir "${emulator[@]}" "$work/moved/bin/byodctl" identify --offline --ieee '' \
+  --dhcp 1,121,3,6,15,119,252 --json | grep -q '"vendor":"Apple"'
+
+# Every path in what was installed is one of the installation.
+for file in "$work/packed/opt/byod"/lib/systemd/system/lauthd.service \
+  "$work/packed/opt/byod"/share/{byod/lauthd.conf,byod/apparmor/lauthd,bash-completion/completions/byodctl}; do
+  grep -q /opt/byod/ "$file" || { echo "$file has other paths"; exit 1; }
+  if grep -n '@[a-z]*@' "$file"; then exit 1; fi
+done
+grep -qx 'ExecStart=/opt/byod/bin/lauthd' "$work/packed/opt/byod/lib/systemd/system/lauthd.service"
+
+# The unit is one that systemd takes, and lets the daemon reach little.
+if command -v systemd-analyze >/dev/null; then
+  cmake --install "$build" --prefix "$work/moved" >"$work/install.log"
+  unit=$work/moved/lib/systemd/system/lauthd.service
+  said=$(systemd-analyze verify --man=no "$unit" "${unit%service}socket" 2>&1) || { echo "$said"; exit 1; }
+  [ -z "$said" ] || { echo "$said"; exit 1; }
+  systemd-analyze security --no-pager --offline=true --threshold=10 "$unit" >"$work/security.log" ||
+    { tail -n 1 "$work/security.log"; exit 1; }
+fi
+
+# The sample configuration is one, and shows each option that a file may set but two.
+sed 's/^#\([a-z-]* *=\)/\1/; /^[a-z-]*-group *=/d; s#/opt/byod#'"$work/moved#; s#^ieee .*#ieee =#" \
+  "$work/packed/opt/byod/share/byod/lauthd.conf" >"$work/lauthd.conf"
+LD_LIBRARY_PATH=$work/moved/$libdir "${emulator[@]}" "$work/moved/bin/lauthd" --config "$work/lauthd.conf" \
+  --check >"$work/check.log" 2>&1 || { cat "$work/check.log"; exit 1; }
 
 # The rules, with the notices of their sources beside them.
 tree=$here/../..
