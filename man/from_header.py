@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """from_header.py HEADER OUTPUT PAGE [SECTION]: the manual page of a group of functions, for scdoc.
 
 A page is made of a header, or of one section of it, which begins with a line of dashes and a title. The

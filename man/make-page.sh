@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # make-page.sh SCDOC SOURCE PAGE: makes a manual page by scdoc.
 set -eu
 scdoc=$1 source=$2 page=$3

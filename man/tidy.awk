@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Makes what scdoc writes clean for mandoc -T lint: drops the paragraph macros that begin or end
 # nothing, writes titles in capitals, and wraps lines of text at 80 bytes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where programs read rules from unless they are given other places.
 #ifndef BYOD_RULEFILES_INSTALLED_SOURCES_H
 #define BYOD_RULEFILES_INSTALLED_SOURCES_H

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the machine that scripts/test-machine.sh starts: scripts/machine-image.sh DIRECTORY
 #
 # Kernel, initial RAM disk and root file system of Debian 12, with what our packages depend on and

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the Debian packages: scripts/package.sh [--here] [--once] DIRECTORY
 #
 # Builds the last commit in a clean root directory, which mmdebstrap makes from the archives that apt

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Tries the packages on a real machine: scripts/test-machine.sh [--cuts NUMBER] PACKAGES
 #
 # PACKAGES is the directory that scripts/package.sh has filled. Boots Debian 12 with systemd and AppArmor

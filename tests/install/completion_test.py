@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """completion_test.py BYODCTL LAUTHD SOURCES: the completions of the command line, by the
 shells that are there."""
 

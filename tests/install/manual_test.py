@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """manual_test.py BYODCTL LAUTHD SOURCES [PAGES]: the manual pages know what the programs know.
 
 PAGES is where the build has made them, if it has.

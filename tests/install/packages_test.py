@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """packages_test.py SOURCES: what debian/ says of the tree is so."""
 
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """inherited_socket_test.py LAUTHD: a daemon on the listening socket that a service manager passes on."""
 
 import os

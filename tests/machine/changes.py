@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """changes.py make ROUND: changes the daemon's configuration until the power is cut.
 changes.py check FILE: whether every change that FILE says was acknowledged is there.
 

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # In the machine, at the end of each boot: does the step that the second disk names, writes to the second
 # serial line, and ends the machine with the step's status.
 exec >/dev/ttyS1 2>&1 </dev/null

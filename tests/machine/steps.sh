@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # steps.sh STEP: what the machine does at one boot. Every check is reported; the status is 1 if one fails.
 # shellcheck shell=bash
 failed=0
