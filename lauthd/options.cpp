@@ -177,6 +177,10 @@ void CommandLine::Describe() {
   app_.add_option("--rule-limit", limit_, "Custom rules allowed, or \"none\" for no limit")
       ->check(CheckRuleLimit)
       ->capture_default_str();
+  app_.add_option("--carved-limit", options_.carved_limit,
+                  "MAC rules allowed within the blocks of others")
+      ->check(NumberFrom(0, 65536))
+      ->capture_default_str();
   app_.add_option("--max-connections", options_.max_connections, "Clients served at once")
       ->check(NumberFrom(1, 65536))
       ->capture_default_str();

@@ -21,6 +21,7 @@ struct Options {
   std::string state_dir;
   bool no_database = false;
   uint32_t rule_limit = BYOD_NO_RULE_LIMIT;
+  uint32_t carved_limit = 4096;  // MAC rules within others
   uint32_t max_connections = 1024;
   uint32_t idle_timeout = 60;  // seconds, for what a client owes
   uint32_t stop_timeout = 10;  // seconds

@@ -49,7 +49,8 @@ enum {
  */
 enum {
   /* Listings. */
-  BYOD_EXT_RULE = 1002, /**< nested: one rule of a listing */
+  BYOD_EXT_RULE = 1002,  /**< nested: one rule of a listing */
+  BYOD_EXT_HOLES = 1003, /**< number: rules directly within a MAC rule, which answer instead */
 
   /* Refusals. */
   BYOD_EXT_REFUSAL = 1000, /**< number: BYOD_REFUSAL_* */
@@ -116,7 +117,7 @@ enum {
   BYOD_REFUSAL_MALFORMED = 1,  /**< an element is missing, too long or out of range */
   BYOD_REFUSAL_PERMISSION = 2, /**< the client may not change anything */
   BYOD_REFUSAL_NOT_FOUND = 3,  /**< there is no such rule, group or set */
-  BYOD_REFUSAL_CONFLICT = 4,   /**< a rule overlaps another, which the reason names */
+  BYOD_REFUSAL_CONFLICT = 4,   /**< another rule is in the way, which the reason names */
   BYOD_REFUSAL_LIMIT = 5,      /**< the custom rules reach their limit */
   BYOD_REFUSAL_NO_CHANGE = 6,  /**< it is so already */
   BYOD_REFUSAL_NOT_SAVED = 7,  /**< the database cannot be written */

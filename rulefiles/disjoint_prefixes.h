@@ -10,6 +10,7 @@
 #ifndef BYOD_RULEFILES_DISJOINT_PREFIXES_H
 #define BYOD_RULEFILES_DISJOINT_PREFIXES_H
 
+#include <span>
 #include <vector>
 
 #include "rulefiles/rule_file.h"
@@ -21,6 +22,12 @@ namespace byod::rulefiles {
  * @return rules in the order of addresses, none of which overlaps another
  */
 std::vector<MacRule> Disjoint(std::vector<MacRule> rules);
+
+/**
+ * @param inside  blocks within the block, in order; some may lie within others
+ * @return the fewest blocks that together are the block without those inside it, in order
+ */
+std::vector<net::Prefix> Without(const net::Prefix& block, std::span<const net::Prefix> inside);
 
 }  // namespace byod::rulefiles
 

@@ -27,7 +27,8 @@ struct Options {
 
 constexpr char kRuleKeys[] =
     "kind, key, origin (predefined or custom), modified, name, vendor, category, os, "
-    "not_in_effect (why a stored rule has no effect, or null)";
+    "not_in_effect (why a stored rule has no effect, or null), except (rules within a mac rule, "
+    "which answer instead)";
 
 const char* OriginOf(const Rule& rule) {
   return rule.is_custom ? "custom" : "predefined";
@@ -36,6 +37,7 @@ const char* OriginOf(const Rule& rule) {
 /// The origin of a rule, whether it is modified, and whether it is in effect.
 std::string StateOf(const Rule& rule) {
   return std::string{OriginOf(rule)} + (rule.is_modified ? ", modified" : "") +
+         (rule.holes > 0 ? "; except " + std::to_string(rule.holes) : "") +
          (rule.why_idle.empty() ? "" : "; not in effect: " + rule.why_idle);
 }
 
@@ -52,6 +54,7 @@ Item ItemOf(const Rule& rule) {
   for (const DeviceField& field : kDeviceFields)
     item.push_back({field.name, rule.device.*field.member});
   item.push_back({"not_in_effect", OrNull(rule.why_idle)});
+  item.push_back({"except", rule.holes});
   return item;
 }
 
@@ -122,6 +125,7 @@ int ShowRule(const Options& options, const Settings& settings) {
     properties.Add(field.name, field.name, value, value + (is_marked ? " (configured)" : ""));
   }
   properties.AddForPrograms("not_in_effect", OrNull(rule.why_idle));
+  properties.AddForPrograms("except", rule.holes);
   properties.AddForPrograms("configured", configured_fields);
   properties.Write();
   return kExitSuccess;

@@ -76,7 +76,9 @@ Rule MacRuleIn(const Fields& fields) {
   return {{BYOD_METHOD_MAC, PrefixOf(rule.mac, record.mask), {}},
           origin == BYOD_RULE_CUSTOM,
           modified != 0,
-          DeviceOf(record.info)};
+          DeviceOf(record.info),
+          {},
+          fields.Number(BYOD_EXT_HOLES)};
 }
 
 Rule TextRuleIn(uint32_t kind, const Fields& fields) {

@@ -44,6 +44,7 @@ struct Rule {
   bool is_modified = false;
   rulefiles::DeviceText device;
   std::string why_idle = {};  ///< of a stored rule that is not in effect
+  uint32_t holes = 0;         ///< rules directly within a MAC rule, which answer instead
 };
 
 /// A field of a device, and how it is changed.

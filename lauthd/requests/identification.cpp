@@ -8,6 +8,8 @@
 #include "lauthd/requests/authorization_requests.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
+#include "lauthd/state/rule_kind.h"
+#include "mac.h"
 #include "net/mac_address.h"
 #include "protocol/counter.h"
 
@@ -30,6 +32,19 @@ void AppendAttributes(tlv::Appender& append, const ByodDeviceAttribute& attribut
 /// Whether no rule has anything to say, whatever was asked.
 bool NothingMatches(RuleSearch& rules) {
   return rules.FindAttributes().result != 0 && rules.FindName().result != 0;
+}
+
+/// Names the rule of which the table holds only pieces.
+void NameWholeRules(const ByodFingerPrint& fingerprint, std::vector<explain::Step>& steps) {
+  ByodMacRule probe = {};
+  std::memcpy(probe.mac, fingerprint.mac, sizeof probe.mac);
+  MAC_BroadcastAddr(probe.mask);
+  for (explain::Step& step : steps) {
+    if (step.method != BYOD_METHOD_MAC || step.lookup != explain::Lookup::kRuleMatched) continue;
+    const ByodMacRule* const rule = MacKind::Rules().Covering(probe);
+    step.rule = MacKind::Describe(MacKind::KeyOf(*rule));
+    step.is_custom = rule->origin == BYOD_RULE_CUSTOM;
+  }
 }
 
 /// The parts of a fingerprint that no rule matches, of those that the order looks at, as
@@ -210,7 +225,10 @@ Result Identify(Exchange& exchange) {
 Result Explain(Exchange& exchange) {
   return AnswerWithIdentity(
       exchange, [](tlv::Appender& append, RuleSearch& rules, const Identity&) {
-        append.Combine(explain::AppendExplanation(append.message(), explain::Explain(rules)));
+        explain::Explanation explanation = explain::Explain(rules);
+        NameWholeRules(rules.fingerprint(), explanation.attributes);
+        NameWholeRules(rules.fingerprint(), explanation.name);
+        append.Combine(explain::AppendExplanation(append.message(), explanation));
       });
 }
 

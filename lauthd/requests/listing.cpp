@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/listing.h"
 
+#include "lauthd/requests/rule_queries.h"
 #include "lauthd/requests/selectors.h"
 #include "lauthd/state/rule_cursor.h"
 
@@ -21,6 +22,9 @@ class Listing : public Series {
       if (!configured_only_ || IsConfigured(rule->origin, rule->modified)) {
         BYOD_tlv_ClearTlv(rule_.get());
         if (Kind::Encode(rule_.get(), rule, mode_) != 0) return false;
+        tlv::Appender append(rule_.get());
+        AppendHoles<Kind>(append, *rule);
+        if (append.status() != 0) return false;
         if (!pieces.AddNested(BYOD_EXT_RULE, rule_.get())) return false;
       }
       cursor_.Advance();

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/rule_changes.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "lauthd/requests/request_key.h"
 #include "lauthd/state/match_order.h"
 #include "lauthd/state/rule_state.h"
@@ -40,10 +43,8 @@ Result CannotMake(const typename Kind::Key& key, uint32_t err) {
     return Refused(BYOD_REFUSAL_LIMIT, "the custom rules have reached their limit");
   }
   if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
-    if (const ByodMacRule* const other = BYOD_data_FindMacRule(&key)) {
-      return Refused(BYOD_REFUSAL_CONFLICT,
-                     "overlaps the rule " + Kind::Describe(Kind::KeyOf(*other)));
-    }
+    if (err == kErrCarvedLimit) return Refused(BYOD_REFUSAL_LIMIT, Kind::WhyNot(key));
+    if (err == kErrBadBlock) return Refused(BYOD_REFUSAL_CONFLICT, Kind::WhyNot(key));
   }
   return NoMemory();
 }
@@ -112,14 +113,30 @@ Result ChangeIdle(State& state, const typename Kind::Key& key, IdleRule idle, Ma
   return {};
 }
 
-/// A rule that is not in effect keeps its place in the database.
-template <typename Kind>
-Result CheckIdle(const IdleRules& idle, const typename Kind::Key& key) {
-  const auto* const other = idle.InTheWayOf<Kind>(key);
-  if (other == nullptr) return {};
-  return Refused(
-      BYOD_REFUSAL_CONFLICT,
-      "it overlaps the stored rule " + Kind::Describe(other->first) + ", which is not in effect");
+/// Gives a rule that is to be stored a name that no other has: the database knows MAC rules by
+/// their addresses alone, and one may begin where another does. Bits behind the prefix tell them
+/// apart.
+/// @param rule  null: it is made with this key
+Result ChooseName(const IdleRules& idle, ByodMacRule& key, ByodMacRule* rule) {
+  if (rule != nullptr && IsConfigured(rule->origin, rule->modified)) return {};
+  ByodMacRule name = MacKind::KeyOf(rule != nullptr ? *rule : key);
+  const auto other = [&]() -> std::optional<ByodMacRule> {
+    if (const auto* const same = MacKind::Rules().Named(name.mac)) return MacKind::KeyOf(*same);
+    const auto* const waiting = idle.InTheWayOf<MacKind>(name);
+    return waiting != nullptr ? std::optional(waiting->first) : std::nullopt;
+  };
+  const auto first = other();
+  if (!first) return {};
+  if (const auto block = BlockOf(name)) {
+    for (uint64_t address = block->Last(); address > block->address; --address) {
+      std::ranges::copy(net::MakePrefix(address, 48).Mac(), name.mac);
+      if (other()) continue;
+      MacKind::TakeName(rule != nullptr ? *rule : key, name);
+      return {};
+    }
+  }
+  return Refused(BYOD_REFUSAL_CONFLICT,
+                 "the rule " + MacKind::Describe(*first) + " is stored under this address");
 }
 
 /**
@@ -129,7 +146,7 @@ Result CheckIdle(const IdleRules& idle, const typename Kind::Key& key) {
  * @param make_edit  (rule) -> Edit
  */
 template <typename Kind, typename MakeEdit>
-Result Change(State& state, const typename Kind::Key& key, bool create, MakeEdit make_edit) {
+Result Change(State& state, typename Kind::Key key, bool create, MakeEdit make_edit) {
   if (!state.store.Ready()) return state.store.NotSaved();
   state.bulk.MakeRoom<Kind>();
   auto* rule = Kind::Find(key);
@@ -142,7 +159,9 @@ Result Change(State& state, const typename Kind::Key& key, bool create, MakeEdit
     return Refused(BYOD_REFUSAL_NOT_FOUND,
                    std::string("no ") + Kind::kTitle + " rule " + Kind::Describe(key));
   }
-  if (Result checked = CheckIdle<Kind>(state.idle_rules, key); !checked.Ok()) return checked;
+  if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
+    if (Result chosen = ChooseName(state.idle_rules, key, rule); !chosen.Ok()) return chosen;
+  }
   if (created) {
     uint32_t err = 0;
     rule = Make<Kind>(state, key, err);

@@ -18,7 +18,7 @@ Result FindThis(uint32_t request, typename Kind::Key& key, typename Kind::Rule*&
     // An address alone asks for the rule that decides about it, the address of zeros included.
     typename Kind::Key probe = key;
     if (covered) MAC_BroadcastAddr(probe.mask);
-    rule = covered ? BYOD_data_FindMacRule(&probe) : Kind::Find(key);
+    rule = covered ? Kind::Rules().Covering(probe) : Kind::Find(key);
     return {};
   } else {
     Result read = ReadKeyOf<Kind>(request, KeyUse::kQuery, key);
@@ -41,6 +41,7 @@ Result QueryRule(Exchange& exchange) {
   if (rule == nullptr) return Refused(BYOD_REFUSAL_NOT_FOUND, "no such rule");
   tlv::Appender append = exchange.Answer();
   append.Combine(Kind::Encode(exchange.reply.get(), rule, selectors.mode));
+  AppendHoles<Kind>(append, *rule);
   return exchange.Answered(append);
 }
 

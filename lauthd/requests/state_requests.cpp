@@ -21,8 +21,8 @@ bool AppendTable(tlv::Appender& answer, const IdleRules& idle) {
   if (!table) return false;
   tlv::Appender append(table.get());
   append.Number(BYOD_EXT_METHOD, Kind::kMethod)
-      .Number(BYOD_TLV_COUNT, Kind::Table().rule_count)
-      .Number(BYOD_EXT_CUSTOM, Kind::Table().custom_count)
+      .Number(BYOD_TLV_COUNT, Kind::Count())
+      .Number(BYOD_EXT_CUSTOM, Kind::CustomCount())
       .Number(BYOD_EXT_MODIFIED, modified)
       .Number(BYOD_EXT_IDLE, static_cast<uint32_t>(idle.Of<Kind>().size()));
   if (append.status() != 0) return false;

@@ -16,7 +16,7 @@ namespace {
 template <typename Kind>
 bool NamesTheSame(const typename Kind::Key& a, const typename Kind::Key& b) {
   if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
-    return Kind::SameKey(a, b);
+    return Kind::SameBlock(a, b);
   } else {
     return EqualWithoutCase(a.text, b.text);
   }
@@ -60,13 +60,7 @@ void RetryKind(IdleRules::Map<Kind>& rules) {
 template <typename Kind>
 std::string WhyIdle(const typename Kind::Key& key, const IdleRule& idle) {
   if (idle.modification) return "its rule is not in the catalogue";
-  if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
-    if (const ByodMacRule* const other = BYOD_data_FindMacRule(&key)) {
-      return std::string("overlaps the ") +
-             (other->origin == BYOD_RULE_CUSTOM ? "custom" : "predefined") + " rule " +
-             Kind::Describe(Kind::KeyOf(*other));
-    }
-  }
+  if constexpr (Kind::kMethod == BYOD_METHOD_MAC) return Kind::WhyNot(key);
   return "the custom rules have reached their limit";
 }
 
@@ -83,11 +77,9 @@ template <typename Kind>
 const typename IdleRules::Map<Kind>::value_type* IdleRules::InTheWayOf(
     const typename Kind::Key& key) const {
   if constexpr (Kind::kMethod == BYOD_METHOD_MAC) {
-    const bool exists = Kind::Find(key) != nullptr;
+    // Two rules of one address are stored in one place, whatever their masks.
     for (const auto& rule : Of<Kind>()) {
-      // Two rules of one address are stored in one place, whatever their masks.
-      const bool one_place = std::memcmp(rule.first.mac, key.mac, sizeof key.mac) == 0;
-      if (one_place || (!exists && byod_data_MacRuleMatch(&rule.first, &key) == 0)) return &rule;
+      if (std::memcmp(rule.first.mac, key.mac, sizeof key.mac) == 0) return &rule;
     }
   }
   return nullptr;

@@ -30,8 +30,11 @@ class Digest {
 };
 
 void AddKey(Digest& digest, const ByodMacRule& rule) {
-  digest.Add(rule.mac, sizeof rule.mac);
-  digest.Add(rule.mask, sizeof rule.mask);
+  for (size_t i = 0; i < sizeof rule.mac; ++i) {
+    // The bits that the mask leaves out are an administrator's.
+    const uint8_t bytes[] = {static_cast<uint8_t>(rule.mac[i] & rule.mask[i]), rule.mask[i]};
+    digest.Add(bytes, sizeof bytes);
+  }
 }
 
 void AddKey(Digest& digest, const ByodUserAgentRule& rule) {

@@ -69,7 +69,8 @@ void Tidy(int32_t handle, IdleRules& idle) {
   ForEachRecord<Kind>(handle, [&](const typename Kind::Record& record) {
     if (!HasKey<Kind>(record)) return;
     const auto key = Kind::KeyOfRecord(record);
-    const auto* const rule = Kind::Find(key);
+    auto* const rule = Kind::Find(key);
+    if (rule != nullptr) Kind::TakeName(*rule, key);
     if (rule == nullptr) {
       idle.Put<Kind>(key, &record.info, IsModification(record));
     } else if (Kind::StoredKey(Kind::RecordOf(*rule)) != Kind::StoredKey(record)) {
@@ -100,28 +101,21 @@ void LogKeyless(const ByodMacRuleShowRec& record) {
       MacKind::StoredKey(record).c_str(), info.name, info.vendor, info.category, info.os);
 }
 
-/// @return whether all records of MAC rules have an address
-bool HaveAddresses(int32_t handle) {
-  bool all = true;
-  ForEachRecord<MacKind>(handle, [&](const ByodMacRuleShowRec& record) {
-    if (HasKey<MacKind>(record)) return;
-    all = false;
-    LogKeyless(record);
-  });
-  return all;
-}
-
-/// Recovers the MAC rules but those without an address: the library would make a rule of what it
-/// can read of it, which nobody could delete.
-int32_t RecoverMacRulesWithAddress(int32_t handle, const char*, uint32_t) {
+/// Recovers the MAC rules in the order of the database, each cut out of those around it: the
+/// library knows only a table without rules within rules. A record without a whole address is left
+/// alone, and a modification whose rule is gone waits for it.
+int32_t RecoverMacRules(int32_t handle, const char*, uint32_t) {
   ForEachRecord<MacKind>(handle, [](const ByodMacRuleShowRec& record) {
-    if (!HasKey<MacKind>(record)) return;
+    if (!HasKey<MacKind>(record)) return LogKeyless(record);
+    const auto key = MacKind::KeyOfRecord(record);
     uint16_t created = 0;
     uint32_t err = 0;
-    ByodMacRule* const rule = MacKind::FindOrNew(MacKind::KeyOfRecord(record), &created, &err);
+    ByodMacRule* const rule =
+        IsModification(record) ? MacKind::Find(key) : MacKind::FindOrNew(key, &created, &err);
     if (rule == nullptr) return;
     BYOD_data_UpdateMacRule(&record, rule);
     SetModified<MacKind>(*rule);
+    MacKind::InfoChanged(*rule);
   });
   return 0;
 }
@@ -176,8 +170,7 @@ struct StoredKey {
 
 constexpr StoredKey kStoredKeys[] = {
     {BYOD_DB_ORDER_KEY, LAUTH_DB_VALUE, 0, RecoverOrder, nullptr},
-    {BYOD_DB_MAC_KEY, LAUTH_DB_LIST, sizeof(ByodMacRuleShowRec), BYOD_db_RecoverMacRule,
-     Tidy<MacKind>},
+    {BYOD_DB_MAC_KEY, LAUTH_DB_LIST, sizeof(ByodMacRuleShowRec), RecoverMacRules, Tidy<MacKind>},
     {BYOD_DB_USERAGENT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec),
      BYOD_db_RecoverUserAgentRule, Tidy<UserAgentKind>},
     {BYOD_DB_DHCPOPT_KEY, LAUTH_DB_LIST, sizeof(ByodTextRuleShowRec), BYOD_db_ReCoverDhcpOptionRule,
@@ -200,12 +193,9 @@ struct Walk {
 /// Recovers what one key holds.
 /// @return whether each record made a custom rule of its own, which then is spelt like the record
 bool RecoverRules(int32_t handle, const StoredKey& stored, const char* key, uint32_t key_length) {
-  const bool is_mac = std::strcmp(stored.name, BYOD_DB_MAC_KEY) == 0;
-  const auto recover =
-      is_mac && !HaveAddresses(handle) ? RecoverMacRulesWithAddress : stored.recover;
   const int64_t records = LAUTH_db_WalkCount(handle);
   const uint32_t rules = Byod_GetCustomRuleCount();
-  recover(handle, key, key_length);
+  stored.recover(handle, key, key_length);
   return LAUTH_db_WalkCount(handle) - records == int64_t{Byod_GetCustomRuleCount() - rules};
 }
 

@@ -54,14 +54,6 @@ Layer<Kind> TakeLayer(const IdleRules& idle) {
   return layer;
 }
 
-/// Whether a rule that could not be made has no place, for another reason than memory.
-template <typename Kind>
-bool HasNoPlace(const typename Kind::Key& key, uint32_t err) {
-  if (err == BYOD_ERR_RULE_LIMIT) return true;
-  if constexpr (Kind::kMethod == BYOD_METHOD_MAC) return BYOD_data_FindMacRule(&key) != nullptr;
-  return false;
-}
-
 /// @return the rule that takes an information; null if there is no place for it
 template <typename Kind>
 typename Kind::Rule* RuleFor(const Configured<Kind>& configured) {
@@ -69,7 +61,7 @@ typename Kind::Rule* RuleFor(const Configured<Kind>& configured) {
   uint16_t created = 0;
   uint32_t err = 0;
   auto* const rule = Kind::FindOrNew(configured.key, &created, &err);
-  if (rule == nullptr && !HasNoPlace<Kind>(configured.key, err)) throw std::bad_alloc();
+  if (rule == nullptr && err == BYOD_ERR_FAILED) throw std::bad_alloc();
   return rule;
 }
 
@@ -80,6 +72,7 @@ void PutLayer(Layer<Kind> layer, IdleRules& idle) {
       OwnedInfo& info = configured.info;
       const bool anything = info && BYOD_data_IsDeviceInfoExist(info.get()) == 1;
       ExchangeInfo<Kind>(*rule, anything ? std::move(info) : nullptr);
+      Kind::TakeName(*rule, configured.key);
     } else {
       idle.Put<Kind>(configured.key, configured.info.get(), configured.modification);
     }
@@ -101,6 +94,7 @@ void Replace(const PredefinedRules& rules, uint32_t rule_limit, IdleRules& idle)
   auto mac = TakeLayer<MacKind>(idle);
   auto user_agent = TakeLayer<UserAgentKind>(idle);
   idle.Clear();
+  MacRuleSet::Get().Clear();
   BYOD_data_GlobalInfoFini();
   if (BYOD_data_GlobalInfoInit(rule_limit) != 0) throw std::bad_alloc();
   LoadPredefined(rules, false);

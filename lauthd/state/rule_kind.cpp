@@ -7,20 +7,54 @@
 
 namespace byod::lauthd {
 
+namespace {
+
+/// @return a copy whose address has only the bits that the mask keeps
+ByodMacRule Masked(const ByodMacRule& rule) {
+  ByodMacRule masked = rule;
+  for (size_t i = 0; i < sizeof masked.mac; ++i)
+    masked.mac[i] &= masked.mask[i];
+  return masked;
+}
+
+}  // namespace
+
 std::string Quoted(const char* text) {
   std::string quoted(1, '"');
   return quoted.append(text).append(1, '"');
 }
 
-// The library's own successor knows only rules that are there; a client may page on from one that
-// has been deleted in the meantime.
-MacKind::Rule* MacKind::NextOf(const Key& key) {
-  const bool first = net::LoadMac(key.mac) == 0 && net::LoadMac(key.mask) == 0;
-  if (first || BYOD_data_FindMacRule(&key) != nullptr) return BYOD_FindRuleFromMacAvlNext(&key);
-  Rule* rule = First();
-  while (rule != nullptr && byod_data_MacRuleCompare(rule, &key) <= 0)
+MacKind::Rule* MacKind::FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
+  *created = 0;
+  *err = 0;
+  if (Rule* const found = Find(key)) return found;
+  Rule* const rule = Rules().Add(key, *err);
+  *created = rule != nullptr;
+  return rule;
+}
+
+MacKind::Rule* MacKind::NextConfigured(const Key& key) {
+  Rule* rule = NextOf(key);
+  while (rule != nullptr && !IsConfigured(rule->origin, rule->modified))
     rule = Next(rule);
   return rule;
+}
+
+bool MacKind::SameBlock(const Key& a, const Key& b) {
+  return std::memcmp(a.mask, b.mask, sizeof a.mask) == 0 &&
+         byod_data_MacRuleCompareExact(&a, &b) == 0;
+}
+
+std::string MacKind::WhyNot(const Key& key) {
+  const auto block = BlockOf(key);
+  if (block && !Rules().HasRoomFor(*block)) {
+    return "the rules within the blocks of others have reached their limit";
+  }
+  const Rule* const other = BYOD_data_FindMacRule(&key);
+  if (other != nullptr && (!block || !BlockOf(*other))) {
+    return "overlaps the rule " + Describe(KeyOf(*other));
+  }
+  return "the custom rules have reached their limit";
 }
 
 MacKind::Key MacKind::KeyOfRecord(const Record& record) {
@@ -33,7 +67,13 @@ MacKind::Key MacKind::KeyOfRecord(const Record& record) {
 }
 
 std::string MacKind::Describe(const Key& key) {
-  return net::BlockText(key.mac, key.mask);
+  const Rule block = Masked(key);
+  return net::BlockText(block.mac, block.mask);
+}
+
+uint32_t MacKind::Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
+  const Rule block = Masked(*rule);
+  return BYOD_tlv_EncapMacRuleAllInfo(msg, &block, mode);
 }
 
 uint32_t MacKind::DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]) {

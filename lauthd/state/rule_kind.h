@@ -6,7 +6,9 @@
 //   Find(key)              the very rule that the key names
 //   FindOrNew(key, ...)    as the library's function
 //   Erase(rule)            out of the table, and released
-//   Count()                how many rules there are
+//   TakeName(rule, key)    gives a rule the very key under which it is stored
+//   InfoChanged(rule)      to be called after its information was changed
+//   Count(), CustomCount() rules in the table
 //   First(), Next(rule)    the table in order
 //   Before(rule, key)      whether the rule stands before the key in that order
 //   NextOf(key), NextConfigured(key)
@@ -28,8 +30,8 @@
 #include "byod_tlv.h"
 #include "data/bounded_copy.h"
 #include "data/internal.h"
-#include "lauth_avl.h"
 #include "lauth_text.h"
+#include "lauthd/state/mac_rule_set.h"
 #include "rulekinds/rule_kind.h"
 
 namespace byod::lauthd {
@@ -62,20 +64,19 @@ void FillRecord(const Rule& rule, Record& record) {
 struct MacKind : rulekinds::MacKind {
   using Key = ByodMacRule;  // of which only address and mask count
 
-  static Rule* Find(const Key& key) { return BYOD_data_SetFindMacRule(&key); }
-  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
-    return BYOD_data_FindOrNewMacRule(&key, BYOD_RULE_CUSTOM, created, err);
-  }
-  static void Erase(Rule* rule) { BYOD_DeleteMacRule(rule); }
-  static const ByodMacTable& Table() { return *BYOD_data_GetMacRuleTbl(); }
-  static uint32_t Count() { return BYOD_data_GetMacRuleCount(); }
-  static Rule* First() { return static_cast<Rule*>(AVL_GetLeftMost(Table().tree)); }
-  static Rule* Next(Rule* rule) { return static_cast<Rule*>(AVL_GetNext(Table().tree, rule)); }
-  static bool Before(const Rule& rule, const Key& key) {
-    return byod_data_MacRuleCompare(&rule, &key) < 0;
-  }
-  static Rule* NextOf(const Key& key);
-  static Rule* NextConfigured(const Key& key) { return BYOD_ProcGetNextMacByConfig(&key); }
+  static Rule* Find(const Key& key) { return Rules().Find(key); }
+  /// @param err  may be one of MacRuleSet's
+  static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err);
+  static void Erase(Rule* rule) { Rules().Remove(rule); }
+  static void InfoChanged(const Rule& rule) { Rules().ShareInfo(rule); }
+  static MacRuleSet& Rules() { return MacRuleSet::Get(); }
+  static uint32_t Count() { return Rules().Count(); }
+  static uint32_t CustomCount() { return BYOD_data_GetMacRuleTbl()->custom_count; }
+  static Rule* First() { return Rules().First(); }
+  static Rule* Next(Rule* rule) { return Rules().Next(*rule); }
+  static bool Before(const Rule& rule, const Key& key) { return MacRuleSet::Before(rule, key); }
+  static Rule* NextOf(const Key& key) { return Rules().After(key); }
+  static Rule* NextConfigured(const Key& key);
   static Key KeyOf(const Rule& rule) {
     Key key = {};
     std::memcpy(key.mac, rule.mac, sizeof key.mac);
@@ -87,6 +88,15 @@ struct MacKind : rulekinds::MacKind {
     return order != 0 ? order : std::memcmp(a.mask, b.mask, sizeof a.mask);
   }
   static bool SameKey(const Key& a, const Key& b) { return CompareKeys(a, b) == 0; }
+  /// Whether two keys mean the same addresses: bits that the mask leaves out may differ.
+  static bool SameBlock(const Key& a, const Key& b);
+  /// Gives the rule of a stored key those bits of it: the address as it stands is its name in the
+  /// database.
+  static void TakeName(Rule& rule, const Key& key) {
+    std::memcpy(rule.mac, key.mac, sizeof rule.mac);
+  }
+  /// @return what keeps a rule from being added, as people read it
+  static std::string WhyNot(const Key& key);
   static Key KeyOfRecord(const Record& record);
   static Rule MakeRule(const Key& key) { return KeyOf(key); }
   static std::string Describe(const Key& key);
@@ -101,9 +111,8 @@ struct MacKind : rulekinds::MacKind {
   }
   static uint32_t UnsaveRecord(const Record& record) { return BYOD_db_DeleteMacRule(&record); }
   static uint32_t Unsave(const Key& key) { return UnsaveRecord(RecordOf(MakeRule(key))); }
-  static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode) {
-    return BYOD_tlv_EncapMacRuleAllInfo(msg, rule, mode);
-  }
+  /// Without the bits that the mask leaves out.
+  static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode);
   static uint32_t DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]);
 };
 
@@ -159,6 +168,7 @@ struct TextKind : Base {
   using Key = TextKey;
 
   static const auto& Table() { return *kCalls.table(); }
+  static uint32_t CustomCount() { return Table().custom_count; }
   static const char* TextOf(const Rule& rule) { return rule.*Base::kText; }
   static Rule* RuleOf(ByodLink* link) {
     if (link == nullptr) return nullptr;
@@ -189,6 +199,9 @@ struct TextKind : Base {
     return kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
   }
   static void Erase(Rule* rule) { kCalls.erase(rule); }
+  static void InfoChanged(const Rule&) {}
+
+  static void TakeName(Rule&, const Key&) {}
 
   static Key KeyOf(const char* text) {
     Key key = {};

@@ -21,6 +21,7 @@ template <typename Kind>
 OwnedInfo ExchangeInfo(typename Kind::Rule& rule, OwnedInfo info) {
   OwnedInfo old(std::exchange(rule.configured, info.release()));
   SetModified<Kind>(rule);
+  Kind::InfoChanged(rule);
   return old;
 }
 

@@ -10,6 +10,7 @@
 
 #include "byod_order.h"
 #include "lauthd/log.h"
+#include "lauthd/state/mac_rule_set.h"
 #include "lauthd/state/match_order.h"
 #include "lauthd/state/reload.h"
 #include "lauthd/state/rule_source.h"
@@ -32,6 +33,7 @@ State::~State() {
   store.Close();
   RemoveService();
   BYOD_order_Fini();
+  MacRuleSet::Get().Clear();
   BYOD_data_GlobalInfoFini();
 }
 
@@ -40,6 +42,7 @@ void State::Load() {
     throw std::runtime_error("no memory for the tables of rules");
   }
   BYOD_order_Init();
+  MacRuleSet::Get().SetLimit(options.carved_limit);
   const RuleSource source(options);
   const auto start = Clock::now();
   const PredefinedRules rules = source.Read();

@@ -12,7 +12,7 @@ from running_daemon import copy_for_every_user
 from with_daemon import CommandCase, Programs, WithDaemon, main
 
 RULE_KEYS = ["kind", "key", "origin", "modified", "name", "vendor", "category", "os",
-             "not_in_effect"]
+             "not_in_effect", "except"]
 
 
 class Identify(WithDaemon):
@@ -135,10 +135,30 @@ class Rules(WithDaemon):
         self.ctl("set", "rule", "user-agent", "bare")
         self.assertIn("byodctl: unchanged\n", self.err)
 
-    def test_a_conflict_is_refused_with_the_rule_that_it_overlaps(self):
-        self.ctl("set", "rule", "mac", "00:11:22:33:00:00/32", "--vendor", "V", "--os", "O",
-                 expect=5)
-        self.assertIn("overlaps the rule 00:11:22:00:00:00/24", self.err)
+    def test_a_rule_within_another_answers_for_its_block_and_is_listed_once(self):
+        self.ctl("set", "rule", "mac", "00:11:22:33:44:55", "--vendor", "Desk")
+        self.ctl("set", "rule", "mac", "00:11/16", "--vendor", "Around")
+        rules = self.json("show", "rules", "mac")
+        self.assertEqual([(rule["key"], rule["except"]) for rule in rules],
+                         [("00:11:00:00:00:00/16", 1), ("00:11:22:00:00:00/24", 1),
+                          ("00:11:22:33:44:55", 0)])
+        for address, vendor in [("00:11:22:33:44:55", "Desk"), ("00:11:22:33:44:56", "MacVendor"),
+                                ("00:11:99:00:00:01", "Around")]:
+            (answer,) = self.json("identify", "--mac", address)
+            self.assertEqual(answer["vendor"], vendor)
+        self.assertIn("predefined; except 1\n", self.ctl("show", "rules", "mac"))
+        self.assertIn("predefined; except 1\n", self.ctl("show", "rule", "mac", "00:11:22/24"))
+        self.assertIn("00:11:22:00:00:00/24",
+                      self.ctl("identify", "--mac", "00:11:22:33:44:56", "--explain"))
+        self.ctl("unset", "rule", "mac", "00:11:22:33:44:55")
+        self.ctl("unset", "rule", "mac", "00:11/16")
+        (rule,) = self.json("show", "rules", "mac")
+        self.assertEqual((rule["key"], rule["except"]), ("00:11:22:00:00:00/24", 0))
+
+    def test_a_rule_that_cannot_be_stored_beside_another_is_refused_with_its_name(self):
+        self.ctl("set", "rule", "mac", "00:11:22/24", "--name", "changed")
+        self.ctl("set", "rule", "mac", "00:11:22:00:00:00", "--vendor", "V", "--os", "O", expect=5)
+        self.assertIn("the rule 00:11:22:00:00:00/24 is stored under this address", self.err)
         self.assertEqual(len(self.json("show", "rules", "mac")), 1)
 
     def test_bad_keys_and_fields_are_bad_usage(self):
@@ -155,17 +175,20 @@ class Rules(WithDaemon):
 
 
 class RulesNotInEffect(WithDaemon):
-    """The registry has gained a block that overlaps a rule of the administrator's."""
+    """The registry has gained a block around a rule of the administrator's, and the daemon may cut
+    none out."""
 
     def setUp(self):
         super().setUp()
+        self.daemon.stop()
+        self.daemon.start("--carved-limit", "0")
         self.ctl("set", "rule", "mac", "02:02:02:10/28", "--vendor", "Mine")
         (self.daemon.rules / "mac.csv").write_text(
             "mac,mask,name,vendor,category,os\n02:02:02/24,,,Registry,,\n", encoding="utf-8")
         self.ctl("reload")
 
     def test_are_listed_with_the_reason(self):
-        reason = "overlaps the predefined rule 02:02:02:00:00:00/24"
+        reason = "the rules within the blocks of others have reached their limit"
         (rule,) = self.json("show", "rules", "--custom")
         self.assertEqual([rule["key"], rule["vendor"], rule["not_in_effect"]],
                          ["02:02:02:10:00:00/28", "Mine", reason])
@@ -173,7 +196,7 @@ class RulesNotInEffect(WithDaemon):
         self.assertEqual(self.json("show", "rules", "--modified"), [])
 
     def test_are_shown_with_the_reason(self):
-        reason = "overlaps the predefined rule 02:02:02:00:00:00/24"
+        reason = "the rules within the blocks of others have reached their limit"
         self.assertIn("custom; not in effect: " + reason,
                       self.ctl("show", "rule", "mac", "02:02:02:10/28"))
         (rule,) = self.json("show", "rule", "mac", "02-02-02-10/28")
@@ -184,7 +207,7 @@ class RulesNotInEffect(WithDaemon):
     def test_can_be_changed(self):
         self.ctl("set", "rule", "mac", "02:02:02:10/28", "--name", "N")
         self.assertEqual(self.err, 'byodctl: warning: the rule "02:02:02:10:00:00/28" is not in '
-                         "effect: overlaps the predefined rule 02:02:02:00:00:00/24\n")
+                         "effect: the rules within the blocks of others have reached their limit\n")
         (rule,) = self.json("show", "rules", "--custom")
         self.assertEqual([rule["name"], rule["vendor"]], ["N", "Mine"])
 
@@ -415,16 +438,16 @@ class ImportExport(WithDaemon):
 
     def test_a_dry_run_reports_the_result_of_each_row_and_changes_nothing(self):
         file = ("mac,name,vendor,category,os\n"
-                "00:11:22:33:44:55,Inside,,,\n"
                 "00:11:22/24,Changed,,,\n"
+                "00:11:22:00:00:00,Inside,,,\n"
                 "zz,,,,\n"
                 "00:99:88/24,New,,,\n")
         rows = self.json("import", "-", "--dry-run", stdin=file, expect=1)
         self.assertEqual([list(row) for row in rows],
                          [["line", "kind", "key", "action", "reason"]] * 4)
         self.assertEqual({row["line"]: row["action"] for row in rows},
-                         {2: "refused", 3: "changed", 4: "bad", 5: "added"})
-        refused = next(row for row in rows if row["line"] == 2)
+                         {2: "changed", 3: "refused", 4: "bad", 5: "added"})
+        refused = next(row for row in rows if row["line"] == 3)
         self.assertIn("00:11:22:00:00:00/24", refused["reason"])
         self.assertIn("-:4: address", self.err)
         self.assertEqual(self.json("show", "rules", "--custom", "--modified"), [])

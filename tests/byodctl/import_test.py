@@ -86,7 +86,7 @@ class Replace(Import):
 
     def test_a_bad_or_refused_row_leaves_everything_as_it_was(self):
         before = self.ctl("export")
-        for row, status in (("zz,V", 1), ("00:11:22:33/32,V", 5), ("00:99:87/24,V,x", 1)):
+        for row, status in (("zz,V", 1), ("00:11:22/24,V\n00:11:22:00:00:00,V", 5), ("00:99:87/24,V,x", 1)):
             file = "mac,vendor\n00:77:77/24,New\n" + row + "\n"
             out = self.ctl("import", "-", "--replace", stdin=file, expect=status)
             self.assertIn("would be", out)

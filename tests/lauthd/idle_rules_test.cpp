@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A rule that was accepted was dropped at the next start, with a line in the log, when the registry
-// had gained a block that overlaps it, or the limit had been lowered. Now every stored rule stays
+// had gained a block around it, or the limit had been lowered. Now every stored rule stays
 // stored and listed, whatever the rule files and the limit say, and takes effect when it can.
 #include <algorithm>
 #include <map>
@@ -124,6 +124,8 @@ class IdleRules : public testing::Test {
   /// Changes the limit of the next start.
   void SetLimit(size_t limit) { daemon_.SetOption("--rule-limit", std::to_string(limit)); }
 
+  void SetCarvedLimit(size_t limit) { daemon_.SetOption("--carved-limit", std::to_string(limit)); }
+
   DaemonProcess daemon_;
 };
 
@@ -134,17 +136,20 @@ const Block kOne = {{2, 2, 2, 0x10, 0, 0}, 28};
 const Block kOther = {{2, 2, 3, 0, 0, 0}, 24};
 const Block kAround = {{2, 2, 2, 0, 0, 0}, 24};
 
-TEST_F(IdleRules, ARuleThatTheRegistryOverlapsIsKeptAndComesBack) {
+const char kCarvedLimit[] = "the rules within the blocks of others have reached their limit";
+
+TEST_F(IdleRules, ARuleThatTheRegistryPutsABlockAroundIsKeptAndComesBack) {
+  SetCarvedLimit(0);
+  ASSERT_NO_FATAL_FAILURE(Restart());
   ASSERT_EQ(SetMac(kOne), kDone);
   ASSERT_EQ(SetMac(kOther), kDone);
   WriteMac({kAround});
   ASSERT_EQ(Reload(), kDone);
-  const Reasons expected = {{kOne.Text(), "overlaps the predefined rule 02:02:02:00:00:00/24"}};
+  const Reasons expected = {{kOne.Text(), kCarvedLimit}};
   EXPECT_EQ(Idle(), expected);
   EXPECT_EQ(Custom(), Keys{kOther.Text()});
-  EXPECT_TRUE(
-      daemon_.Logged("the stored MAC rule 02:02:02:10:00:00/28 is not in effect: overlaps "
-                     "the predefined rule 02:02:02:00:00:00/24"));
+  EXPECT_TRUE(daemon_.Logged("the stored MAC rule 02:02:02:10:00:00/28 is not in effect: " +
+                             std::string(kCarvedLimit)));
   ASSERT_NO_FATAL_FAILURE(Restart());
   EXPECT_EQ(Idle(), expected);
   EXPECT_EQ(Custom(), Keys{kOther.Text()});
@@ -152,11 +157,17 @@ TEST_F(IdleRules, ARuleThatTheRegistryOverlapsIsKeptAndComesBack) {
   ASSERT_EQ(Reload(), kDone);
   EXPECT_EQ(Idle(), Reasons());
   EXPECT_EQ(Custom(), (Keys{kOne.Text(), kOther.Text()}));
+  WriteMac({kAround});
+  ASSERT_EQ(Reload(), kDone);
+  SetCarvedLimit(1);
   ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), Reasons());
   EXPECT_EQ(Custom(), (Keys{kOne.Text(), kOther.Text()}));
 }
 
 TEST_F(IdleRules, ARuleThatIsNotInEffectCanBeChangedAndDeleted) {
+  SetCarvedLimit(0);
+  ASSERT_NO_FATAL_FAILURE(Restart());
   ASSERT_EQ(SetMac(kOne), kDone);
   WriteMac({kAround});
   ASSERT_EQ(Reload(), kDone);
@@ -173,16 +184,30 @@ TEST_F(IdleRules, ARuleThatIsNotInEffectCanBeChangedAndDeleted) {
   EXPECT_EQ(Custom(), Keys());
 }
 
-TEST_F(IdleRules, NoNewRuleTakesThePlaceOfOneThatIsNotInEffect) {
+TEST_F(IdleRules, NoNewRuleIsStoredInThePlaceOfOneThatIsNotInEffect) {
+  SetCarvedLimit(0);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  const Block inside = {{2, 2, 2, 0, 0, 0}, 28};
   ASSERT_EQ(SetMac(kAround), kDone);
-  WriteMac({{{2, 2, 2, 0, 0, 0}, 28}});
+  WriteMac({inside});
   ASSERT_EQ(Reload(), kDone);
   ASSERT_EQ(Idle().size(), 1u);
-  // It would be free in the table.
-  EXPECT_EQ(SetMac(kOne), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
-  // It would be stored under the same address.
-  EXPECT_EQ(SetMac({{2, 2, 2, 0, 0, 0}, 28}), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
+  // The database knows both by their address: the second one gets another.
+  EXPECT_EQ(SetMac(inside), kDone);
   EXPECT_EQ(SetMac(kOther), kDone);
+  // A whole address has no bits to spare.
+  EXPECT_EQ(SetMac({{2, 2, 2, 0, 0, 0}, 48}), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
+  SetCarvedLimit(2);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), Reasons());
+  EXPECT_EQ(Custom(), (Keys{kAround.Text(), kOther.Text()}));
+  WriteMac({});
+  ASSERT_EQ(Reload(), kDone);
+  EXPECT_EQ(Idle(), (Reasons{{inside.Text(), "its rule is not in the catalogue"}}));
+  EXPECT_EQ(UnsetMac(kAround), kDone);
+  ASSERT_NO_FATAL_FAILURE(Restart());
+  EXPECT_EQ(Idle(), (Reasons{{inside.Text(), "its rule is not in the catalogue"}}));
+  EXPECT_EQ(Custom(), Keys{kOther.Text()});
 }
 
 TEST_F(IdleRules, TheLimitLeavesRulesOutUntilThereIsRoom) {
@@ -376,7 +401,7 @@ TEST_F(IdleRules, ARestoreBringsThoseOfTheBackup) {
   WriteMac({kAround});
   ASSERT_EQ(Reload(), kDone);
   ASSERT_EQ(RestoreBackup(client, backup), kDone);
-  EXPECT_EQ(Idle().size(), 1u);
+  EXPECT_EQ(Custom(), Keys{kOne.Text()}) << "cut out of the block that the registry has now";
   WriteMac({});
   ASSERT_EQ(Reload(), kDone);
   EXPECT_EQ(Custom(), Keys{kOne.Text()});
@@ -421,6 +446,7 @@ TEST_F(IdleRules, EveryStoredRuleSurvivesEveryRegistryAndLimit) {
     WriteMac(registry);
     if (edition % 2 == 0) {
       SetLimit(random() % (stored.size() + 2));
+      SetCarvedLimit(random() % 4 == 0 ? random() % 4 : 4096);
       ASSERT_NO_FATAL_FAILURE(Restart());
     } else {
       ASSERT_EQ(Reload(), kDone);
@@ -440,7 +466,7 @@ TEST_F(IdleRules, EveryStoredRuleSurvivesEveryRegistryAndLimit) {
     EXPECT_EQ(Custom(), in_effect) << "a reload and a restart agree";
     EXPECT_EQ(Idle(), idle);
   }
-  EXPECT_EQ(reasons, (std::set<std::string>{"overlaps", "the cust"}));
+  EXPECT_EQ(reasons, (std::set<std::string>{"the cust", "the rule"}));
 }
 
 }  // namespace

@@ -297,8 +297,11 @@ TEST_F(Requests, MacRuleIsDeletedByItsVeryAddressAndMaskOnly) {
   EXPECT_EQ(BYOD_cfgmsg_SetMacValue(1, kOther, kPrefix), 0u);
   const uint8_t inside[6] = {0x0a, 0x0b, 0x0c, 1, 2, 3};
   EXPECT_EQ(BYOD_cfgmsg_SetMacValue(0, inside, kFull), uint32_t{BYOD_ERR_FAILED});
-  EXPECT_EQ(BYOD_cfgmsg_SetMacValue(1, inside, kFull), uint32_t{BYOD_ERR_FAILED});
+  EXPECT_EQ(BYOD_cfgmsg_SetMacValue(1, inside, kFull), 0u);
   uint32_t count = 0;
+  BYOD_cfgmsg_GetRulesCountByType(2, &count);
+  EXPECT_EQ(count, 3u);
+  EXPECT_EQ(BYOD_cfgmsg_SetMacValue(0, inside, kFull), 0u);
   BYOD_cfgmsg_GetRulesCountByType(2, &count);
   EXPECT_EQ(count, 2u);
   EXPECT_EQ(BYOD_cfgmsg_SetMacValue(0, kOther, kPrefix), 0u);
@@ -306,10 +309,15 @@ TEST_F(Requests, MacRuleIsDeletedByItsVeryAddressAndMaskOnly) {
   EXPECT_EQ(count, 1u);
 }
 
-TEST_F(Requests, OverlapNamesTheRuleInTheWay) {
+TEST_F(Requests, ARuleThatCannotBeStoredBesideAnotherNamesIt) {
+  const uint8_t first[6] = {0x00, 0x11, 0x22, 0, 0, 0};
+  ByodMacRule modified = {};
+  std::memcpy(modified.mac, first, sizeof modified.mac);
+  std::memcpy(modified.mask, kPrefix, sizeof modified.mask);
   Client client(daemon_);
-  const Message reply = client.Ask(BYOD_OP_SET, BYOD_MSG_MAC_VALUE, [](Appender& append) {
-    append.Address(BYOD_TLV_MAC, kInside).Address(BYOD_TLV_MACMASK, kFull);
+  EXPECT_EQ(BYOD_cfgmsg_SetMacRule(1, "modified", &modified), 0u);
+  const Message reply = client.Ask(BYOD_OP_SET, BYOD_MSG_MAC_VALUE, [&](Appender& append) {
+    append.Address(BYOD_TLV_MAC, first).Address(BYOD_TLV_MACMASK, kFull);
   });
   EXPECT_EQ(VerdictOf(reply), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_CONFLICT}));
   EXPECT_NE(TextOf(reply, BYOD_EXT_REASON).find("00:11:22:00:00:00/24"), std::string::npos);

@@ -83,9 +83,10 @@ class ClientTest(DaemonTest):
                     self.client.unset_rule(kind, key)
 
     def test_a_rule_that_cannot_be_refuses_with_the_daemon_s_reason(self):
+        self.client.set_rule(Kind.MAC, "00:11:22/24", name="Ours")
         with self.assertRaises(byod.Refused) as refused:
-            self.client.set_rule(Kind.MAC, "00:11:22:33:44:55", name="Mine")
-        self.assertIn("overlaps", str(refused.exception))
+            self.client.set_rule(Kind.MAC, "00:11:22:00:00:00", name="Mine")
+        self.assertIn("is stored under this address", str(refused.exception))
         with self.assertRaises(byod.Refused):
             self.client.set_rule(Kind.USER_AGENT, "x", vendor="v" * 64)
         self.assertIsNone(self.client.rule(Kind.USER_AGENT, "x"), "no half of a rule stays")

@@ -173,11 +173,23 @@ TEST_F(PredefinedRule, IsListedAsConfiguredOnlyWhenItIs) {
 
 class MacRequests : public Handlers {};
 
-TEST_F(MacRequests, OverlappingBlockIsAConflictThatNamesTheOtherRule) {
+TEST_F(MacRequests, ABlockWithinAnotherAnswersInItAndIsCountedThere) {
+  const Elements inside =
+      Keys<MacKind>::Block("\x00\x11\x22\x33\x00\x00", "\xff\xff\xff\xff\x00\x00");
+  Set(ChangeRule<MacKind>, Keys<MacKind>::A() + Elements{Name("Router")});
+  EXPECT_EQ(Set(ChangeRule<MacKind>, inside + Elements{Name("Desk")}).refusal(), 0u);
+  const Elements address = {Bytes(BYOD_TLV_MAC, std::string("\x00\x11\x22\x33\x44\x55", 6))};
+  EXPECT_EQ(Get(QueryRule<MacKind>, address).TextOf(BYOD_TLV_DEVNAME), "Desk");
+  const Answer around = Get(QueryRule<MacKind>, Keys<MacKind>::A());
+  EXPECT_EQ(around.TextOf(BYOD_TLV_DEVNAME), "Router");
+  EXPECT_TRUE(around.Has(Number(BYOD_EXT_HOLES, 1)));
+}
+
+TEST_F(MacRequests, AnAddressUnderWhichABlockIsStoredIsAConflictThatNamesTheBlock) {
   Set(ChangeRuleValue<MacKind>, Keys<MacKind>::A());
   const Answer answer =
       Set(ChangeRuleValue<MacKind>,
-          Keys<MacKind>::Block("\x00\x11\x22\x33\x00\x00", "\xff\xff\xff\xff\x00\x00"));
+          Keys<MacKind>::Block("\x00\x11\x22\x00\x00\x00", "\xff\xff\xff\xff\xff\xff"));
   EXPECT_EQ(answer.refusal(), uint32_t{BYOD_REFUSAL_CONFLICT});
   EXPECT_NE(answer.result.reason.find("00:11:22"), std::string::npos) << answer.result.reason;
 }
