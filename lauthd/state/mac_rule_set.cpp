@@ -11,7 +11,8 @@
 #include "data/internal.h"
 #include "lauth_avl.h"
 #include "lauthd/state/device_info.h"
-#include "lauthd/state/rule_cursor.h"
+#include "lauthd/state/origin.h"
+#include "lauthd/state/rule_position.h"
 #include "net/mac_address.h"
 #include "rulefiles/disjoint_prefixes.h"
 
@@ -337,7 +338,7 @@ Rule* MacRuleSet::Cut(Rule* whole, const Rule& key) {
     beside->origin = whole->origin;
     beside->modified = whole->modified;
     Share(*beside, *whole);
-    RuleCursor<MacKind>::Move(whole, beside.release());
+    RulePosition<Rule>::Move(whole, beside.release());
   } else {
     --added;
   }

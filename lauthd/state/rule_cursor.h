@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "lauthd/state/rule_kind.h"
+#include "lauthd/state/rule_position.h"
 
 namespace byod::lauthd {
 
@@ -14,22 +15,17 @@ namespace byod::lauthd {
  * once.
  *
  * All cursors of a kind are linked, so that a cursor can be advanced before the rule that it points
- * to is erased. The tables are global to the process, and so is this list.
+ * to is erased. Nothing else derives from RulePosition.
  */
 template <typename Kind>
-class RuleCursor {
+class RuleCursor : public RulePosition<typename Kind::Rule> {
+  using Position = RulePosition<typename Kind::Rule>;
+  using Position::next_;
+
  public:
   using Rule = typename Kind::Rule;
 
-  RuleCursor() : next_(Kind::First()), next_cursor_(first_cursor_) { first_cursor_ = this; }
-  ~RuleCursor() {
-    RuleCursor** link = &first_cursor_;
-    while (*link != this)
-      link = &(*link)->next_cursor_;
-    *link = next_cursor_;
-  }
-  RuleCursor(const RuleCursor&) = delete;
-  RuleCursor& operator=(const RuleCursor&) = delete;
+  RuleCursor() : Position(Kind::First()) {}
 
   /// @return the rule at the position, null at the end
   Rule* Here() const { return next_; }
@@ -37,31 +33,27 @@ class RuleCursor {
 
   /// Called before a rule is erased.
   static void Leave(Rule* rule) {
-    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_) {
+    ForEachCursor([rule](RuleCursor* cursor) {
       if (cursor->next_ == rule) cursor->Advance();
-    }
-  }
-
-  /// Called before a rule is erased that another record replaces.
-  static void Move(const Rule* from, Rule* to) {
-    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_) {
-      if (cursor->next_ == from) cursor->next_ = to;
-    }
+    });
   }
 
   /// Called before all rules are erased: saves the positions by key.
   static void LeaveAll() {
-    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
-      cursor->KeepKey();
+    ForEachCursor([](RuleCursor* cursor) { cursor->KeepKey(); });
   }
 
   /// Called when the tables have been filled again: restores the positions.
   static void ReturnAll() {
-    for (RuleCursor* cursor = first_cursor_; cursor != nullptr; cursor = cursor->next_cursor_)
-      cursor->FindKey();
+    ForEachCursor([](RuleCursor* cursor) { cursor->FindKey(); });
   }
 
  private:
+  template <typename Call>
+  static void ForEachCursor(Call call) {
+    Position::ForEach([call](Position* position) { call(static_cast<RuleCursor*>(position)); });
+  }
+
   void KeepKey() {
     at_end_ = next_ == nullptr;
     if (at_end_) return;
@@ -86,10 +78,6 @@ class RuleCursor {
 
   bool HasKey(const Rule& rule) const { return Kind::SameKey(Kind::KeyOf(rule), key_); }
 
-  static inline RuleCursor* first_cursor_ = nullptr;
-
-  Rule* next_;
-  RuleCursor* next_cursor_;
   typename Kind::Key key_ = {};
   size_t given_ = 0;
   bool at_end_ = false;

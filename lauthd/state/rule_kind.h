@@ -32,13 +32,10 @@
 #include "data/internal.h"
 #include "lauth_text.h"
 #include "lauthd/state/mac_rule_set.h"
+#include "lauthd/state/origin.h"
 #include "rulekinds/rule_kind.h"
 
 namespace byod::lauthd {
-
-inline bool IsConfigured(uint32_t origin, uint32_t modified) {
-  return origin == BYOD_RULE_CUSTOM || modified == 1;
-}
 
 /**
  * The last byte of a stored name, which is behind the end of its text, says that the record is the

@@ -66,8 +66,8 @@ class Help(Commands):
 
     @staticmethod
     def second_line(path):
-        """The first words of a head, which is a comment or a docstring under the first line."""
-        return " ".join(path.read_text(encoding="utf-8").splitlines()[1].strip('#" ').split())
+        """The first words of a head, a comment or a docstring under the lines of program and licence."""
+        return " ".join(path.read_text(encoding="utf-8").splitlines()[2].strip('#" ').split())
 
 
 class Setup(Commands):
