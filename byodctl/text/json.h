@@ -24,15 +24,15 @@ class Json {
   Json() = default;
   // Not explicit: {{"key", value}} is an object.
   template <std::integral Number>
-  Json(Number value) : value_(uint64_t{value}) {}
-  Json(bool value) : value_(value) {}
-  Json(const char* value) : value_(std::string{value}) {}
-  Json(std::string value) : value_(std::move(value)) {}
+  Json(Number value);
+  Json(bool value);
+  Json(const char* value);
+  Json(std::string value);
   Json(const std::vector<std::string>& values);
   Json(std::initializer_list<JsonMember> members);
 
-  static Json EmptyArray() { return Json(Array()); }
-  static Json EmptyObject() { return Json(Object()); }
+  static Json EmptyArray();
+  static Json EmptyObject();
 
   /// Sets a member of an object; null becomes an object. A new member is the last.
   void Set(std::string key, Json value);
@@ -55,8 +55,8 @@ class Json {
   using Array = std::vector<Json>;
   using Object = std::vector<JsonMember>;
 
-  explicit Json(Array values) : value_(std::move(values)) {}
-  explicit Json(Object members) : value_(std::move(members)) {}
+  explicit Json(Array values);
+  explicit Json(Object members);
 
   void AppendTo(std::string& out) const;
 
@@ -67,6 +67,23 @@ struct JsonMember {
   std::string key;
   Json value;
 };
+
+// Behind JsonMember, as whatever makes a value may also destroy members.
+template <std::integral Number>
+Json::Json(Number value) : value_(uint64_t{value}) {}
+inline Json::Json(bool value) : value_(value) {}
+inline Json::Json(const char* value) : value_(std::string{value}) {}
+inline Json::Json(std::string value) : value_(std::move(value)) {}
+inline Json::Json(Array values) : value_(std::move(values)) {}
+inline Json::Json(Object members) : value_(std::move(members)) {}
+
+inline Json Json::EmptyArray() {
+  return Json(Array());
+}
+
+inline Json Json::EmptyObject() {
+  return Json(Object());
+}
 
 /// Null for an empty text.
 inline Json OrNull(const std::string& text) {
