@@ -495,8 +495,9 @@ TEST_F(Clients, AListingTellsEveryRuleOnceWhileOthersChangeAndReload) {
         // Rules come and go everywhere, also just where the listing stands.
         for (int i = 0; i < 3; ++i) {
           char keyword[64];
-          std::snprintf(keyword, sizeof keyword, "Agent-%05d+%u",
-                        static_cast<int>(random() % kManyRules), static_cast<unsigned>(random()));
+          const int number = static_cast<int>(random() % kManyRules);
+          const unsigned suffix = static_cast<unsigned>(random());
+          std::snprintf(keyword, sizeof keyword, "Agent-%05d+%u", number, suffix);
           change(BYOD_OP_SET, keyword);
           added.push_back(keyword);
         }
