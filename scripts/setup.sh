@@ -25,7 +25,9 @@ run=(
 )
 # clang's sanitizers are in libclang-rt; the clients are those that wire_test.py asks for addresses.
 test=("${run[@]}" clang-19 libclang-rt-19-dev libgtest-dev libgmock-dev binutils python3
-  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc)
+  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc
+  # the manual pages and what checks them
+  scdoc mandoc)
 bench=("${run[@]}" libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev python3)
 analysis=("${test[@]}" clang-tidy-19 clang-format-19 cppcheck shellcheck)
 # SQLite is made from Debian's source package.
