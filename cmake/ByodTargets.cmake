@@ -82,7 +82,7 @@ endfunction()
 # byod_test_settings(target): what all test programs are built with. The libraries under test are
 # optimised; optimising the tests as well would take most of a build's time.
 function(byod_test_settings target)
-  # At -O1 g++ 12 warns of faults inside std::string that are not there.
+  # Where they are optimised, g++ 12 warns of faults inside std::string that are not there.
   target_compile_options(${target} PRIVATE ${BYOD_TEST_OPTIONS}
     $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
     -Wno-restrict -Wno-maybe-uninitialized>)
