@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What takes the place of the registry of MAC prefixes, and what does not."""
 
 import os
