@@ -12,6 +12,7 @@ set(BYOD_LAUTHD_SOCKET /run/lauthd/lauthd.sock CACHE STRING "The daemon's Unix s
 set(BYOD_REGISTRY_DIRECTORY /usr/share/ieee-data CACHE STRING
   "The registry of address prefixes that programs read unless they are given another")
 option(BYOD_CAPTURE "Let byodctl read packets, by libpcap and libtins" ON)
+option(BYOD_SECCOMP "Let programs that capture refuse themselves system calls; needs libseccomp" ON)
 set(BYOD_PROGRAM_OPTIONS "" CACHE STRING "Compiler options for the programs alone")
 set(BYOD_TEST_OPTIONS -O0 CACHE STRING "Compiler options for the tests alone")
 set(BYOD_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as in -fsanitize=")

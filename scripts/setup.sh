@@ -19,7 +19,7 @@ run=(
   g++ cmake ninja-build pkg-config
   # the platform library and the programs
   libboost-dev libsqlite3-dev libasio-dev libcli11-dev nlohmann-json3-dev libcsv-dev libutf8proc-dev
-  libsystemd-dev libpcap-dev libtins-dev
+  libsystemd-dev libpcap-dev libtins-dev libseccomp-dev
   # the registry of MAC prefixes
   ieee-data
 )
