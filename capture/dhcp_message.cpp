@@ -8,6 +8,7 @@
 #include <map>
 
 #include "byod_data.h"
+#include "net/byte_order.h"
 
 namespace byod::capture {
 namespace {
@@ -17,10 +18,13 @@ constexpr uint8_t kCookie[] = {0x63, 0x82, 0x53, 0x63};
 
 enum Option : uint8_t {
   kPad = 0,
+  kHostName = 12,
   kRequestedAddress = 50,
+  kLeaseTime = 51,
   kOverload = 52,
   kMessageType = 53,
   kParameterRequestList = 55,
+  kVendorClass = 60,
   kEnd = 255
 };
 
@@ -67,6 +71,17 @@ std::vector<uint8_t> ValueOf(const Options& options, uint8_t code) {
   return option == options.end() ? std::vector<uint8_t>() : option->second;
 }
 
+std::string TextOf(const Options& options, uint8_t code) {
+  const std::vector<uint8_t> value = ValueOf(options, code);
+  return {value.begin(), value.end()};
+}
+
+/// 0 for a lease time of another size: it is no part of what identifies a client.
+uint32_t LeaseSeconds(const Options& options) {
+  const std::vector<uint8_t> value = ValueOf(options, kLeaseTime);
+  return value.size() == sizeof(uint32_t) ? net::LoadBig<uint32_t>(value.data()) : 0;
+}
+
 /// Whether a single terminal can have this address.
 bool IsStation(const MacAddress& mac) {
   return (mac[0] & 0x01) == 0 && std::ranges::any_of(mac, [](uint8_t byte) { return byte != 0; });
@@ -93,6 +108,9 @@ std::optional<DhcpMessage> Read(const Tins::BootP& message, const Options& optio
   read.offered_address = AddressOf(message.yiaddr());
   read.requested_address = MakeIpAddress(ValueOf(options, kRequestedAddress));
   read.option55 = ValueOf(options, kParameterRequestList);
+  read.lease_seconds = LeaseSeconds(options);
+  read.vendor_class = TextOf(options, kVendorClass);
+  read.host_name = TextOf(options, kHostName);
   if (read.IsAboutLeases() && read.client == MacAddress{}) return read;
   // On other hardware the field has no room for an address, or contains something else.
   if (message.hlen() != sizeof(MacAddress) || !IsStation(read.client)) return std::nullopt;

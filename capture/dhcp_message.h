@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "capture/frame.h"
@@ -23,6 +24,7 @@ struct DhcpMessage {
     kRequest = 3,
     kAck = 5,
     kNak = 6,
+    kRelease = 7,
     kInform = 8,
     kLeaseQuery = 10,
     kLeaseActive = 13
@@ -36,6 +38,9 @@ struct DhcpMessage {
   IpAddress offered_address = kNoAddress;    ///< assigned by the server
   IpAddress requested_address = kNoAddress;  ///< option 50
   std::vector<uint8_t> option55;             ///< up to 255; empty = not in the message
+  uint32_t lease_seconds = 0;                ///< option 51; 0 = not in the message
+  std::string vendor_class;                  ///< option 60, any bytes; empty = not in the message
+  std::string host_name;                     ///< option 12, the same
 
   /// A lease query or its answer, which may be about an address instead of a client.
   bool IsAboutLeases() const { return type >= kLeaseQuery && type <= kLeaseActive; }

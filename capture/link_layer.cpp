@@ -12,6 +12,7 @@ namespace {
 
 enum : uint16_t {
   kIpv4 = 0x0800,
+  kArp = 0x0806,
   kVlan = 0x8100,
   kIpv6 = 0x86DD,
   kServiceVlan = 0x88A8,
@@ -38,6 +39,7 @@ Unwrapped BehindEtherType(uint16_t type, ByteReader reader, std::optional<MacAdd
     type = reader.Word();
   }
   if (reader.failed()) return Malformed();
+  if (type == kArp) return {Verdict::kNothing, sender, reader.rest(), true};
   if (type != kIpv4 && type != kIpv6) return Nothing();
   return {Verdict::kFound, sender, reader.rest()};
 }

@@ -23,6 +23,7 @@ struct Unwrapped {
   Verdict verdict = Verdict::kNothing;
   std::optional<MacAddress> sender;  ///< of the frame; of an 802.11 frame its original source
   Bytes ip;                          ///< the packet, perhaps with padding after it
+  bool is_arp = false;               ///< nothing found: the frame has an ARP packet in place of ip
 };
 
 /// Whether frames of this DLT_* are understood.

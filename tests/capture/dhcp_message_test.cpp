@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <string>
 #include <vector>
 
 #include "support/packets.h"
@@ -41,6 +42,21 @@ TEST(DhcpMessage, AddressTypeAndListAreRead) {
   EXPECT_EQ(ToString(message->requested_address), "192.0.2.9");
   EXPECT_EQ(ToString(message->offered_address), "");
   EXPECT_THAT(message->option55, ElementsAre(1, 0, 255));
+}
+
+TEST(DhcpMessage, LeaseTimeVendorClassAndHostNameAreRead) {
+  Dhcp dhcp;
+  dhcp.options = {12, 3, 'p', 0, 0xFC, 60, 2, 'a', 'b', 51, 4, 1, 2, 3, 4};
+  const auto message = Read(dhcp);
+  ASSERT_TRUE(message);
+  EXPECT_EQ(message->host_name, std::string("p\0\xfc", 3));
+  EXPECT_EQ(message->vendor_class, "ab");
+  EXPECT_EQ(message->lease_seconds, 0x01020304U);
+
+  dhcp.options = {51, 3, 1, 2, 3};
+  EXPECT_EQ(Read(dhcp)->lease_seconds, 0U);
+  EXPECT_EQ(Read(dhcp)->host_name, "");
+  EXPECT_EQ(Read(dhcp)->vendor_class, "");
 }
 
 TEST(DhcpMessage, AListCutAtAnyByteIsNone) {
