@@ -8,6 +8,7 @@
 #   bench     besides run, what scripts/bench.sh measures against
 #   analysis  besides test, what scripts/analyse.sh and scripts/lint.sh take
 #   cross     besides test, what scripts/test-cross.sh takes
+#   captures  what scripts/compare-captures takes
 #   docs      besides run, what the build's target docs-api takes
 #   bare      what scripts/test-bare.sh takes
 #   package   besides run, what manual pages and scripts/package.sh take
@@ -33,6 +34,7 @@ analysis=("${test[@]}" clang-tidy-19 clang-format-19 cppcheck shellcheck)
 # SQLite is made from Debian's source package.
 cross=("${test[@]}" g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu
   g++-arm-linux-gnueabihf qemu-user tcl dpkg-dev make)
+captures=(tshark python3)
 docs=("${run[@]}" doxygen)
 bare=(debootstrap git)
 package=("${run[@]}" scdoc mandoc build-essential debhelper dh-python dh-apparmor python3-all lintian
@@ -48,12 +50,13 @@ for group in "$@"; do
     bench) packages+=("${bench[@]}") ;;
     analysis) packages+=("${analysis[@]}") ;;
     cross) packages+=("${cross[@]}") ;;
+    captures) packages+=("${captures[@]}") ;;
     docs) packages+=("${docs[@]}") ;;
     bare) packages+=("${bare[@]}") ;;
     package) packages+=("${package[@]}") ;;
     machine) packages+=("${machine[@]}") ;;
     *)
-      echo "setup: unknown group: $group (run, test, bench, analysis, cross, docs, bare, package, machine)" >&2
+      echo "setup: unknown group: $group (run, test, bench, analysis, cross, captures, docs, bare, package, machine)" >&2
       exit 2
       ;;
   esac
