@@ -10,11 +10,11 @@
 
 /** The parts of the version. */
 #define BYOD_VERSION_MAJOR 1
-#define BYOD_VERSION_MINOR 0
+#define BYOD_VERSION_MINOR 1
 #define BYOD_VERSION_PATCH 0
 
 /** The version as a text. */
-#define BYOD_VERSION_TEXT "1.0.0"
+#define BYOD_VERSION_TEXT "1.1.0"
 
 /** A version as a number that can be compared: 1.2.3 is 10203. */
 #define BYOD_VERSION_NUMBER_OF(major, minor, patch) ((major) * 10000 + (minor) * 100 + (patch))

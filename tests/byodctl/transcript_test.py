@@ -44,6 +44,8 @@ VARYING = [
     (re.compile(r'"connections":\d+'), '"connections":NUMBER'),
     (re.compile(r"^(connections +)\d+$", re.MULTILINE), r"\1NUMBER"),
     (re.compile(r'"user_id":\d+'), '"user_id":NUMBER'),
+    (re.compile(r"^(byodctl |version +)\d+\.\d+\.\d+$", re.MULTILINE), r"\1VERSION"),
+    (re.compile(r'"version":"\d+\.\d+\.\d+"'), '"version":"VERSION"'),
 ]
 
 

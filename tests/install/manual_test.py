@@ -55,6 +55,16 @@ def commands():
     return found
 
 
+class Version(unittest.TestCase):
+    def test_both_programs_have_the_version_of_the_headers(self):
+        header = (SOURCES / "include" / "byod_version.h").read_text(encoding="utf-8")
+        version = re.search(r'BYOD_VERSION_TEXT "(.*)"', header)[1]
+        for name, program in (("byodctl", BYODCTL), ("lauthd", LAUTHD)):
+            said = subprocess.run([program, "--version"], capture_output=True, text=True,
+                                  check=True, timeout=60).stdout
+            self.assertEqual(f"{name} {version}\n", said)
+
+
 class Byodctl(unittest.TestCase):
     def setUp(self):
         parts = re.split(r"^## (.*)\n", section("byodctl.1", "COMMANDS"), flags=re.M)[1:]

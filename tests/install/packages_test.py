@@ -34,6 +34,14 @@ class Packages(unittest.TestCase):
         for package in packages:
             self.assertIn(f"`{package}`", described)
 
+    def test_programs_packages_client_and_changes_state_one_version(self):
+        version = re.search(r'BYOD_VERSION_TEXT "([\d.]+)"', read("include/byod_version.h"))[1]
+        # What follows a "~" makes a version that comes before the one that is released.
+        packages = re.match(r"byod \(([\d.]+)[)~-]", read("debian/changelog"))[1]
+        client = re.search(r'^version = "([\d.]+)"$', read("python/pyproject.toml"), re.M)[1]
+        changes = re.search(r"^## ([\d.]+)", read("CHANGELOG.md"), re.M)[1]
+        self.assertEqual([version] * 3, [packages, client, changes])
+
     def test_the_build_needs_what_the_setup_installs(self):
         needs = re.search(r"^Build-Depends:(.*?)^[^ ]", read("debian/control"), re.M | re.S)[1]
         wanted = {re.sub(r":any| .*", "", need.strip()) for need in needs.split(",")}
