@@ -98,6 +98,7 @@ enum {
   BYOD_EXT_RELOAD_FAILURE = 1045, /**< text, 512: why the last reload was refused; absent if not */
   BYOD_EXT_WATCHERS = 1046,       /**< number: connections that watch */
   BYOD_EXT_IDLE = 1047,           /**< number: of a table's stored rules that are not in effect */
+  BYOD_EXT_REGISTRY_TIME = 1048,  /**< counter: microseconds since 1970; absent without registry */
 
   /* Authorization. */
   BYOD_EXT_AUTHORIZATION = 1050, /**< nested: GROUP, BYOD_TLV_DEVTYPE, then NAME, VALUE pairs */

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "rulefiles/registry.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -53,6 +56,19 @@ std::vector<MacRule> ReadRegistry(const std::string& directory, const VendorAlia
              });
   }
   return Disjoint(std::move(rules));
+}
+
+std::optional<std::chrono::system_clock::time_point> RegistryTime(const std::string& directory) {
+  std::optional<std::chrono::system_clock::time_point> newest;
+  if (directory.empty()) return newest;
+  for (const std::string_view name : kFiles) {
+    struct stat status = {};
+    const std::string path = directory + "/" + std::string{name};
+    if (stat(path.c_str(), &status) != 0) continue;
+    const auto changed = std::chrono::system_clock::from_time_t(status.st_mtime);
+    newest = std::max(newest.value_or(changed), changed);
+  }
+  return newest;
 }
 
 }  // namespace byod::rulefiles

@@ -3,6 +3,8 @@
 #ifndef BYOD_RULEFILES_REGISTRY_H
 #define BYOD_RULEFILES_REGISTRY_H
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,15 @@ namespace byod::rulefiles {
  */
 std::vector<MacRule> ReadRegistry(const std::string& directory, const VendorAliases& aliases,
                                   Diagnostics& diagnostics);
+
+/**
+ * The date of a registry: when the newest of its files was last changed. Packages and
+ * byod-update-registry give each file the date of its content.
+ *
+ * @param directory  empty = none
+ * @return nothing without any of the files
+ */
+std::optional<std::chrono::system_clock::time_point> RegistryTime(const std::string& directory);
 
 }  // namespace byod::rulefiles
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // byodctl show order, show counts, show status
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -9,7 +10,9 @@
 #include "byodctl/command_line/command.h"
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/daemon/client.h"
+#include "byodctl/identification/identification_fields.h"
 #include "byodctl/rules/rule.h"
+#include "byodctl/text/counted.h"
 #include "byodctl/text/order_text.h"
 #include "byodctl/text/properties.h"
 #include "protocol/extensions.h"
@@ -117,6 +120,36 @@ void AddTables(Properties& properties, const Fields& status) {
   properties.AddForPrograms("rules", rules);
 }
 
+constexpr uint64_t kMicrosecondsOfDay = uint64_t{86400} * 1000000;
+constexpr uint64_t kDaysOfYear = 365;
+constexpr size_t kDateLength = 10;
+
+/// Whole days until now; 0 when the time is still to come.
+uint64_t DaysSince(uint64_t microseconds) {
+  const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
+  const auto now = static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::microseconds>(since_1970).count());
+  return now > microseconds ? (now - microseconds) / kMicrosecondsOfDay : 0;
+}
+
+/// The date of the registry, and a warning when terminals of today are missing in it.
+void AddRegistry(Properties& properties, const Fields& status) {
+  if (!status.Has(BYOD_EXT_REGISTRY_TIME)) {
+    properties.AddForPrograms("registry_time", {});
+    return properties.AddForPrograms("registry_age_days", {});
+  }
+  const uint64_t time = status.Counter(BYOD_EXT_REGISTRY_TIME);
+  const uint64_t days = DaysSince(time);
+  const bool is_old = days > kDaysOfYear;
+  properties.AddForPrograms("registry_time", TimeText(time));
+  properties.AddForPrograms("registry_age_days", days);
+  const std::string date = TimeText(time).substr(0, kDateLength);
+  properties.AddForPeople("address registry",
+                          "of " + date + ", " + Counted(days, "day") + " old" +
+                              (is_old ? "; byod-update-registry replaces it" : ""),
+                          is_old ? Emphasis::kAlarm : Emphasis::kNone);
+}
+
 int ShowStatus(bool json, const Settings& settings) {
   Client client(settings);
   const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_EXT_MSG_STATUS));
@@ -145,6 +178,7 @@ int ShowStatus(bool json, const Settings& settings) {
   } else {
     properties.AddForPrograms("reload_failure", {});
   }
+  AddRegistry(properties, status);
   properties.Write();
   return kExitSuccess;
 }
@@ -162,7 +196,9 @@ std::string StatusKeys() {
       "null)";
   for (const StatusNumber& row : kStatusNumbers)
     keys += std::string{", "} + row.key;
-  return keys + ", database (open, failing or none), reload_failure (or null)";
+  return keys +
+         ", database (open, failing or none), reload_failure (or null), registry_time "
+         "(or null), registry_age_days (or null)";
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "lauthd/requests/identification.h"
+#include "lauthd/requests/wall_clock.h"
 #include "lauthd/state/rule_kind.h"
 #include "lauthd/state/state.h"
 #include "protocol/counter.h"
@@ -90,6 +91,9 @@ Result ShowStatus(Exchange& exchange) {
   append.PresentText(BYOD_EXT_RELOAD_FAILURE,
                      state.reload_failure.substr(0, BYOD_EXT_REASON_SIZE - 1).c_str());
   append.Number(BYOD_EXT_WATCHERS, static_cast<uint32_t>(state.watch_hub.size()));
+  if (state.registry_time) {
+    AppendCounter(append, BYOD_EXT_REGISTRY_TIME, MicrosecondsSince1970(*state.registry_time));
+  }
   if (!whole) {
     exchange.reply = {};
     return NoMemory();

@@ -8,9 +8,10 @@
 
 namespace byod::lauthd {
 
-inline uint64_t MicrosecondsSince1970() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+inline uint64_t MicrosecondsSince1970(
+    std::chrono::system_clock::time_point time = std::chrono::system_clock::now()) {
+  const auto since = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch());
+  return static_cast<uint64_t>(since.count());
 }
 
 }  // namespace byod::lauthd

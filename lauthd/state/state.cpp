@@ -14,6 +14,7 @@
 #include "lauthd/state/match_order.h"
 #include "lauthd/state/reload.h"
 #include "lauthd/state/rule_source.h"
+#include "rulefiles/registry.h"
 
 namespace byod::lauthd {
 namespace {
@@ -45,6 +46,7 @@ void State::Load() {
   MacRuleSet::Get().SetLimit(options.carved_limit);
   const RuleSource source(options);
   const auto start = Clock::now();
+  registry_time = rulefiles::RegistryTime(options.ieee);
   const PredefinedRules rules = source.Read();
   const auto read = Clock::now();
   LoadPredefined(rules, source.shows_progress());
@@ -60,6 +62,7 @@ void State::Load() {
 
 Result State::Reload() {
   const RuleSource source(options);
+  const auto time = rulefiles::RegistryTime(options.ieee);
   Result result = ReplacePredefined(source, options.rule_limit, idle_rules);
   if (result.Ok() || result.refusal == BYOD_REFUSAL_NO_CHANGE) {
     store.Tidy();
@@ -67,6 +70,7 @@ Result State::Reload() {
     malloc_trim(0);  // both sets of rules were in memory
 #endif
     ++counters.reloads;
+    registry_time = time;
     reload_failure.clear();
     Log(Severity::kNotice, "the rule files were read again");
   } else {

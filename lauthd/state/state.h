@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "lauthd/options.h"
@@ -64,6 +65,7 @@ class State {
   Bulk bulk;
   size_t sessions = 0;         // clients that are connected
   std::string reload_failure;  // why the last reload was refused; empty after a successful one
+  std::optional<std::chrono::system_clock::time_point> registry_time;  // of the one in effect
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -289,6 +289,11 @@ class Client:
             reloads=reply.counter(codes.RELOADS),
             reload_failure=reply.text(codes.RELOAD_FAILURE),
             watchers=reply.number(codes.WATCHERS),
+            registry_time=(
+                None
+                if reply.data(codes.REGISTRY_TIME) is None
+                else reply.counter(codes.REGISTRY_TIME) / 1e6
+            ),
         )
 
     def reload(self) -> None:

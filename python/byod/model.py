@@ -154,6 +154,7 @@ class Status:
     reloads: int = 0
     reload_failure: str = ""
     watchers: int = 0
+    registry_time: float | None = None  # seconds since 1970, UTC; None: no registry of addresses
 
 
 def _digits(value: str) -> str:

@@ -250,6 +250,28 @@ class OrderAndState(WithDaemon):
         self.assertIn("custom rules allowed", self.ctl("show", "status"))
         self.assertIn("total", self.ctl("show", "counts"))
 
+    def test_the_status_has_the_age_of_the_registry_and_warns_above_a_year(self):
+        (status,) = self.json("show", "status")
+        self.assertEqual((status["registry_time"], status["registry_age_days"]), (None, None))
+        self.assertNotIn("registry", self.ctl("show", "status"))
+        registry = self.daemon.directory / "registry"
+        registry.mkdir()
+        now = time.time()
+        for days, warning in ((365, ""), (366, "; byod-update-registry replaces it"), (-2, "")):
+            for name in ("oui.csv", "mam.csv", "oui36.csv", "iab.csv"):
+                (registry / name).write_text("Assignment,Organization Name\n", encoding="utf-8")
+                os.utime(registry / name, (now, now - 3600 - days * 86400))
+            self.daemon.stop()
+            self.daemon.registry = registry
+            self.daemon.start()
+            (status,) = self.json("show", "status")
+            date = status["registry_time"][:10]
+            age = max(days, 0)
+            self.assertEqual(status["registry_age_days"], age)
+            self.assertEqual(date, time.strftime("%Y-%m-%d", time.gmtime(now - 3600 - days * 86400)))
+            self.assertRegex(self.ctl("show", "status"),
+                             rf"(?m)^address registry +of {date}, {age} days old{warning}$")
+
     def test_unknown_fingerprints_are_kept_and_forgotten(self):
         for _ in range(2):
             self.ctl("identify", "--user-agent", "nobody", "--mac", "0099887766aa", expect=3)

@@ -55,6 +55,7 @@ class Daemon:
         self._lauthd = lauthd
         self._byodctl = byodctl
         self._process = None
+        self.registry = ""  # the directory that --ieee names
         self.log = self.directory / "log"
 
     def use(self, lauthd, byodctl):
@@ -66,7 +67,7 @@ class Daemon:
         with open(self.log, "ab") as log:
             self._process = subprocess.Popen(
                 [self._lauthd, "--socket", self.socket, "--state-dir", self.directory / "state",
-                 "--rules", self.rules, "--ieee", "", *arguments], stdout=log, stderr=log)
+                 "--rules", self.rules, "--ieee", self.registry, *arguments], stdout=log, stderr=log)
         deadline = time.monotonic() + 60
         while time.monotonic() < deadline:
             if self._process.poll() is not None:

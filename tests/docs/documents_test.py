@@ -77,7 +77,7 @@ class ConfigurationFile(unittest.TestCase):
             (registry / name).write_text(
                 "Registry,Assignment,Organization Name,Organization Address\n", encoding="utf-8")
         for there, here in (("/usr/share/byod/rules", self.daemon.rules),
-                            ("/usr/share/ieee-data", registry),
+                            ("/var/lib/ieee-data", registry),
                             (" netdev ", " root "), (" adm ", " root ")):
             self.assertIn(there, sample)
             sample = sample.replace(there, str(here))

@@ -214,6 +214,17 @@ class ClientTest(DaemonTest):
         self.assertIs(status.database, byod.DatabaseState.OPEN)
         self.assertIsNone(status.rule_limit)
         self.assertGreaterEqual(status.changes, 1)
+        self.assertIsNone(status.registry_time)
+
+    def test_status_has_the_date_of_the_registry(self):
+        registry = self.daemon.directory / "registry"
+        registry.mkdir()
+        for name in ("oui.csv", "mam.csv", "oui36.csv", "iab.csv"):
+            (registry / name).write_text("Assignment,Organization Name\n", encoding="utf-8")
+            os.utime(registry / name, (0, 1_700_000_000))
+        self.daemon.stop()
+        self.daemon.start("--ieee", registry)
+        self.assertEqual(self.client.status().registry_time, 1_700_000_000)
 
     def test_reload_returns_when_the_new_rules_are_in_effect(self):
         rules = self.daemon.rules / "dhcp-option.csv"

@@ -57,6 +57,12 @@ struct Answer {
     }
     return false;
   }
+  bool HasType(uint16_t type) const {
+    for (const Element& element : elements) {
+      if (element.type == type) return true;
+    }
+    return false;
+  }
   /// The messages that are nested in elements of a type.
   std::vector<Elements> NestedIn(uint16_t type) const {
     std::vector<Elements> messages;

@@ -2,6 +2,9 @@
 // Requests about the daemon itself, and listings of what it collected.
 #include "lauthd/requests/state_requests.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "lauthd/requests/category_requests.h"
 #include "lauthd/requests/identification.h"
 #include "lauthd/requests/idle_requests.h"
@@ -97,6 +100,39 @@ TEST_F(StateRequests, IdleRulesAreListedWithAReason) {
   EXPECT_EQ(rule.TextOf(BYOD_TLV_DEVNAME), "Phone");
   EXPECT_NE(rule.TextOf(BYOD_EXT_REASON), "");
   EXPECT_FALSE(state_.idle_rules.Empty()) << "a listing leaves the rules where they are";
+}
+
+class Registry : private HandlerDirectory, public Handlers {
+ protected:
+  Registry() : Handlers(ReadingFrom(path())) {}
+  static Options ReadingFrom(const std::string& directory) {
+    Options options = WithoutDatabase();
+    options.ieee = directory;
+    return options;
+  }
+  void WriteAll(const std::string& rows) {
+    for (const char* const name : {"oui.csv", "mam.csv", "oui36.csv", "iab.csv"}) {
+      Write(name, "Assignment,Organization Name\n" + rows);
+      Date(name, 1600000000);
+    }
+  }
+  void Date(const std::string& name, time_t seconds) {
+    const timespec times[] = {{seconds, 0}, {seconds, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (path() + "/" + name).c_str(), times, 0), 0);
+  }
+};
+
+TEST_F(Registry, StatusHasTheDateOfTheNewestFileThatIsInEffect) {
+  EXPECT_FALSE(Get(ShowStatus).HasType(BYOD_EXT_REGISTRY_TIME));
+  WriteAll("");
+  Date("mam.csv", 1700000000);
+  EXPECT_FALSE(Get(ShowStatus).HasType(BYOD_EXT_REGISTRY_TIME)) << "not read yet";
+  Set(ReloadRules);
+  EXPECT_TRUE(Get(ShowStatus).Has(Counter(BYOD_EXT_REGISTRY_TIME, 1700000000000000)));
+  WriteAll("not a block,X\n");
+  Date("oui.csv", 1800000000);
+  EXPECT_EQ(Set(ReloadRules).refusal(), uint32_t{BYOD_REFUSAL_BAD_DATA});
+  EXPECT_TRUE(Get(ShowStatus).Has(Counter(BYOD_EXT_REGISTRY_TIME, 1700000000000000)));
 }
 
 class RuleFiles : private HandlerDirectory, public Handlers {
