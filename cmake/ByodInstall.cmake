@@ -48,6 +48,8 @@ install(FILES rules/user-agent.csv rules/dhcp-option.csv rules/mac.csv rules/ven
 install(FILES LICENSE NOTICE CHANGELOG.md SECURITY.md README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md)
 
+install(PROGRAMS scripts/byod-update-registry DESTINATION ${CMAKE_INSTALL_SBINDIR})
+
 # byod_install_configured(file directory [name]): installs a file with the paths of the installation in
 # it, which cmake --install --prefix may have changed.
 function(byod_install_configured file directory)

@@ -115,6 +115,16 @@ sed 's/^#\([a-z-]* *=\)/\1/; /^[a-z-]*-group *=/d; s#/opt/byod#'"$work/moved#; s
 LD_LIBRARY_PATH=$work/moved/$libdir "${emulator[@]}" "$work/moved/bin/lauthd" --config "$work/lauthd.conf" \
   --check >"$work/check.log" 2>&1 || { cat "$work/check.log"; exit 1; }
 
+# The registry is replaced by the installed script, and the daemon reads it.
+mkdir "$work/offered" "$work/registry"
+header='Registry,Assignment,Organization Name,Organization Address'
+for name in oui mam oui36 iab; do echo "$header" | tee "$work/registry/$name.csv" >"$work/offered/$name.csv"; done
+echo 'MA-L,0200AA,New Vendor,' >>"$work/offered/oui.csv"
+"$work/moved/sbin/byod-update-registry" --directory "$work/registry" --reload '' \
+  "file://$work/offered/oui.csv" >"$work/update.log" || { cat "$work/update.log"; exit 1; }
+LD_LIBRARY_PATH=$work/moved/$libdir "${emulator[@]}" "$work/moved/bin/byodctl" identify --offline \
+  --ieee "$work/registry" --mac 0200aa000001 --json | grep -q '"vendor":"New Vendor"'
+
 # The rules, with the notices of their sources beside them.
 tree=$here/../..
 for file in "$tree"/rules/{user-agent,dhcp-option,mac,vendor-alias}.csv "$tree"/{NOTICE,LICENSE}; do

@@ -35,7 +35,7 @@ def help_of(*command):
 
 
 def options_of(text):
-    return sorted(re.findall(r"^  (?:-\w,)?(--[a-z-]+)", text, re.M))
+    return sorted(re.findall(r"^  (?:-\w, ?)?(--[a-z-]+)", text, re.M))
 
 
 def commands():
@@ -107,6 +107,13 @@ class Lauthd(unittest.TestCase):
         settings = re.findall(r"^\*([a-z-]+)\*(?: = _\w+_)?$", section("lauthd.conf.5", "OPTIONS"), re.M)
         of_the_file = {option[2:] for option in self.options} - {"help", "version", "config"}
         self.assertEqual(sorted(of_the_file), sorted(settings))
+
+
+class UpdateRegistry(unittest.TestCase):
+    def test_every_option_has_its_entry(self):
+        options = options_of(help_of(sys.executable, SOURCES / "scripts" / "byod-update-registry"))
+        self.assertLess(3, len(options))
+        self.assertEqual(options, entries(section("byod-update-registry.8", "OPTIONS")))
 
 
 @unittest.skipUnless(PAGES and shutil.which("mandoc"), "needs scdoc and mandoc")

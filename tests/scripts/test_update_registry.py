@@ -6,6 +6,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 SCRIPT = os.path.join(
@@ -38,7 +39,7 @@ class UpdateRegistry(unittest.TestCase):
     def test_current_files_take_the_place_of_those_in_use_and_the_daemon_reloads(self):
         done = self.update("oui.csv", "mam.csv")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        self.assertEqual(done.stdout, "oui.csv: 25 blocks\nmam.csv: 1 blocks\n")
+        self.assertEqual(done.stdout, "oui.csv: 25 blocks\nmam.csv: 1 block\n")
         self.assertEqual((self.used / "oui.csv").read_text(), NEW)
         self.assertEqual(sorted(os.listdir(self.used)), ["mam.csv", "oui.csv"])
         self.assertTrue(self.reloaded.exists())
@@ -66,6 +67,39 @@ class UpdateRegistry(unittest.TestCase):
         self.assertEqual(self.update("iab.csv").returncode, 1)
         self.assertEqual(self.update("other.csv").returncode, 2)
         self.assertEqual(self.update("oui.csv", "oui.csv").returncode, 2)
+
+    def test_without_urls_those_of_a_file_are_used(self):
+        listed = self.used.parent / "urls"
+        listed.write_text(f"# the registry\n\n  {(self.offered / 'oui.csv').as_uri()}\n")
+        done = subprocess.run(
+            [sys.executable, SCRIPT, "--directory", self.used, "--reload", "", "--urls", listed],
+            capture_output=True, text=True, check=False)
+        self.assertEqual((done.returncode, done.stdout), (0, "oui.csv: 25 blocks\n"), done.stderr)
+        listed.write_text("# none\n")
+        for path in (listed, self.used / "absent"):
+            done = subprocess.run(
+                [sys.executable, SCRIPT, "--directory", self.used, "--urls", path],
+                capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, 2)
+            self.assertIn("no URL", done.stderr)
+
+    def test_a_file_has_the_date_that_its_server_states(self):
+        os.utime(self.offered / "oui.csv", (0, 1_700_000_000))  # which a file: URL states
+        self.assertEqual(self.update("oui.csv", "mam.csv").returncode, 0)
+        self.assertEqual((self.used / "oui.csv").stat().st_mtime, 1_700_000_000)
+        os.utime(self.offered / "oui.csv", (0, 32_000_000_000))
+        self.assertEqual(self.update("oui.csv").returncode, 0)
+        self.assertAlmostEqual((self.used / "oui.csv").stat().st_mtime, time.time(), delta=60)
+
+    def test_the_file_of_a_package_behind_a_link_stays(self):
+        package = self.used.parent / "package.csv"
+        (self.used / "oui.csv").rename(package)
+        (self.used / "oui.csv").symlink_to(package)
+        (self.offered / "oui.csv").write_text("".join(OLD.splitlines(True)[:15]))
+        self.assertIn("where the file in use has 20", self.update("oui.csv").stderr)
+        (self.offered / "oui.csv").write_text(NEW)
+        self.assertEqual(self.update("oui.csv").returncode, 0)
+        self.assertEqual(((self.used / "oui.csv").read_text(), package.read_text()), (NEW, OLD))
 
     def test_a_reload_that_fails_is_reported(self):
         urls = [(self.offered / "oui.csv").as_uri()]
