@@ -26,17 +26,28 @@ const std::vector<std::pair<std::string, Severity>> kSeverities = {{"error", Sev
                                                                    {"info", Severity::kInfo},
                                                                    {"debug", Severity::kDebug}};
 
-std::string CheckLevel(const std::string& name) {
-  std::vector<std::string> names;
-  for (const auto& [known, severity] : kSeverities)
-    names.push_back(known);
-  if (std::find(names.begin(), names.end(), name) != names.end()) return {};
-  return "unknown level \"" + name + "\"" + text::DidYouMean(name, names);
+const std::vector<std::pair<std::string, rulefiles::ModuleMakers>> kModuleMakers = {
+    {"mark", rulefiles::ModuleMakers::kMarked},
+    {"name", rulefiles::ModuleMakers::kNamed},
+    {"open", rulefiles::ModuleMakers::kOpen}};
+
+/// @return a check that a word is one of a list; its report calls it by what it is
+template <typename Value>
+auto OneOf(const std::vector<std::pair<std::string, Value>>& words, const char* what) {
+  return [&words, what](const std::string& word) -> std::string {
+    std::vector<std::string> known;
+    for (const auto& [name, value] : words)
+      known.push_back(name);
+    if (std::find(known.begin(), known.end(), word) != known.end()) return {};
+    return std::string{"unknown "} + what + " \"" + word + "\"" + text::DidYouMean(word, known);
+  };
 }
 
-Severity LevelOf(const std::string& name) {
-  return std::find_if(kSeverities.begin(), kSeverities.end(),
-                      [&](const auto& level) { return level.first == name; })
+/// @param word  one of the list
+template <typename Value>
+Value ValueOf(const std::vector<std::pair<std::string, Value>>& words, const std::string& word) {
+  return std::find_if(words.begin(), words.end(),
+                      [&](const auto& known) { return known.first == word; })
       ->second;
 }
 
@@ -99,6 +110,7 @@ class CommandLine {
   Options& options_;
   std::string limit_ = "none";
   std::string level_ = "notice";
+  std::string module_makers_ = "mark";
 };
 
 /// How CLI11 gets what a configuration file holds.
@@ -169,6 +181,10 @@ void CommandLine::Describe() {
       ->type_name("DIR")
       ->check(CheckDirectory)
       ->capture_default_str();
+  app_.add_option("--module-makers", module_makers_,
+                  "Vendors of address blocks that only make the radio module: mark, name, or open")
+      ->check(OneOf(kModuleMakers, "way to report makers of modules"))
+      ->capture_default_str();
   auto* const state =
       app_.add_option("--state-dir", options_.state_dir, "Directory of the configuration database")
           ->capture_default_str();
@@ -193,7 +209,7 @@ void CommandLine::Describe() {
       ->check(NumberFrom(1, 3600))
       ->capture_default_str();
   app_.add_option("--log-level", level_, "error, warning, notice, info or debug")
-      ->check(CheckLevel)
+      ->check(OneOf(kSeverities, "level"))
       ->capture_default_str();
   app_.add_flag("--check", options_.check, "Check options and rule files, then exit");
   app_.add_flag("--timing", options_.timing, "Report how long loading took");
@@ -207,7 +223,8 @@ void CommandLine::Parse(int argc, char** argv) {
     throw CLI::FileError(file);
   }
   ReadRuleLimit(limit_, options_.rule_limit);
-  options_.log_level = LevelOf(level_);
+  options_.log_level = ValueOf(kSeverities, level_);
+  options_.module_makers = ValueOf(kModuleMakers, module_makers_);
 }
 
 std::string CommandLine::CheckSetting(const std::string& name, const std::string& value) {

@@ -9,6 +9,7 @@
 
 #include "byod_data.h"
 #include "lauthd/log.h"
+#include "rulefiles/rule_file.h"
 
 namespace byod::lauthd {
 
@@ -18,6 +19,7 @@ struct Options {
   std::string admin_group;   // empty: nobody but root and the daemon's own user
   std::string rules;         // a directory; empty: no predefined rules
   std::string ieee;          // the directory of the registry; empty: none
+  rulefiles::ModuleMakers module_makers = rulefiles::ModuleMakers::kMarked;
   std::string state_dir;
   bool no_database = false;
   uint32_t rule_limit = BYOD_NO_RULE_LIMIT;

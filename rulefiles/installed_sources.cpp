@@ -23,7 +23,7 @@ std::string RulesBesideProgram() {
 Sources InstalledSources() {
   std::string rules = RulesBesideProgram();
   if (rules.empty()) rules = BYOD_RULES_DIRECTORY;
-  return {rules, BYOD_REGISTRY_DIRECTORY};
+  return {rules, BYOD_REGISTRY_DIRECTORY, ModuleMakers::kMarked};
 }
 
 }  // namespace byod::rulefiles

@@ -179,6 +179,12 @@ std::vector<TextRule> ReadTextRules(const File& file, const TextKey& key,
   return rules;
 }
 
+std::string ModuleVendor(std::string_view vendor, ModuleMakers modules) {
+  if (modules == ModuleMakers::kOpen) return {};
+  const char* const mark = modules == ModuleMakers::kMarked ? "module made by " : "";
+  return mark + std::string{vendor};
+}
+
 }  // namespace
 
 std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics) {
@@ -226,20 +232,25 @@ std::string MakeDhcpOptionRule(const std::string& options, const DeviceText& dev
   return MakeTextRule(kOptions, options, device, rule);
 }
 
-VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics) {
+VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics, ModuleMakers modules) {
   VendorAliases aliases;
-  ReadRows(file, {{"organisation", Column::kKey}, {"vendor", Column::kKey}}, Others::kUnknown,
-           diagnostics, [&](Row&& row) {
-             const std::string_view organisation = Trimmed(row.fields[0]);
-             const std::string_view vendor = Trimmed(row.fields[1]);
-             Fault fault = TooLong("vendor", vendor, BYOD_ATTR_SIZE);
-             if (organisation.empty()) fault = "organisation is empty";
-             if (vendor.empty()) fault = "vendor is empty";
-             if (fault.empty() && !aliases.try_emplace(std::string{organisation}, vendor).second) {
-               fault = "organisation " + Quoted(organisation) + " stands twice";
-             }
-             if (!fault.empty()) diagnostics.Report(Problem::kRow, row.place, std::move(fault));
-           });
+  ReadRows(
+      file, {{"organisation", Column::kKey}, {"vendor", Column::kKey}, {"module"}},
+      Others::kUnknown, diagnostics, [&](Row&& row) {
+        const std::string_view organisation = Trimmed(row.fields[0]);
+        const std::string_view vendor = Trimmed(row.fields[1]);
+        const std::string_view module = Trimmed(row.fields[2]);
+        const std::string reported =
+            module == "yes" ? ModuleVendor(vendor, modules) : std::string{vendor};
+        Fault fault = TooLong("vendor", reported, BYOD_ATTR_SIZE);
+        if (module != "yes" && !module.empty()) fault = "module is neither yes nor empty";
+        if (organisation.empty()) fault = "organisation is empty";
+        if (vendor.empty()) fault = "vendor is empty";
+        if (fault.empty() && !aliases.try_emplace(std::string{organisation}, reported).second) {
+          fault = "organisation " + Quoted(organisation) + " stands twice";
+        }
+        if (!fault.empty()) diagnostics.Report(Problem::kRow, row.place, std::move(fault));
+      });
   return aliases;
 }
 

@@ -69,8 +69,18 @@ std::string MakeUserAgentRule(const std::string& expression, const DeviceText& d
 std::string MakeDhcpOptionRule(const std::string& options, const DeviceText& device,
                                TextRule& rule);
 
-/// Reads `organisation,vendor`. Blanks around both do not count.
-VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics);
+/// How the makers of modules, and of whole devices for other brands, are reported as vendors: who
+/// made the radio in a device is not who sold it.
+enum class ModuleMakers {
+  kMarked,  ///< "module made by ..."
+  kNamed,   ///< as any other vendor
+  kOpen     ///< not at all, so that another method can name the vendor
+};
+
+/// Reads `organisation,vendor,module`. Blanks around them do not count. "yes" in module stands for
+/// a maker of modules; the alias is its vendor as it is to be reported, empty for kOpen.
+VendorAliases ReadVendorAliases(const File& file, Diagnostics& diagnostics,
+                                ModuleMakers modules = ModuleMakers::kMarked);
 
 }  // namespace byod::rulefiles
 

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 
@@ -66,8 +67,9 @@ class Directory {
   Directory(std::string path, Diagnostics& diagnostics)
       : path_(std::move(path)), diagnostics_(diagnostics) {}
 
-  template <typename Rows>
-  Rows Read(const char* name, Rows (*read)(const File&, Diagnostics&)) {
+  /// @param read  (file, diagnostics) -> rows
+  template <typename Reader>
+  std::invoke_result_t<Reader, const File&, Diagnostics&> Read(const char* name, Reader read) {
     const std::string path = path_ + "/" + name;
     if (path_.empty() || IsAbsent(path)) return {};
     is_empty_ = false;
@@ -117,7 +119,10 @@ std::vector<MacRule> MergeMacRules(std::vector<MacRule> own, std::vector<MacRule
 
 RuleSet ReadRuleSet(const Sources& sources, Diagnostics& diagnostics) {
   Directory directory(sources.rules_directory, diagnostics);
-  const VendorAliases aliases = directory.Read("vendor-alias.csv", &ReadVendorAliases);
+  const VendorAliases aliases =
+      directory.Read("vendor-alias.csv", [&](const File& file, Diagnostics& faults) {
+        return ReadVendorAliases(file, faults, sources.module_makers);
+      });
   RuleSet set;
   set.user_agent =
       WithoutRepeats(directory.Read("user-agent.csv", &ReadUserAgentRules), diagnostics);

@@ -24,6 +24,7 @@ struct Sources {
   std::string rules_directory;
   /// Holds the registry's files.
   std::string registry_directory;
+  ModuleMakers module_makers = ModuleMakers::kMarked;
 };
 
 /**

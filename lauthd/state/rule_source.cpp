@@ -44,7 +44,8 @@ PredefinedRules RuleSource::Read() const {
   PredefinedRules rules;
   rulefiles::Diagnostics diagnostics(
       [&rules](const rulefiles::Diagnostic& diagnostic) { rules.faults.push_back(diagnostic); });
-  rules.set = rulefiles::ReadRuleSet(WithoutMissing({options_.rules, options_.ieee}), diagnostics);
+  rules.set = rulefiles::ReadRuleSet(
+      WithoutMissing({options_.rules, options_.ieee, options_.module_makers}), diagnostics);
   return rules;
 }
 

@@ -52,8 +52,9 @@ class Registry:
         aliases = {}
         path = os.path.join(rules_folder, catalogue.VENDOR_ALIAS)
         if os.path.exists(path):
-            for row in catalogue.read_table(path, ("organisation", "vendor")):
-                aliases[row["organisation"]] = row["vendor"]
+            for row in catalogue.read_table(path, ("organisation", "vendor"), ("module",)):
+                made_by = "module made by " if row["module"] == "yes" else ""
+                aliases[row["organisation"]] = made_by + row["vendor"]
         self._answers = {}
         self.own = {}  # prefixes of the catalogue's own rules, and the rules as written
         if ieee_folder:

@@ -83,6 +83,9 @@ class ConfigurationFile(unittest.TestCase):
     def test_a_wrong_word_is_named_with_the_nearest_one(self):
         self.assert_fault("log-level = debgu\n",
                           '1: log-level: unknown level "debgu"; did you mean "debug"?')
+        self.assert_fault("module-makers = marked\n",
+                          '1: module-makers: unknown way to report makers of modules "marked"; did '
+                          'you mean "mark"?')
 
     def test_a_number_out_of_range_is_reported_with_its_range(self):
         for wrong in ("0", "65537", "-1", "many", "3 4", "4294967297"):

@@ -149,6 +149,31 @@ TEST_F(RuleSetTest, AnAliasStandsInForTheVeryTextOfAnOrganisation) {
                                      "00:11:44:00:00:00/24 X"));
 }
 
+TEST_F(RuleSetTest, AnOrganisationThatMakesModulesIsNotTakenForTheBrand) {
+  rules.Write("vendor-alias.csv", "organisation,vendor,module\nA Co,A,yes\nB Co,B,\nC Co,C,no\n");
+  registry.Write("oui.csv", std::string{kHeader} + "MA-L,001122,A Co,\nMA-L,001133,B Co,\n");
+  EXPECT_THAT(ReadMac(),
+              ElementsAre("00:11:22:00:00:00/24 module made by A", "00:11:33:00:00:00/24 B"));
+  EXPECT_THAT(reports.texts,
+              ElementsAre(InRules("vendor-alias.csv:4: module is neither yes nor empty")));
+}
+
+TEST_F(RuleSetTest, AnOrganisationThatMakesModulesIsReportedAsChosen) {
+  rules.Write("vendor-alias.csv", "organisation,vendor,module\nA Co,A,yes\nB Co,B,\n");
+  registry.Write("oui.csv", std::string{kHeader} + "MA-L,001122,A Co,\nMA-L,001133,B Co,\n");
+  const auto vendors = [&](ModuleMakers makers) {
+    std::vector<std::string> found;
+    for (const MacRule& rule :
+         ReadRuleSet({rules.path(), registry.path(), makers}, reports.diagnostics).mac)
+      found.push_back(rule.device.vendor);
+    return found;
+  };
+  EXPECT_THAT(vendors(ModuleMakers::kMarked), ElementsAre("module made by A", "B"));
+  EXPECT_THAT(vendors(ModuleMakers::kNamed), ElementsAre("A", "B"));
+  EXPECT_THAT(vendors(ModuleMakers::kOpen), ElementsAre("B"));
+  EXPECT_THAT(reports.texts, IsEmpty());
+}
+
 TEST_F(RuleSetTest, OurRuleForTheVeryBlockOfARegistryRowTakesItsPlaceQuietly) {
   WriteMacRules("00:11:22/24,,,Ours,,\n");
   registry.Write("oui.csv", std::string{kHeader} + "MA-L,001122,Theirs,\n");

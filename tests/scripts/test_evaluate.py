@@ -24,7 +24,7 @@ FILES = {
     "Android&&SM-,,Samsung,Mobile,Android\nNever,,X,,\n",
     "dhcp-option.csv": 'options,name,vendor,category,os\n"1,3,6",,HP,Printer,\n',
     "mac.csv": "mac,mask,name,vendor,category,os\n00:11:22/24,,,Special,,\n",
-    "vendor-alias.csv": "organisation,vendor\nAcme Works Ltd,Acme\n",
+    "vendor-alias.csv": "organisation,vendor,module\nAcme Works Ltd,Acme,\nParts Co,Parts,yes\n",
     "vocabulary.tsv": "field\tlabel\tanswer\ncategory\tmobile\tMobile\n"
     "category\tother\tCamera\ncategory\tother\tOther\n",
 }
@@ -32,7 +32,7 @@ OUI = "Registry,Assignment,Organization Name,Organization Address\n"
 REGISTRY = {
     "oui.csv": OUI + "MA-L,001122,Someone Else,\nMA-L,AABBCC,Acme Works Ltd,\n"
     "MA-L,70B3D5,IEEE Registration Authority,\nMA-L,123456,Private,\n",
-    "mam.csv": OUI + "MA-M,AABBCD1,Medium Co,\n",
+    "mam.csv": OUI + "MA-M,AABBCD1,Medium Co,\nMA-M,AABBCD2,Parts Co,\n",
     "oui36.csv": OUI + "MA-S,70B3D5ABC,Small Co,\n",
     "iab.csv": OUI,
 }
@@ -101,6 +101,7 @@ class Evaluation(unittest.TestCase):
         self.assertEqual(vendor("aabb.cc00.0001"), "Acme")
         self.assertEqual(vendor("AA:BB:CD:1F:FF:FF"), "Medium Co")
         self.assertEqual(vendor("70:B3:D5:AB:C0:00"), "Small Co")
+        self.assertEqual(vendor("AA:BB:CD:20:00:00"), "module made by Parts")
         self.assertIsNone(vendor("70:B3:D5:00:00:00"))
         self.assertIsNone(vendor("12:34:56:00:00:00"))
 
