@@ -9,6 +9,7 @@
 #   analysis  besides test, what scripts/analyse.sh and scripts/lint.sh take
 #   cross     besides test, what scripts/test-cross.sh takes
 #   captures  what scripts/compare-captures takes
+#   parsers   what scripts/compare-parsers takes
 #   docs      besides run, what the build's target docs-api takes
 #   bare      what scripts/test-bare.sh takes
 #   package   besides run, what manual pages and scripts/package.sh take
@@ -35,6 +36,7 @@ analysis=("${test[@]}" clang-tidy-19 clang-format-19 cppcheck shellcheck)
 cross=("${test[@]}" g++-s390x-linux-gnu g++-i686-linux-gnu g++-powerpc-linux-gnu
   g++-arm-linux-gnueabihf qemu-user tcl dpkg-dev make)
 captures=(tshark python3)
+parsers=(python3 python3-user-agents ruby-device-detector)
 docs=("${run[@]}" doxygen)
 bare=(debootstrap git)
 package=("${run[@]}" scdoc mandoc build-essential debhelper dh-python dh-apparmor python3-all lintian
@@ -51,12 +53,14 @@ for group in "$@"; do
     analysis) packages+=("${analysis[@]}") ;;
     cross) packages+=("${cross[@]}") ;;
     captures) packages+=("${captures[@]}") ;;
+    parsers) packages+=("${parsers[@]}") ;;
     docs) packages+=("${docs[@]}") ;;
     bare) packages+=("${bare[@]}") ;;
     package) packages+=("${package[@]}") ;;
     machine) packages+=("${machine[@]}") ;;
     *)
-      echo "setup: unknown group: $group (run, test, bench, analysis, cross, captures, docs, bare, package, machine)" >&2
+      echo "setup: unknown group: $group (run, test, bench, analysis, cross, captures, parsers," \
+        'docs, bare, package, machine)' >&2
       exit 2
       ;;
   esac
