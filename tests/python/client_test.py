@@ -52,6 +52,40 @@ class ClientTest(DaemonTest):
         self.assertEqual(self.client.identify(dhcp=[1, 3, 6]).category, "Printer")
         self.assertEqual(self.client.identify(user_agent="X iPhone Y").os, "iOS")
 
+    def test_many_terminals_are_answered_in_their_order_as_one_by_one(self):
+        parts = [{"mac": "00:11:22:33:44:55"}, {"dhcp": "1,3,6"}, {"user_agent": "X iPhone Y"},
+                 {"mac": "02:00:00:00:00:01"}]
+        fingerprints = [byod.FingerPrint.of(**parts[i * 7 % 11 % 4]) for i in range(300)]
+        self.client.set_authorization("staff", "Printer", {"vlan": "7"})
+        for group in ("", "staff"):
+            one_by_one = [self.client.identify_fingerprint(fingerprint, group)
+                          for fingerprint in fingerprints]
+            self.assertEqual(list(self.client.identify_many(iter(fingerprints), group)), one_by_one)
+        self.assertEqual(list(self.client.identify_many([])), [])
+        self.assertGreater(len(set(one_by_one)), 3)
+
+    def test_answers_that_are_not_read_are_not_those_of_the_next_request(self):
+        many = self.client.identify_many([byod.FingerPrint.of(dhcp="1,3,6")] * 10)
+        self.assertEqual(next(many).category, "Printer")
+        many.close()
+        self.assertEqual(self.client.identify(user_agent="iPhone").os, "iOS")
+
+    def test_identification_of_many_goes_on_behind_a_restart_between_requests(self):
+        def fingerprints():
+            for i in range(200):
+                if i == 128:
+                    self.daemon.stop()
+                    self.daemon.start()
+                yield byod.FingerPrint.of(dhcp="1,3,6")
+        categories = [identity.category for identity in self.client.identify_many(fingerprints())]
+        self.assertEqual(categories, ["Printer"] * 200)
+
+    def test_a_refused_request_among_many_is_reported(self):
+        many = self.client.identify_many([byod.FingerPrint.of(dhcp="1,3,6")], "g" * 40)
+        with self.assertRaises(byod.Refused):
+            next(many)
+        self.assertEqual(self.client.identify(dhcp="1,3,6").category, "Printer")
+
     def test_a_terminal_that_no_rule_knows_is_no_error(self):
         identity = self.client.identify(mac="02:00:00:00:00:01")
         self.assertFalse(identity.known)
@@ -223,7 +257,8 @@ class ClientTest(DaemonTest):
             (registry / name).write_text("Assignment,Organization Name\n", encoding="utf-8")
             os.utime(registry / name, (0, 1_700_000_000))
         self.daemon.stop()
-        self.daemon.start("--ieee", registry)
+        self.daemon.registry = registry
+        self.daemon.start()
         self.assertEqual(self.client.status().registry_time, 1_700_000_000)
 
     def test_reload_returns_when_the_new_rules_are_in_effect(self):
