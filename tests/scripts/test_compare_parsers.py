@@ -60,7 +60,7 @@ class CompareParsers(unittest.TestCase):
             "rows of no parser's project: 3 rows; correct (where answered)\n"
             "  echo                         category 100.0% (100.0%)  vendor  50.0% (100.0%)  "
             "os  66.7% (66.7%)\n"
-            "seconds for 4 User-Agents:\n"
+            "seconds of processor time for 4 User-Agents:\n"
             "  echo                            0.500\n")
 
     def test_only_rows_that_the_catalogue_answered_are_compared(self):
