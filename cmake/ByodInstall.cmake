@@ -61,7 +61,7 @@ function(byod_install_configured file directory)
   install(CODE "
     set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
     foreach(path IN ITEMS bindir=${CMAKE_INSTALL_BINDIR} datadir=${CMAKE_INSTALL_DATADIR}
-        libexecdir=${CMAKE_INSTALL_LIBEXECDIR})
+        libdir=${CMAKE_INSTALL_LIBDIR} libexecdir=${CMAKE_INSTALL_LIBEXECDIR})
       string(REGEX MATCH \"^([a-z]+)=(.*)$\" path \"\${path}\")
       cmake_path(ABSOLUTE_PATH CMAKE_MATCH_2 BASE_DIRECTORY \"\${prefix}\"
         OUTPUT_VARIABLE \${CMAKE_MATCH_1})
@@ -77,6 +77,24 @@ install(FILES integrations/systemd/lauthd.socket DESTINATION lib/systemd/system)
 install(FILES integrations/systemd/lauthd.sysusers DESTINATION lib/sysusers.d RENAME lauthd.conf)
 byod_install_configured(integrations/lauthd.conf ${CMAKE_INSTALL_DATADIR}/byod)
 byod_install_configured(integrations/apparmor/lauthd.in ${CMAKE_INSTALL_DATADIR}/byod/apparmor)
+
+# Feeds: how other programs report to the daemon.
+byod_install_configured(integrations/dnsmasq/byod.conf.in ${CMAKE_INSTALL_DATADIR}/byod/feeds
+  dnsmasq.conf)
+install(FILES integrations/nginx/byod.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/feeds
+  RENAME nginx.conf)
+install(FILES integrations/nginx/byod-portal.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/feeds
+  RENAME nginx-portal.conf)
+install(FILES integrations/systemd/byod-feeds.sysusers DESTINATION lib/sysusers.d
+  RENAME byod-feeds.conf)
+if(BYOD_CAPTURE)
+  byod_install_configured(integrations/systemd/byod-capture@.service.in lib/systemd/system)
+endif()
+if(TARGET dhcp_byod)
+  byod_install_configured(integrations/kea/byod.json.in ${CMAKE_INSTALL_DATADIR}/byod/feeds kea.json)
+  install(FILES integrations/systemd/byod-feeds-kea.sysusers DESTINATION lib/sysusers.d
+    RENAME byod-feeds-kea.conf)
+endif()
 
 # Completions, each in the place where its shell looks for it.
 install(PROGRAMS integrations/completion/byodctl-complete DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/byod)

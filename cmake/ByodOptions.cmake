@@ -9,6 +9,8 @@ option(BYOD_WARNINGS_AS_ERRORS "Treat every warning as an error" ${PROJECT_IS_TO
 set(BYOD_TRANSPORT unix CACHE STRING "How front ends reach the daemon: unix or device")
 set_property(CACHE BYOD_TRANSPORT PROPERTY STRINGS unix device)
 set(BYOD_LAUTHD_SOCKET /run/lauthd/lauthd.sock CACHE STRING "The daemon's Unix socket")
+set(BYOD_SIGHTINGS_SOCKET /run/lauthd/sightings.sock CACHE STRING
+  "The daemon's Unix socket for sightings")
 set(BYOD_REGISTRY_DIRECTORY /var/lib/ieee-data CACHE STRING
   "The registry of address prefixes that programs read unless they are given another")
 option(BYOD_CAPTURE "Let byodctl read packets, by libpcap and libtins" ON)

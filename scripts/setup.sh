@@ -14,6 +14,7 @@
 #   bare      what scripts/test-bare.sh takes
 #   package   besides run, what manual pages and scripts/package.sh take
 #   machine   besides package, what scripts/test-machine.sh takes
+#   integrations  besides test, Kea with its headers, for the hook library and its test
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
 
@@ -27,7 +28,7 @@ run=(
 )
 # clang's sanitizers are in libclang-rt; the clients are those that wire_test.py asks for addresses.
 test=("${run[@]}" clang-19 libclang-rt-19-dev libgtest-dev libgmock-dev binutils python3
-  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc
+  busybox curl dhcpcd-base iproute2 isc-dhcp-client udhcpc dnsmasq-base nginx-light
   # the manual pages and what checks them
   scdoc mandoc)
 bench=("${run[@]}" libbenchmark-dev libhyperscan-dev libre2-dev libabsl-dev python3)
@@ -39,9 +40,10 @@ captures=(tshark python3)
 parsers=(python3 python3-user-agents ruby-device-detector)
 docs=("${run[@]}" doxygen)
 bare=(debootstrap git)
-package=("${run[@]}" scdoc mandoc build-essential debhelper dh-python dh-apparmor python3-all lintian
-  mmdebstrap)
+package=("${run[@]}" scdoc mandoc kea-dev build-essential debhelper dh-python dh-apparmor python3-all
+  lintian mmdebstrap)
 machine=("${package[@]}" qemu-system-x86 e2fsprogs)
+integrations=("${test[@]}" kea-dev kea-dhcp4-server)
 
 [ $# -gt 0 ] || set -- run test
 packages=()
@@ -58,9 +60,10 @@ for group in "$@"; do
     bare) packages+=("${bare[@]}") ;;
     package) packages+=("${package[@]}") ;;
     machine) packages+=("${machine[@]}") ;;
+    integrations) packages+=("${integrations[@]}") ;;
     *)
       echo "setup: unknown group: $group (run, test, bench, analysis, cross, captures, parsers," \
-        'docs, bare, package, machine)' >&2
+        'docs, bare, package, machine, integrations)' >&2
       exit 2
       ;;
   esac

@@ -39,6 +39,7 @@ MAY_INCLUDE = {
     "rulefiles": ["net", *LIBRARY, "text"],
     "lint": ["net", *LIBRARY, *SHARED],
     "capture": ["net", DEVICE, "data"],
+    "feeds": ["net", DEVICE, "data", "capture"],
     "lauthd": ["net", *LIBRARY, *SHARED, "lint"],
     "byodctl": ["net", *LIBRARY, *SHARED, "lint", "capture"],
 }
