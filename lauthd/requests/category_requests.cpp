@@ -6,9 +6,8 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "lauthd/state/rule_kind.h"
+#include "lauthd/state/rule_cursor.h"
 
 namespace byod::lauthd {
 namespace {
@@ -21,24 +20,17 @@ std::string_view CategoryIn(const ByodDeviceInfo* info) {
   return {info->category, strnlen(info->category, sizeof info->category)};
 }
 
-/// Adds what the rules of a table answer. A rule answers its configured category, else its
+/// Collects the categories, then sends them. A rule answers its configured category, else its
 /// predefined one.
-template <typename Kind>
-void Collect(Categories& categories) {
-  for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule)) {
-    std::string_view category = CategoryIn(rule->configured);
-    if (category.empty()) category = CategoryIn(rule->predefined);
-    // Copies only new ones: most rules have no category, or one that is known already.
-    if (!category.empty() && !categories.contains(category)) categories.emplace(category);
-  }
-}
-
-/// The categories at the time of the request; each is released once it is in a reply.
 class CategorySeries : public Series {
  public:
-  explicit CategorySeries(Categories categories) : categories_(std::move(categories)) {}
-
   bool Next(Pieces& pieces, bool& more) override {
+    // Others are served between these steps, as in a listing.
+    int steps = kSteps;
+    if (!Collect(user_agent_, steps) || !Collect(dhcp_option_, steps) || !Collect(mac_, steps)) {
+      more = true;
+      return true;
+    }
     while (!categories_.empty() && !pieces.Full()) {
       const std::string& category = *categories_.begin();
       if (!pieces.AddBytes(BYOD_TLV_DEVTYPE, category.c_str(), category.size() + 1)) return false;
@@ -49,15 +41,30 @@ class CategorySeries : public Series {
   }
 
  private:
+  static constexpr int kSteps = 1000;
+
+  /// @return whether the end of the table has been reached
+  template <typename Kind>
+  bool Collect(RuleCursor<Kind>& cursor, int& steps) {
+    for (; cursor.Here() != nullptr && steps > 0; cursor.Advance(), --steps) {
+      std::string_view category = CategoryIn(cursor.Here()->configured);
+      if (category.empty()) category = CategoryIn(cursor.Here()->predefined);
+      // Copies only new ones: most rules have no category, or one that is known already.
+      if (!category.empty() && !categories_.contains(category)) categories_.emplace(category);
+    }
+    return cursor.Here() == nullptr;
+  }
+
+  RuleCursor<UserAgentKind> user_agent_;
+  RuleCursor<DhcpOptionKind> dhcp_option_;
+  RuleCursor<MacKind> mac_;
   Categories categories_;
 };
 
 }  // namespace
 
 Result ListCategories(Exchange& exchange) {
-  Categories categories;
-  ForEachKind([&](auto kind) { Collect<decltype(kind)>(categories); });
-  exchange.series = std::make_unique<CategorySeries>(std::move(categories));
+  exchange.series = std::make_unique<CategorySeries>();
   return {};
 }
 

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/idle_requests.h"
 
+#include <optional>
+#include <tuple>
+#include <utility>
+
 #include "lauthd/state/idle_rules.h"
 #include "lauthd/state/state.h"
 
@@ -20,33 +24,47 @@ tlv::Message Encode(const typename Kind::Key& key, IdleRule idle) {
   return message;
 }
 
-/// The rules at the time of the request; each is released once it is in a reply.
+/// Goes from rule to rule by their keys, so that it holds no rules; those that take effect before
+/// they are reached are left out.
 class IdleSeries : public Series {
  public:
   explicit IdleSeries(const IdleRules& rules) : rules_(rules) {}
 
   bool Next(Pieces& pieces, bool& more) override {
     bool appended = true;
-    ForEachKind([&](auto kind) { appended = appended && Append<decltype(kind)>(pieces); });
-    more = !rules_.Empty();
+    more = false;
+    ForEachKind([&](auto kind) {
+      appended = appended && Append<decltype(kind)>(pieces);
+      more = more || NextOf<decltype(kind)>() != rules_.Of<decltype(kind)>().end();
+    });
     return appended;
   }
 
  private:
+  template <typename Kind>
+  using LastKey = std::optional<std::pair<Kind, typename Kind::Key>>;
+
+  template <typename Kind>
+  auto NextOf() const {
+    const auto& rules = rules_.Of<Kind>();
+    const LastKey<Kind>& last = std::get<LastKey<Kind>>(last_);
+    return last ? rules.upper_bound(last->second) : rules.begin();
+  }
+
   /// @return false without memory
   template <typename Kind>
   bool Append(Pieces& pieces) {
-    const auto& rules = rules_.Of<Kind>();
-    while (!rules.empty() && !pieces.Full()) {
-      const typename Kind::Key key = rules.begin()->first;
-      const tlv::Message rule = Encode<Kind>(key, rules.begin()->second);
+    const auto end = rules_.Of<Kind>().end();
+    for (auto next = NextOf<Kind>(); next != end && !pieces.Full(); ++next) {
+      const tlv::Message rule = Encode<Kind>(next->first, next->second);
       if (!rule || !pieces.AddNested(BYOD_EXT_RULE, rule.get())) return false;
-      rules_.Erase<Kind>(key);
+      std::get<LastKey<Kind>>(last_) = {Kind(), next->first};
     }
     return true;
   }
 
-  IdleRules rules_;
+  const IdleRules& rules_;
+  std::tuple<LastKey<DhcpOptionKind>, LastKey<UserAgentKind>, LastKey<MacKind>> last_;
 };
 
 }  // namespace

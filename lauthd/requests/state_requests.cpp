@@ -12,19 +12,16 @@
 namespace byod::lauthd {
 namespace {
 
-/// Appends a table's counts. Modified rules are counted on the way: nobody else asks.
+/// Appends a table's counts.
 template <typename Kind>
 bool AppendTable(tlv::Appender& answer, const IdleRules& idle) {
-  uint32_t modified = 0;
-  for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule))
-    modified += rule->modified == 1;
   const tlv::Message table(TLV_Create());
   if (!table) return false;
   tlv::Appender append(table.get());
   append.Number(BYOD_EXT_METHOD, Kind::kMethod)
       .Number(BYOD_TLV_COUNT, Kind::Count())
       .Number(BYOD_EXT_CUSTOM, Kind::CustomCount())
-      .Number(BYOD_EXT_MODIFIED, modified)
+      .Number(BYOD_EXT_MODIFIED, Kind::ModifiedCount())
       .Number(BYOD_EXT_IDLE, static_cast<uint32_t>(idle.Of<Kind>().size()));
   if (append.status() != 0) return false;
   answer.Combine(BYOD_tlv_PutSubTlv(answer.message(), BYOD_EXT_TABLE, table.get()));
@@ -47,23 +44,27 @@ tlv::Message EncodeUnknown(const Unknowns::Entry& entry) {
   return message;
 }
 
-/// The fingerprints as they were when the question was asked.
+/// The fingerprints that were kept at the time of the request, the last seen first; one that has
+/// been replaced before its turn is left out. Holds their numbers, not the fingerprints.
 class UnknownSeries : public Series {
  public:
-  explicit UnknownSeries(const std::list<Unknowns::Entry>& entries)
-      : entries_(entries.begin(), entries.end()) {}
+  explicit UnknownSeries(const Unknowns& unknowns)
+      : unknowns_(unknowns), numbers_(unknowns.Numbers()) {}
 
   bool Next(Pieces& pieces, bool& more) override {
-    for (; next_ < entries_.size() && !pieces.Full(); ++next_) {
-      const tlv::Message message = EncodeUnknown(entries_[next_]);
+    for (; next_ < numbers_.size() && !pieces.Full(); ++next_) {
+      const Unknowns::Entry* const entry = unknowns_.Find(numbers_[next_]);
+      if (entry == nullptr) continue;
+      const tlv::Message message = EncodeUnknown(*entry);
       if (!message || !pieces.AddNested(BYOD_EXT_UNKNOWN, message.get())) return false;
     }
-    more = next_ < entries_.size();
+    more = next_ < numbers_.size();
     return true;
   }
 
  private:
-  std::vector<Unknowns::Entry> entries_;
+  const Unknowns& unknowns_;
+  const std::vector<uint64_t> numbers_;
   size_t next_ = 0;
 };
 
@@ -102,7 +103,7 @@ Result ShowStatus(Exchange& exchange) {
 }
 
 Result ShowUnknowns(Exchange& exchange) {
-  exchange.series = std::make_unique<UnknownSeries>(exchange.state.unknowns.entries());
+  exchange.series = std::make_unique<UnknownSeries>(exchange.state.unknowns);
   return {};
 }
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/co_spawn.hpp>
-#include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
 #include <cerrno>
@@ -21,8 +20,10 @@
 namespace byod::lauthd {
 namespace {
 
-// Other clients get a turn after so many requests that had arrived together.
-constexpr int kRequestsPerTurn = 16;
+// A client with many requests, or a long listing, lets others be served after this time. By the
+// clock, as a request may also wait for the disk.
+constexpr std::chrono::milliseconds kTurn{1};
+constexpr auto kOneRequest = Connections::Clock::time_point::min();
 constexpr std::chrono::seconds kBulkTimeout{10};
 constexpr auto kNever = Connections::Clock::time_point::max();
 constexpr asio::use_awaitable_t<ClientSocket::Executor> kAwait;
@@ -40,7 +41,8 @@ bool Connection::Begin(Runtime& runtime, int descriptor) {
     return false;
   }
   connection->CloseOnException([&] {
-    const BlockedOn blocked = connection->ServeAvailable();
+    const BlockedOn blocked =
+        connection->input_.Receive(descriptor) ? connection->ServeArrived() : BlockedOn::kEnd;
     if (blocked == BlockedOn::kInput && connection->requests_ == 1) {
       runtime.connections.Defer(connection);
     } else {
@@ -51,8 +53,13 @@ bool Connection::Begin(Runtime& runtime, int descriptor) {
 }
 
 void Connection::Continue() {
-  input_.ReadNext();
+  if (!socket_.closed() && !input_.Receive(socket_.descriptor())) return Close();
   Serve();
+}
+
+void Connection::TakeTurn() {
+  if (std::exchange(waiting_for_turn_, false)) return Wake();
+  CloseOnException([this] { WaitFor(ServeUntil(Connections::Clock::now() + kTurn)); });
 }
 
 Connection::Connection(Runtime& runtime, int descriptor)
@@ -85,9 +92,16 @@ void Connection::CloseOnException(Step step) {
 
 // ---------------------------------------------------------------- serving
 
-/// Answers requests until the client is blocked on something. Called again too early, it returns
-/// the same again.
-Connection::BlockedOn Connection::ServeAvailable() {
+/// Answers one request of what has just arrived; whatever more there is waits for the client's
+/// turn. To find out costs as little as can be: that is all that each of a thousand clients can do
+/// to another one at once.
+Connection::BlockedOn Connection::ServeArrived() {
+  return input_.Filled() ? BlockedOn::kTurn : ServeUntil(kOneRequest);
+}
+
+/// Answers requests, at least one, until the time is over or the client is blocked on something.
+/// Called again too early, it returns the same again.
+Connection::BlockedOn Connection::ServeUntil(Connections::Clock::time_point end) {
   for (;;) {
     if (socket_.closed()) return BlockedOn::kEnd;
     if (exchange_) return BlockedOn::kReply;
@@ -105,12 +119,14 @@ Connection::BlockedOn Connection::ServeAvailable() {
     if (outcome == Outcome::kFailed) return BlockedOn::kEnd;
     if (outcome == Outcome::kPending) return BlockedOn::kReply;
     EndRequest();
-    if (output_.Empty() && requests_ % kRequestsPerTurn == 0) return BlockedOn::kTurn;
+    if (output_.Empty() && input_.MayHaveMore() && Connections::Clock::now() >= end) {
+      return BlockedOn::kTurn;
+    }
   }
 }
 
 void Connection::Serve() {
-  CloseOnException([this] { WaitFor(ServeAvailable()); });
+  CloseOnException([this] { WaitFor(ServeArrived()); });
 }
 
 /// Waits for input, a turn, or room in the socket, whichever the client is blocked on, and resumes
@@ -122,7 +138,7 @@ void Connection::WaitFor(BlockedOn blocked) {
     case BlockedOn::kEnd:
       return Close();
     case BlockedOn::kTurn:
-      return asio::post(runtime_.io, [self = shared_from_this()] { self->Serve(); });
+      return runtime_.connections.AwaitTurn(shared_from_this());
     default:
       asio::co_spawn(runtime_.io, ServeBlocked(blocked),
                      [self = shared_from_this()](const std::exception_ptr& error) {
@@ -161,7 +177,7 @@ Connection::Awaitable<void> Connection::ServeBlocked(BlockedOn blocked) {
       open = co_await FinishAnswer();
       EndRequest();
     }
-    blocked = open ? ServeAvailable() : BlockedOn::kEnd;
+    blocked = open ? ServeUntil(kOneRequest) : BlockedOn::kEnd;
   }
   WaitFor(blocked);
 }
@@ -252,15 +268,15 @@ Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
   // A person may read a listing page by page; that costs no more than the memory of one reply.
   const ReadLimit limit = series.HoldsFile() ? ReadLimit::kTimeout : ReadLimit::kNone;
   for (bool more = true; more;) {
-    pieces.Clear();
     if (!series.Next(pieces, more)) co_return false;
     // A long stretch without anything to report makes no reply.
     if (!more || !pieces.Empty()) {
-      if (!co_await Send(pieces.MakeReply(more ? BYOD_ERR_CONTINUE : 0), limit)) co_return false;
+      if (!SendNow(pieces.MakeReply(more ? BYOD_ERR_CONTINUE : 0))) co_return false;
+      pieces = Pieces();  // a client that does not read holds no more than what is left of a reply
+      if (!output_.Empty() && !co_await SendRest(limit)) co_return false;
     }
     // Other clients are served between the replies, however fast this one reads.
-    if (more) co_await asio::post(kAwait);
-    if (socket_.closed()) co_return false;
+    if (more && !co_await WaitForTurn()) co_return false;
   }
   co_return true;
 }
@@ -324,6 +340,15 @@ Connection::Awaitable<bool> Connection::WaitForGate() {
   }
   // A client that gave up does not expect its change to be made later.
   co_return !socket_.PeerHasGone();
+}
+
+/// Lets clients with less to do be served. @return false when this client has gone meanwhile
+Connection::Awaitable<bool> Connection::WaitForTurn() {
+  waiting_for_turn_ = true;
+  runtime_.connections.AwaitTurn(shared_from_this());
+  while (waiting_for_turn_ && !socket_.closed())
+    co_await Sleep();
+  co_return !socket_.closed();
 }
 
 /// Waits until Wake is called.

@@ -23,8 +23,8 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   /**
    * Serves a client until it goes, or has to.
    *
-   * What has arrived already is answered before this returns: most clients connect to ask one
-   * question, and go when they have the answer.
+   * A request that has arrived already is answered before this returns: most clients connect to ask
+   * one question, and go when they have the answer. A client that sent more waits for its turn.
    *
    * @param descriptor  of a connected socket; owned
    * @return false without memory for the client; the descriptor has been closed then
@@ -40,6 +40,7 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   Connections::Clock::time_point deadline() const override { return deadline_; }
   bool Idle() const override;
   void Continue() override;
+  void TakeTurn() override;
 
  private:
   template <typename T>
@@ -59,7 +60,8 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
 
   // Serving.
   void Serve();
-  BlockedOn ServeAvailable();
+  BlockedOn ServeArrived();
+  BlockedOn ServeUntil(Connections::Clock::time_point end);
   void WaitFor(BlockedOn blocked);
   void WaitForInput();
   Awaitable<void> ServeBlocked(BlockedOn blocked);
@@ -86,6 +88,7 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
 
   // Waiting for something that is not the socket.
   Awaitable<bool> WaitForGate();
+  Awaitable<bool> WaitForTurn();
   Awaitable<void> Sleep();
   void Wake();
 
@@ -99,7 +102,8 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   Connections::Place place_;
   // Until when the client may leave a request unfinished or a reply unread.
   Connections::Clock::time_point deadline_ = Connections::Clock::time_point::max();
-  bool idle_ = false;  // has nothing unfinished, or pauses in a listing
+  bool idle_ = false;              // has nothing unfinished, or pauses in a listing
+  bool waiting_for_turn_ = false;  // in the middle of a request
   int requests_ = 0;
 
   // The request that is being answered, and how.

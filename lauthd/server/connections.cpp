@@ -20,6 +20,7 @@ bool Connections::CloseLongestIdle() {
 
 void Connections::CloseAll() {
   deferred_.clear();
+  turns_.clear();
   for (Client* client : clients_)
     client->Close();
 }
@@ -27,6 +28,12 @@ void Connections::CloseAll() {
 void Connections::ContinueDeferred() {
   for (const auto& client : std::exchange(deferred_, {}))
     client->Continue();
+}
+
+void Connections::GiveTurn() {
+  const std::shared_ptr<Client> client = std::move(turns_.front());
+  turns_.pop_front();
+  client->TakeTurn();
 }
 
 }  // namespace byod::lauthd

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <list>
 #include <memory>
@@ -27,6 +28,8 @@ class Client {
   virtual bool Idle() const = 0;
   /// Resumes a deferred client.
   virtual void Continue() = 0;
+  /// Goes on with what a client has sent, or is to get, for as long as a turn lasts.
+  virtual void TakeTurn() = 0;
 };
 
 class Connections {
@@ -59,9 +62,16 @@ class Connections {
   bool HasDeferred() const { return !deferred_.empty(); }
   void ContinueDeferred();
 
+  /// Puts a client with much to do behind the others that have much to do. Those with little are
+  /// served before them.
+  void AwaitTurn(std::shared_ptr<Client> client) { turns_.push_back(std::move(client)); }
+  bool HasTurns() const { return !turns_.empty(); }
+  void GiveTurn();
+
  private:
   std::list<Client*> clients_;
   std::vector<std::shared_ptr<Client>> deferred_;
+  std::deque<std::shared_ptr<Client>> turns_;
   std::function<void()> on_room_;
 };
 

@@ -3,6 +3,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -10,6 +11,17 @@
 #include "lauth_tlv_stream.h"
 
 namespace byod::lauthd {
+namespace {
+
+// Requests that a client sends ahead are read in portions of this size, so that they cost little
+// memory here, and little time before the first is answered.
+constexpr size_t kReadSize = size_t{16} * 1024;
+
+bool NothingYet(int error) {
+  return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
+}  // namespace
 
 /// Looks for a whole message at the start of some bytes.
 MessageInput::Status MessageInput::Parse(std::span<const uint8_t> bytes, size_t& used,
@@ -48,20 +60,38 @@ MessageInput::Status MessageInput::Append(std::span<const uint8_t> arrived, tlv:
   return first ? status : ParsePending(message);
 }
 
+/// @return how much to read: the rest of a message that has begun, or a portion
+size_t MessageInput::ReadSize() const {
+  const auto begun = std::span(pending_).subspan(pending_start_);
+  const int64_t length = TLV_Stream_MessageLength(begun.data(), begun.size());
+  const auto missing = length - static_cast<int64_t>(begun.size());
+  return std::max(kReadSize, static_cast<size_t>(std::max<int64_t>(missing, 0)));
+}
+
 MessageInput::Status MessageInput::Read(int socket, std::span<uint8_t> scratch,
                                         tlv::Message& message) {
-  const ssize_t got = recv(socket, scratch.data(), scratch.size(), MSG_DONTWAIT);
-  if (got < 0) {
-    const bool nothing_yet = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
-    return nothing_yet ? Status::kIncomplete : Status::kEnd;
-  }
+  const auto room = scratch.first(std::min(scratch.size(), ReadSize()));
+  const ssize_t got = recv(socket, room.data(), room.size(), MSG_DONTWAIT);
+  if (got < 0) return NothingYet(errno) ? Status::kIncomplete : Status::kEnd;
   if (got == 0) return Status::kEnd;
-  return Append(scratch.first(static_cast<size_t>(got)), message);
+  const auto arrived = room.first(static_cast<size_t>(got));
+  read_next_ = arrived.size() == room.size();
+  return Append(arrived, message);
+}
+
+bool MessageInput::Receive(int socket) {
+  const ssize_t got = recv(socket, buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+  if (got < 0) {
+    read_next_ = false;
+    return NothingYet(errno);
+  }
+  Arrived(static_cast<size_t>(got));
+  return got > 0;
 }
 
 void MessageInput::Arrived(size_t count) {
   arrived_ = std::span(buffer_).first(count);
-  read_next_ = count == buffer_.size();
+  read_next_ = Filled();
 }
 
 MessageInput::Status MessageInput::Next(int socket, std::span<uint8_t> scratch,
@@ -70,7 +100,8 @@ MessageInput::Status MessageInput::Next(int socket, std::span<uint8_t> scratch,
   if (status == Status::kIncomplete && !arrived_.empty()) {
     status = Append(std::exchange(arrived_, {}), message);
   }
-  if (status == Status::kIncomplete && std::exchange(read_next_, false)) {
+  // A message takes a few portions at most.
+  while (status == Status::kIncomplete && std::exchange(read_next_, false)) {
     status = Read(socket, scratch, message);
   }
   return status;

@@ -21,10 +21,14 @@
 namespace byod::lauthd {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock = Connections::Clock;
 
 // Events that are handled before the deferred clients are looked at again.
 constexpr int kEventsPerRound = 16;
+
+// A client with much to do gets a turn after this time, even if there is something new all the
+// time.
+constexpr std::chrono::milliseconds kTurnPause{10};
 
 /// One timer for the timeouts of all clients: a resolution of a second is enough.
 asio::awaitable<void> CheckTimeouts(Runtime& runtime) {
@@ -113,12 +117,19 @@ void Server::Run() {
   Stop();
 }
 
-/// Handles some events, waiting for one if need be. @return false when the loop has been stopped
+/// Handles some events, waiting for one if need be, and gives a client with much to do a turn when
+/// there are no more. @return false when the loop has been stopped
 bool Server::RunOnce() {
-  if (!runtime_.connections.HasDeferred()) return runtime_.io.run_one() > 0;
-  for (int i = 0; i < kEventsPerRound && runtime_.io.poll_one() > 0; ++i) {
+  Connections& connections = runtime_.connections;
+  if (!connections.HasDeferred() && !connections.HasTurns()) return runtime_.io.run_one() > 0;
+  int events = 0;
+  while (events < kEventsPerRound && runtime_.io.poll_one() > 0)
+    ++events;
+  connections.ContinueDeferred();
+  if (connections.HasTurns() && (events < kEventsPerRound || Clock::now() >= next_turn_)) {
+    connections.GiveTurn();
+    next_turn_ = Clock::now() + kTurnPause;
   }
-  runtime_.connections.ContinueDeferred();
   return !runtime_.io.stopped();
 }
 

@@ -34,6 +34,7 @@ class Server {
 
   Runtime runtime_;
   std::unique_ptr<Listener> listener_;
+  Connections::Clock::time_point next_turn_;
   // The signals that end the daemon, and those that reload; caught from Listen on.
   asio::signal_set stop_{runtime_.io};
   asio::signal_set hangup_{runtime_.io};

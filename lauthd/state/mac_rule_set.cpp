@@ -37,10 +37,8 @@ Rule* NextInTable(Rule* rule) {
   return static_cast<Rule*>(AVL_GetNext(Table().tree, rule));
 }
 
-/// Where a rule stands among the others; a mask with gaps counts its bits.
 Prefix PlaceOf(const Rule& rule) {
-  const uint64_t mask = net::LoadMac(rule.mask);
-  return {net::LoadMac(rule.mac) & mask, static_cast<unsigned>(std::popcount(mask))};
+  return MacRuleSet::PlaceOf(rule);
 }
 
 void SetBlock(Rule& rule, const Prefix& block) {
@@ -151,6 +149,18 @@ std::optional<Prefix> BlockOf(const ByodMacRule& rule) {
   return place;
 }
 
+Prefix MacRuleSet::PlaceOf(const Rule& rule) {
+  const uint64_t mask = net::LoadMac(rule.mask);
+  return {net::LoadMac(rule.mac) & mask, static_cast<unsigned>(std::popcount(mask))};
+}
+
+Prefix MacRuleSet::PlaceOfKey(const Rule& key) {
+  const Prefix place = PlaceOf(key);
+  // An address without a mask.
+  if (place.bits == 0 && net::LoadMac(key.mac) != 0) return {net::LoadMac(key.mac), 48};
+  return place;
+}
+
 MacRuleSet& MacRuleSet::Get() {
   static MacRuleSet set;
   return set;
@@ -226,9 +236,7 @@ Rule* MacRuleSet::Next(const Rule& rule) const {
 }
 
 Rule* MacRuleSet::After(const Rule& key) const {
-  Prefix place = PlaceOf(key);
-  // An address without a mask.
-  if (place.bits == 0 && net::LoadMac(key.mac) != 0) place = {net::LoadMac(key.mac), 48};
+  const Prefix place = PlaceOfKey(key);
   Rule* rule = BehindInTable(place);
   while (rule != nullptr && IsPiece(*rule))
     rule = NextInTable(rule);

@@ -56,6 +56,12 @@ class MacRuleSet {
   /// @return the first rule behind a block in that order; address and mask of zero: the first rule
   Rule* After(const Rule& key) const;
 
+  /// @return where a rule stands in that order; a mask with gaps counts its bits
+  static Prefix PlaceOf(const Rule& rule);
+
+  /// @return behind which place After looks
+  static Prefix PlaceOfKey(const Rule& key);
+
   /// Whether a rule stands before a block in that order.
   static bool Before(const Rule& rule, const Rule& key);
 

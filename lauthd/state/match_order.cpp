@@ -181,6 +181,7 @@ void Supplant(Rule* original, Rule* copy) {
   copy->predefined = std::exchange(original->predefined, nullptr);
   copy->configured = std::exchange(original->configured, nullptr);
   RuleCursor<UserAgentKind>::Move(original, copy);
+  UserAgentKind::Configured().Move(*original, *copy);
   BYOD_DeleteUserAgent(original);
 }
 

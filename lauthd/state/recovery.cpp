@@ -250,7 +250,10 @@ void RecoverAll(int32_t handle, IdleRules& idle, Authorization& authorization) {
     Log(Severity::kError, "the database cannot be read to its end: %s", LAUTH_db_ErrorText());
   }
   if (reading) LAUTH_db_EndReading(handle);
-  ForEachKind([&](auto kind) { SetModificationsAside<decltype(kind)>(handle, idle); });
+  ForEachKind([&](auto kind) {
+    decltype(kind)::Configured().Drop();  // the library has made most of the rules
+    SetModificationsAside<decltype(kind)>(handle, idle);
+  });
   for (const StoredKey* const stored : walk.untidy)
     stored->tidy(handle, idle);
   idle.Retry();

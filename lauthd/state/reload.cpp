@@ -94,6 +94,7 @@ void Replace(const PredefinedRules& rules, uint32_t rule_limit, IdleRules& idle)
   auto mac = TakeLayer<MacKind>(idle);
   auto user_agent = TakeLayer<UserAgentKind>(idle);
   idle.Clear();
+  ForEachKind([](auto kind) { decltype(kind)::Configured().Begin(); });
   MacRuleSet::Get().Clear();
   BYOD_data_GlobalInfoFini();
   if (BYOD_data_GlobalInfoInit(rule_limit) != 0) throw std::bad_alloc();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/state/rule_kind.h"
 
+#include <algorithm>
+
 #include "mac.h"
 #include "net/mac_address.h"
 #include "net/prefix.h"
@@ -30,14 +32,19 @@ MacKind::Rule* MacKind::FindOrNew(const Key& key, uint16_t* created, uint32_t* e
   if (Rule* const found = Find(key)) return found;
   Rule* const rule = Rules().Add(key, *err);
   *created = rule != nullptr;
+  if (rule != nullptr) Configured().Update(*rule);
   return rule;
 }
 
 MacKind::Rule* MacKind::NextConfigured(const Key& key) {
-  Rule* rule = NextOf(key);
-  while (rule != nullptr && !IsConfigured(rule->origin, rule->modified))
-    rule = Next(rule);
-  return rule;
+  const auto* const configured = CompleteIndex<MacKind>();
+  if (configured == nullptr) return WalkToConfigured<MacKind>(NextOf(key));
+  const net::Prefix* const found = configured->FirstBehind(MacRuleSet::PlaceOfKey(key));
+  if (found == nullptr) return nullptr;
+  Rule block = {};
+  std::ranges::copy(found->Mac(), block.mac);
+  std::ranges::copy(found->Mask(), block.mask);
+  return Find(block);
 }
 
 bool MacKind::SameBlock(const Key& a, const Key& b) {

@@ -12,6 +12,7 @@
 //   First(), Next(rule)    the table in order
 //   Before(rule, key)      whether the rule stands before the key in that order
 //   NextOf(key), NextConfigured(key)
+//   Configured(), ModifiedCount()  rules that an administrator made or modified; modified ones
 //   KeyOf(rule)
 //   MakeRule(key)          a rule of this key in no table, all else zero
 //   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
@@ -31,6 +32,7 @@
 #include "data/bounded_copy.h"
 #include "data/internal.h"
 #include "lauth_text.h"
+#include "lauthd/state/configured_rules.h"
 #include "lauthd/state/mac_rule_set.h"
 #include "lauthd/state/origin.h"
 #include "rulekinds/rule_kind.h"
@@ -58,14 +60,56 @@ void FillRecord(const Rule& rule, Record& record) {
   if (rule.origin == BYOD_RULE_PREDEFINED && room) info.name[BYOD_DEVNAME_SIZE - 1] = 1;
 }
 
+/// Calls take(rule) for all rules of a kind.
+template <typename Kind, typename Take>
+void ForEachRule(Take take) {
+  for (auto* rule = Kind::First(); rule != nullptr; rule = Kind::Next(rule))
+    take(*rule);
+}
+
+/// @return the index of a kind, complete; null when the table has to be walked
+template <typename Kind>
+auto* CompleteIndex() {
+  auto& configured = Kind::Configured();
+  return configured.Complete([](auto take) { ForEachRule<Kind>(take); }) ? &configured : nullptr;
+}
+
+template <typename Kind>
+uint32_t ModifiedCountOf() {
+  if (const auto* const configured = CompleteIndex<Kind>()) {
+    return static_cast<uint32_t>(configured->size()) - Kind::CustomCount();
+  }
+  uint32_t modified = 0;
+  ForEachRule<Kind>([&modified](const auto& rule) { modified += rule.modified == 1; });
+  return modified;
+}
+
+/// Of a kind's rules from one on. @return the first configured one
+template <typename Kind>
+typename Kind::Rule* WalkToConfigured(typename Kind::Rule* rule) {
+  while (rule != nullptr && !IsConfigured(rule->origin, rule->modified))
+    rule = Kind::Next(rule);
+  return rule;
+}
+
 struct MacKind : rulekinds::MacKind {
   using Key = ByodMacRule;  // of which only address and mask count
 
   static Rule* Find(const Key& key) { return Rules().Find(key); }
   /// @param err  may be one of MacRuleSet's
   static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err);
-  static void Erase(Rule* rule) { Rules().Remove(rule); }
-  static void InfoChanged(const Rule& rule) { Rules().ShareInfo(rule); }
+  static void Erase(Rule* rule) {
+    Configured().Leave(*rule);
+    Rules().Remove(rule);
+  }
+  static void InfoChanged(Rule& rule) {
+    Rules().ShareInfo(rule);
+    Configured().Update(rule);
+  }
+  static ConfiguredRules<ConfiguredBlocks>& Configured() {
+    return ConfiguredRules<ConfiguredBlocks>::Get();
+  }
+  static uint32_t ModifiedCount() { return ModifiedCountOf<MacKind>(); }
   static MacRuleSet& Rules() { return MacRuleSet::Get(); }
   static uint32_t Count() { return Rules().Count(); }
   static uint32_t CustomCount() { return BYOD_data_GetMacRuleTbl()->custom_count; }
@@ -184,19 +228,26 @@ struct TextKind : Base {
       rule = Next(rule);
     return rule;
   }
+  static auto& Configured() { return ConfiguredRules<ConfiguredTexts<Rule, Base::kText>>::Get(); }
+  static uint32_t ModifiedCount() { return ModifiedCountOf<TextKind>(); }
   static Rule* NextConfigured(const Key& key) {
-    Rule* rule = NextOf(key);
-    while (rule != nullptr && !IsConfigured(rule->origin, rule->modified))
-      rule = Next(rule);
-    return rule;
+    const auto* const configured = CompleteIndex<TextKind>();
+    if (configured == nullptr) return WalkToConfigured<TextKind>(NextOf(key));
+    Rule* const* const found = configured->FirstBehind(key.text);
+    return found != nullptr ? *found : nullptr;
   }
 
   static Rule* Find(const Key& key) { return kCalls.find(key.text); }
   static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
-    return kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
+    Rule* const rule = kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
+    if (rule != nullptr) Configured().Update(*rule);
+    return rule;
   }
-  static void Erase(Rule* rule) { kCalls.erase(rule); }
-  static void InfoChanged(const Rule&) {}
+  static void Erase(Rule* rule) {
+    Configured().Leave(*rule);
+    kCalls.erase(rule);
+  }
+  static void InfoChanged(Rule& rule) { Configured().Update(rule); }
 
   static void TakeName(Rule&, const Key&) {}
 

@@ -13,6 +13,7 @@
 #include "lauthd/state/mac_rule_set.h"
 #include "lauthd/state/match_order.h"
 #include "lauthd/state/reload.h"
+#include "lauthd/state/rule_kind.h"
 #include "lauthd/state/rule_source.h"
 #include "rulefiles/registry.h"
 
@@ -31,6 +32,7 @@ State::State(const Options& chosen)
 }
 
 State::~State() {
+  ForEachKind([](auto kind) { decltype(kind)::Configured().End(); });
   store.Close();
   RemoveService();
   BYOD_order_Fini();
@@ -44,6 +46,7 @@ void State::Load() {
   }
   BYOD_order_Init();
   MacRuleSet::Get().SetLimit(options.carved_limit);
+  ForEachKind([](auto kind) { decltype(kind)::Configured().Begin(); });
   const RuleSource source(options);
   const auto start = Clock::now();
   registry_time = rulefiles::RegistryTime(options.ieee);

@@ -8,6 +8,7 @@
 #include <list>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "byod_data.h"
 
@@ -21,6 +22,7 @@ class Unknowns {
     uint64_t seen;
     uint64_t first_time;  // microseconds since 1970
     uint64_t last_time;
+    uint64_t number;  // no other entry has or had it
   };
 
   /// Records a fingerprint; when all places are taken, it replaces the one seen longest ago.
@@ -32,10 +34,17 @@ class Unknowns {
   /// Most recently seen first.
   const std::list<Entry>& entries() const { return entries_; }
 
+  /// The numbers of all entries, most recently seen first. @throws std::bad_alloc
+  std::vector<uint64_t> Numbers() const;
+
+  /// @return null when the entry has been replaced
+  const Entry* Find(uint64_t number) const;
+
   static constexpr size_t kRoom = 256;
 
  private:
   std::list<Entry> entries_;
+  uint64_t last_number_ = 0;
   // Over the bytes of the fingerprints in the list.
   std::unordered_map<std::string_view, std::list<Entry>::iterator> index_;
 };

@@ -57,6 +57,78 @@ TEST_F(Clients, TwoHundredAtOnceAreAllAnswered) {
   EXPECT_EQ(NumberOf(status.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS), 201u);
 }
 
+/// As many explanations as the socket takes in one go.
+std::vector<uint8_t> ManyExplanations() {
+  const auto one = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_EXPLAIN, [](Appender& append) {
+    append.Text(BYOD_TLV_USERAGENT, "Mozilla/5.0 (Linux; Android 9; a device that no rule knows)");
+  }));
+  std::vector<uint8_t> block;
+  while (block.size() + one.size() < 60000)
+    block.insert(block.end(), one.begin(), one.end());
+  return block;
+}
+
+class ManyWithMuchToDo : public Clients {
+ protected:
+  static constexpr int kMany = 60;
+
+  /// Has these clients send much, then one more ask how many requests have been answered: the
+  /// daemon finds all of it at once. @return that number
+  uint64_t RequestsBeforeTheLastOne(const std::function<Client&(int)>& client) {
+    const auto block = ManyExplanations();
+    daemon_.Signal(SIGSTOP);
+    for (int i = 0; i < kMany; ++i)
+      EXPECT_TRUE(client(i).SendBytes(block.data(), block.size()));
+    Client& last = client(kMany);
+    EXPECT_TRUE(last.Send(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_STATUS)));
+    daemon_.Signal(SIGCONT);
+    return CounterOf(last.Receive(), BYOD_EXT_REQUESTS);
+  }
+};
+
+// Each was served 16 requests before the next one, so that a hundred kept others waiting for
+// seconds.
+TEST_F(ManyWithMuchToDo, WaitBehindOneWithAQuestion) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i <= kMany; ++i) {
+    clients.push_back(std::make_unique<Client>(daemon_));
+    ASSERT_TRUE(IsAnswered(*clients.back()));
+  }
+  const uint64_t before = 2 + kMany;  // by the start, by each client, and one for each turn at most
+  EXPECT_LT(RequestsBeforeTheLastOne([&](int i) -> Client& { return *clients[i]; }),
+            before + kMany * 8);
+}
+
+TEST_F(ManyWithMuchToDo, WaitBehindOneThatConnectsAfterThem) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  std::vector<std::unique_ptr<Client>> clients;
+  EXPECT_LT(RequestsBeforeTheLastOne([&](int) -> Client& {
+              return *clients.emplace_back(std::make_unique<Client>(daemon_));
+            }),
+            kMany * 8u);
+}
+
+TEST_F(ManyWithMuchToDo, AreAnsweredToTheEnd) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  const auto block = ManyExplanations();
+  const size_t count =
+      block.size() / BytesOf(MakeRequest(BYOD_OP_GET, BYOD_EXT_MSG_EXPLAIN, [](Appender& append) {
+                       append.Text(BYOD_TLV_USERAGENT,
+                                   "Mozilla/5.0 (Linux; Android 9; a device that no rule knows)");
+                     })).size();
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 10; ++i) {
+    clients.push_back(std::make_unique<Client>(daemon_));
+    ASSERT_TRUE(clients.back()->SendBytes(block.data(), block.size()));
+  }
+  for (auto& client : clients) {
+    for (size_t i = 0; i < count; ++i)
+      ASSERT_TRUE(client->Receive()) << i;
+    EXPECT_TRUE(IsAnswered(*client));
+  }
+}
+
 TEST_F(Clients, MoreThanTheLimitWaitWhileNobodyIsIdle) {
   daemon_.AddOption("--max-connections");
   daemon_.AddOption("3");

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -86,10 +87,49 @@ TEST_F(Input, MessagesThatArriveTogetherComeOneByOne) {
 TEST_F(Input, MessageLargerThanTheBufferIsReadOn) {
   const std::string bytes = Serialize({Bytes(5, std::string(2000, 'x'))});
   Arrive(bytes.substr(0, input_.buffer().size()));
-  ASSERT_EQ(write(ends_[1], bytes.data() + 512, bytes.size() - 512),
-            static_cast<ssize_t>(bytes.size() - 512));
+  const std::string rest = bytes.substr(input_.buffer().size());
+  ASSERT_EQ(write(ends_[1], rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
   ASSERT_EQ(Next(), Status::kMessage) << "a full buffer asks for another read";
   EXPECT_EQ(Content(), std::string(2000, 'x'));
+}
+
+TEST_F(Input, LongestMessageIsReadInOneGo) {
+  const std::string bytes =
+      Serialize({Bytes(5, std::string(60000, 'x')), Bytes(6, std::string(5000, 'y'))});
+  Send(bytes);
+  ASSERT_EQ(Next(), Status::kMessage);
+  EXPECT_EQ(Content().size(), 65000u);
+}
+
+TEST_F(Input, WhatAClientSendsAheadStaysInItsSocket) {
+  const std::string message = Serialize({Bytes(5, std::string(300, 'x'))});
+  std::string all;
+  while (all.size() < 60000)
+    all += message;
+  ASSERT_EQ(write(ends_[1], all.data(), all.size()), static_cast<ssize_t>(all.size()));
+  ASSERT_TRUE(input_.Receive(ends_[0]));
+  EXPECT_TRUE(input_.Filled());
+  ASSERT_EQ(Next(), Status::kMessage);
+  ASSERT_EQ(Next(), Status::kMessage);
+  int left = 0;
+  ASSERT_EQ(ioctl(ends_[0], FIONREAD, &left), 0);
+  EXPECT_GT(left, 40000);
+  size_t more = 0;
+  while (Next() == Status::kMessage)
+    ++more;
+  EXPECT_EQ(more + 2, all.size() / message.size());
+  EXPECT_FALSE(input_.MayHaveMore());
+}
+
+TEST_F(Input, OneQuestionDoesNotFillTheBuffer) {
+  const std::string longest =
+      Serialize({Bytes(1, "0123"), Bytes(2, "0123"), Bytes(14, std::string(255, 'o')),
+                 Bytes(5, std::string(256, 'u')), Bytes(6, "012345")});
+  Send(longest);
+  ASSERT_TRUE(input_.Receive(ends_[0]));
+  EXPECT_FALSE(input_.Filled());
+  ASSERT_EQ(Next(), Status::kMessage);
+  EXPECT_FALSE(input_.MayHaveMore());
 }
 
 TEST_F(Input, NothingIsReadUntilSomethingHasArrived) {

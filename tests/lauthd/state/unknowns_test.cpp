@@ -61,6 +61,23 @@ TEST(UnknownFingerprints, AreWhatAPlainListOfThemHolds) {
   EXPECT_TRUE(unknowns.entries().empty());
 }
 
+TEST(UnknownFingerprints, AreFoundByTheirNumbersUntilTheyAreReplaced) {
+  Unknowns unknowns;
+  for (uint32_t number = 0; number < Unknowns::kRoom; ++number)
+    unknowns.Note(Numbered(number), 1, number);
+  const std::vector<uint64_t> numbers = unknowns.Numbers();
+  ASSERT_EQ(numbers.size(), Unknowns::kRoom);
+  unknowns.Note(Numbered(0), 1, 1000);  // seen again: it is still the same
+  unknowns.Note(Numbered(999), 1, 1001);
+  for (size_t i = 0; i < numbers.size(); ++i) {
+    const Unknowns::Entry* const entry = unknowns.Find(numbers[i]);
+    const uint32_t number = Unknowns::kRoom - 1 - static_cast<uint32_t>(i);
+    ASSERT_EQ(entry == nullptr, number == 1) << "the one seen longest ago is replaced";
+    if (entry == nullptr) continue;
+    EXPECT_STREQ(entry->fingerprint.user_agent, Numbered(number).user_agent);
+  }
+}
+
 // An entry for which there was no memory in the index stayed in the list, where nothing found it
 // again, and the list grew beyond its room.
 TEST(UnknownFingerprints, WithoutMemoryAreLeftOutAndNothingElseChanges) {
