@@ -62,6 +62,13 @@ void CheckAnswers(const std::vector<uint8_t>& answers) {
   }
 }
 
+/// What the daemon's loop does between events.
+void TakeTurns(Runtime& runtime) {
+  runtime.connections.ContinueDeferred();
+  while (runtime.connections.HasTurns())
+    runtime.connections.GiveTurn();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -76,12 +83,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   };
   const bool early = data[0] % 2 == 1;
   if (early) send_first();
-  Expect(Connection::Begin(runtime, ends[1]));
+  Expect(Connection::Begin(runtime, ends[1], {0, true, true}));
   std::vector<uint8_t> answers;
   runtime.io.restart();
   if (!early) send_first();
   for (int i = 0; i < 8; ++i) {
-    runtime.connections.ContinueDeferred();
+    TakeTurns(runtime);
     runtime.io.poll();
   }
   Drain(ends[0], answers);
@@ -90,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   shutdown(ends[0], SHUT_WR);
   while (runtime.connections.size() > 0) {
     runtime.io.restart();
-    runtime.connections.ContinueDeferred();
+    TakeTurns(runtime);
     runtime.io.poll();
     Drain(ends[0], answers);
   }

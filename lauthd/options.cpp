@@ -200,9 +200,17 @@ void CommandLine::Describe() {
   app_.add_option("--max-connections", options_.max_connections, "Clients served at once")
       ->check(NumberFrom(1, 65536))
       ->capture_default_str();
+  app_.add_option("--user-share", options_.user_share,
+                  "Percent of the connections, and of the watches, that one user may have")
+      ->check(NumberFrom(1, 100))
+      ->capture_default_str();
   app_.add_option("--idle-timeout", options_.idle_timeout,
                   "Seconds that a client may take to finish a request or to read a reply")
       ->check(NumberFrom(1, 86400))
+      ->capture_default_str();
+  app_.add_option("--bulk-timeout", options_.bulk_timeout,
+                  "Seconds that a client may keep the changes of others waiting with a bulk")
+      ->check(NumberFrom(1, 3600))
       ->capture_default_str();
   app_.add_option("--stop-timeout", options_.stop_timeout,
                   "Seconds after which a daemon that was asked to stop ends in any case")

@@ -25,7 +25,9 @@ struct Options {
   uint32_t rule_limit = BYOD_NO_RULE_LIMIT;
   uint32_t carved_limit = 4096;  // MAC rules within others
   uint32_t max_connections = 1024;
+  uint32_t user_share = 25;    // percent of the connections and watches that one user may have
   uint32_t idle_timeout = 60;  // seconds, for what a client owes
+  uint32_t bulk_timeout = 30;  // seconds, for a bulk as a whole
   uint32_t stop_timeout = 10;  // seconds
   Severity log_level = Severity::kNotice;
   bool check = false;

@@ -3,23 +3,16 @@
 #ifndef LAUTHD_REQUESTS_SESSION_H
 #define LAUTHD_REQUESTS_SESSION_H
 
-#include <sys/types.h>
-
 #include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
 
 #include "lauthd/requests/restore_upload.h"
+#include "lauthd/state/peer.h"
 #include "lauthd/state/state.h"
 
 namespace byod::lauthd {
-
-/// The process at the other end of a connection.
-struct Peer {
-  uid_t user = static_cast<uid_t>(-1);  // nobody
-  bool may_change = false;
-};
 
 /// Its address identifies the client that owns a bulk; the bulk ends with it.
 class Session {

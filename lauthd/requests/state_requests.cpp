@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/state_requests.h"
 
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "lauthd/requests/identification.h"
+#include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
 #include "lauthd/state/rule_kind.h"
 #include "lauthd/state/state.h"
@@ -117,11 +120,19 @@ Result ForgetUnknowns(Exchange& exchange) {
 }
 
 Result StartWatch(Exchange& exchange) {
-  if (exchange.state.watch_hub.size() >= WatchHub::kMaxWatchers) {
-    return Refused(BYOD_REFUSAL_BUSY, "too many clients watch already");
+  const SharedPlaces& places = exchange.state.watch_hub.places();
+  const Peer& peer = exchange.session.peer();
+  std::string reason;
+  if (!places.IsFreeFor(peer)) {
+    reason = "too many clients watch already";
+  } else if (!places.IsWithinShare(peer)) {
+    reason = "user " + std::to_string(peer.user) + " has its share of " +
+             std::to_string(places.share()) + " watches";
   }
-  exchange.watch = true;
-  return {};
+  exchange.watch = reason.empty();
+  if (exchange.watch) return {};
+  exchange.state.refused_watches.Note("a watch is refused: " + reason);
+  return Refused(BYOD_REFUSAL_BUSY, std::move(reason));
 }
 
 Result ReloadRules(Exchange& exchange) {

@@ -44,9 +44,9 @@ Peer ReadPeer(int socket, std::optional<gid_t> admin_group) {
   socklen_t size = sizeof credentials;
   if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return {};
   const bool own = credentials.uid == 0 || credentials.uid == geteuid();
-  const bool member =
-      admin_group && (credentials.gid == *admin_group || HasFurtherGroup(socket, *admin_group));
-  return {credentials.uid, own || member};
+  const bool member = !own && admin_group &&
+                      (credentials.gid == *admin_group || HasFurtherGroup(socket, *admin_group));
+  return {credentials.uid, own || member, own};
 }
 
 }  // namespace byod::lauthd

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "lauthd/requests/session.h"
+#include "lauthd/state/peer.h"
 
 namespace byod::lauthd {
 

@@ -32,10 +32,10 @@ constexpr asio::use_awaitable_t<ClientSocket::Executor> kAwait;
 
 // ---------------------------------------------------------------- from begin to end
 
-bool Connection::Begin(Runtime& runtime, int descriptor) {
+bool Connection::Begin(Runtime& runtime, int descriptor, const Peer& peer) {
   std::shared_ptr<Connection> connection;
   try {
-    connection = std::make_shared<Connection>(runtime, descriptor);
+    connection = std::make_shared<Connection>(runtime, descriptor, peer);
   } catch (const std::bad_alloc&) {
     close(descriptor);
     return false;
@@ -62,11 +62,13 @@ void Connection::TakeTurn() {
   CloseOnException([this] { WaitFor(ServeUntil(Connections::Clock::now() + kTurn)); });
 }
 
-Connection::Connection(Runtime& runtime, int descriptor)
+Connection::Connection(Runtime& runtime, int descriptor, const Peer& peer)
     : runtime_(runtime),
       state_(runtime.state),
       socket_(runtime.io, descriptor),
-      session_(state_, [this] { return ReadPeer(socket_.descriptor(), runtime_.admin_group); }),
+      peer_(peer),
+      user_place_(runtime.places, peer.user),
+      session_(state_, [this] { return peer_; }),
       place_(runtime.connections.Add(this)) {}
 
 Connection::~Connection() {
@@ -312,7 +314,7 @@ Connection::Awaitable<bool> Connection::SendEvents(Watcher& watcher) {
 
 Connection::Awaitable<bool> Connection::Watch() {
   Watcher watcher([this] { Wake(); });
-  const WatchHub::Registration registration(state_.watch_hub, watcher);
+  const WatchHub::Registration registration(state_.watch_hub, watcher, peer_.user);
   const Pieces nothing;
   if (!co_await Send(nothing.MakeReply(BYOD_ERR_CONTINUE), ReadLimit::kTimeout)) co_return false;
 

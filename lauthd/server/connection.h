@@ -27,11 +27,12 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
    * one question, and go when they have the answer. A client that sent more waits for its turn.
    *
    * @param descriptor  of a connected socket; owned
+   * @param peer        for whom there is a place
    * @return false without memory for the client; the descriptor has been closed then
    */
-  static bool Begin(Runtime& runtime, int descriptor);
+  static bool Begin(Runtime& runtime, int descriptor, const Peer& peer);
 
-  Connection(Runtime& runtime, int descriptor);
+  Connection(Runtime& runtime, int descriptor, const Peer& peer);
   ~Connection() override;
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -39,6 +40,7 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   void Close() override;
   Connections::Clock::time_point deadline() const override { return deadline_; }
   bool Idle() const override;
+  const Peer& peer() const override { return peer_; }
   void Continue() override;
   void TakeTurn() override;
 
@@ -95,6 +97,8 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   Runtime& runtime_;
   State& state_;
   ClientSocket socket_;
+  const Peer peer_;
+  const SharedPlaces::Place user_place_;
   Session session_;
   MessageInput input_;
   MessageOutput output_;

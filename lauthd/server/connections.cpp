@@ -1,21 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/server/connections.h"
 
-#include <algorithm>
-
 namespace byod::lauthd {
 
 void Connections::CloseOverdue(Clock::time_point now) {
   for (Client* client : clients_) {
     if (client->deadline() < now) client->Close();
   }
-}
-
-bool Connections::CloseLongestIdle() {
-  const auto idle = std::ranges::find_if(clients_, &Client::Idle);
-  if (idle == clients_.end()) return false;
-  (*idle)->Close();
-  return true;
 }
 
 void Connections::CloseAll() {

@@ -3,6 +3,7 @@
 #ifndef LAUTHD_SERVER_CONNECTIONS_H
 #define LAUTHD_SERVER_CONNECTIONS_H
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -11,6 +12,8 @@
 #include <memory>
 #include <utility>
 #include <vector>
+
+#include "lauthd/state/peer.h"
 
 namespace byod::lauthd {
 
@@ -26,6 +29,7 @@ class Client {
   virtual Clock::time_point deadline() const = 0;
   /// Whether it may be closed to make room.
   virtual bool Idle() const = 0;
+  virtual const Peer& peer() const = 0;
   /// Resumes a deferred client.
   virtual void Continue() = 0;
   /// Goes on with what a client has sent, or is to get, for as long as a turn lasts.
@@ -50,8 +54,18 @@ class Connections {
   void CloseOverdue(Clock::time_point now);
   void CloseAll();
 
-  /// Closes the one that has been idle for the longest time. @return false when none is idle
-  bool CloseLongestIdle();
+  /// Closes the one that has been idle for the longest time, of those that may be closed.
+  /// @param may_close  (peer) -> bool
+  /// @return false when none of them is idle
+  template <typename MayClose>
+  bool CloseLongestIdle(MayClose may_close) {
+    const auto idle = std::ranges::find_if(clients_, [&](const Client* client) {
+      return may_close(client->peer()) && client->Idle();
+    });
+    if (idle == clients_.end()) return false;
+    (*idle)->Close();
+    return true;
+  }
 
   /// Called whenever a connection has gone.
   void OnRoom(std::function<void()> callback) { on_room_ = std::move(callback); }

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/server/listener.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
+#include <asio/post.hpp>
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <string>
 #include <utility>
 
 #include "lauthd/log.h"
@@ -24,15 +28,31 @@ constexpr std::chrono::milliseconds kPause{250};
 // Clients that are connected are served in between, however many come.
 constexpr int kAcceptsPerRound = 16;
 
-constexpr std::chrono::minutes kWarningPause{1};
+// Clients for which there is no place, beside those that wait to be accepted.
+constexpr size_t kWaiting = 512;
+
+bool HasGone(int socket) {
+  pollfd client = {socket, 0, 0};
+  return poll(&client, 1, 0) > 0 && (client.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+std::string Owner(const Peer& peer) {
+  return "user " + std::to_string(peer.user);
+}
 
 }  // namespace
 
 Listener::Listener(Runtime& runtime)
     : runtime_(runtime),
       acceptor_(runtime.io, asio::local::stream_protocol(), TakeSocket()),
-      room_(runtime.io) {
-  runtime.connections.OnRoom([this] { room_.cancel(); });
+      room_(runtime.io),
+      waiting_places_(kWaiting, runtime.state.options.user_share) {
+  runtime.connections.OnRoom([this] {
+    room_.cancel();
+    if (waiting_.empty() || std::exchange(admitting_, true)) return;
+    // Not at once: the connection that makes room is in the middle of its end.
+    asio::post(runtime_.io, [this] { AdmitWaiting(); });
+  });
 }
 
 Listener::~Listener() {
@@ -50,6 +70,12 @@ void Listener::Stop() {
   asio::error_code ignored;
   acceptor_.close(ignored);
   room_.cancel();
+  waiting_.clear();
+}
+
+void Listener::FlushWarnings() {
+  for (RepeatedWarning* warning : {&room_made_, &no_room_, &refused_})
+    warning->Flush();
 }
 
 void Listener::WarnOnce(const char* reason) {
@@ -68,44 +94,91 @@ asio::awaitable<void> Listener::Accept() {
     co_await acceptor_.async_wait(asio::local::stream_protocol::acceptor::wait_read,
                                   asio::redirect_error(asio::use_awaitable, stopped));
     if (stopped) co_return;
-    if (Full()) {
-      MakeRoom();
-    } else if (AcceptSome()) {
-      continue;
-    }
-    co_await Pause();
+    if (!AcceptSome()) co_await Pause();
   }
-}
-
-bool Listener::Full() const {
-  return runtime_.connections.size() >= runtime_.state.options.max_connections;
-}
-
-void Listener::MakeRoom() {
-  if (!runtime_.connections.CloseLongestIdle()) return WarnOnce("too many connections");
-  const auto now = Connections::Clock::now();
-  if (now < next_warning_) return;
-  Log(Severity::kWarning, "too many connections: those that are idle longest are closed");
-  next_warning_ = now + kWarningPause;
 }
 
 bool Listener::AcceptSome() {
   for (int i = 0; i < kAcceptsPerRound; ++i) {
-    if (Full()) return true;
-    const int client =
-        accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (client < 0) {
+    net::Descriptor client(
+        accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (!client) {
       if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return true;
       WarnOnce(std::strerror(errno));
       return false;
     }
-    if (!Connection::Begin(runtime_, client)) {
+    if (!Welcome(std::move(client))) {
       WarnOnce("no memory");
       return false;
     }
     warned_ = false;
   }
   return true;
+}
+
+/// Serves a client, or lets it wait for a place. @return false without memory
+bool Listener::Welcome(net::Descriptor client) {
+  const Peer peer = ReadPeer(client.get(), runtime_.admin_group);
+  if (!MayEnter(peer)) runtime_.connections.ContinueDeferred();  // most of these have gone
+  if (MayEnter(peer)) return Connection::Begin(runtime_, client.release(), peer);
+  try {
+    MakeRoom(peer);
+    Wait(std::move(client), peer);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool Listener::MayEnter(const Peer& peer) const {
+  return runtime_.places.IsFreeFor(peer) && runtime_.places.IsWithinShare(peer);
+}
+
+/// Closes the connection that has been idle longest: of the newcomer's user if that has its share,
+/// else of anybody. Root's are not closed for somebody who may change nothing.
+void Listener::MakeRoom(const Peer& newcomer) {
+  const bool within_share = runtime_.places.IsWithinShare(newcomer);
+  const bool made = runtime_.connections.CloseLongestIdle([&](const Peer& peer) {
+    return within_share ? newcomer.may_change || !peer.trusted : peer.user == newcomer.user;
+  });
+  const std::string reason = within_share ? "too many connections"
+                                          : "too many connections of " + Owner(newcomer) +
+                                                ", whose share is " +
+                                                std::to_string(runtime_.places.share());
+  if (made) {
+    room_made_.Note(reason + ": those that are idle longest are closed");
+  } else {
+    no_room_.Note("clients wait: " + reason);
+  }
+}
+
+/// Lets a client wait, unless too many wait already, of all users or of its own.
+void Listener::Wait(net::Descriptor client, const Peer& peer) {
+  const auto has_place = [&] {
+    return waiting_places_.IsFreeFor(peer) && waiting_places_.IsWithinShare(peer);
+  };
+  if (!has_place())
+    waiting_.remove_if([](const Waiting& one) { return HasGone(one.socket.get()); });
+  if (!has_place()) {
+    return refused_.Note("a client of " + Owner(peer) + " is refused: too many wait already");
+  }
+  waiting_.push_back(
+      {std::move(client), peer, std::make_unique<SharedPlaces::Place>(waiting_places_, peer.user)});
+}
+
+/// Serves those that have waited longest, as far as there are places.
+void Listener::AdmitWaiting() {
+  admitting_ = false;
+  for (auto next = waiting_.begin(); next != waiting_.end();) {
+    if (!MayEnter(next->peer)) {
+      ++next;
+      continue;
+    }
+    const Peer peer = next->peer;
+    net::Descriptor client = std::move(next->socket);
+    next = waiting_.erase(next);
+    if (!Connection::Begin(runtime_, client.release(), peer)) WarnOnce("no memory");
+  }
 }
 
 }  // namespace byod::lauthd

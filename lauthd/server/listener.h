@@ -6,10 +6,14 @@
 #include <asio/awaitable.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
-#include <chrono>
+#include <list>
+#include <memory>
 #include <optional>
 
+#include "lauthd/repeated_warning.h"
 #include "lauthd/server/socket_file.h"
+#include "lauthd/state/shared_places.h"
+#include "net/descriptor.h"
 
 namespace byod::lauthd {
 
@@ -23,21 +27,35 @@ class Listener {
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  /// Accepts a few clients at a time, so that those that are connected are served in between. At
-  /// the limit of connections it closes an idle one for each new one, or waits; it also waits while
-  /// the system has no more descriptors.
+  /// Accepts a few clients at a time, so that those that are connected are served in between. One
+  /// for which there is no place closes an idle one, or waits until there is one. Nobody is
+  /// accepted while the system has no more descriptors.
   asio::awaitable<void> Accept();
+
+  /// Logs what has been held back. Called every second or so.
+  void FlushWarnings();
 
   void Stop();
 
  private:
+  /// A client for which there is no place yet. It is accepted all the same: one that comes after it
+  /// may be of another user, who has a place.
+  struct Waiting {
+    net::Descriptor socket;
+    Peer peer;
+    std::unique_ptr<SharedPlaces::Place> place;
+  };
+
   /// @return the listening descriptor, inherited or made
   int TakeSocket();
 
   /// @return false when the system has no more descriptors, or no memory
   bool AcceptSome();
-  bool Full() const;
-  void MakeRoom();
+  bool Welcome(net::Descriptor client);
+  bool MayEnter(const Peer& peer) const;
+  void MakeRoom(const Peer& newcomer);
+  void Wait(net::Descriptor client, const Peer& peer);
+  void AdmitWaiting();
   void WarnOnce(const char* reason);
   asio::awaitable<void> Pause();
 
@@ -45,8 +63,13 @@ class Listener {
   std::optional<SocketFile> file_;  // none while the socket is the service manager's
   asio::local::stream_protocol::acceptor acceptor_;
   asio::steady_timer room_;
-  bool warned_ = false;  // that clients have to wait
-  std::chrono::steady_clock::time_point next_warning_;
+  SharedPlaces waiting_places_;
+  std::list<Waiting> waiting_;  // longest first
+  bool admitting_ = false;      // soon
+  bool warned_ = false;         // that clients have to wait for the system
+  RepeatedWarning room_made_;
+  RepeatedWarning no_room_;
+  RepeatedWarning refused_;
 };
 
 }  // namespace byod::lauthd

@@ -13,6 +13,7 @@
 
 #include "lauthd/server/access.h"
 #include "lauthd/server/connections.h"
+#include "lauthd/state/shared_places.h"
 #include "lauthd/state/state.h"
 
 namespace byod::lauthd {
@@ -23,11 +24,13 @@ struct Runtime {
   explicit Runtime(const Options& options)
       : state(options),
         admin_group(FindGroup(options.admin_group)),
-        idle_timeout(std::chrono::seconds(options.idle_timeout)) {}
+        idle_timeout(std::chrono::seconds(options.idle_timeout)),
+        places(options.max_connections, options.user_share) {}
 
   State state;
   const std::optional<gid_t> admin_group;
   const std::chrono::steady_clock::duration idle_timeout;
+  SharedPlaces places;  // of connections
   Connections connections;
 
   /// For bytes between the kernel and a message; not kept over a wait.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/server/server.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <asio/awaitable.hpp>
 #include <asio/co_spawn.hpp>
@@ -14,6 +16,10 @@
 #include <exception>
 #include <utility>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include "lauthd/log.h"
 #include "lauthd/server/manager.h"
 #include "lauthd/server/stop_limit.h"
@@ -26,19 +32,38 @@ using Clock = Connections::Clock;
 // Events that are handled before the deferred clients are looked at again.
 constexpr int kEventsPerRound = 16;
 
+constexpr size_t kManyClients = 64;
+
+// For clients that wait for a place, files, and the loop.
+constexpr rlim_t kFurtherDescriptors = 600;
+
 // A client with much to do gets a turn after this time, even if there is something new all the
 // time.
 constexpr std::chrono::milliseconds kTurnPause{10};
 
+/// Gives the memory of clients that have gone back to the system, once most of many have.
+void TrimMemory(size_t clients, size_t& most) {
+  most = std::max(most, clients);
+  if (most < kManyClients || clients > most / 2) return;
+  most = clients;
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
+
 /// One timer for the timeouts of all clients: a resolution of a second is enough.
-asio::awaitable<void> CheckTimeouts(Runtime& runtime) {
+asio::awaitable<void> CheckTimeouts(Runtime& runtime, Listener& listener) {
   asio::steady_timer timer(runtime.io);
   const auto pause = std::min<Clock::duration>(std::chrono::seconds(1), runtime.idle_timeout / 2);
+  size_t most_clients = 0;  // since the memory of others was given back
   for (;;) {
     timer.expires_after(pause);
     co_await timer.async_wait(asio::use_awaitable);
     runtime.connections.CloseOverdue(Clock::now());
     runtime.state.store.RetryInBackground();
+    runtime.state.refused_watches.Flush();
+    listener.FlushWarnings();
+    TrimMemory(runtime.connections.size(), most_clients);
   }
 }
 
@@ -71,6 +96,15 @@ asio::awaitable<void> ReloadOnSignal(Runtime& runtime, asio::signal_set& signals
   }
 }
 
+/// Raises the limit of descriptors as far as that is allowed: at a lower one nobody could be
+/// accepted, whoever it is.
+void AllowDescriptors(rlim_t count) {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count) return;
+  limit.rlim_cur = std::min(limit.rlim_max, count);
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 /// Runs one of the daemon's own tasks. An exception ends the daemon, which would be of little use
 /// without the task; being cancelled does not.
 void Spawn(asio::io_context& io, asio::awaitable<void> task) {
@@ -87,6 +121,7 @@ void Spawn(asio::io_context& io, asio::awaitable<void> task) {
 
 void Server::Listen() {
   const Options& options = runtime_.state.options;
+  AllowDescriptors(options.max_connections + kFurtherDescriptors);
   runtime_.state.store.Claim();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, not the end
@@ -105,7 +140,7 @@ void Server::Run() {
     Log(Severity::kNotice, "stopping on signal %d", signal);
     io.stop();
   });
-  Spawn(io, CheckTimeouts(runtime_));
+  Spawn(io, CheckTimeouts(runtime_, *listener_));
   if (const auto watchdog = ManagerWatchdog()) Spawn(io, ReportAlive(runtime_, *watchdog));
   Spawn(io, ReloadOnSignal(runtime_, hangup_));
   Spawn(io, listener_->Accept());

@@ -27,7 +27,9 @@ double Milliseconds(std::chrono::steady_clock::duration duration) {
 }  // namespace
 
 State::State(const Options& chosen)
-    : options(chosen), store(chosen.state_dir, chosen.no_database, idle_rules, authorization) {
+    : options(chosen),
+      store(chosen.state_dir, chosen.no_database, idle_rules, authorization),
+      watch_hub(chosen.user_share) {
   InstallService(authorization);
 }
 

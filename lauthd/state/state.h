@@ -10,6 +10,7 @@
 #include <string>
 
 #include "lauthd/options.h"
+#include "lauthd/repeated_warning.h"
 #include "lauthd/state/authorization.h"
 #include "lauthd/state/bulk.h"
 #include "lauthd/state/change_gate.h"
@@ -61,6 +62,7 @@ class State {
   Store store;
   Unknowns unknowns;
   WatchHub watch_hub;
+  RepeatedWarning refused_watches;
   ChangeGate gate;
   Bulk bulk;
   size_t sessions = 0;         // clients that are connected

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "lauthd/state/shared_places.h"
+
 namespace byod::lauthd {
 
 /// An event as a message in memory form; shared by all watchers.
@@ -51,6 +53,10 @@ class WatchHub {
  public:
   static constexpr size_t kMaxWatchers = 32;
 
+  /// @param user_share  percent of the watches that one user may have
+  explicit WatchHub(unsigned user_share = 100) : places_(kMaxWatchers, user_share) {}
+
+  const SharedPlaces& places() const { return places_; }
   bool Empty() const { return watchers_.empty(); }
   size_t size() const { return watchers_.size(); }
   void Publish(const Event& event) {
@@ -61,19 +67,23 @@ class WatchHub {
   /// Keeps a watcher in the hub for as long as this object lives.
   class Registration {
    public:
-    Registration(WatchHub& hub, Watcher& watcher)
-        : hub_(hub), place_(hub.watchers_.insert(hub.watchers_.end(), &watcher)) {}
+    Registration(WatchHub& hub, Watcher& watcher, uid_t user)
+        : hub_(hub),
+          user_place_(hub.places_, user),
+          place_(hub.watchers_.insert(hub.watchers_.end(), &watcher)) {}
     ~Registration() { hub_.watchers_.erase(place_); }
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
 
    private:
     WatchHub& hub_;
+    const SharedPlaces::Place user_place_;
     std::list<Watcher*>::iterator place_;
   };
 
  private:
   std::list<Watcher*> watchers_;
+  SharedPlaces places_;
 };
 
 }  // namespace byod::lauthd

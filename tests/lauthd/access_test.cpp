@@ -107,6 +107,73 @@ TEST_F(Access, DirectoryAndSocketHaveTheirOwnerGroupAndMode) {
   EXPECT_EQ(status.st_gid, kNobodysGroup);
 }
 
+/// Sends questions on connections that stay busy: each has half of another one behind its question.
+/// @return how many connections get an answer within a second
+int CountAnswered(const DaemonProcess& daemon, std::vector<std::unique_ptr<Client>>& clients,
+                  int count) {
+  const auto question = BytesOf(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT));
+  int answered = 0;
+  for (int i = 0; i < count; ++i) {
+    clients.push_back(std::make_unique<Client>(daemon));
+    clients.back()->SendBytes(question.data(), question.size());
+    clients.back()->SendBytes(question.data(), question.size() / 2);
+  }
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  char bytes[512];
+  for (const auto& client : clients)
+    answered += recv(client->socket(), bytes, sizeof bytes, MSG_DONTWAIT) > 0;
+  return answered;
+}
+
+// One user could take all places, and root was kept out with everybody else.
+TEST_F(Access, OneUserHasAShareOfThePlacesAndOthersGetIn) {
+  daemon_.SetOption("--max-connections", "32");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  EXPECT_EQ(AsNobody({},
+                     [&] {
+                       std::vector<std::unique_ptr<Client>> clients;
+                       if (CountAnswered(daemon_, clients, 20) != 8) return kOtherwise;
+                       // Those beyond the share wait for a place of their own user's.
+                       clients.erase(clients.begin(), clients.begin() + 8);
+                       return Eventually([&] { return bool(clients[0]->Receive()); }) ? kDone
+                                                                                      : kOtherwise;
+                     }),
+            kDone);
+  EXPECT_TRUE(daemon_.Logged("too many connections of user 65534, whose share is 8"))
+      << daemon_.Log();
+}
+
+TEST_F(Access, WhileOthersHaveAllTheirPlacesRootAndAdministratorsGetIn) {
+  daemon_.SetOption("--max-connections", "32");
+  daemon_.SetOption("--user-share", "100");
+  daemon_.SetOption("--admin-group", "games");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  const pid_t hog = fork();
+  if (hog == 0) {
+    if (setgroups(0, nullptr) != 0 || setgid(kNobodysGroup) != 0 || setuid(kNobody) != 0) {
+      _exit(101);
+    }
+    std::vector<std::unique_ptr<Client>> clients;
+    // More than have a place, more than may wait, and more than the socket's queue holds.
+    CountAnswered(daemon_, clients, 700);
+    pause();
+    _exit(0);
+  }
+  ASSERT_TRUE(Eventually([&] { return daemon_.Logged("is refused"); })) << daemon_.Log();
+  const auto answer = [&] {
+    Client client(daemon_);
+    return client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT) ? kDone : kOtherwise;
+  };
+  EXPECT_EQ(answer(), kDone) << "root";
+  const group* const games = getgrnam("games");
+  ASSERT_NE(games, nullptr);
+  EXPECT_EQ(AsNobody({games->gr_gid}, answer), kDone) << "a member of the administration group";
+  kill(hog, SIGKILL);
+  waitpid(hog, nullptr, 0);
+  EXPECT_EQ(AsNobody({}, answer), kDone) << "and everybody afterwards";
+  EXPECT_LT(std::ranges::count(daemon_.Log(), '\n'), 20) << daemon_.Log();
+}
+
 TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
   DaemonProcess daemon({"--no-database"});
   ASSERT_NO_FATAL_FAILURE(daemon.Start());

@@ -116,7 +116,7 @@ TEST_F(Identification, ExplanationHasAStepForEachMethodOfTheOrder) {
 TEST_F(Identification, WatcherGetsWhoAskedAndWhatWasAnswered) {
   int woken = 0;
   Watcher watcher([&] { ++woken; });
-  const WatchHub::Registration registration(state_.watch_hub, watcher);
+  const WatchHub::Registration registration(state_.watch_hub, watcher, 1000);
   Ask(QueryAttributes, BYOD_OP_GET, UserAgent("an iPhone"), BYOD_MSG_DEVATTR_BY_FP);
   ASSERT_EQ(woken, 1);
   const Event event = watcher.Pop();

@@ -34,7 +34,7 @@ TEST_F(StateRequests, StatusCountsRulesOfEveryTable) {
 
 TEST_F(StateRequests, StatusCountsSessionsAndWatchers) {
   Watcher watcher([] {});
-  const WatchHub::Registration registration(state_.watch_hub, watcher);
+  const WatchHub::Registration registration(state_.watch_hub, watcher, 1000);
   const Session other(state_, [] { return Peer(); });
   const Answer status = Get(ShowStatus);
   EXPECT_TRUE(status.Has(Number(BYOD_EXT_CONNECTIONS, 2)));
@@ -62,16 +62,46 @@ TEST_F(StateRequests, UnknownFingerprintsCannotBeSet) {
   EXPECT_EQ(Get(ShowUnknowns).elements.size(), 1u);
 }
 
-TEST_F(StateRequests, WatchIsLeftToTheConnectionUpToALimit) {
-  EXPECT_TRUE(Get(StartWatch).watch);
-  Watcher watcher([] {});
-  std::vector<std::unique_ptr<WatchHub::Registration>> registrations;
-  for (size_t i = 0; i < WatchHub::kMaxWatchers; ++i) {
-    registrations.push_back(std::make_unique<WatchHub::Registration>(state_.watch_hub, watcher));
+class Watches : public StateRequests {
+ protected:
+  Answer AskFor(const Peer& peer) {
+    Session session(state_, [&] { return peer; });
+    return Ask(session, StartWatch, BYOD_OP_GET);
   }
-  const Answer refused = Get(StartWatch);
+  /// Has users watch until no more may. @return how many do
+  size_t Fill(const Peer& peer) {
+    size_t count = 0;
+    while (AskFor(peer).watch) {
+      registrations_.push_back(
+          std::make_unique<WatchHub::Registration>(state_.watch_hub, watcher_, peer.user));
+      ++count;
+    }
+    return count;
+  }
+
+  Watcher watcher_{[] {}};
+  std::vector<std::unique_ptr<WatchHub::Registration>> registrations_;
+};
+
+TEST_F(Watches, AreLeftToTheConnectionUpToALimit) {
+  EXPECT_EQ(Fill({0, true, true}), WatchHub::kMaxWatchers);
+  const Answer refused = AskFor({0, true, true});
   EXPECT_FALSE(refused.watch);
   EXPECT_EQ(refused.refusal(), uint32_t{BYOD_REFUSAL_BUSY});
+  EXPECT_EQ(refused.result.reason, "too many clients watch already");
+}
+
+TEST_F(Watches, OfOneUserAreAQuarter) {
+  EXPECT_EQ(Fill({1000}), WatchHub::kMaxWatchers / 4);
+  EXPECT_EQ(AskFor({1000}).result.reason, "user 1000 has its share of 8 watches");
+  EXPECT_TRUE(AskFor({1001}).watch);
+}
+
+TEST_F(Watches, AreLeftOverForThoseWhoMayChangeTheConfiguration) {
+  for (uid_t user = 1000; user < 1010; ++user)
+    Fill({user});
+  EXPECT_EQ(registrations_.size(), 30u);
+  EXPECT_EQ(Fill({2000, true}), 2u);
 }
 
 TEST_F(StateRequests, CategoriesAreGivenOnceEachInOrder) {
