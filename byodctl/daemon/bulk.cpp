@@ -47,7 +47,7 @@ std::vector<uint32_t> Bulk::Apply(const std::vector<Request>& changes) {
 }
 
 void Bulk::Commit() {
-  client_.Ask(Phase(BYOD_PHASE_COMMIT));
+  client_.Commit(Phase(BYOD_PHASE_COMMIT));
 }
 
 void Bulk::RollBack() {

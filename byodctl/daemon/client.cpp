@@ -256,8 +256,28 @@ tlv::Message Client::Ask(const Request& request) {
   return reply;
 }
 
+tlv::Message Client::ReceiveOutcome() {
+  try {
+    return Receive();
+  } catch (const Failure& failure) {
+    // The daemon drops what it has not begun when its client goes.
+    throw Failure(
+        failure.status(),
+        std::string(failure.what()) +
+            "; the change was made only if the daemon had begun it, which \"byodctl show\" "
+            "shows");
+  }
+}
+
+void Client::Commit(const Request& request) {
+  Send(request);
+  const tlv::Message reply = ReceiveOutcome();
+  if (CodeOf(Fields(reply)) != 0) throw Refusal(Fields(reply));
+}
+
 bool Client::Change(const Request& request) {
-  const tlv::Message reply = Exchange(request);
+  Send(request);
+  const tlv::Message reply = ReceiveOutcome();
   const uint32_t code = CodeOf(Fields(reply));
   if (code == BYOD_ERR_NOCHANGE) return false;
   if (code != 0) throw Refusal(Fields(reply));

@@ -95,8 +95,12 @@ class Client {
   /// @return the reply to a request. @throws Refusal
   tlv::Message Ask(const Request& request);
 
-  /// @return whether anything changed. @throws Refusal
+  /// @return whether anything changed. @throws Refusal, and Failure that says what a missing answer
+  /// means
   bool Change(const Request& request);
+
+  /// Ends a bulk of changes. @throws as Change
+  void Commit(const Request& request);
 
   /// Calls take for every reply of a series. @throws Refusal
   void Series(const Request& request, const std::function<void(const Fields&)>& take);
@@ -109,6 +113,7 @@ class Client {
   using Clock = std::chrono::steady_clock;
 
   void Connect();
+  tlv::Message ReceiveOutcome();
   [[noreturn]] void Fail(const std::string& what) const;
   /// @return false after the time limit
   bool WaitForBytes(Clock::time_point until) const;

@@ -4,6 +4,7 @@
 #include "lauthd/requests/configuration_rows.h"
 #include "lauthd/requests/request_form.h"
 #include "lauthd/requests/session.h"
+#include "lauthd/requests/wall_clock.h"
 #include "lauthd/state/match_order.h"
 #include "lauthd/state/state.h"
 
@@ -15,7 +16,8 @@ Result Begin(Exchange& exchange) {
   if (state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open already");
   if (!state.store.Ready()) return state.store.NotSaved();
   state.bulk.Begin();
-  state.gate.Take(&exchange.session);
+  state.gate.Take(&exchange.session, exchange.session.peer().user, TimeOfDay());
+  exchange.session.bulk_expired = false;
   return {};
 }
 
@@ -72,7 +74,10 @@ Result ChangeBulk(Exchange& exchange) {
   BYOD_tlv_GetUINTValueByType(exchange.request, BYOD_EXT_PHASE, &phase);
   if (phase == BYOD_PHASE_BEGIN) return Begin(exchange);
   if (!exchange.session.OwnsBulk()) {
-    return Refused(BYOD_REFUSAL_BUSY, "no bulk is open");
+    if (!exchange.session.bulk_expired) return Refused(BYOD_REFUSAL_BUSY, "no bulk is open");
+    return Refused(BYOD_REFUSAL_BUSY, "the bulk took longer than " +
+                                          std::to_string(exchange.state.options.bulk_timeout) +
+                                          " s and was rolled back");
   }
   switch (phase) {
     case BYOD_PHASE_MORE:

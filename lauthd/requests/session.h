@@ -36,6 +36,13 @@ class Session {
 
   bool OwnsBulk() const { return state_.gate.OwnedBy(this); }
 
+  /// Rolls the client's bulk back, which has been open for too long.
+  void ExpireBulk() {
+    bulk_expired = true;
+    state_.AbortBulk();
+  }
+
+  bool bulk_expired = false;              // the client has not begun another one since
   std::unique_ptr<RestoreUpload> upload;  // a backup that the client is sending; or null
 
  private:

@@ -24,7 +24,8 @@ namespace {
 // clock, as a request may also wait for the disk.
 constexpr std::chrono::milliseconds kTurn{1};
 constexpr auto kOneRequest = Connections::Clock::time_point::min();
-constexpr std::chrono::seconds kBulkTimeout{10};
+constexpr std::chrono::seconds kBulkPause{10};   // between two requests of a bulk
+constexpr std::chrono::seconds kGateTimeout{4};  // byodctl waits for 5 seconds
 constexpr auto kNever = Connections::Clock::time_point::max();
 constexpr asio::use_awaitable_t<ClientSocket::Executor> kAwait;
 
@@ -159,11 +160,13 @@ void Connection::WaitForInput() {
     // Set once: it is not put off when the request comes byte by byte.
     deadline_ = Connections::Clock::now() + InputTimeout();
   }
+  BeginWait();
   const auto buffer = input_.buffer();
   socket_.stream().async_receive(asio::buffer(buffer.data(), buffer.size()),
                                  [self = shared_from_this()](asio::error_code error, size_t count) {
                                    self->idle_ = false;
                                    if (error) return self->Close();
+                                   self->EndWait();
                                    self->input_.Arrived(count);
                                    self->Serve();
                                  });
@@ -188,7 +191,11 @@ Connection::Awaitable<void> Connection::ServeBlocked(BlockedOn blocked) {
 Connection::Outcome Connection::TryAnswer() {
   exchange_.emplace(Exchange{state_, session_, request_.get(), 0, 0, {}, nullptr, false});
   task_ = FindTask(*exchange_);
-  if (task_.waits_for_bulk && !state_.gate.OpenFor(&session_)) return Outcome::kPending;
+  if (task_.waits_for_bulk) {
+    // A client that gave up does not expect its change to be made later.
+    if (socket_.PeerHasGone()) return Outcome::kFailed;
+    if (!state_.gate.MayPass(&session_)) return Outcome::kPending;
+  }
   return Answer();
 }
 
@@ -212,6 +219,8 @@ Connection::Awaitable<bool> Connection::FinishAnswer() {
 }
 
 void Connection::EndRequest() {
+  const bool owned_bulk = std::exchange(owned_bulk_, session_.OwnsBulk());
+  if (owned_bulk_ && !owned_bulk) bulk_left_ = runtime_.bulk_timeout;
   exchange_.reset();
   request_ = tlv::Message();
   ++requests_;
@@ -227,7 +236,34 @@ bool Connection::HasUnfinished() const {
 /// How long the client may take to finish. While it holds a bulk open, others wait.
 Connections::Clock::duration Connection::InputTimeout() const {
   if (!session_.OwnsBulk()) return runtime_.idle_timeout;
-  return std::min<Connections::Clock::duration>(runtime_.idle_timeout, kBulkTimeout);
+  return std::min<Connections::Clock::duration>({runtime_.idle_timeout, kBulkPause, bulk_left_});
+}
+
+/// The time that the daemon takes for the requests of a bulk is not the client's.
+void Connection::BeginWait() {
+  if (session_.OwnsBulk()) waiting_since_ = Connections::Clock::now();
+}
+
+void Connection::EndWait() {
+  if (!session_.OwnsBulk()) return;
+  bulk_left_ -= Connections::Clock::now() - waiting_since_;
+  if (BulkIsOver()) session_.ExpireBulk();
+}
+
+bool Connection::BulkIsOver() const {
+  return session_.OwnsBulk() && bulk_left_ <= Connections::Clock::duration::zero();
+}
+
+/// Closes the connection, but for one that has had a bulk open for too long and owes nothing else:
+/// that one gets the reason with its next request.
+void Connection::EndOverdue() {
+  if (session_.OwnsBulk()) {
+    Log(Severity::kWarning, "a bulk of user %u is rolled back: its client took too long",
+        static_cast<unsigned>(peer_.user));
+    EndWait();
+  }
+  if (!session_.bulk_expired || HasUnfinished() || exchange_ || !output_.Empty()) return Close();
+  BecomeIdle();
 }
 
 void Connection::BecomeIdle() {
@@ -249,7 +285,8 @@ bool Connection::SendNow(const tlv::Message& message) {
 
 /// Waits for room for what the socket did not take.
 Connection::Awaitable<bool> Connection::SendRest(ReadLimit limit) {
-  deadline_ = Connections::Clock::now() + runtime_.idle_timeout;
+  deadline_ = Connections::Clock::now() + InputTimeout();
+  BeginWait();
   while (!output_.Empty()) {
     if (limit == ReadLimit::kNone) BecomeIdle();
     const bool writable = co_await socket_.Wait(ClientSocket::Stream::wait_write);
@@ -257,6 +294,7 @@ Connection::Awaitable<bool> Connection::SendRest(ReadLimit limit) {
     if (!writable || !output_.SendRest(socket_.descriptor())) co_return false;
   }
   deadline_ = kNever;
+  EndWait();
   co_return true;
 }
 
@@ -333,14 +371,19 @@ Connection::Awaitable<bool> Connection::Watch() {
 
 // ---------------------------------------------------------------- waiting
 
-/// Waits for the end of another client's bulk. @return false when this client has gone meanwhile
+/// Waits for the end of another client's bulk, or refuses the request.
+/// @return false when this client has gone meanwhile
 Connection::Awaitable<bool> Connection::WaitForGate() {
   const ChangeGate::Waiter waiter(state_.gate, [this] { Wake(); });
-  while (!state_.gate.OpenFor(&session_)) {
-    co_await Sleep();
+  const auto end = Connections::Clock::now() + kGateTimeout;
+  while (!waiter.MayPass()) {
+    if (Connections::Clock::now() >= end) {
+      task_ = {nullptr, false, Refused(BYOD_REFUSAL_BUSY, state_.gate.WhyClosed())};
+      break;
+    }
+    co_await SleepUntil(end);
     if (socket_.closed()) co_return false;
   }
-  // A client that gave up does not expect its change to be made later.
   co_return !socket_.PeerHasGone();
 }
 
@@ -355,9 +398,13 @@ Connection::Awaitable<bool> Connection::WaitForTurn() {
 
 /// Waits until Wake is called.
 Connection::Awaitable<void> Connection::Sleep() {
+  return SleepUntil(kNever);
+}
+
+Connection::Awaitable<void> Connection::SleepUntil(Connections::Clock::time_point end) {
   if (!sleep_) sleep_.emplace(runtime_.io);
   asio::error_code cancelled;
-  sleep_->expires_at(kNever);
+  sleep_->expires_at(end);
   co_await sleep_->async_wait(asio::redirect_error(kAwait, cancelled));
 }
 

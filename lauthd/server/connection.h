@@ -39,6 +39,7 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
 
   void Close() override;
   Connections::Clock::time_point deadline() const override { return deadline_; }
+  void EndOverdue() override;
   bool Idle() const override;
   const Peer& peer() const override { return peer_; }
   void Continue() override;
@@ -76,6 +77,9 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   bool HasUnfinished() const;
   Connections::Clock::duration InputTimeout() const;
   void BecomeIdle();
+  void BeginWait();
+  void EndWait();
+  bool BulkIsOver() const;
 
   // Sending.
   bool SendNow(const tlv::Message& message);
@@ -90,6 +94,7 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
 
   // Waiting for something that is not the socket.
   Awaitable<bool> WaitForGate();
+  Awaitable<void> SleepUntil(Connections::Clock::time_point end);
   Awaitable<bool> WaitForTurn();
   Awaitable<void> Sleep();
   void Wake();
@@ -106,6 +111,10 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   Connections::Place place_;
   // Until when the client may leave a request unfinished or a reply unread.
   Connections::Clock::time_point deadline_ = Connections::Clock::time_point::max();
+  // How long the client may still have others wait with its bulk, and since when they do.
+  bool owned_bulk_ = false;  // after the last request
+  Connections::Clock::duration bulk_left_ = {};
+  Connections::Clock::time_point waiting_since_;
   bool idle_ = false;              // has nothing unfinished, or pauses in a listing
   bool waiting_for_turn_ = false;  // in the middle of a request
   int requests_ = 0;

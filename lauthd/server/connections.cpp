@@ -3,9 +3,9 @@
 
 namespace byod::lauthd {
 
-void Connections::CloseOverdue(Clock::time_point now) {
+void Connections::EndOverdue(Clock::time_point now) {
   for (Client* client : clients_) {
-    if (client->deadline() < now) client->Close();
+    if (client->deadline() < now) client->EndOverdue();
   }
 }
 

@@ -25,8 +25,9 @@ class Client {
   virtual ~Client() = default;
   /// Ends the connection. It leaves the set later, when nothing uses it any more.
   virtual void Close() = 0;
-  /// When it may be closed because the client is too slow.
+  /// When the client has been too slow, and what is done about it.
   virtual Clock::time_point deadline() const = 0;
+  virtual void EndOverdue() = 0;
   /// Whether it may be closed to make room.
   virtual bool Idle() const = 0;
   virtual const Peer& peer() const = 0;
@@ -50,8 +51,8 @@ class Connections {
   void MoveToEnd(Place place) { clients_.splice(clients_.end(), clients_, place); }
   size_t size() const { return clients_.size(); }
 
-  /// Closes those whose deadline is over.
-  void CloseOverdue(Clock::time_point now);
+  /// Ends what those do whose deadline is over.
+  void EndOverdue(Clock::time_point now);
   void CloseAll();
 
   /// Closes the one that has been idle for the longest time, of those that may be closed.

@@ -59,7 +59,7 @@ asio::awaitable<void> CheckTimeouts(Runtime& runtime, Listener& listener) {
   for (;;) {
     timer.expires_after(pause);
     co_await timer.async_wait(asio::use_awaitable);
-    runtime.connections.CloseOverdue(Clock::now());
+    runtime.connections.EndOverdue(Clock::now());
     runtime.state.store.RetryInBackground();
     runtime.state.refused_watches.Flush();
     listener.FlushWarnings();
@@ -85,7 +85,7 @@ asio::awaitable<void> ReloadOnSignal(Runtime& runtime, asio::signal_set& signals
     co_await signals.async_wait(asio::use_awaitable);
     asio::steady_timer bulk_end(runtime.io);
     const ChangeGate::Waiter waiter(state.gate, [&bulk_end] { bulk_end.cancel(); });
-    while (!state.gate.OpenFor(&signals)) {
+    while (!waiter.MayPass()) {
       asio::error_code cancelled;
       bulk_end.expires_at(Clock::time_point::max());
       co_await bulk_end.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));

@@ -80,6 +80,17 @@ class WithoutDaemon(unittest.TestCase):
             self.assertLess(time.monotonic() - start, 20)
         self.assertFalse((self.daemon.directory / "b").exists())
 
+    def test_a_change_without_an_answer_says_what_may_have_become_of_it(self):
+        self.serve(lambda connection: None)
+        for command in (("set", "order", "mac"), ("reload",),
+                        ("set", "rule", "user-agent", "x", "--name", "y")):
+            status, _, err = self.daemon.run("--timeout", "0.2", *command, socket_path=self.peer)
+            self.assertEqual(status, 2)
+            self.assertIn("the change was made only if the daemon had begun it", err)
+        status, _, err = self.daemon.run("--timeout", "0.2", "show", "order", socket_path=self.peer)
+        self.assertEqual(status, 2)
+        self.assertNotIn("change", err)
+
     def test_a_peer_that_sends_byte_by_byte_gets_no_longer(self):
         def drip(connection):
             try:

@@ -324,6 +324,80 @@ TEST_F(Clients, WhoGoesWhileABulkIsOpenTakesItsWaitingChangeWithIt) {
   EXPECT_EQ(NumberOf(bulk.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT), 1u);
 }
 
+Message Phase(uint32_t phase) {
+  return MakeRequest(BYOD_OP_SET, BYOD_EXT_MSG_BULK,
+                     [&](Appender& append) { append.Number(BYOD_EXT_PHASE, phase); });
+}
+
+Message SetValue(const char* keyword) {
+  return MakeRequest(BYOD_OP_SET, BYOD_MSG_UA_VALUE,
+                     [&](Appender& append) { append.Text(BYOD_TLV_USERAGENT, keyword); });
+}
+
+// A client that sent an empty part of a bulk now and then kept all other changes waiting for ever.
+TEST_F(Clients, ABulkThatIsKeptOpenIsRolledBackInTime) {
+  daemon_.SetOption("--bulk-timeout", "1");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client bulk(daemon_);
+  ASSERT_EQ(VerdictOf(bulk.Ask(Phase(BYOD_PHASE_BEGIN))), (Verdict{0, 0}));
+  ASSERT_EQ(VerdictOf(bulk.Ask(SetValue("in the bulk"))), (Verdict{0, 0}));
+  Client other(daemon_);
+  ASSERT_TRUE(other.Send(SetValue("of another client")));
+  Message refused;
+  for (int i = 0; i < 50 && !refused; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    Message reply = bulk.Ask(Phase(BYOD_PHASE_MORE));
+    ASSERT_TRUE(reply) << "the connection lives";
+    if (BYOD_tlv_GetErrorCode(reply.get()) != 0) refused = std::move(reply);
+  }
+  ASSERT_TRUE(refused);
+  EXPECT_EQ(TextOf(refused, BYOD_EXT_REASON), "the bulk took longer than 1 s and was rolled back");
+  EXPECT_EQ(VerdictOf(other.Receive()), (Verdict{0, 0}));
+  EXPECT_EQ(NumberOf(bulk.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT), 1u);
+}
+
+TEST_F(Clients, ASilentOneThatLeavesABulkOpenLearnsWhatBecameOfIt) {
+  daemon_.SetOption("--bulk-timeout", "1");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client bulk(daemon_);
+  ASSERT_EQ(VerdictOf(bulk.Ask(Phase(BYOD_PHASE_BEGIN))), (Verdict{0, 0}));
+  Client other(daemon_);
+  EXPECT_EQ(VerdictOf(other.Ask(SetValue("of another client"))), (Verdict{0, 0}));
+  EXPECT_EQ(TextOf(bulk.Ask(Phase(BYOD_PHASE_COMMIT)), BYOD_EXT_REASON),
+            "the bulk took longer than 1 s and was rolled back");
+}
+
+TEST_F(Clients, WhoWaitsTooLongForABulkIsRefused) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client bulk(daemon_);
+  ASSERT_EQ(VerdictOf(bulk.Ask(Phase(BYOD_PHASE_BEGIN))), (Verdict{0, 0}));
+  Client other(daemon_);
+  const Message reply = other.Ask(SetValue("of another client"));
+  EXPECT_EQ(VerdictOf(reply), (Verdict{BYOD_ERR_FAILED, BYOD_REFUSAL_BUSY}));
+  EXPECT_TRUE(TextOf(reply, BYOD_EXT_REASON).starts_with("busy: a change by uid "))
+      << TextOf(reply, BYOD_EXT_REASON);
+  EXPECT_EQ(VerdictOf(bulk.Ask(Phase(BYOD_PHASE_COMMIT))), (Verdict{0, 0}));
+}
+
+// byodctl reported that there was no answer, and the change was made afterwards.
+TEST_F(Clients, WhoHasGoneBeforeItsChangeBeginsTakesItAlong) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client stays(daemon_);
+  ASSERT_TRUE(IsAnswered(stays));
+  daemon_.Signal(SIGSTOP);
+  {
+    Client connected(daemon_);
+    ASSERT_TRUE(connected.Send(SetValue("of one that has gone")));
+  }
+  ASSERT_TRUE(stays.Send(SetValue("of one that stays")));
+  daemon_.Signal(SIGCONT);
+  EXPECT_EQ(VerdictOf(stays.Receive()), (Verdict{0, 0}));
+  EXPECT_TRUE(Eventually([&] {
+    return NumberOf(stays.Ask(BYOD_OP_GET, BYOD_EXT_MSG_STATUS), BYOD_EXT_CONNECTIONS) == 1;
+  }));
+  EXPECT_EQ(NumberOf(stays.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT), BYOD_TLV_COUNT), 1u);
+}
+
 TEST_F(Clients, WhoDoesNotReadRepliesIsDroppedInTime) {
   daemon_.AddOption("--idle-timeout");
   daemon_.AddOption("1");

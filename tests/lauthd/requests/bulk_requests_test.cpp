@@ -78,15 +78,43 @@ TEST_F(BulkRequests, MissingOrUnknownPhaseIsRefused) {
   EXPECT_EQ(Do(4).refusal(), uint32_t{BYOD_REFUSAL_MALFORMED});
 }
 
-TEST_F(BulkRequests, EndOfABulkWakesTheWaitingClients) {
-  int woken = 0;
-  const ChangeGate::Waiter waiter(state_.gate, [&] { ++woken; });
+TEST_F(BulkRequests, EndOfABulkWakesTheWaitingClientsOneAfterTheOther) {
   Do(BYOD_PHASE_BEGIN);
-  EXPECT_FALSE(state_.gate.OpenFor(&woken));
-  EXPECT_EQ(woken, 0);
+  std::string woken;
+  auto first = std::make_unique<ChangeGate::Waiter>(state_.gate, [&] { woken += "1"; });
+  const ChangeGate::Waiter second(state_.gate, [&] { woken += "2"; });
+  EXPECT_FALSE(first->MayPass());
+  EXPECT_EQ(woken, "");
   Do(BYOD_PHASE_COMMIT);
-  EXPECT_TRUE(state_.gate.OpenFor(&woken));
-  EXPECT_EQ(woken, 1);
+  EXPECT_EQ(woken, "1");
+  EXPECT_TRUE(first->MayPass());
+  EXPECT_FALSE(second.MayPass());
+  EXPECT_FALSE(state_.gate.MayPass(&woken)) << "one that comes now waits behind them";
+  first.reset();
+  EXPECT_EQ(woken, "12");
+  EXPECT_TRUE(second.MayPass());
+}
+
+TEST_F(BulkRequests, WhoWaitsInVainLearnsWhoseChangeIsOpenSinceWhen) {
+  Do(BYOD_PHASE_BEGIN);
+  const std::string reason = state_.gate.WhyClosed();
+  EXPECT_TRUE(reason.starts_with("busy: a change by uid 1000 is open since ")) << reason;
+  EXPECT_TRUE(reason.ends_with(" UTC")) << reason;
+}
+
+TEST_F(BulkRequests, OneThatTookTooLongIsRolledBackAndItsClientLearnsThat) {
+  Do(BYOD_PHASE_BEGIN);
+  Set(ChangeRuleValue<UserAgentKind>, Keys<UserAgentKind>::A());
+  session_.ExpireBulk();
+  EXPECT_EQ(UserAgentKind::Count(), 0u);
+  for (const uint32_t phase : {BYOD_PHASE_MORE, BYOD_PHASE_COMMIT}) {
+    const Answer refused = Do(phase);
+    EXPECT_EQ(refused.refusal(), uint32_t{BYOD_REFUSAL_BUSY});
+    EXPECT_EQ(refused.result.reason, "the bulk took longer than 30 s and was rolled back");
+  }
+  EXPECT_TRUE(Do(BYOD_PHASE_BEGIN).result.Ok());
+  Do(BYOD_PHASE_ABORT);
+  EXPECT_EQ(Do(BYOD_PHASE_MORE).result.reason, "no bulk is open");
 }
 
 }  // namespace
