@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "capture/packet_source.h"
 
+#include <fcntl.h>
 #include <pcap/pcap.h>
+#include <sys/stat.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 #include <utility>
 
 #include "capture/link_layer.h"
+#include "net/descriptor.h"
 
 namespace byod::capture {
 namespace {
@@ -16,6 +23,24 @@ constexpr int kGatherMs = 100;
 
 [[noreturn]] void Fail(const std::string& name, const std::string& reason) {
   throw SourceError(name + ": " + reason, false);
+}
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OpenedFile = std::unique_ptr<std::FILE, FileCloser>;
+
+/// Opens a file that does not keep its reader waiting, as a FIFO does. @throws SourceError
+OpenedFile OpenRegular(const std::string& path) {
+  net::Descriptor descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status = {};
+  if (!descriptor || fstat(descriptor.get(), &status) != 0) Fail(path, std::strerror(errno));
+  if (S_ISDIR(status.st_mode)) Fail(path, std::strerror(EISDIR));
+  if (!S_ISREG(status.st_mode)) Fail(path, "not a regular file; - reads standard input");
+  OpenedFile file(fdopen(descriptor.get(), "rb"));
+  if (!file) Fail(path, std::strerror(errno));
+  descriptor.release();
+  return file;
 }
 
 /// The reason why an interface could not be opened.
@@ -48,15 +73,16 @@ PacketSource::PacketSource(Handle handle, std::string name)
 
 PacketSource PacketSource::OpenFile(const std::string& path) {
   char reason[PCAP_ERRBUF_SIZE] = "";
-  Handle handle(pcap_open_offline(path.c_str(), reason));
-  const std::string name = path == "-" ? "standard input" : path;
-  if (!handle) {
-    // The reason already names a file that cannot be opened.
-    const std::string text = reason;
-    if (text.starts_with(path + ": ")) throw SourceError(text, false);
-    Fail(name, text);
+  if (path == "-") {
+    Handle handle(pcap_open_offline("-", reason));
+    if (!handle) Fail("standard input", reason);
+    return {std::move(handle), "standard input"};
   }
-  return {std::move(handle), name};
+  OpenedFile file = OpenRegular(path);
+  Handle handle(pcap_fopen_offline(file.get(), reason));
+  if (!handle) Fail(path, reason);
+  file.release();  // closed with the handle
+  return {std::move(handle), path};
 }
 
 PacketSource PacketSource::OpenInterface(const std::string& name) {

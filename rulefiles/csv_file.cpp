@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "rulefiles/csv_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <utility>
 
+#include "net/descriptor.h"
 #include "rulefiles/csv_parser.h"
 #include "rulefiles/text.h"
 #include "text/nearest_word.h"
@@ -149,14 +151,26 @@ class RowReader {
 
 }  // namespace
 
-std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics) {
-  const auto fail = [&](int error) -> std::optional<File> {
-    diagnostics.Report(Problem::kFile, {std::make_shared<const std::string>(path), 0},
-                       std::strerror(error));
+std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics, Pipes pipes) {
+  const auto report = [&](const char* reason) -> std::optional<File> {
+    diagnostics.Report(Problem::kFile, {std::make_shared<const std::string>(path), 0}, reason);
     return std::nullopt;
   };
-  const std::unique_ptr<std::FILE, Closer> file{std::fopen(path.c_str(), "rb")};
+  const auto fail = [&](int error) { return report(std::strerror(error)); };
+  // A FIFO would keep us waiting, and a device has no end.
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) return fail(errno);
+  if (S_ISDIR(status.st_mode)) return fail(EISDIR);
+  const bool is_pipe = S_ISFIFO(status.st_mode) && pipes == Pipes::kRead;
+  if (!S_ISREG(status.st_mode) && !is_pipe) return report("not a regular file");
+  // What it is may change before it is opened.
+  net::Descriptor descriptor(
+      open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC | (is_pipe ? 0 : O_NONBLOCK)));
+  if (!descriptor || fstat(descriptor.get(), &status) != 0) return fail(errno);
+  if (!S_ISREG(status.st_mode) && !is_pipe) return report("not a regular file");
+  const std::unique_ptr<std::FILE, Closer> file{fdopen(descriptor.get(), "rb")};
   if (file == nullptr) return fail(errno);
+  descriptor.release();
   File result{path, {}};
   char buffer[65536];
   for (;;) {

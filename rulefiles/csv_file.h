@@ -28,8 +28,12 @@ struct File {
   std::string content;
 };
 
-/// @return the file, or nothing after a report that says what the system said
-std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics);
+/// What becomes of a FIFO, which may keep its reader waiting.
+enum class Pipes { kRefused, kRead };
+
+/// Reads a regular file. @return nothing after a report that says why it cannot be read
+std::optional<File> ReadFile(const std::string& path, Diagnostics& diagnostics,
+                             Pipes pipes = Pipes::kRefused);
 
 /// Whether a file can be left out without a word: nothing of this name is there.
 bool IsAbsent(const std::string& path);

@@ -110,7 +110,7 @@ rulefiles::File ReadInput(const std::string& name) {
   std::string fault;
   rulefiles::Diagnostics diagnostics(
       [&](const rulefiles::Diagnostic& diagnostic) { fault = ToString(diagnostic); });
-  auto file = rulefiles::ReadFile(name, diagnostics);
+  auto file = rulefiles::ReadFile(name, diagnostics, rulefiles::Pipes::kRead);
   if (!file) throw Failure(kExitBadInput, fault);
   return std::move(*file);
 }

@@ -167,6 +167,15 @@ class Captures(unittest.TestCase):
         status, _, err = self.run_ctl("identify", "--offline", "--pcap", "/nonexistent")
         self.assertEqual((status, err), (1, "byodctl: /nonexistent: No such file or directory\n"))
 
+    def test_what_is_not_a_regular_file_is_refused_at_once(self):
+        fifo = self.directory / "fifo"
+        os.mkfifo(fifo)
+        for path in (fifo, "/dev/zero", self.directory):
+            status, out, err = self.run_ctl("identify", "--offline", "--pcap", str(path))
+            self.assertEqual((status, out), (1, ""), err)
+            reason = "Is a directory" if path == self.directory else "not a regular file"
+            self.assertIn(f"byodctl: {path}: {reason}", err)
+
     def test_other_fingerprints_exclude_a_capture(self):
         for other in (("--mac", "001122334455"), ("--dhcp", "1"), ("--user-agent", "x"),
                       ("--input", "tsv")):

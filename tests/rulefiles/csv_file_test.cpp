@@ -2,6 +2,8 @@
 #include "rulefiles/csv_file.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -178,6 +180,34 @@ TEST(CsvFile, AFileThatCannotBeReadIsReportedWithTheSystemsReason) {
                                          directory.path() + ": Is a directory"));
   EXPECT_TRUE(IsAbsent(absent));
   EXPECT_FALSE(IsAbsent(directory.path()));
+}
+
+// A FIFO in a rule directory kept the daemon from starting, and /dev/zero filled its memory.
+TEST(CsvFile, WhatIsNotARegularFileIsReportedAtOnce) {
+  const ScratchDirectory directory;
+  const std::string fifo = directory.path() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::string link = directory.path() + "/link";
+  ASSERT_EQ(symlink(fifo.c_str(), link.c_str()), 0);
+  for (const std::string& path : {fifo, link, std::string{"/dev/zero"}}) {
+    Reports reports;
+    EXPECT_FALSE(ReadFile(path, reports.diagnostics));
+    EXPECT_THAT(reports.texts, ElementsAre(path + ": not a regular file"));
+  }
+}
+
+TEST(CsvFile, APipeIsReadWhereThatIsAskedFor) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], "key\n", 4), 4);
+  close(ends[1]);
+  Reports reports;
+  const auto file =
+      ReadFile("/dev/fd/" + std::to_string(ends[0]), reports.diagnostics, Pipes::kRead);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->content, "key\n");
+  EXPECT_FALSE(ReadFile("/dev/zero", reports.diagnostics, Pipes::kRead));
+  close(ends[0]);
 }
 
 TEST(CsvFile, AFileIsReadWhole) {
