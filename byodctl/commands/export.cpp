@@ -19,6 +19,7 @@ namespace {
 struct Options {
   std::string kind;
   bool json = false;
+  bool spreadsheet = false;
 };
 
 /// A rule that was set by other means may contain what a rule file cannot.
@@ -37,6 +38,7 @@ int Export(const Options& options, const Settings& settings) {
   Client client(settings);
   int status = kExitSuccess;
   // A file keeps every byte for import; a terminal must not get control characters.
+  const CsvReader reader = options.spreadsheet ? CsvReader::kSpreadsheet : CsvReader::kImport;
   const bool is_terminal = WidthOfOutput().has_value();
   for (const uint32_t kind : kinds) {
     if (!options.json) std::cout << CsvHeader(kind);
@@ -52,7 +54,7 @@ int Export(const Options& options, const Settings& settings) {
           object.Set(field.name, rule.device.*field.member);
         WriteJsonLine(object);
       } else {
-        const std::string row = CsvRow(rule);
+        const std::string row = CsvRow(rule, reader);
         std::cout << (is_terminal ? Printable(row.substr(0, row.size() - 1)) + '\n' : row);
       }
     };
@@ -72,7 +74,11 @@ Run DefineExport(Parser& parser, const Settings& settings) {
       "one another, each with its\nheader; import reads that, but a directory of rule files "
       "needs one file for each kind. import does not\nread JSON.");
   parser.AddText("KIND", options->kind, "mac, user-agent or dhcp-option; default: all");
-  AddJsonOption(parser, options->json, "kind, key, name, vendor, category, os", "rule");
+  const Option spreadsheet =
+      parser.AddFlag("--spreadsheet", options->spreadsheet,
+                     "Put ' before what a spreadsheet would take for a formula");
+  AddJsonOption(parser, options->json, "kind, key, name, vendor, category, os", "rule")
+      .Excludes(spreadsheet);
   return [options, &settings] { return Export(*options, settings); };
 }
 

@@ -2,6 +2,7 @@
 #include "byodctl/rules/rule_csv.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <utility>
@@ -138,11 +139,15 @@ std::string CsvHeader(uint32_t kind) {
          ",name,vendor,category,os\n";
 }
 
-std::string CsvRow(const Rule& rule) {
+std::string CsvRow(const Rule& rule, CsvReader reader) {
+  const auto field_of = [reader](const std::string& text) {
+    const bool is_formula = !text.empty() && std::strchr("=+-@\t\r\n", text[0]) != nullptr;
+    return CsvField(is_formula && reader == CsvReader::kSpreadsheet ? '\'' + text : text);
+  };
   // The key of a MAC rule has its number of bits, so the column mask is empty.
-  std::string row = CsvField(ToString(rule.key)) + (rule.key.kind == BYOD_METHOD_MAC ? "," : "");
+  std::string row = field_of(ToString(rule.key)) + (rule.key.kind == BYOD_METHOD_MAC ? "," : "");
   for (const DeviceField& field : kDeviceFields)
-    row += ',' + CsvField(rule.device.*field.member);
+    row += ',' + field_of(rule.device.*field.member);
   return row + '\n';
 }
 

@@ -14,8 +14,14 @@ namespace byod::ctl {
 /// "mac,name,vendor,category,os" and the like, with its line end.
 std::string CsvHeader(uint32_t kind);
 
+/// Who reads the rows.
+enum class CsvReader {
+  kImport,
+  kSpreadsheet  ///< which takes some fields for formulas: these get a ' in front
+};
+
 /// A row, with its line end.
-std::string CsvRow(const Rule& rule);
+std::string CsvRow(const Rule& rule, CsvReader reader = CsvReader::kImport);
 
 struct PlacedRule {
   Rule rule;

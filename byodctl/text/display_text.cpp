@@ -3,6 +3,8 @@
 
 #include <utf8proc.h>
 
+#include <cstdio>
+
 namespace byod::ctl {
 namespace {
 
@@ -61,6 +63,22 @@ std::string Printable(std::string_view text) {
 
 std::string WithoutControls(std::string_view text) {
   return Neutralised(text, {});
+}
+
+std::string WithEscapedControls(std::string_view json) {
+  std::string out;
+  while (!json.empty()) {
+    const Character character = First(json);
+    if (character.code >= 0x7F && IsObeyed(character.code)) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(character.code));
+      out += escaped;
+    } else {
+      out += json.substr(0, character.bytes);
+    }
+    json.remove_prefix(character.bytes);
+  }
+  return out;
 }
 
 size_t DisplayWidth(std::string_view text) {

@@ -16,6 +16,10 @@ std::string Printable(std::string_view text);
 /// As Printable, but bytes that are not UTF-8 stay: for a program that reads them back.
 std::string WithoutControls(std::string_view text);
 
+/// A text of JSON in UTF-8, in which what controls a terminal is escaped. Characters below U+0020
+/// are left to the JSON library.
+std::string WithEscapedControls(std::string_view json);
+
 /// The width of a printable text in columns.
 size_t DisplayWidth(std::string_view text);
 

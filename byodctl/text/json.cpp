@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "byodctl/text/display_text.h"
+
 namespace byod::ctl {
 namespace {
 
@@ -27,7 +29,8 @@ void AppendListed(std::string& out, const Values& values, Append append) {
 
 std::string Quoted(std::string_view text) {
   if (std::ranges::all_of(text, IsPlain)) return '"' + std::string{text} + '"';
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  return WithEscapedControls(
+      nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 Json::Json(const std::vector<std::string>& values) : value_(Array(values.begin(), values.end())) {}

@@ -24,6 +24,17 @@ class Import(WithDaemon):
         return {row["key"]: row["action"] for row in rows}
 
 
+class Export(Import):
+    def test_for_a_spreadsheet_no_field_is_a_formula(self):
+        file = ('expression,name,vendor,category,os\n'
+                '=cmd|a,+1,-1,@x,"a=b"\n')
+        self.ctl("import", "-", stdin=file)
+        self.assertEqual(self.ctl("export", "user-agent"),
+                         "expression,name,vendor,category,os\n=cmd|a,+1,-1,@x,a=b\n")
+        self.assertEqual(self.ctl("export", "user-agent", "--spreadsheet"),
+                         "expression,name,vendor,category,os\n'=cmd|a,'+1,'-1,'@x,a=b\n")
+
+
 class Replace(Import):
     def setUp(self):
         super().setUp()

@@ -74,6 +74,15 @@ class JsonValues : public testing::Test {
     return object;
   }
 
+  /// Whether a text has a DEL or a character from U+0080 to U+009F.
+  static bool HasControls(const std::string& text) {
+    for (size_t i = 0; i < text.size(); ++i) {
+      const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+      if (text[i] == '\x7f' || (text[i] == '\xc2' && next >= 0x80 && next < 0xA0)) return true;
+    }
+    return false;
+  }
+
   std::mt19937_64 random_{20261122};
 };
 
@@ -81,8 +90,24 @@ TEST_F(JsonValues, AreWrittenAsAnIndependentWriterWritesThem) {
   for (int i = 0; i < 20000; ++i) {
     const Pair value = Value(3);
     const std::string expected = value.model.dump(-1, ' ', false, Model::error_handler_t::replace);
-    ASSERT_EQ(value.json.ToString(), expected);
+    const std::string written = value.json.ToString();
+    if (!HasControls(expected)) {
+      ASSERT_EQ(written, expected);
+    }
+    ASSERT_FALSE(HasControls(written)) << written;
+    ASSERT_EQ(Model::parse(written), Model::parse(expected));
   }
+}
+
+// A User-Agent could turn the rest of a line around, or move a terminal's cursor.
+TEST_F(JsonValues, EscapeWhatControlsATerminal) {
+  EXPECT_EQ(Json("\x1b[2J\x7f").ToString(), R"("\u001b[2J\u007f")");
+  EXPECT_EQ(Json("a\u0080b\u009fc").ToString(), R"("a\u0080b\u009fc")");
+  EXPECT_EQ(Json("\u200e\u202e\u2066\u2069\u2028").ToString(),
+            R"("\u200e\u202e\u2066\u2069\u2028")");
+  EXPECT_EQ(Json("\u00a0\u00e9\u20ac").ToString(), "\"\u00a0\u00e9\u20ac\"")
+      << "other characters stay";
+  EXPECT_EQ(Json({{"\u202e", 1U}}).ToString(), R"({"\u202e":1})") << "in keys too";
 }
 
 TEST_F(JsonValues, KeepTheOrderInWhichMembersAreGiven) {
