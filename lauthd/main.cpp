@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 
 #include "byod_order.h"
 #include "lauthd/options.h"
@@ -27,7 +28,7 @@ void PrintLoadingTimes(const Options& options, const PredefinedRules& rules, dou
   BYOD_data_GlobalInfoInit(options.rule_limit);
   BYOD_order_Init();
   const auto loading = Clock::now();
-  LoadPredefined({rules.set, {}}, false);
+  LoadPredefined({rules.set, {}, {}}, false);
   const double loaded = MillisecondsSince(loading);
   std::printf("read in %.1f ms, loaded in %.1f ms\n", read, loaded);
 
@@ -54,6 +55,7 @@ int Check(const Options& options) {
   FindGroup(options.admin_group);
   const auto start = Clock::now();
   const PredefinedRules rules = RuleSource(options).Read();
+  if (!rules.insecure.empty()) throw std::runtime_error(rules.insecure);
   const double read = MillisecondsSince(start);
   for (const rulefiles::Diagnostic& fault : rules.faults)
     std::fprintf(stderr, "%s\n", rulefiles::ToString(fault).c_str());

@@ -219,6 +219,8 @@ void CommandLine::Describe() {
   app_.add_option("--log-level", level_, "error, warning, notice, info or debug")
       ->check(OneOf(kSeverities, "level"))
       ->capture_default_str();
+  app_.add_flag("--insecure", options_.insecure,
+                "Use rule files and a state directory that others may write; for tests");
   app_.add_flag("--check", options_.check, "Check options and rule files, then exit");
   app_.add_flag("--timing", options_.timing, "Report how long loading took");
 }

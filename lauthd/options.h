@@ -30,6 +30,7 @@ struct Options {
   uint32_t bulk_timeout = 30;  // seconds, for a bulk as a whole
   uint32_t stop_timeout = 10;  // seconds
   Severity log_level = Severity::kNotice;
+  bool insecure = false;  // files that others may write are used
   bool check = false;
   bool timing = false;
 };

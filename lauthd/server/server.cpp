@@ -14,6 +14,8 @@
 #include <chrono>
 #include <csignal>
 #include <exception>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #ifdef __GLIBC__
@@ -23,6 +25,7 @@
 #include "lauthd/log.h"
 #include "lauthd/server/manager.h"
 #include "lauthd/server/stop_limit.h"
+#include "lauthd/state/file_rights.h"
 
 namespace byod::lauthd {
 namespace {
@@ -122,6 +125,10 @@ void Spawn(asio::io_context& io, asio::awaitable<void> task) {
 void Server::Listen() {
   const Options& options = runtime_.state.options;
   AllowDescriptors(options.max_connections + kFurtherDescriptors);
+  if (!options.insecure && !options.no_database) {
+    const std::string reason = WhyInsecure(options.state_dir);
+    if (!reason.empty()) throw std::runtime_error(reason);
+  }
   runtime_.state.store.Claim();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a full disk, not the end

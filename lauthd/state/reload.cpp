@@ -80,6 +80,7 @@ void PutLayer(Layer<Kind> layer, IdleRules& idle) {
 }
 
 Result Check(const PredefinedRules& rules) {
+  if (!rules.insecure.empty()) return Refused(BYOD_REFUSAL_BAD_DATA, rules.insecure);
   const auto error = std::ranges::find_if(rules.faults, &IsError);
   if (error == rules.faults.end()) return {};
   std::string reason = rulefiles::ToString(*error);

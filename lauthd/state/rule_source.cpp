@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "lauthd/log.h"
+#include "lauthd/state/file_rights.h"
 #include "rulefiles/installed_sources.h"
 #include "rulefiles/load.h"
 
@@ -38,14 +39,30 @@ rulefiles::Sources WithoutMissing(rulefiles::Sources chosen) {
   return chosen;
 }
 
+/// @return why the first file or directory that others may write must not be used; empty: none
+std::string FindInsecure(const rulefiles::Sources& sources) {
+  for (const std::string& directory : {sources.rules_directory, sources.registry_directory}) {
+    if (directory.empty()) continue;
+    if (std::string reason = WhyInsecure(directory); !reason.empty()) return reason;
+    std::error_code unreadable;  // is reported by the reader
+    for (const auto& entry : std::filesystem::directory_iterator(directory, unreadable)) {
+      if (entry.path().extension() != ".csv") continue;
+      if (std::string reason = WhyInsecure(entry.path()); !reason.empty()) return reason;
+    }
+  }
+  return {};
+}
+
 }  // namespace
 
 PredefinedRules RuleSource::Read() const {
   PredefinedRules rules;
   rulefiles::Diagnostics diagnostics(
       [&rules](const rulefiles::Diagnostic& diagnostic) { rules.faults.push_back(diagnostic); });
-  rules.set = rulefiles::ReadRuleSet(
-      WithoutMissing({options_.rules, options_.ieee, options_.module_makers}), diagnostics);
+  const rulefiles::Sources sources =
+      WithoutMissing({options_.rules, options_.ieee, options_.module_makers});
+  if (!options_.insecure) rules.insecure = FindInsecure(sources);
+  if (rules.insecure.empty()) rules.set = rulefiles::ReadRuleSet(sources, diagnostics);
   return rules;
 }
 

@@ -15,6 +15,7 @@ namespace byod::lauthd {
 struct PredefinedRules {
   rulefiles::RuleSet set;
   std::vector<rulefiles::Diagnostic> faults;  // in the order in which they were found
+  std::string insecure;                       // why the files must not be used; empty when they may
 };
 
 inline bool IsError(const rulefiles::Diagnostic& fault) {

@@ -53,6 +53,7 @@ void State::Load() {
   const auto start = Clock::now();
   registry_time = rulefiles::RegistryTime(options.ieee);
   const PredefinedRules rules = source.Read();
+  if (!rules.insecure.empty()) throw std::runtime_error(rules.insecure);
   const auto read = Clock::now();
   LoadPredefined(rules, source.shows_progress());
   ++counters.reloads;

@@ -174,6 +174,61 @@ TEST_F(Access, WhileOthersHaveAllTheirPlacesRootAndAdministratorsGetIn) {
   EXPECT_LT(std::ranges::count(daemon_.Log(), '\n'), 20) << daemon_.Log();
 }
 
+class OpenToOthers : public testing::Test {
+ protected:
+  void SetUp() override { daemon_.WriteRules("user-agent.csv", "expression,name\nA,B\n"); }
+  void Open(const std::string& path, std::filesystem::perms how) {
+    std::filesystem::permissions(path, how, std::filesystem::perm_options::add);
+  }
+  void ExpectRefused(const std::string& words) {
+    daemon_.Launch();
+    EXPECT_EQ(daemon_.WaitForEnd(), 1);
+    EXPECT_TRUE(daemon_.Logged(words)) << daemon_.Log();
+  }
+
+  DaemonProcess daemon_;
+};
+
+TEST_F(OpenToOthers, AreRuleFilesThatAreRefusedWithTheRemedy) {
+  const std::string file = daemon_.rules() + "/user-agent.csv";
+  Open(file, std::filesystem::perms::others_write);
+  ExpectRefused(file + ": everybody may write to it; mend that with \"chmod go-w " + file + "\"");
+}
+
+TEST_F(OpenToOthers, IsARuleDirectoryThatIsRefused) {
+  Open(daemon_.rules(), std::filesystem::perms::others_write);
+  ExpectRefused(daemon_.rules() + ": everybody may write to it");
+}
+
+TEST_F(OpenToOthers, IsAStateDirectoryThatIsRefused) {
+  std::filesystem::create_directory(daemon_.state());
+  Open(daemon_.state(), std::filesystem::perms::others_write);
+  ExpectRefused(daemon_.state() + ": everybody may write to it");
+}
+
+TEST_F(OpenToOthers, AreFilesOfAnotherGroup) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  const std::string file = daemon_.rules() + "/user-agent.csv";
+  ASSERT_EQ(chown(file.c_str(), 0, kNobodysGroup), 0);
+  Open(file, std::filesystem::perms::group_write);
+  ExpectRefused(file + ": the group 65534 may write to it");
+}
+
+TEST_F(OpenToOthers, AreUsedWhenThatIsAskedFor) {
+  Open(daemon_.rules() + "/user-agent.csv", std::filesystem::perms::others_write);
+  daemon_.AddOption("--insecure");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+}
+
+TEST_F(OpenToOthers, IsAFileThatAReloadRefuses) {
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Open(daemon_.rules() + "/user-agent.csv", std::filesystem::perms::others_write);
+  Client client(daemon_);
+  const Message reply = client.Ask(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD);
+  EXPECT_EQ(NumberOf(reply, BYOD_EXT_REFUSAL), uint32_t{BYOD_REFUSAL_BAD_DATA});
+  EXPECT_NE(TextOf(reply, BYOD_EXT_REASON).find("everybody may write to it"), std::string::npos);
+}
+
 TEST(Start, ASecondDaemonRefusesAndTheFirstGoesOn) {
   DaemonProcess daemon({"--no-database"});
   ASSERT_NO_FATAL_FAILURE(daemon.Start());

@@ -3,6 +3,7 @@
 #include "lauthd/requests/bulk_requests.h"
 
 #include "lauthd/requests/backup_requests.h"
+#include "lauthd/requests/rule_changes.h"
 #include "lauthd/requests/state_requests.h"
 #include "tests/lauthd/requests/handler_test.h"
 
