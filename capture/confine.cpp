@@ -75,7 +75,7 @@ constexpr int kAllowed[] = {
     // time
     SCMP_SYS(clock_gettime), SCMP_SYS(clock_gettime64), SCMP_SYS(gettimeofday), SCMP_SYS(time),
     SCMP_SYS(nanosleep), SCMP_SYS(clock_nanosleep), SCMP_SYS(clock_nanosleep_time64),
-    SCMP_SYS(restart_syscall),
+    SCMP_SYS(setitimer), SCMP_SYS(restart_syscall),
     // signals, locks, and the end
     SCMP_SYS(rt_sigaction), SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn), SCMP_SYS(sigreturn),
     SCMP_SYS(sigaltstack), SCMP_SYS(futex), SCMP_SYS(futex_time64), SCMP_SYS(getpid),
@@ -126,6 +126,7 @@ void FilterSystemCalls() {
   AllowIf(filter, SCMP_SYS(statx), Has(2, kEmptyPath));
   AllowIf(filter, SCMP_SYS(ioctl), Equals(1, SIOCGIFFLAGS));  // libpcap asks it why packets end
   AllowIf(filter, SCMP_SYS(ioctl), Equals(1, TCGETS));        // whether an output is a terminal
+  AllowIf(filter, SCMP_SYS(ioctl), Equals(1, TIOCGWINSZ));    // and how wide it is
   const int status = seccomp_load(filter.get());
   if (status != 0) Fail("filter system calls", -status);
 }

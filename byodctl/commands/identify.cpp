@@ -19,6 +19,7 @@
 #include "byodctl/identification/identifier_options.h"
 #include "byodctl/text/display_text.h"
 #ifdef BYOD_CAPTURE
+#include "byodctl/identification/confinement.h"
 #include "byodctl/identification/identification_fields.h"
 #include "byodctl/identification/station_watch.h"
 #endif
@@ -115,7 +116,7 @@ void CheckOutput() {
 /// The stations in a file of packets.
 int IdentifyCapture(const Options& options, const Settings& settings) {
   auto source = OpenCapture([&] { return capture::PacketSource::OpenFile(options.capture); });
-  const auto identifier = MakePatientIdentifier(options.identifier, settings);
+  const auto identifier = MakeConfinedIdentifier(options.identifier, settings);
   const auto writer =
       MakeWriter(options.output_form(),
                  {options.identifier.explains, !options.identifier.group.empty(), true}, std::cout);

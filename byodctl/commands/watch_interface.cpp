@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "byodctl/failure.h"
+#include "byodctl/identification/confinement.h"
 #include "byodctl/identification/identification_fields.h"
 #include "byodctl/identification/station_watch.h"
 #include "byodctl/text/answer_item.h"
@@ -55,7 +56,7 @@ class ReportingIdentifier : public Identifier {
 int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
   auto source =
       OpenCapture([&] { return capture::PacketSource::OpenInterface(options.interface); });
-  const auto identifier = MakePatientIdentifier(options.identifier, settings);
+  const auto identifier = MakeConfinedIdentifier(options.identifier, settings);
   uint64_t written = 0;
   ReportingIdentifier reporting(*identifier);
   StationWatch watch(reporting, [&](const StationReport& report) {

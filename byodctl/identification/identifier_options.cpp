@@ -49,7 +49,7 @@ class PatientIdentifier : public Identifier {
   std::unique_ptr<Identifier> Connected() const { return MakeIdentifier(options_, settings_); }
 
   const IdentifierOptions& options_;
-  const Settings& settings_;
+  const Settings settings_;
 };
 
 /// @return why a directory that was given cannot be used; empty = it can, or none was given

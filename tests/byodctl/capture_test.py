@@ -7,6 +7,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 from captures import RANDOM, RAW, capture, dhcp, ethernet, http
@@ -219,6 +220,49 @@ class Captures(unittest.TestCase):
             self.skipTest("cannot give up rights here: " + done.stderr)
         self.assertEqual(done.returncode, 4, done.stderr)
         self.assertIn("CAP_NET_RAW", done.stderr)
+
+    @ON_A_REAL_MACHINE
+    def test_rights_are_given_up_before_the_first_packet_is_read(self):
+        if os.geteuid() != 0:
+            self.skipTest("capturing needs root")
+        with subprocess.Popen([BYODCTL, "watch", "--interface", "lo", "--offline", "--rules",
+                               str(self.directory), "--ieee", ""], stderr=subprocess.PIPE,
+                              text=True) as watch:
+            try:
+                line = watch.stderr.readline()
+                if "not permitted" in line:
+                    self.skipTest(line)
+                self.assertEqual(line, "byodctl: watching lo\n")
+                status = pathlib.Path(f"/proc/{watch.pid}/status").read_text(encoding="ascii")
+            finally:
+                watch.kill()
+        fields = dict(line.split(":\t", 1) for line in status.splitlines())
+        self.assertEqual(fields["Uid"], "\t".join(["65534"] * 4))
+        self.assertEqual(fields["Gid"], "\t".join(["65534"] * 4))
+        self.assertNotIn("0", fields["Groups"].split())
+        for which in ("CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"):
+            self.assertEqual(int(fields[which], 16), 0, which)
+        self.assertEqual((fields["NoNewPrivs"], fields["Seccomp"]), ("1", "2"))
+
+    def test_a_capture_is_read_with_its_system_calls_filtered(self):
+        # A reader that waits for its standard input, with the rules read.
+        with subprocess.Popen([BYODCTL, "identify", "--pcap", "-", "--offline", "--rules",
+                               str(self.directory), "--ieee", "", "--tsv"], stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as reader:
+            data = capture([ethernet(http("an iPhone"))])
+            reader.stdin.write(data[:24])  # the head of the file
+            reader.stdin.flush()
+            fields = {}
+            for _ in range(500):
+                status = pathlib.Path(f"/proc/{reader.pid}/status").read_text(encoding="ascii")
+                fields = dict(line.split(":\t", 1) for line in status.splitlines())
+                if fields["NoNewPrivs"] == "1" and fields["Seccomp"] == "2":
+                    break
+                time.sleep(0.01)
+            out, err = reader.communicate(data[24:])
+        self.assertEqual((fields["NoNewPrivs"], fields["Seccomp"]), ("1", "2"), err)
+        self.assertEqual(int(fields["CapPrm"], 16), 0)
+        self.assertIn(b"Apple", out)
 
     def test_options_of_an_interface_need_one(self):
         for option in (("--offline",), ("--offline", "--rules", "/")):
