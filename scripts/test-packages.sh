@@ -22,10 +22,13 @@ directory=$(mktemp -d -p "${TMPDIR:-/var/tmp}" byod-packages.XXXXXX)
 trap 'rm -rf "$directory"' EXIT
 root=$directory/root
 make_bare_root "$root"
-mkdir "$root/packages"
+mkdir -p "$root/packages/kea"
 for package in "$packages"/*.deb; do
-  case $package in *-dbgsym_*) continue ;; esac
-  cp "$package" "$root/packages/"
+  case $package in
+    *-dbgsym_*) ;;
+    */byod-feeds-kea_*) cp "$package" "$root/packages/kea/" ;;
+    *) cp "$package" "$root/packages/" ;;
+  esac
 done
 cp tests/install/installed.sh tests/install/outside.c tests/install/outside_protocol.cpp "$root/root/"
 # Nothing is started by the installation, as no service manager runs.

@@ -112,6 +112,9 @@ more() {
   check 'and builds with it' cmake --build build
   check 'they run' sh -c 'build/outside && build/protocol'
   check 'mandoc -T lint has nothing to say of any page' no_fault_in_pages
+  if compgen -G '/packages/kea/*.deb' >/dev/null; then
+    check 'the hook for Kea installs with Kea' apt install --no-install-recommends /packages/kea/*.deb
+  fi
   check 'systemd-analyze verify has nothing to say' \
     silent systemd-analyze verify --man=no lauthd.service lauthd.socket
   check 'systemd-analyze security: at most 1.0' systemd-analyze security --no-pager --offline=true \

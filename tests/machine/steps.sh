@@ -183,8 +183,10 @@ nothing_left() {
 }
 
 purge() {
-  DEBIAN_FRONTEND=noninteractive apt-get -y -q purge lauthd byodctl byod-rules libbyod-dev libbyod1 \
-    liblauth1 python3-byod
+  local names
+  names=$(for package in /payload/debs/*.deb; do dpkg-deb -f "$package" Package; done)
+  # shellcheck disable=SC2086 # words
+  DEBIAN_FRONTEND=noninteractive apt-get -y -q purge $names
 }
 
 service() {
