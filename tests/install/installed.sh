@@ -57,8 +57,9 @@ silent() { # COMMAND...: succeeds and writes nothing
 
 no_fault_in_pages() {
   mkdir -p pages
-  local page
-  for page in $(dpkg -L lauthd byodctl byod-rules libbyod-dev | grep '/man/man.*\.gz$'); do
+  local package page names=()
+  for package in /packages/*.deb; do names+=("$(dpkg-deb -f "$package" Package)"); done
+  for page in $(dpkg -L "${names[@]}" | grep '/man/man.*\.gz$'); do
     gunzip -c "$page" >"pages/$(basename "$page" .gz)"
   done
   [ "$(find pages -type f | wc -l)" -ge 10 ] && silent mandoc -T lint pages/*
