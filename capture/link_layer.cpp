@@ -15,6 +15,9 @@ enum : uint16_t {
   kArp = 0x0806,
   kVlan = 0x8100,
   kIpv6 = 0x86DD,
+  kMpls = 0x8847,
+  kMplsMulticast = 0x8848,
+  kPppSession = 0x8864,
   kServiceVlan = 0x88A8,
   kOldServiceVlan = 0x9100,
   kMinEtherType = 0x0600  // smaller values are a length
@@ -22,6 +25,7 @@ enum : uint16_t {
 
 // More tags than any network stacks.
 constexpr int kMaxTags = 4;
+constexpr int kMaxLabels = 16;
 
 Unwrapped Malformed() {
   return {Verdict::kMalformed, {}, {}};
@@ -29,6 +33,35 @@ Unwrapped Malformed() {
 
 Unwrapped Nothing() {
   return {Verdict::kNothing, {}, {}};
+}
+
+/// PPPoE: "version(1) code(1) session(2) length(2) protocol(2)", where a subscriber's line begins.
+Unwrapped PppSession(ByteReader reader, std::optional<MacAddress> sender) {
+  enum : uint16_t { kPppIpv4 = 0x0021, kPppIpv6 = 0x0057 };
+  const uint8_t version = reader.Byte();
+  const uint8_t code = reader.Byte();
+  reader.Skip(4);
+  const uint16_t protocol = reader.Word();
+  if (reader.failed() || version != 0x11 || code != 0) return Malformed();
+  if (protocol != kPppIpv4 && protocol != kPppIpv6) return Nothing();
+  return {Verdict::kFound, sender, reader.rest()};
+}
+
+/// MPLS: labels of 4 bytes, the last one marked. What follows says by its first bits what it is.
+/// The sender is a router, not the station.
+Unwrapped Labelled(ByteReader reader) {
+  for (int labels = 0;; ++labels) {
+    if (labels == kMaxLabels) return Malformed();
+    reader.Skip(2);
+    const bool is_last = (reader.Byte() & 1) != 0;
+    reader.Skip(1);
+    if (reader.failed()) return Malformed();
+    if (is_last) break;
+  }
+  if (reader.rest().empty()) return Malformed();
+  const int version = reader.rest()[0] >> 4;
+  if (version != 4 && version != 6) return Nothing();  // a frame in a tunnel
+  return {Verdict::kFound, std::nullopt, reader.rest()};
 }
 
 /// Finds the IP packet after an EtherType and any tags.
@@ -40,6 +73,8 @@ Unwrapped BehindEtherType(uint16_t type, ByteReader reader, std::optional<MacAdd
   }
   if (reader.failed()) return Malformed();
   if (type == kArp) return {Verdict::kNothing, sender, reader.rest(), true};
+  if (type == kPppSession) return PppSession(reader, sender);
+  if (type == kMpls || type == kMplsMulticast) return Labelled(reader);
   if (type != kIpv4 && type != kIpv6) return Nothing();
   return {Verdict::kFound, sender, reader.rest()};
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The headers before an IP packet: Ethernet with any VLAN tags, 802.11, cooked captures, raw
-// IP; and the tunnel in which wireless access points send frames to their controller.
+// The headers before an IP packet: Ethernet with any VLAN tags, PPPoE or MPLS, 802.11, cooked
+// captures, raw IP; and the tunnel in which wireless access points send frames to their controller.
 //
 // Parsed here, layer by layer, with a limit on their number: libtins nests an object for each tag,
 // so that one packet full of tags could exhaust the stack.

@@ -1,35 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// Packets from a file or from a network interface, by libpcap.
+// Packets from a file or from a network interface.
 #ifndef BYOD_CAPTURE_PACKET_SOURCE_H
 #define BYOD_CAPTURE_PACKET_SOURCE_H
 
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "capture/frame.h"
-
-struct pcap;
+#include "capture/packet_reader.h"
+#include "capture/source_error.h"
 
 namespace byod::capture {
 
-/// The packets cannot be read; what() says why.
-class SourceError : public std::runtime_error {
- public:
-  SourceError(const std::string& what, bool is_permission)
-      : std::runtime_error(what), is_permission_(is_permission) {}
-
-  /// The process lacks the permission to capture.
-  bool is_permission() const { return is_permission_; }
-
- private:
-  bool is_permission_;
-};
-
 class PacketSource {
  public:
+  /// A file in the form pcap or pcapng, perhaps compressed by gzip.
   /// @param path  "-" for standard input
   /// @throws SourceError when it is not a capture, or of an unknown kind of link
   static PacketSource OpenFile(const std::string& path);
@@ -45,25 +32,18 @@ class PacketSource {
    * @return false at the end of a file, and after Stop
    * @throws SourceError when the capture is damaged from here on, or the interface is gone
    */
-  bool Next(Frame& frame);
+  bool Next(Frame& frame) { return reader_->Next(frame); }
 
   /// Ends the current Next, or the next one. May be called from a signal handler.
-  void Stop();
+  void Stop() { reader_->Stop(); }
 
   /// Packets of an interface that came too fast to be read, so far.
-  uint64_t dropped() const;
+  uint64_t dropped() const { return reader_->dropped(); }
 
  private:
-  struct Closer {
-    void operator()(pcap* handle) const;
-  };
-  using Handle = std::unique_ptr<pcap, Closer>;
+  explicit PacketSource(std::unique_ptr<PacketReader> reader) : reader_(std::move(reader)) {}
 
-  PacketSource(Handle handle, std::string name);
-
-  Handle handle_;
-  std::string name_;
-  int link_type_;
+  std::unique_ptr<PacketReader> reader_;
 };
 
 }  // namespace byod::capture

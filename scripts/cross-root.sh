@@ -23,7 +23,7 @@ script=$PWD/scripts/cross-root.sh
 
 headers=(libboost1.74-dev libasio-dev libcli11-dev nlohmann-json3-dev)
 libraries=(libc6-dev libstdc++-12-dev libsqlite3-dev libcsv-dev libutf8proc-dev libsystemd-dev
-  libpcap-dev libtins-dev libseccomp-dev libgtest-dev libgmock-dev)
+  libpcap-dev libtins-dev libseccomp-dev zlib1g-dev libgtest-dev libgmock-dev)
 
 rm -rf "$root" "$root.apt" "$root.build"
 mkdir -p "$root" "$root.apt"/{lists/partial,archives/partial,state} "$root.build"

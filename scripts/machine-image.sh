@@ -16,7 +16,7 @@ guest=$PWD/tests/machine/guest.sh
 export guest
 
 include=systemd,systemd-sysv,dbus,udev,kmod,linux-image-amd64,initramfs-tools,apparmor,procps,python3
-include+=,ieee-data,libcsv3,libpcap0.8,libseccomp2,libsqlite3-0,libstdc++6,libsystemd0,libtins4.0,libutf8proc2
+include+=,ieee-data,libcsv3,libpcap0.8,libseccomp2,libsqlite3-0,libstdc++6,libsystemd0,libtins4.0,libutf8proc2,zlib1g
 
 cat >"$out/hook" <<'HOOK'
 #!/bin/bash

@@ -22,7 +22,7 @@ run=(
   g++ cmake ninja-build pkg-config
   # the platform library and the programs
   libboost-dev libsqlite3-dev libasio-dev libcli11-dev nlohmann-json3-dev libcsv-dev libutf8proc-dev
-  libsystemd-dev libpcap-dev libtins-dev libseccomp-dev
+  libsystemd-dev libpcap-dev libtins-dev libseccomp-dev zlib1g-dev
   # the registry of MAC prefixes
   ieee-data
 )

@@ -20,6 +20,15 @@ struct Wrapping {
   bool has_sender = true;
 };
 
+unsigned Size(const Packet& packet) {
+  return static_cast<unsigned>(packet.size());
+}
+
+/// An Ethernet frame with a header between its type and the IP packet.
+Packet Around(unsigned type, const Packet& header, const Packet& ip) {
+  return Maker().All(kOther).All(kClient).Word(type).All(header).All(ip);
+}
+
 std::vector<Wrapping> WrappingsOf(const Packet& ip) {
   return {
       {"Ethernet", DLT_EN10MB, Ethernet(ip)},
@@ -35,6 +44,13 @@ std::vector<Wrapping> WrappingsOf(const Packet& ip) {
        Maker().Word(0).Little(8).Little(DLT_IEEE802_11).Little(0).All(Wireless(ip))},
       {"cooked", DLT_LINUX_SLL, Cooked(ip)},
       {"cooked, the second version", DLT_LINUX_SLL2, Cooked2(ip)},
+      {"PPPoE", DLT_EN10MB,
+       Around(0x8864, Maker().Byte(0x11).Byte(0).Word(7).Word(Size(ip) + 2).Word(0x0021), ip)},
+      {"PPPoE in a VLAN", DLT_EN10MB,
+       Around(0x8100,
+              Maker().Word(7).Word(0x8864).Byte(0x11).Byte(0).Word(7).Word(Size(ip) + 2).Word(0x21),
+              ip)},
+      {"MPLS", DLT_EN10MB, Around(0x8847, Maker().Long(0x000100FF).Long(0x000201FF), ip), false},
       {"raw IP", DLT_RAW, ip, false},
       {"loopback", DLT_NULL, Maker().Little(2).Little(0).All(ip), false},
   };
@@ -71,6 +87,31 @@ TEST(LinkLayer, TagsWithoutEndAreMalformed) {
   EXPECT_EQ(
       UnwrapFrame(DLT_EN10MB, Ethernet(ip, kClient, std::vector<unsigned>(15000, 0x8100))).verdict,
       Verdict::kMalformed);
+}
+
+TEST(LinkLayer, LabelsWithoutEndAreMalformed) {
+  const Packet ip = DhcpIp();
+  const auto verdict_with = [&](size_t labels) {
+    return UnwrapFrame(DLT_EN10MB,
+                       Around(0x8847, Maker().Zeros(labels * 4 - 4).Long(0x000001FF), ip))
+        .verdict;
+  };
+  EXPECT_EQ(verdict_with(16), Verdict::kFound);
+  EXPECT_EQ(verdict_with(17), Verdict::kMalformed);
+}
+
+TEST(LinkLayer, WhatIsNotIpBehindPppoeAndMplsIsNothing) {
+  const Packet ip = DhcpIp();
+  const auto ppp_with = [&](unsigned version, unsigned code, unsigned protocol) {
+    const Packet header = Maker().Byte(version).Byte(code).Word(7).Word(9).Word(protocol);
+    return UnwrapFrame(DLT_EN10MB, Around(0x8864, header, ip)).verdict;
+  };
+  EXPECT_EQ(ppp_with(0x11, 0, 0x0057), Verdict::kFound);
+  EXPECT_EQ(ppp_with(0x11, 0, 0xC021), Verdict::kNothing);  // sets up the line
+  EXPECT_EQ(ppp_with(0x12, 0, 0x0021), Verdict::kMalformed);
+  EXPECT_EQ(ppp_with(0x11, 9, 0x0021), Verdict::kMalformed);
+  const Packet tunnel = Around(0x8847, Maker().Long(0x000001FF).Long(0), Ethernet(ip));
+  EXPECT_EQ(UnwrapFrame(DLT_EN10MB, tunnel).verdict, Verdict::kNothing);
 }
 
 TEST(LinkLayer, OtherProtocolsAreNothing) {
