@@ -43,8 +43,9 @@ install(FILES ${PROJECT_BINARY_DIR}/byod-config.cmake ${PROJECT_BINARY_DIR}/byod
   DESTINATION ${package_dir})
 
 # The catalogue, where programs look for it, with the notices that its sources ask for.
-install(FILES rules/user-agent.csv rules/dhcp-option.csv rules/mac.csv rules/vendor-alias.csv NOTICE
-  LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/rules)
+install(FILES rules/user-agent.csv rules/dhcp-option.csv rules/mac.csv rules/vendor-alias.csv
+  rules/host-name.csv rules/vendor-class.csv rules/brand-category.csv rules/dhcp-client.csv
+  rules/evidence.csv NOTICE LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/rules)
 install(FILES LICENSE NOTICE CHANGELOG.md SECURITY.md README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md)
 

@@ -17,6 +17,7 @@ namespace byod::lint {
 
 struct Report {
   rulefiles::RuleSet rules;       ///< those that the tables take
+  size_t evidence = 0;            ///< the number of rules for evidence
   std::vector<Finding> findings;  ///< by file and line
 };
 

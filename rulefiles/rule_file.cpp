@@ -25,14 +25,6 @@ Fault TooLong(std::string_view what, std::string_view text, size_t size_with_nul
          std::to_string(size_with_nul - 1) + " fit";
 }
 
-Fault FaultOf(const DeviceText& device) {
-  Fault fault = TooLong("name", device.name, BYOD_DEVNAME_SIZE);
-  if (fault.empty()) fault = TooLong("vendor", device.vendor, BYOD_ATTR_SIZE);
-  if (fault.empty()) fault = TooLong("category", device.category, BYOD_ATTR_SIZE);
-  if (fault.empty()) fault = TooLong("os", device.os, BYOD_ATTR_SIZE);
-  return fault;
-}
-
 /// A decimal number and nothing else.
 std::optional<unsigned> Number(std::string_view text) {
   unsigned value = 0;
@@ -186,6 +178,14 @@ std::string ModuleVendor(std::string_view vendor, ModuleMakers modules) {
 }
 
 }  // namespace
+
+Fault FaultOf(const DeviceText& device) {
+  Fault fault = TooLong("name", device.name, BYOD_DEVNAME_SIZE);
+  if (fault.empty()) fault = TooLong("vendor", device.vendor, BYOD_ATTR_SIZE);
+  if (fault.empty()) fault = TooLong("category", device.category, BYOD_ATTR_SIZE);
+  if (fault.empty()) fault = TooLong("os", device.os, BYOD_ATTR_SIZE);
+  return fault;
+}
 
 std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics) {
   std::vector<MacRule> rules;

@@ -36,6 +36,9 @@ struct TextRule {
   Place place;
 };
 
+/// @return why a rule cannot say this of a device; empty = it can
+std::string FaultOf(const DeviceText& device);
+
 /// The vendor that people know, by the very text of an organisation in the registry.
 using VendorAliases = std::map<std::string, std::string, std::less<>>;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "rulefiles/rule_set.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -61,6 +62,10 @@ std::vector<TextRule> WithoutRepeats(std::vector<TextRule> rules, Diagnostics& d
   return rules;
 }
 
+// A directory may hold rules for evidence alone, which are not handed in to the library.
+constexpr const char* kFilesOfEvidence[] = {"host-name.csv", "vendor-class.csv",
+                                            "brand-category.csv", "dhcp-client.csv"};
+
 /// Reads the files of a directory that are there.
 class Directory {
  public:
@@ -78,8 +83,14 @@ class Directory {
     return read(*file, diagnostics_);
   }
 
+  /// Whether a file is there that is read elsewhere.
+  bool Has(const char* name) const { return !IsAbsent(path_ + "/" + name); }
+
   void ReportIfEmpty() {
-    if (path_.empty() || !is_empty_) return;
+    if (path_.empty() || !is_empty_ ||
+        std::ranges::any_of(kFilesOfEvidence, [&](auto* name) { return Has(name); })) {
+      return;
+    }
     diagnostics_.Report(Problem::kFile, {std::make_shared<const std::string>(path_), 0},
                         IsAbsent(path_) ? std::strerror(ENOENT) : "no rule file in it");
   }

@@ -20,7 +20,7 @@ struct RuleSet {
 /// Where rules are read from; an empty name = from nowhere.
 struct Sources {
   /// Holds mac.csv, user-agent.csv, dhcp-option.csv and vendor-alias.csv, any of which may be
-  /// absent, but not all.
+  /// absent, but not all, unless there are files for evidence.
   std::string rules_directory;
   /// Holds the registry's files.
   std::string registry_directory;

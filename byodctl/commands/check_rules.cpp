@@ -47,6 +47,7 @@ int Check(const Options& options) {
     WriteJsonLine({{"mac", report.rules.mac.size()},
                    {"user-agent", report.rules.user_agent.size()},
                    {"dhcp-option", report.rules.dhcp_option.size()},
+                   {"evidence", report.evidence},
                    {"errors", errors},
                    {"warnings", warnings},
                    {"problems", std::move(problems)}});
@@ -54,8 +55,10 @@ int Check(const Options& options) {
     for (const lint::Finding& finding : report.findings)
       std::cout << Printable(ToString(finding)) << '\n';
     std::cout << report.rules.mac.size() << " mac, " << report.rules.user_agent.size()
-              << " user-agent, " << report.rules.dhcp_option.size() << " dhcp-option rules, "
-              << Counted(errors, "error") << ", " << Counted(warnings, "warning") << '\n';
+              << " user-agent, " << report.rules.dhcp_option.size() << " dhcp-option"
+              << (report.evidence > 0 ? ", " + std::to_string(report.evidence) + " evidence" : "")
+              << " rules, " << Counted(errors, "error") << ", " << Counted(warnings, "warning")
+              << '\n';
   }
   return errors > 0 || (options.is_strict && warnings > 0) ? kExitBadInput : kExitSuccess;
 }
@@ -78,9 +81,10 @@ Run DefineCheckRules(Parser& parser, const Settings&) {
       .ValueName("DIR")
       .Check(Directory());
   parser.AddFlag("--strict", options->is_strict, "Exit with 1 on warnings too");
-  AddJsonOption(parser, options->json,
-                "mac, user-agent, dhcp-option, errors, warnings, problems {severity, check, file, "
-                "line, rule, reason, other (or null) {file, line, rule}}");
+  AddJsonOption(
+      parser, options->json,
+      "mac, user-agent, dhcp-option, evidence, errors, warnings, problems {severity, check, file, "
+      "line, rule, reason, other (or null) {file, line, rule}}");
   return [options] { return Check(*options); };
 }
 

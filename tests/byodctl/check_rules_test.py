@@ -45,7 +45,7 @@ class CheckRules(unittest.TestCase):
         self.assertEqual(self.check("AT&&T,,V,,,\n", "--strict")[0], 0)
 
     def test_json_is_one_object_of_one_shape(self):
-        keys = ["mac", "user-agent", "dhcp-option", "errors", "warnings", "problems"]
+        keys = ["mac", "user-agent", "dhcp-option", "evidence", "errors", "warnings", "problems"]
         problem_keys = ["severity", "check", "file", "line", "rule", "reason", "other"]
         for rows, status, checks in (("iPhone,,A,,,\n", 0, []),
                                      ("iPhone,,A,,,\nIPHONE,,A,,,\nA&B,,C,,,\n", 1,

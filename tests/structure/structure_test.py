@@ -37,11 +37,12 @@ MAY_INCLUDE = {
     "text": [],
     "explain": ["net", *LIBRARY, "protocol"],
     "rulefiles": ["net", *LIBRARY, "text"],
-    "lint": ["net", *LIBRARY, *SHARED],
+    "evidence": ["net", "data", "rulefiles"],
+    "lint": ["net", *LIBRARY, *SHARED, "evidence"],
     "capture": ["net", DEVICE, "data"],
     "feeds": ["net", DEVICE, "data", "capture"],
-    "lauthd": ["net", *LIBRARY, *SHARED, "lint"],
-    "byodctl": ["net", *LIBRARY, *SHARED, "lint", "capture"],
+    "lauthd": ["net", *LIBRARY, *SHARED, "evidence", "lint"],
+    "byodctl": ["net", *LIBRARY, *SHARED, "evidence", "lint", "capture"],
 }
 
 INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
