@@ -42,6 +42,16 @@ struct DhcpMessage {
   std::string vendor_class;                  ///< option 60, any bytes; empty = not in the message
   std::string host_name;                     ///< option 12, the same
 
+  /// A DISCOVER, REQUEST or INFORM.
+  bool IsOfClient() const {
+    return is_request && (type == kDiscover || type == kRequest || type == kInform);
+  }
+
+  /// Whether something in it says what kind of terminal the client is.
+  bool ShowsClient() const {
+    return !option55.empty() || !host_name.empty() || !vendor_class.empty();
+  }
+
   /// A lease query or its answer, which may be about an address instead of a client.
   bool IsAboutLeases() const { return type >= kLeaseQuery && type <= kLeaseActive; }
 };

@@ -27,9 +27,7 @@ bool IsCapwap(const Segment& segment) {
 }  // namespace
 
 bool Sighting::HasOptions() const {
-  if (kind != Kind::kDhcp || !dhcp.is_request || dhcp.option55.empty()) return false;
-  return dhcp.type == DhcpMessage::kDiscover || dhcp.type == DhcpMessage::kRequest ||
-         dhcp.type == DhcpMessage::kInform;
+  return kind == Kind::kDhcp && dhcp.IsOfClient() && !dhcp.option55.empty();
 }
 
 Dissector::Dissector() : streams_(kMaxStreams) {}

@@ -2,8 +2,19 @@
 #include "capture/stations.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace byod::capture {
+namespace {
+
+/// Takes the text of an option, unless it is empty. Some clients end it with a NUL byte.
+void TakeText(std::string_view option, std::string& text) {
+  constexpr size_t kMaxText = 255;
+  option = option.substr(0, std::min(option.find('\0'), kMaxText));
+  if (!option.empty()) text = option;
+}
+
+}  // namespace
 
 ByodFingerPrint Station::Fingerprint() const {
   ByodFingerPrint fingerprint = {};
@@ -29,8 +40,9 @@ const Station* Stations::Take(const Sighting& sighting) {
 }
 
 /// From now on the address belongs to this station, and what was seen from it before does too.
-void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
-  if (address == kNoAddress) return;
+/// @return the station, if this gave it a User-Agent; else null
+const Station* Stations::Bind(const IpAddress& address, const MacAddress& mac) {
+  if (address == kNoAddress) return nullptr;
   holders_.Touch(address) = mac;
   leases_.Touch(mac) = address;
   std::string user_agent;
@@ -40,9 +52,11 @@ void Stations::Bind(const IpAddress& address, const MacAddress& mac) {
   }
   Station* station = stations_.Find({mac, kNoAddress});
   if (station == nullptr && !user_agent.empty()) station = &Known({mac, kNoAddress});
-  if (station == nullptr) return;
+  if (station == nullptr) return nullptr;
   station->address = address;
-  if (station->user_agent.empty()) station->user_agent = user_agent;
+  if (user_agent.empty() || !station->user_agent.empty()) return nullptr;
+  station->user_agent = user_agent;
+  return station;
 }
 
 /// The client may no longer use its address.
@@ -62,12 +76,16 @@ const Station* Stations::TakeDhcp(const Sighting& sighting) {
   if (is_others && sighting.sender) forwarders_.Touch(*sighting.sender) = true;
 
   const Station* station = nullptr;
-  if (sighting.HasOptions()) {
+  if (dhcp.IsOfClient() && dhcp.ShowsClient()) {
     Station& known = Known({dhcp.client, kNoAddress});
-    known.options = dhcp.option55;
+    if (!dhcp.option55.empty()) known.options = dhcp.option55;
+    TakeText(dhcp.host_name, known.host_name);
+    TakeText(dhcp.vendor_class, known.vendor_class);
     station = &known;
   }
-  if (!dhcp.is_request && dhcp.type == DhcpMessage::kAck) Bind(dhcp.offered_address, dhcp.client);
+  if (!dhcp.is_request && dhcp.type == DhcpMessage::kAck) {
+    station = Bind(dhcp.offered_address, dhcp.client);
+  }
   if (!dhcp.is_request && dhcp.type == DhcpMessage::kNak) Unbind(dhcp.client);
   return station;
 }

@@ -23,12 +23,14 @@ struct StationKey {
   friend auto operator<=>(const StationKey&, const StationKey&) = default;
 };
 
-/// A station. The last list and the last User-Agent count.
+/// A station. The last of each that is not empty counts.
 struct Station {
   StationKey key;
   IpAddress address = kNoAddress;  ///< the last one
   std::vector<uint8_t> options;    ///< of DHCP option 55; empty = not seen
   std::string user_agent;          ///< empty = not seen
+  std::string host_name;           ///< DHCP option 12; empty = not seen
+  std::string vendor_class;        ///< DHCP option 60; empty = not seen
 
   /// Only the first 255 options and bytes of the User-Agent count.
   ByodFingerPrint Fingerprint() const;
@@ -52,9 +54,9 @@ class Stations {
  public:
   explicit Stations(size_t max_count = 65536);
 
-  /// @return the station whose options or User-Agent the sighting shows, new or not; null if it
-  /// shows
-  ///         neither. Borrowed until the next call.
+  /// @return the station of which the sighting shows something that its Fingerprint, host name or
+  ///         vendor class holds, new or not; null if it shows nothing of these. Borrowed until the
+  ///         next call.
   const Station* Take(const Sighting& sighting);
 
   size_t count() const { return stations_.size(); }
@@ -62,7 +64,7 @@ class Stations {
  private:
   const Station* TakeDhcp(const Sighting& sighting);
   const Station* TakeUserAgent(const Sighting& sighting);
-  void Bind(const IpAddress& address, const MacAddress& mac);
+  const Station* Bind(const IpAddress& address, const MacAddress& mac);
   void Unbind(const MacAddress& mac);
   Station& Known(const StationKey& key);
 

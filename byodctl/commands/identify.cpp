@@ -82,7 +82,15 @@ struct Summary {
   }
 };
 
-Identification IdentifyLine(InputLine line, Identifier& identifier, bool& is_cut) {
+/// Whether nothing of a line is for the rules, but something for the evidence.
+bool IsEvidenceOnly(const FingerprintText& text) {
+  const bool has_fingerprint =
+      !text.mac.empty() || !text.options.empty() || !text.user_agent.empty();
+  return !has_fingerprint && !(text.host_name.empty() && text.vendor_class.empty());
+}
+
+Identification IdentifyLine(InputLine line, Identifier& identifier, const EvidenceFiller& evidence,
+                            bool& is_cut) {
   Identification result;
   result.line = std::move(line);
   const ParsedFingerprint parsed = ParseFingerprint(result.line.text);
@@ -91,7 +99,9 @@ Identification IdentifyLine(InputLine line, Identifier& identifier, bool& is_cut
   if (!result.line.error.empty()) return result;
   result.line.text.mac = AddressText(result.line.text.mac);
   is_cut = parsed.is_user_agent_cut;
-  result.answer = identifier.Identify(parsed.fingerprint);
+  const FingerprintText& text = result.line.text;
+  if (!IsEvidenceOnly(text)) result.answer = identifier.Identify(parsed.fingerprint);
+  evidence.Fill(parsed.fingerprint, text.host_name, text.vendor_class, result.answer);
   return result;
 }
 
@@ -116,11 +126,13 @@ void CheckOutput() {
 /// The stations in a file of packets.
 int IdentifyCapture(const Options& options, const Settings& settings) {
   auto source = OpenCapture([&] { return capture::PacketSource::OpenFile(options.capture); });
+  // Files are read first: a confined process opens none.
+  const EvidenceFiller evidence = MakeEvidenceFiller(options.identifier);
   const auto identifier = MakeConfinedIdentifier(options.identifier, settings);
   const auto writer =
       MakeWriter(options.output_form(),
                  {options.identifier.explains, !options.identifier.group.empty(), true}, std::cout);
-  StationWatch watch(*identifier, [&](const StationReport& report) {
+  StationWatch watch(*identifier, evidence, [&](const StationReport& report) {
     Identification result;
     result.line = {static_cast<size_t>(report.packet), report.Text(), {}};
     result.is_locally_administered = report.IsLocallyAdministered();
@@ -146,6 +158,7 @@ int Identify(const Options& options, const Settings& settings) {
   if (!options.capture.empty()) return IdentifyCapture(options, settings);
 #endif
   const std::unique_ptr<Identifier> identifier = MakeIdentifier(options.identifier, settings);
+  const EvidenceFiller evidence = MakeEvidenceFiller(options.identifier);
   std::unique_ptr<LineReader> reader;
   if (options.has_fingerprint) {
     reader = std::make_unique<ArgumentReader>(options.fingerprint);
@@ -159,7 +172,7 @@ int Identify(const Options& options, const Settings& settings) {
   Summary summary;
   while (auto line = reader->Next()) {
     bool is_cut = false;
-    const Identification result = IdentifyLine(std::move(*line), *identifier, is_cut);
+    const Identification result = IdentifyLine(std::move(*line), *identifier, evidence, is_cut);
     if (!result.line.error.empty()) {
       std::cerr << "byodctl: ";
       if (!options.has_fingerprint) std::cerr << "line " << result.line.number << ": ";
@@ -183,7 +196,9 @@ std::string IdentifyKeys() {
          "{attributes" +
          steps + ", name" + steps +
          "}, authorization (with --group, or null) {group, type, attributes (by name)}, time (with "
-         "--pcap, or null), address";
+         "--pcap, or null), address, host_name, vendor_class, filled (what evidence filled) "
+         "{field, "
+         "value, evidence, confidence, rule}";
 }
 
 }  // namespace
@@ -191,10 +206,10 @@ std::string IdentifyKeys() {
 Run DefineIdentify(Parser& parser, const Settings& settings) {
   const auto options = std::make_shared<Options>();
   parser.AddToHelp(
-      "Without --mac, --user-agent and --dhcp, reads fingerprints from standard input: "
-      "tab-separated lines\nunder a header that names the columns mac, options and user_agent, or "
-      "JSON Lines with these keys.\nA line that cannot be read is reported and gets an empty "
-      "answer.\n\n"
+      "Without a fingerprint on the command line, reads them from standard input: tab-separated "
+      "lines under a\nheader that names any of the columns mac, options, user_agent, host_name and "
+      "vendor_class, or JSON Lines\nwith these keys. A line that cannot be read is reported and "
+      "gets an empty answer.\n\n"
       "Exit status: 0 all identified, 1 bad usage or input, 2 no daemon, 3 at least one unknown.");
   const Option offline = options->identifier.Declare(parser);
   const std::vector<Option> parts = {
@@ -202,7 +217,11 @@ Run DefineIdentify(Parser& parser, const Settings& settings) {
       parser.AddText("--user-agent", options->fingerprint.user_agent, "HTTP User-Agent")
           .ValueName("TEXT"),
       parser.AddText("--dhcp", options->fingerprint.options, "DHCP option 55, as 1,3,6,15")
-          .ValueName("LIST")};
+          .ValueName("LIST"),
+      parser.AddText("--host-name", options->fingerprint.host_name, "DHCP option 12")
+          .ValueName("TEXT"),
+      parser.AddText("--vendor-class", options->fingerprint.vendor_class, "DHCP option 60")
+          .ValueName("TEXT")};
   const Option input =
       parser.AddText("--input", options->input, "Format of standard input: auto, tsv or json")
           .ValueName("FORM")

@@ -151,7 +151,8 @@ Run DefineWatch(Parser& parser, const Settings& settings) {
 #ifdef BYOD_CAPTURE
   parser.AddParagraphToHelp(
       "JSON keys with --interface: time, mac, address, options, user_agent, vendor, "
-      "category, os, name, identified, locally_administered; and at the end, on standard "
+      "category, os, name, identified, locally_administered, host_name, vendor_class, filled "
+      "{field, value, evidence, confidence, rule}; and at the end, on standard "
       "error: packets, dropped, malformed, option_lists, user_agents, cut, identified, "
       "unknown.");
 #endif

@@ -10,6 +10,7 @@
 #include "byodctl/identification/station_watch.h"
 #include "byodctl/text/answer_item.h"
 #include "byodctl/text/event_text.h"
+#include "byodctl/text/evidence_text.h"
 
 namespace byod::ctl {
 namespace {
@@ -18,6 +19,7 @@ void WriteReport(const StationReport& report, OutputForm form) {
   const FingerprintText text = report.Text();
   Item item = {{"time", TimeText(report.time_us)}, {"mac", text.mac}, {"address", report.address}};
   AddAnswer(item, text, report.answer, !report.answer.IsUnknown(), report.IsLocallyAdministered());
+  AddEvidence(item, text, report.answer);
   WriteEvent(form, "station", item);
   std::cout.flush();
 }
@@ -56,10 +58,12 @@ class ReportingIdentifier : public Identifier {
 int WatchInterface(const InterfaceOptions& options, const Settings& settings) {
   auto source =
       OpenCapture([&] { return capture::PacketSource::OpenInterface(options.interface); });
+  // Files are read first: a confined process opens none.
+  const EvidenceFiller evidence = MakeEvidenceFiller(options.identifier);
   const auto identifier = MakeConfinedIdentifier(options.identifier, settings);
   uint64_t written = 0;
   ReportingIdentifier reporting(*identifier);
-  StationWatch watch(reporting, [&](const StationReport& report) {
+  StationWatch watch(reporting, evidence, [&](const StationReport& report) {
     WriteReport(report, FormOf(options.json));
     ++written;
   });

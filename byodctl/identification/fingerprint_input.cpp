@@ -60,7 +60,9 @@ struct Part {
 };
 constexpr Part kParts[] = {{"mac", &FingerprintText::mac},
                            {"options", &FingerprintText::options},
-                           {"user_agent", &FingerprintText::user_agent}};
+                           {"user_agent", &FingerprintText::user_agent},
+                           {"host_name", &FingerprintText::host_name},
+                           {"vendor_class", &FingerprintText::vendor_class}};
 
 std::vector<std::string_view> SplitAtTabs(std::string_view line) {
   std::vector<std::string_view> fields;
@@ -87,7 +89,8 @@ class TsvReader : public LineReader {
       columns_.emplace_back(column - header.begin(), part.member);
     }
     if (columns_.empty()) {
-      throw InputError("line 1: the header has no column mac, options or user_agent");
+      throw InputError(
+          "line 1: the header has no column mac, options, user_agent, host_name or vendor_class");
     }
   }
 

@@ -35,8 +35,8 @@ struct InputError : std::runtime_error {
 
 enum class InputFormat {
   kAuto,  ///< JSON Lines when the first byte is '{', else tab-separated
-  kTsv,   ///< a header line names the columns mac, options and user_agent, any of them, in any
-          ///< order; others are ignored; nothing is quoted
+  kTsv,   ///< a header line names the columns mac, options, user_agent, host_name and
+          ///< vendor_class, any of them, in any order; others are ignored; nothing is quoted
   kJson   ///< an object a line, with the same keys; options as a text or as an array of numbers
 };
 

@@ -8,6 +8,7 @@
 #include "byodctl/text/answer_item.h"
 #include "byodctl/text/authorization_text.h"
 #include "byodctl/text/display_text.h"
+#include "byodctl/text/evidence_text.h"
 #include "byodctl/text/explanation_json.h"
 #include "byodctl/text/explanation_text.h"
 #include "byodctl/text/listing.h"
@@ -32,6 +33,8 @@ std::vector<Column> TsvColumns(OutputExtras extras) {
     columns.push_back({key, key});
   if (extras.authorizes) columns.push_back({"authorization", "authorization"});
   if (extras.sights) columns.insert(columns.end(), {{"time", "time"}, {"address", "address"}});
+  for (const char* const key : {"host_name", "vendor_class", "filled"})
+    columns.push_back({key, key});
   return columns;
 }
 
@@ -51,6 +54,7 @@ Item ItemOf(const Identification& identification) {
                   AuthorizationText(answer.authorization)});
   item.push_back({"time", OrNull(identification.time)});
   item.push_back({"address", identification.address});
+  AddEvidence(item, line.text, answer);
   return item;
 }
 
@@ -62,16 +66,20 @@ class ListingWriter : public Writer {
 
   void Write(const Identification& identification) override {
     has_flag_ = has_flag_ || identification.is_locally_administered;
+    has_filled_ = has_filled_ || !identification.answer.filled.empty();
     listing_.Add(ItemOf(identification));
     out_.flush();  // a program may wait for the answer before it sends the next line
   }
 
-  void Finish() override { listing_.Finish(has_flag_ ? kFlagNote : ""); }
+  void Finish() override {
+    listing_.Finish(std::string{has_flag_ ? kFlagNote : ""} + (has_filled_ ? kEvidenceNote : ""));
+  }
 
  private:
   std::ostream& out_;
   Listing listing_;
   bool has_flag_ = false;
+  bool has_filled_ = false;
 };
 
 /// A paragraph for each terminal, with its fingerprint, the steps and the answer.
@@ -86,12 +94,16 @@ class ExplanationWriter : public Writer {
          << Shown(line.text.mac)
          << (identification.is_locally_administered ? " (locally administered)" : "")
          << ", options " << Shown(line.text.options) << ", user-agent "
-         << Shown(line.text.user_agent) << '\n';
+         << Shown(line.text.user_agent);
+    if (!line.text.host_name.empty()) out_ << ", host-name " << Shown(line.text.host_name);
+    if (!line.text.vendor_class.empty()) out_ << ", vendor-class " << Shown(line.text.vendor_class);
+    out_ << '\n';
     if (!line.error.empty()) {
       out_ << "  bad line: " << Printable(line.error) << '\n' << std::flush;
       return;
     }
     if (answer.explanation) out_ << ExplanationText(*answer.explanation);
+    out_ << EvidenceText(answer);
     out_ << "  answer: vendor " << Shown(answer.vendor) << ", category " << Shown(answer.category)
          << ", os " << Shown(answer.os) << ", name " << Shown(answer.name) << '\n';
     if (answer.authorization) {

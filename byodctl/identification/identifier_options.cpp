@@ -78,14 +78,22 @@ Option IdentifierOptions::Declare(Parser& parser) {
       .ValueName("METHODS")
       .Needs(offline_flag)
       .SeparatedBy(',');
+  evidence.Declare(parser);
   parser.CheckAll([this, rules, registry] {
     const std::string fault = FaultOfOrder(order);
     if (!fault.empty()) return "--order: " + fault;
     const std::string no_rules = FaultOfDirectory("--rules", rules, sources.rules_directory);
     if (!no_rules.empty()) return no_rules;
+    if (const std::string bad_kinds = evidence.Fault(); !bad_kinds.empty()) return bad_kinds;
     return FaultOfDirectory("--ieee", registry, sources.registry_directory);
   });
   return offline_flag;
+}
+
+// The daemon's own directory is not known here: it is the installed one unless it was given
+// another.
+EvidenceFiller MakeEvidenceFiller(const IdentifierOptions& options) {
+  return {options.evidence, options.sources.rules_directory};
 }
 
 std::unique_ptr<Identifier> MakeIdentifier(const IdentifierOptions& options,

@@ -9,6 +9,7 @@
 
 #include "byodctl/command_line/parser.h"
 #include "byodctl/daemon/settings.h"
+#include "byodctl/identification/evidence_options.h"
 #include "byodctl/identification/identifier.h"
 #include "rulefiles/installed_sources.h"
 #include "rulefiles/rule_set.h"
@@ -21,14 +22,18 @@ struct IdentifierOptions {
   std::vector<std::string> order;
   std::string group;
   bool explains = false;
+  EvidenceOptions evidence;
 
   /**
-   * Declares --offline and the options that go with it.
+   * Declares --offline, the options that need it, and those of the evidence.
    *
-   * @return --offline; the others need it
+   * @return --offline
    */
   Option Declare(Parser& parser);
 };
+
+/// Reads the rules of the evidence, from where the identifier's rules are or were installed.
+EvidenceFiller MakeEvidenceFiller(const IdentifierOptions& options);
 
 /// For many requests in a row: stays connected to the daemon.
 /// @throws Failure without a daemon

@@ -30,6 +30,13 @@ bool SameFingerprint(const ByodFingerPrint& a, const ByodFingerPrint& b) {
          std::string_view{a.user_agent} == b.user_agent;
 }
 
+/// Whether nothing new was seen of a station since a report.
+bool IsUnchanged(const StationReport& last, const capture::Station& station,
+                 const ByodFingerPrint& fingerprint) {
+  return SameFingerprint(last.fingerprint, fingerprint) && last.host_name == station.host_name &&
+         last.vendor_class == station.vendor_class;
+}
+
 bool SameAnswer(const Answer& a, const Answer& b) {
   return a.vendor == b.vendor && a.category == b.category && a.os == b.os && a.name == b.name &&
          AuthorizationText(a.authorization) == AuthorizationText(b.authorization);
@@ -69,15 +76,16 @@ class EndBySignal {
 
 FingerprintText StationReport::Text() const {
   return {mac ? net::ToString(*mac) : "", OptionsText(OptionsOf(fingerprint)),
-          fingerprint.user_agent};
+          fingerprint.user_agent, host_name, vendor_class};
 }
 
 bool StationReport::IsLocallyAdministered() const {
   return mac && net::IsLocallyAdministered(*mac);
 }
 
-StationWatch::StationWatch(Identifier& identifier, Take take)
+StationWatch::StationWatch(Identifier& identifier, const EvidenceFiller& evidence, Take take)
     : identifier_(identifier),
+      evidence_(evidence),
       take_(std::move(take)),
       stations_(kMaxStations),
       watched_(kMaxStations) {}
@@ -95,10 +103,11 @@ void StationWatch::Ask(const capture::Station& station, uint64_t time_us) {
   const ByodFingerPrint fingerprint = station.Fingerprint();
   Watched& watched = watched_.Touch(station.key);
   const bool is_due = time_us >= watched.last.time_us + kAskAgainUs;
-  const bool is_same = watched.is_asked && SameFingerprint(watched.last.fingerprint, fingerprint);
+  const bool is_same = watched.is_asked && IsUnchanged(watched.last, station, fingerprint);
   if (is_same && !is_due) return;
 
   Answer answer = identifier_.Identify(fingerprint);
+  evidence_.Fill(fingerprint, station.host_name, station.vendor_class, answer);
   const bool is_news = !watched.is_asked || !SameAnswer(watched.last.answer, answer);
   watched.is_asked = true;
   watched.is_reported = is_news || (watched.is_reported && is_same);
@@ -107,6 +116,8 @@ void StationWatch::Ask(const capture::Station& station, uint64_t time_us) {
                   capture::ToString(station.address),
                   station.key.mac,
                   fingerprint,
+                  station.host_name,
+                  station.vendor_class,
                   std::move(answer)};
   if (is_news) take_(watched.last);
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "byodctl/identification/evidence_options.h"
 #include "byodctl/identification/identifier.h"
 #include "byodctl/text/fingerprint_text.h"
 #include "capture/packet_source.h"
@@ -22,6 +23,8 @@ struct StationReport {
   std::string address;  ///< IP address; empty when none was seen
   std::optional<capture::MacAddress> mac;
   ByodFingerPrint fingerprint = {};
+  std::string host_name;
+  std::string vendor_class;
   Answer answer;
 
   FingerprintText Text() const;
@@ -46,8 +49,8 @@ class StationWatch {
  public:
   using Take = std::function<void(const StationReport&)>;
 
-  /// @param identifier  borrowed
-  StationWatch(Identifier& identifier, Take take);
+  /// @param identifier, evidence  borrowed
+  StationWatch(Identifier& identifier, const EvidenceFiller& evidence, Take take);
 
   /// @throws what the identifier throws
   void See(const capture::Frame& frame);
@@ -68,6 +71,7 @@ class StationWatch {
   void Ask(const capture::Station& station, uint64_t time_us);
 
   Identifier& identifier_;
+  const EvidenceFiller& evidence_;
   Take take_;
   capture::Dissector dissector_;
   capture::Stations stations_;

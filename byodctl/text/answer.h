@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "evidence/evidence.h"
 #include "explain/explain.h"
 
 namespace byod::ctl {
@@ -19,6 +20,14 @@ struct AuthorizationSet {
   std::vector<std::pair<std::string, std::string>> attributes;
 };
 
+/// A field that no rule answered, filled by weaker evidence.
+struct FilledField {
+  evidence::Field field;
+  evidence::Kind kind;
+  unsigned confidence;  ///< in percent
+  std::string rule;     ///< what matched
+};
+
 /// Empty texts are unknown.
 struct Answer {
   std::string vendor;
@@ -27,6 +36,7 @@ struct Answer {
   std::string name;
   std::optional<explain::Explanation> explanation;
   std::optional<AuthorizationSet> authorization;
+  std::vector<FilledField> filled = {};
 
   bool IsUnknown() const {
     return vendor.empty() && category.empty() && os.empty() && name.empty();

@@ -23,9 +23,13 @@ std::string ForPeople(const std::string& what, const Item& event) {
   put("address", "address");
   put("options", "options");
   put("user_agent", "user-agent");
+  put("host_name", "host-name");
+  put("vendor_class", "vendor-class");
   line += FieldOf(event, "identified").value.IsTrue() ? " ->" : " -> unknown";
   for (const char* const key : {"vendor", "category", "os", "name"})
     put(key, key);
+  const std::string filled = FieldOf(event, "filled").text.value_or("");
+  if (!filled.empty()) line += " evidence=" + Quoted(filled);
   return line;
 }
 

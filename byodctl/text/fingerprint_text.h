@@ -16,6 +16,9 @@ struct FingerprintText {
   std::string mac;      ///< any usual spelling
   std::string options;  ///< "1,3,6,15", perhaps with blanks around the numbers
   std::string user_agent;
+  // Not of the fingerprint, but evidence besides.
+  std::string host_name = {};     ///< DHCP option 12
+  std::string vendor_class = {};  ///< DHCP option 60
 };
 
 /// A fingerprint, or why the text could not be read as one.

@@ -73,7 +73,8 @@ class ProgramEngine:
     """Runs `byodctl identify --offline`; only the parts that the methods use are handed in."""
 
     def __init__(self, program, rules_folder, ieee_folder):
-        self._command = [program, "identify", "--offline", "--rules", rules_folder, "--tsv"]
+        self._command = [program, "identify", "--offline", "--rules", rules_folder, "--tsv",
+                         "--evidence", "off"]
         if ieee_folder:
             self._command += ["--ieee", ieee_folder]
 

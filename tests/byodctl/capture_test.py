@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """byodctl identify --pcap, run as a program: capture_test.py BYODCTL LAUTHD"""
 
+import gzip
 import json
 import os
 import pathlib
@@ -10,13 +11,16 @@ import tempfile
 import time
 import unittest
 
-from captures import RANDOM, RAW, capture, dhcp, ethernet, http
+from captures import RANDOM, RAW, ack, capture, dhcp, ethernet, http
 from running_daemon import RULES, Daemon, copy_for_every_user
 
 BYODCTL = LAUTHD = ""
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+CORPUS = pathlib.Path(os.environ.get("BYOD_CORPUS", SOURCE.parent / "shared" / "corpus"))
 
 KEYS = ["line", "mac", "options", "user_agent", "vendor", "category", "os", "name", "identified",
-        "locally_administered", "error", "explanation", "authorization", "time", "address"]
+        "locally_administered", "error", "explanation", "authorization", "time", "address",
+        "host_name", "vendor_class", "filled"]
 SUMMARY_KEYS = ["packets", "dropped", "malformed", "option_lists", "user_agents", "cut",
                 "identified", "unknown"]
 NO_END = ethernet(dhcp([1, 3, 6], end=bytes(40)))
@@ -98,6 +102,55 @@ class Captures(unittest.TestCase):
         self.assertEqual(self.summary["malformed"], 3)
         self.assertEqual(self.summary["option_lists"], 0)
 
+    def test_the_last_line_has_what_came_before_the_address_was_given(self):
+        """A User-Agent without a sender belongs to the station that is given its address later."""
+        lines = self.stations([dhcp([1, 3, 6]), http("an iPhone"), ack("192.0.2.10")],
+                              link_type=RAW)
+        last = [line for line in lines if line["mac"] == "00:11:22:33:44:55"][-1]
+        self.assertEqual((last["line"], last["options"], last["user_agent"]), (3, "1,3,6", "an iPhone"))
+
+    def test_a_host_name_and_a_vendor_class_fill_what_is_open(self):
+        self.write_evidence()
+        first, last = self.stations(
+            [ethernet(dhcp([9], RANDOM, more=b"\x3c\x04MSFT")),
+             ethernet(dhcp([9], RANDOM, more=b"\x0c\x07desk-12"))])
+        self.assertEqual((first["category"], first["os"], first["vendor_class"]),
+                         ("PC", "Windows", "MSFT"))
+        self.assertEqual(first["filled"], [
+            {"field": "category", "value": "PC", "evidence": "vendor-class", "confidence": 90,
+             "rule": "MS"},
+            {"field": "os", "value": "Windows", "evidence": "vendor-class", "confidence": 89,
+             "rule": "MS"}])
+        self.assertEqual((last["host_name"], last["vendor_class"], last["vendor"]),
+                         ("desk-12", "MSFT", "Acme"))
+        self.assertEqual([part["evidence"] for part in last["filled"]],
+                         ["host-name", "host-name", "vendor-class"])
+        (plain,) = self.stations([ethernet(dhcp([9], RANDOM, more=b"\x3c\x04MSFT"))], "--evidence", "off",
+                                 expect=3)
+        self.assertEqual((plain["category"], plain["filled"]), ("", []))
+
+    def write_evidence(self):
+        for name, content in {
+                "evidence.csv": "kind,field,confidence\nhost-name,vendor,98\nhost-name,category,97\n"
+                                "vendor-class,category,90\nvendor-class,os,89\n",
+                "host-name.csv": "pattern,vendor,category\ndesk-*,Acme,PC\n",
+                "vendor-class.csv": "prefix,category,os\nMS,PC,Windows\n"}.items():
+            (self.directory / name).write_text(content, encoding="utf-8")
+
+    def test_a_capture_may_be_compressed(self):
+        plain = capture([ethernet(http("an iPhone"))])
+        path = self.directory / "packed.pcap.gz"
+        path.write_bytes(gzip.compress(plain))
+        for packed, file in ((gzip.compress(plain), "-"), (b"", str(path))):
+            status, out, err = self.run_ctl("identify", "--pcap", file, "--offline", "--rules",
+                                            str(self.directory), "--ieee", "", "--json", stdin=packed)
+            self.assertEqual((status, json.loads(out)["vendor"]), (0, "Apple"), err)
+        path.write_bytes(gzip.compress(plain)[:-9])
+        status, _, err = self.run_ctl("identify", "--pcap", str(path), "--offline", "--rules",
+                                      str(self.directory), "--ieee", "")
+        self.assertEqual(status, 1)
+        self.assertIn(f"byodctl: {path}: the compressed data ends early\n", err)
+
     def test_tags_do_not_hide_a_packet(self):
         for tags in (b"\x81\x00\x00\x07", b"\x88\xa8\x00\x07\x81\x00\x00\x08"):
             (line,) = self.stations([ethernet(dhcp([1, 3, 6]), tags=tags)])
@@ -128,9 +181,10 @@ class Captures(unittest.TestCase):
 
     def test_tab_separated_lines_have_time_and_address_behind_the_usual_columns(self):
         out = self.identify([ethernet(http("an iPhone"))], "--tsv")
-        self.assertEqual(out, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname\ttime\taddress\n"
+        self.assertEqual(out, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname\ttime\taddress"
+                              "\thost_name\tvendor_class\tfilled\n"
                               "00:11:22:33:44:55\t\tan iPhone\tApple\tMobile\tiOS\tApple iPhone\t"
-                              "2026-01-02T03:04:05.250Z\t192.0.2.10\n")
+                              "2026-01-02T03:04:05.250Z\t192.0.2.10\t\t\t\n")
 
     def test_an_answer_is_explained(self):
         out = self.identify([ethernet(dhcp([7])), ethernet(http("an iPhone"))], "--explain")
@@ -176,6 +230,19 @@ class Captures(unittest.TestCase):
             self.assertEqual((status, out), (1, ""), err)
             reason = "Is a directory" if path == self.directory else "not a regular file"
             self.assertIn(f"byodctl: {path}: {reason}", err)
+
+    def test_the_phone_of_a_real_capture_is_a_phone(self):
+        """It sends its connectivity check as a Linux browser, and says by DHCP what it is."""
+        path = CORPUS / "pcap" / "ndpi-android.pcap"
+        if not path.exists():
+            self.skipTest(f"no {path}")
+        status, out, err = self.run_ctl("identify", "--pcap", str(path), "--offline", "--rules",
+                                        str(SOURCE / "rules"), "--ieee", "", "--json")
+        self.assertIn(status, (0, 3), err)
+        last = {line["mac"]: line for line in map(json.loads, out.splitlines())}
+        phones = [line for line in last.values() if line["vendor_class"] == "android-dhcp-9"]
+        self.assertEqual([(line["category"], line["os"]) for line in phones],
+                         [("Mobile", "Android")])
 
     def test_other_fingerprints_exclude_a_capture(self):
         for other in (("--mac", "001122334455"), ("--dhcp", "1"), ("--user-agent", "x"),

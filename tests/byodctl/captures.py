@@ -23,11 +23,19 @@ def ipv4(protocol, payload, source="192.0.2.10"):
         bytes([192, 0, 2, 1]) + payload
 
 
-def dhcp(options, client=CLIENT, end=b"\xff"):
-    """A DISCOVER that asks for a list of options."""
+def dhcp(options, client=CLIENT, end=b"\xff", more=b""):
+    """A DISCOVER that asks for a list of options, with more options before the end."""
     message = struct.pack(">BBBBI", 1, 1, 6, 0, 1) + bytes(20) + client + bytes(202) + \
-        b"\x63\x82\x53\x63\x35\x01\x01" + bytes([55, len(options), *options]) + end
+        b"\x63\x82\x53\x63\x35\x01\x01" + bytes([55, len(options), *options]) + more + end
     return ipv4(17, struct.pack(">HHHH", 68, 67, 8 + len(message), 0) + message, "0.0.0.0")
+
+
+def ack(address, client=CLIENT):
+    """A server's answer that gives the client an address."""
+    given = bytes(int(part) for part in address.split("."))
+    message = struct.pack(">BBBBI", 2, 1, 6, 0, 1) + bytes(8) + given + bytes(8) + client + \
+        bytes(202) + b"\x63\x82\x53\x63\x35\x01\x05\xff"
+    return ipv4(17, struct.pack(">HHHH", 67, 68, 8 + len(message), 0) + message, "192.0.2.1")
 
 
 def http(user_agent, source="192.0.2.10", port=40000):

@@ -17,6 +17,7 @@ BYODCTL = ""
 SOURCE = pathlib.Path()
 REGISTRY = pathlib.Path("/usr/share/ieee-data")
 
+EVIDENCE = "\thost_name\tvendor_class\tfilled"  # the last columns
 UNKNOWN = {"vendor": "", "category": "", "os": "", "name": ""}
 RULES = {
     "user-agent.csv": "expression,name,vendor,category,os\n"
@@ -26,6 +27,13 @@ RULES = {
     "dhcp-option.csv": "options,name,vendor,category,os\n"
                        '"1,3,6",Printer of Acme,Acme,Printer,\n',
     "mac.csv": "mac,mask,name,vendor,category,os\n00:11:22/24,,,MacVendor,Tablet,MacOs\n",
+}
+
+EVIDENCE_RULES = {
+    "evidence.csv": "kind,field,confidence\nhost-name,vendor,97\nhost-name,category,98\n"
+                    "vendor-class,category,90\nvendor-class,os,89\n",
+    "host-name.csv": "pattern,vendor,category\ngalaxy-*,Samsung,Mobile\n",
+    "vendor-class.csv": "prefix,category,os\nMSFT,PC,Windows\n",
 }
 
 
@@ -159,9 +167,9 @@ class IdentifyTest(unittest.TestCase):
             "--tsv",
             stdin="label\tuser_agent\tmac\nx\tiPhone\t00:11:22:33:44:55\ny\t\t0011-2200-0000\n")
         self.assertEqual((status, err), (0, ""))
-        self.assertEqual(out, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname\n"
-                              "00:11:22:33:44:55\t\tiPhone\tApple\tMobile\tiOS\tApple iPhone\n"
-                              "00:11:22:00:00:00\t\t\tMacVendor\tTablet\tMacOs\t\n")
+        self.assertEqual(out, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname" + EVIDENCE + "\n"
+                              "00:11:22:33:44:55\t\tiPhone\tApple\tMobile\tiOS\tApple iPhone\t\t\t\n"
+                              "00:11:22:00:00:00\t\t\tMacVendor\tTablet\tMacOs\t\t\t\t\n")
 
     def test_any_column_may_be_missing(self):
         for header, row, vendor in (("mac", "001122334455", "MacVendor"),
@@ -190,7 +198,7 @@ class IdentifyTest(unittest.TestCase):
                               "byodctl: line 4: 1 field, the header names 2\n"
                               "byodctl: line 5: option number 256 is above 255\n"
                               "byodctl: line 6: 3 fields, the header names 2\n")
-        self.assertEqual(out.splitlines()[1:],
+        self.assertEqual([line.removesuffix("\t\t\t") for line in out.splitlines()[1:]],
                          ["00:11:22:33:44:55\t\t\tMacVendor\tTablet\tMacOs\t",
                           "zz\t1\t\t\t\t\t",
                           "001122334455\t\t\t\t\t\t",
@@ -204,13 +212,14 @@ class IdentifyTest(unittest.TestCase):
 
     def test_a_header_alone_gives_a_header_alone(self):
         self.assertEqual(self.identify("--tsv", stdin="mac\n"),
-                         (0, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname\n", ""))
+                         (0, "mac\toptions\tuser_agent\tvendor\tcategory\tos\tname" + EVIDENCE + "\n", ""))
 
     def test_input_without_a_usable_header_is_refused(self):
         for stdin, message in (
                 ("", "the input is empty, without a header line"),
                 ("ip\thost\n1\t2\n",
-                 "line 1: the header has no column mac, options or user_agent"),
+                 "line 1: the header has no column mac, options, user_agent, host_name or "
+                 "vendor_class"),
                 ("mac\tmac\n1\t2\n", "line 1: the header names mac twice")):
             self.assertEqual(self.identify("--tsv", stdin=stdin), (1, "", f"byodctl: {message}\n"))
 
@@ -247,7 +256,7 @@ class IdentifyTest(unittest.TestCase):
                   '{"user_agent": "iPhone", "options": ""}\n'
                   '{}\n')
         self.assertEqual((status, err), (3, ""))
-        self.assertEqual(out.splitlines()[1:],
+        self.assertEqual([line.removesuffix("\t\t\t") for line in out.splitlines()[1:]],
                          ["00:11:22:33:44:55\t\t\tMacVendor\tTablet\tMacOs\t",
                           "\t1,3,6\t\tAcme\tPrinter\t\tPrinter of Acme",
                           "\t\tiPhone\tApple\tMobile\tiOS\tApple iPhone",
@@ -282,7 +291,7 @@ class IdentifyTest(unittest.TestCase):
     def test_json_output_has_the_same_keys_for_every_line(self):
         keys = ["line", "mac", "options", "user_agent", "vendor", "category", "os", "name",
                 "identified", "locally_administered", "error", "explanation",
-                "authorization", "time", "address"]
+                "authorization", "time", "address", "host_name", "vendor_class", "filled"]
         stdin = "mac\n001122334455\nzz\nfc0000000000\n"
         for arguments in ((), ("--explain",)):
             _, out, _ = self.identify("--json", *arguments, stdin=stdin)
@@ -294,7 +303,72 @@ class IdentifyTest(unittest.TestCase):
 
     def test_a_tab_or_line_end_in_a_json_text_does_not_break_tsv_output(self):
         _, out, _ = self.identify("--tsv", stdin='{"user_agent": "iPhone\\t\\r\\nx"}\n')
-        self.assertEqual(out.splitlines()[1], "\t\tiPhone   x\tApple\tMobile\tiOS\tApple iPhone")
+        self.assertEqual(out.splitlines()[1],
+                         "\t\tiPhone   x\tApple\tMobile\tiOS\tApple iPhone\t\t\t")
+
+    # ------------------------------------------------------------------ evidence
+
+    def evidence(self, *arguments, stdin=b""):
+        """@return what is answered with rules for evidence"""
+        with tempfile.TemporaryDirectory() as directory:
+            write_files(directory, {**RULES, **EVIDENCE_RULES})
+            return run("identify", "--offline", "--rules", directory, "--ieee", "", *arguments,
+                       stdin=stdin)
+
+    def test_a_host_name_fills_what_the_rules_leave_open(self):
+        status, out, err = self.evidence("--json", "--user-agent", "Android", "--host-name",
+                                         "Galaxy-S21")
+        self.assertEqual((status, err), (0, ""))
+        answer = json.loads(out)
+        self.assertEqual([answer[key] for key in ("vendor", "category", "os", "host_name")],
+                         ["Samsung", "Mobile", "Android", "Galaxy-S21"])
+        self.assertEqual(answer["filled"], [
+            {"field": "vendor", "value": "Samsung", "evidence": "host-name", "confidence": 97,
+             "rule": "galaxy-*"},
+            {"field": "category", "value": "Mobile", "evidence": "host-name", "confidence": 98,
+             "rule": "galaxy-*"}])
+
+    def test_evidence_alone_identifies(self):
+        status, out, _ = self.evidence("--tsv", stdin="vendor_class\thost_name\nMSFT 5.0\t\n\tgalaxy-a\n")
+        self.assertEqual(status, 0)
+        self.assertEqual(out.splitlines()[1:],
+                         ["\t\t\t\tPC\tWindows\t\t\tMSFT 5.0\tcategory=vendor-class,os=vendor-class",
+                          "\t\t\tSamsung\tMobile\t\t\tgalaxy-a\t\tvendor=host-name,category=host-name"])
+
+    def test_a_table_marks_what_evidence_filled(self):
+        _, out, _ = self.evidence("--user-agent", "Android", "--host-name", "Galaxy-S21")
+        self.assertEqual(out, "MAC  VENDOR    CATEGORY  OS       NAME  DHCP OPTIONS  USER-AGENT\n"
+                              "-    Samsung~  Mobile~   Android  -     -             Android\n"
+                              "~ not from a rule, but from weaker evidence: --explain shows which\n")
+
+    def test_an_explanation_says_which_pattern_matched(self):
+        _, out, _ = self.evidence("--explain", "--user-agent", "Android", "--host-name", "Galaxy-S21")
+        self.assertIn("user-agent Android, host-name Galaxy-S21\n", out)
+        self.assertIn('  evidence:\n'
+                      '    vendor: Samsung (host-name "galaxy-*", 97 of 100 are right)\n'
+                      '    category: Mobile (host-name "galaxy-*", 98 of 100 are right)\n'
+                      '  answer: vendor Samsung, category Mobile, os Android, name -\n', out)
+
+    def test_evidence_can_be_turned_off_by_kind(self):
+        arguments = ("--json", "--host-name", "galaxy-a", "--vendor-class", "MSFT 5.0")
+        for kinds, category in (("off", ""), ("vendor-class", "PC"), ("host-name", "Mobile"),
+                                ("brand,vendor-class", "PC")):
+            _, out, _ = self.evidence(*arguments, "--evidence", kinds)
+            self.assertEqual(json.loads(out)["category"], category)
+        for kinds, reason in (("on", '"on" is not one of off, host-name, vendor-class, option-list, '
+                                     'brand, dhcp-client'), ("off,brand", "off stands alone")):
+            status, _, err = self.evidence(*arguments, "--evidence", kinds)
+            self.assertEqual(status, 1)
+            self.assertIn(f"--evidence: {reason}", err)
+
+    def test_an_administrators_rules_for_evidence_are_tried_first(self):
+        with tempfile.TemporaryDirectory() as own:
+            write_files(own, {"host-name.csv": "pattern,category\ngal*,Tablet\n"})
+            _, out, _ = self.evidence("--json", "--host-name", "galaxy-a", "--evidence-rules", own)
+            self.assertEqual(json.loads(out)["category"], "Tablet")
+            write_files(own, {"host-name.csv": "pattern,category\n,Tablet\n"})
+            _, _, err = self.evidence("--json", "--host-name", "galaxy-a", "--evidence-rules", own)
+            self.assertEqual(err, f"{own}/host-name.csv:2: pattern is empty\n")
 
     # ------------------------------------------------------------------ for people
 

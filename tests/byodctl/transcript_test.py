@@ -46,6 +46,8 @@ VARYING = [
     (re.compile(r'"user_id":\d+'), '"user_id":NUMBER'),
     (re.compile(r"^(byodctl |version +)\d+\.\d+\.\d+$", re.MULTILINE), r"\1VERSION"),
     (re.compile(r'"version":"\d+\.\d+\.\d+"'), '"version":"VERSION"'),
+    # In the order in which the options lie in memory.
+    (re.compile(r"(?<=Excludes: )--\S+(?: --\S+)*"), lambda it: " ".join(sorted(it[0].split()))),
 ]
 
 

@@ -92,6 +92,29 @@ TEST_F(StationsTest, TheLastListAndTheLastUserAgentCount) {
   EXPECT_EQ(See(Ethernet(HttpIp("GET / HTTP/1.1\r\nUser-Agent: b\r\n\r\n")))->user_agent, "b");
 }
 
+TEST_F(StationsTest, TheLastHostNameAndTheLastVendorClassCount) {
+  Dhcp dhcp;
+  dhcp.options = {55, 1, 6, 12, 2, 'p', 'c', 60, 4, 'M', 'S', 'F', 'T'};
+  See(Ethernet(DhcpIp(dhcp)));
+  dhcp.options = {12, 3, 'n', 'e', 'w'};
+  const Station* const station = See(Ethernet(DhcpIp(dhcp)));
+  ASSERT_NE(station, nullptr);
+  EXPECT_THAT(station->options, ElementsAre(6));
+  EXPECT_EQ(station->host_name, "new");
+  EXPECT_EQ(station->vendor_class, "MSFT");
+  EXPECT_EQ(stations_.count(), 1U);
+}
+
+TEST_F(StationsTest, AnAddressThatBringsAUserAgentReturnsItsStation) {
+  See(DhcpIp(), DLT_RAW);
+  See(HttpIp(), DLT_RAW);
+  const Station* const station = See(Answer(), DLT_RAW);
+  ASSERT_NE(station, nullptr);
+  EXPECT_EQ(station->key.mac, kClient);
+  EXPECT_EQ(station->user_agent, "Tester/1.0 (made up)");
+  EXPECT_EQ(See(Answer(), DLT_RAW), nullptr);
+}
+
 TEST_F(StationsTest, ARelayedRequestIsOfTheClientInIt) {
   const Station* const station = See(Relayed());
   ASSERT_NE(station, nullptr);
