@@ -21,6 +21,7 @@ constexpr ProblemRow kProblems[] = {
     {Problem::kConflict, "conflict", Severity::kError},
     {Problem::kRepeatedColumn, "repeated-column", Severity::kError},
     {Problem::kUnknownColumn, "unknown-column", Severity::kWarning},
+    {Problem::kLongExpression, "long-expression", Severity::kWarning},
 };
 
 const ProblemRow& RowOf(Problem problem) {

@@ -28,7 +28,8 @@ enum class Problem {
   kRow,             ///< a row cannot be used
   kConflict,        ///< another rule is in the way of a rule
   kRepeatedColumn,  ///< one of two columns of a name is lost
-  kUnknownColumn    ///< a column that no reader asks for is ignored
+  kUnknownColumn,   ///< a column that no reader asks for is ignored
+  kLongExpression   ///< a predefined expression may win over an administrator's rule
 };
 
 /// Behind an error something that was written has no effect: a start goes on without it, a reload

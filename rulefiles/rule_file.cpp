@@ -110,9 +110,17 @@ Fault FaultOfOptions(const std::string& text) {
 struct TextKey {
   std::string_view column;
   Fault (*fault_of)(const std::string&);
+  bool has_priority;
 };
-constexpr TextKey kExpression = {"expression", &FaultOfExpression};
-constexpr TextKey kOptions = {"options", &FaultOfOptions};
+constexpr TextKey kExpression = {"expression", &FaultOfExpression, true};
+constexpr TextKey kOptions = {"options", &FaultOfOptions, false};
+
+Fault ReadPriority(const std::string& text, std::optional<unsigned>& priority) {
+  if (text.empty()) return {};
+  priority = Number(text);
+  if (priority && *priority <= kMaxPriority) return {};
+  return "priority " + Quoted(text) + " is not 0 to " + std::to_string(kMaxPriority);
+}
 
 Fault FaultOf(const TextRule& rule, const TextKey& key) {
   Fault fault = key.fault_of(rule.text);
@@ -155,19 +163,25 @@ Fault MakeTextRule(const TextKey& key, const std::string& text, const DeviceText
 std::vector<TextRule> ReadTextRules(const File& file, const TextKey& key,
                                     Diagnostics& diagnostics) {
   std::vector<TextRule> rules;
-  ReadRows(file,
-           {{key.column, Column::kKey}, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}},
-           Others::kUnknown, diagnostics, [&](Row&& row) {
-             auto& f = row.fields;
-             TextRule rule{std::move(f[0]),
-                           {std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])},
-                           std::move(f[5]),
-                           row.place};
-             Fault fault = FaultOf(rule, key);
-             if (!fault.empty())
-               return diagnostics.Report(Problem::kRow, row.place, std::move(fault));
-             rules.push_back(std::move(rule));
-           });
+  const auto take = [&](Row&& row) {
+    auto& f = row.fields;
+    TextRule rule{std::move(f[0]),
+                  {std::move(f[1]), std::move(f[2]), std::move(f[3]), std::move(f[4])},
+                  std::move(f[5]),
+                  row.place};
+    Fault fault = FaultOf(rule, key);
+    if (fault.empty() && key.has_priority) fault = ReadPriority(f[6], rule.priority);
+    if (!fault.empty()) return diagnostics.Report(Problem::kRow, row.place, std::move(fault));
+    rules.push_back(std::move(rule));
+  };
+  const Column column = {key.column, Column::kKey};
+  if (key.has_priority) {
+    ReadRows(file, {column, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}, {"priority"}},
+             Others::kUnknown, diagnostics, take);
+  } else {
+    ReadRows(file, {column, {"name"}, {"vendor"}, {"category"}, {"os"}, {"example"}},
+             Others::kUnknown, diagnostics, take);
+  }
   return rules;
 }
 

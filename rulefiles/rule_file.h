@@ -3,7 +3,9 @@
 #ifndef BYOD_RULEFILES_RULE_FILE_H
 #define BYOD_RULEFILES_RULE_FILE_H
 
+#include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +36,8 @@ struct TextRule {
   DeviceText device;
   std::string example;
   Place place;
+  std::optional<unsigned> priority =
+      {};  ///< of an administrator's expression, for those who import it
 };
 
 /// @return why a rule cannot say this of a device; empty = it can
@@ -52,7 +56,13 @@ using VendorAliases = std::map<std::string, std::string, std::less<>>;
  */
 std::vector<MacRule> ReadMacRules(const File& file, Diagnostics& diagnostics);
 
-/// Reads `expression,name,vendor,category,os`.
+/// Longer expressions are left to administrators.
+constexpr size_t kMaxPredefinedExpression = 127;
+
+/// The highest value of the column `priority`.
+constexpr unsigned kMaxPriority = 127;
+
+/// Reads `expression,name,vendor,category,os,priority`. A priority is 0 to kMaxPriority, or empty.
 std::vector<TextRule> ReadUserAgentRules(const File& file, Diagnostics& diagnostics);
 
 /// Reads `options,name,vendor,category,os`; options as "1,3,6,15".

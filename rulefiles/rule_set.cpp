@@ -66,6 +66,18 @@ std::vector<TextRule> WithoutRepeats(std::vector<TextRule> rules, Diagnostics& d
 constexpr const char* kFilesOfEvidence[] = {"host-name.csv", "vendor-class.csv",
                                             "brand-category.csv", "dhcp-client.csv"};
 
+/// The longest expression that matches wins, and those of an administrator have 128 bytes and more.
+void ReportLongExpressions(const std::vector<TextRule>& rules, Diagnostics& diagnostics) {
+  for (const TextRule& rule : rules) {
+    if (rule.text.size() <= kMaxPredefinedExpression) continue;
+    diagnostics.Report(Problem::kLongExpression, rule.place,
+                       "expression is " + std::to_string(rule.text.size()) +
+                           " bytes long; with more than " +
+                           std::to_string(kMaxPredefinedExpression) +
+                           " it may win over rules of the administrator");
+  }
+}
+
 /// Reads the files of a directory that are there.
 class Directory {
  public:
@@ -137,6 +149,7 @@ RuleSet ReadRuleSet(const Sources& sources, Diagnostics& diagnostics) {
   RuleSet set;
   set.user_agent =
       WithoutRepeats(directory.Read("user-agent.csv", &ReadUserAgentRules), diagnostics);
+  ReportLongExpressions(set.user_agent, diagnostics);
   set.dhcp_option =
       WithoutRepeats(directory.Read("dhcp-option.csv", &ReadDhcpOptionRules), diagnostics);
   std::vector<MacRule> own = directory.Read("mac.csv", &ReadMacRules);

@@ -49,6 +49,16 @@ class RuleSetTest : public testing::Test {
   Reports reports;
 };
 
+TEST_F(RuleSetTest, AnExpressionThatMayWinOverAnAdministratorsRuleIsAWarningAndIsLoaded) {
+  const std::string fits(127, 'x');
+  const std::string is_long(128, 'y');
+  rules.Write("user-agent.csv", "expression,vendor\n" + fits + ",V\n" + is_long + ",V\n");
+  EXPECT_EQ(Read().user_agent.size(), 2U);
+  EXPECT_THAT(reports.texts,
+              ElementsAre(InRules("user-agent.csv:3: warning: expression is 128 bytes long; with "
+                                  "more than 127 it may win over rules of the administrator")));
+}
+
 TEST_F(RuleSetTest, EveryFileOfTheDirectoryIsRead) {
   WriteMacRules("00:11:22/24,,,M,,\n");
   rules.Write("user-agent.csv", "expression,name,vendor,category,os\niPhone,,Apple,,\n");
