@@ -110,7 +110,14 @@ enum {
   BYOD_EXT_DATA = 1061,    /**< bytes of a file, in order */
   BYOD_EXT_TOTAL = 1062,   /**< counter: of the file's bytes */
   BYOD_EXT_REQUEST = 1063, /**< nested: a change, as it would be sent by itself */
-  BYOD_EXT_RESULT = 1064   /**< number: the code of the change at the same place */
+  BYOD_EXT_RESULT = 1064,  /**< number: the code of the change at the same place */
+
+  /* What the daemon was started with, as part of its state. */
+  BYOD_EXT_RULES_DIRECTORY = 1160,    /**< text: an absolute path; absent if there is none */
+  BYOD_EXT_REGISTRY_DIRECTORY = 1161, /**< text, likewise */
+  BYOD_EXT_CARVED_LIMIT = 1162,       /**< number: of rules within the blocks of others */
+  /** number: how vendors that make only the module are reported: 0 marked, 1 named, 2 left open */
+  BYOD_EXT_MODULE_MAKERS = 1163
 };
 
 /** Why a request was refused. */

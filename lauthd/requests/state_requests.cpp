@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/state_requests.h"
 
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -33,6 +35,14 @@ bool AppendTable(tlv::Appender& answer, const IdleRules& idle) {
 
 void AppendCounter(tlv::Appender& append, uint16_t type, uint64_t value) {
   append.Combine(protocol::AppendCounter(append.message(), type, value));
+}
+
+/// A client may have another working directory.
+void AppendPath(tlv::Appender& append, uint16_t type, const std::string& path) {
+  std::error_code error;
+  const std::string absolute =
+      path.empty() ? path : std::filesystem::absolute(path, error).lexically_normal().string();
+  append.PresentText(type, absolute.c_str());
 }
 
 tlv::Message EncodeUnknown(const Unknowns::Entry& entry) {
@@ -98,6 +108,10 @@ Result ShowStatus(Exchange& exchange) {
   if (state.registry_time) {
     AppendCounter(append, BYOD_EXT_REGISTRY_TIME, MicrosecondsSince1970(*state.registry_time));
   }
+  AppendPath(append, BYOD_EXT_RULES_DIRECTORY, state.options.rules);
+  AppendPath(append, BYOD_EXT_REGISTRY_DIRECTORY, state.options.ieee);
+  append.Number(BYOD_EXT_CARVED_LIMIT, state.options.carved_limit)
+      .Number(BYOD_EXT_MODULE_MAKERS, static_cast<uint32_t>(state.options.module_makers));
   if (!whole) {
     exchange.reply = {};
     return NoMemory();
