@@ -15,6 +15,8 @@ namespace {
 constexpr char kHelp[] = "help";
 constexpr char kHelpOption[] = "--help";
 constexpr char kJsonOption[] = "--json";
+constexpr char kTry[] = "try";
+constexpr char kTerminalsOption[] = "--terminals";
 
 /// The options that may precede the command.
 struct GlobalOption {
@@ -103,6 +105,25 @@ void MoveJson(Words& arguments, size_t words_end) {
   arguments.erase(kept + 1, end);
 }
 
+/// The command that try runs is not for this parser: its words are kept together behind "--".
+void SeparateTriedCommand(Words& arguments, size_t from) {
+  while (from < arguments.size() && IsOption(arguments[from])) {
+    const std::string& option = arguments[from];
+    if (option == "--") return;
+    const bool has_value =
+        option == kTerminalsOption || option == "--socket" || option == "--timeout";
+    from += has_value ? 2 : 1;
+  }
+  if (from == arguments.size()) return;
+  // What try writes counts, not what the command writes.
+  const auto begin = At(arguments, from);
+  const auto kept = std::remove(begin, arguments.end(), kJsonOption);
+  const bool has_json = kept != arguments.end();
+  arguments.erase(kept, arguments.end());
+  arguments.insert(At(arguments, from), "--");
+  if (has_json) arguments.insert(At(arguments, from), kJsonOption);
+}
+
 }  // namespace
 
 std::string FullWord(std::string_view text, const Words& words) {
@@ -129,7 +150,12 @@ std::vector<std::string> WithFullCommand(Words arguments) {
     return WithFullCommand(std::move(arguments));
   }
   CompleteVerb(arguments, verb_at);
+  const bool is_trial = arguments[verb_at] == kTry;
   MoveJson(arguments, CompleteNoun(arguments, verb_at));
+  if (is_trial) {
+    const auto verb = std::ranges::find(arguments, kTry);
+    SeparateTriedCommand(arguments, static_cast<size_t>(verb - arguments.begin()) + 1);
+  }
   return arguments;
 }
 

@@ -14,6 +14,7 @@
 #include "byodctl/command_line/command.h"
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/commands/backup_file.h"
+#include "byodctl/daemon/backup_transfer.h"
 #include "byodctl/daemon/client.h"
 #include "byodctl/text/json.h"
 #include "protocol/extensions.h"
@@ -42,42 +43,23 @@ int Backup(const Options& options, const Settings& settings) {
   if (options.json && file.is_standard_output()) {
     throw Failure(kExitBadInput, "--json and a backup to standard output exclude each other");
   }
-  uint64_t total = 0;
-  uint64_t received = 0;
-  client.Series(Request(BYOD_OP_GET, BYOD_EXT_MSG_BACKUP), [&](const Fields& reply) {
-    if (reply.Has(BYOD_EXT_TOTAL)) total = reply.Counter(BYOD_EXT_TOTAL);
-    const std::string bytes = reply.Bytes(BYOD_EXT_DATA);
-    file.Write(bytes);
-    received += bytes.size();
-  });
-  if (received != total) throw Failure(kExitNoDaemon, "the daemon did not send all of the backup");
+  const uint64_t total =
+      ReceiveBackup(client, [&](const std::string& bytes) { file.Write(bytes); });
   file.Finish();
-  return Report(received, options);
+  return Report(total, options);
 }
 
-Request Phase(uint32_t phase) {
-  Request request(BYOD_OP_SET, BYOD_EXT_MSG_RESTORE);
-  request.Number(BYOD_EXT_PHASE, phase);
-  return request;
-}
-
-/// Sends a file of this size to the daemon, which checks it before it changes anything.
-void Send(Client& client, const Descriptor& file, uint64_t total, const std::string& name) {
-  Request begin = Phase(BYOD_PHASE_BEGIN);
-  begin.Counter(BYOD_EXT_TOTAL, total);
-  client.Ask(begin);
-  std::vector<char> bytes(BYOD_EXT_DATA_MAX);
-  for (uint64_t sent = 0; sent < total;) {
-    const ssize_t got = read(file.get(), bytes.data(), bytes.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) FailOn(name);
-    if (got == 0) throw Failure(kExitBadInput, name + ": became shorter while it was read");
-    Request more = Phase(BYOD_PHASE_MORE);
-    more.Bytes(BYOD_EXT_DATA, bytes.data(), static_cast<size_t>(got));
-    client.Ask(more);
-    sent += static_cast<uint64_t>(got);
-  }
-  client.Ask(Phase(BYOD_PHASE_COMMIT));
+/// The next bytes of a file, at most that many.
+std::string ReadSome(const Descriptor& file, size_t size, const std::string& name) {
+  std::string bytes(size, '\0');
+  ssize_t got = -1;
+  do {
+    got = read(file.get(), bytes.data(), size);
+  } while (got < 0 && errno == EINTR);
+  if (got < 0) FailOn(name);
+  if (got == 0) throw Failure(kExitBadInput, name + ": became shorter while it was read");
+  bytes.resize(static_cast<size_t>(got));
+  return bytes;
 }
 
 int Restore(const Options& options, const Settings& settings) {
@@ -94,7 +76,7 @@ int Restore(const Options& options, const Settings& settings) {
   }
   const auto total = static_cast<uint64_t>(status.st_size);
   try {
-    Send(client, file, total, options.file);
+    SendBackup(client, total, [&](size_t size) { return ReadSome(file, size, options.file); });
   } catch (const Refusal& refusal) {
     // The daemon does not know the file's name.
     throw Failure(refusal.status(), options.file + ": " + refusal.what());

@@ -26,6 +26,7 @@ constexpr Command kCommands[] = {
      &DefineUnsetUnknown},
     {"import", nullptr, "Add or change the rules of a rule file", &DefineImport},
     {"export", nullptr, "Write the configured rules as a rule file", &DefineExport},
+    {"try", nullptr, "Show which terminals a change would answer otherwise", &DefineTry},
     {"watch", nullptr, "Show identifications as they happen", &DefineWatch},
     {"backup", nullptr, "Save the daemon's configuration to a file", &DefineBackup},
     {"restore", nullptr, "Restore the configuration from a backup", &DefineRestore},

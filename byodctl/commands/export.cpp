@@ -52,6 +52,7 @@ int Export(const Options& options, const Settings& settings) {
         Json object = {{"kind", kRuleKindNames[kind]}, {"key", key}};
         for (const DeviceField& field : kDeviceFields)
           object.Set(field.name, rule.device.*field.member);
+        object.Set("priority", rule.priority ? Json(*rule.priority) : Json());
         WriteJsonLine(object);
       } else {
         const std::string row = CsvRow(rule, reader);
@@ -77,7 +78,8 @@ Run DefineExport(Parser& parser, const Settings& settings) {
   const Option spreadsheet =
       parser.AddFlag("--spreadsheet", options->spreadsheet,
                      "Put ' before what a spreadsheet would take for a formula");
-  AddJsonOption(parser, options->json, "kind, key, name, vendor, category, os", "rule")
+  AddJsonOption(parser, options->json, "kind, key, name, vendor, category, os, priority (or null)",
+                "rule")
       .Excludes(spreadsheet);
   return [options, &settings] { return Export(*options, settings); };
 }

@@ -14,6 +14,7 @@
 #include "byodctl/command_line/command.h"
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/daemon/bulk.h"
+#include "byodctl/preview/trial.h"
 #include "byodctl/rules/desired_rules.h"
 #include "byodctl/rules/rule.h"
 #include "byodctl/rules/rule_csv.h"
@@ -141,7 +142,17 @@ Outcome OutcomeOf(Client& client, const Request* changes, const uint32_t* codes,
 Outcome OutcomeOf(Client& client, const DesiredRule& desired, const Request* changes,
                   const uint32_t* codes, size_t count) {
   const Outcome outcome = OutcomeOf(client, changes, codes, count);
+  if (desired.is_moved && outcome.action != kRefused) return {kChanged, {}};
   return desired.IsRemoval() && outcome.action != kRefused ? Outcome{kRemoved, {}} : outcome;
+}
+
+/// User-Agent rules whose keys change, so that others find their place.
+void Apply(Client& client, Bulk& bulk, const std::vector<Request>& moves) {
+  const std::vector<uint32_t> codes = bulk.Apply(moves);
+  for (size_t i = 0; i < moves.size(); ++i) {
+    if (codes[i] == 0 || codes[i] == BYOD_ERR_NOCHANGE) continue;
+    throw Failure(kExitRefused, "a rule cannot change its place: " + ReasonOf(client, moves[i]));
+  }
 }
 
 void Apply(Client& client, Bulk& bulk, const std::vector<DesiredRule>& rules, Report& report) {
@@ -175,13 +186,15 @@ bool MayBeKept(const Options& options, const Report& report) {
 bool Change(const Options& options, const Settings& settings, RuleCsv file, Report& report) {
   if (!MayBeKept(options, report)) return false;
   if (file.rules.empty() && !options.replace) return !options.dry_run;
+  const std::unique_ptr<Trial> trial = options.dry_run ? CopyOfDaemon(settings) : nullptr;
   // Reading may have taken longer than the daemon keeps an idle connection.
-  Client client(settings);
+  Client client(trial ? trial->settings() : settings);
   Bulk bulk(client);
   // Listed inside the bulk, so that nothing changes in between: other clients wait for its end.
-  const std::vector<DesiredRule> rules =
-      options.replace ? ReplacedRules(client, std::move(file)) : AddedRules(std::move(file.rules));
-  Apply(client, bulk, rules, report);
+  const DesiredRules desired = options.replace ? ReplacedRules(client, std::move(file))
+                                               : AddedRules(client, std::move(file));
+  Apply(client, bulk, desired.moves);
+  Apply(client, bulk, desired.rules, report);
   if (options.dry_run || !MayBeKept(options, report)) {
     bulk.RollBack();
     return false;
@@ -215,8 +228,8 @@ Run DefineImport(Parser& parser, const Settings& settings) {
   parser.AddToHelp(
       "Reads rules in the form of the rule files; the header says of which kind they are. A field "
       "that a row\nleaves empty stays as it is. Bad and refused rows are reported with their "
-      "lines; all others take\neffect together. --dry-run makes the daemon apply the changes and "
-      "roll them back at once.\n\n"
+      "lines; all others take\neffect together. --dry-run applies the changes to a copy of the "
+      "daemon.\n\n"
       "Exit status: 1 with bad rows, else 5 with refused rows.");
   parser.AddText("FILE", options->file, "Rule file; - for standard input").Required();
   parser.AddFlag("--replace", options->replace,

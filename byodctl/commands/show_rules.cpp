@@ -11,6 +11,7 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/rules/rule.h"
 #include "byodctl/rules/rule_filter.h"
+#include "byodctl/rules/user_agent_rules.h"
 #include "byodctl/text/listing.h"
 #include "byodctl/text/properties.h"
 
@@ -28,7 +29,7 @@ struct Options {
 constexpr char kRuleKeys[] =
     "kind, key, origin (predefined or custom), modified, name, vendor, category, os, "
     "not_in_effect (why a stored rule has no effect, or null), except (rules within a mac rule, "
-    "which answer instead)";
+    "which answer instead), priority (of a custom user-agent rule, or null)";
 
 const char* OriginOf(const Rule& rule) {
   return rule.is_custom ? "custom" : "predefined";
@@ -46,6 +47,10 @@ Emphasis EmphasisOf(const Rule& rule) {
   return rule.is_custom || rule.is_modified ? Emphasis::kNotice : Emphasis::kNone;
 }
 
+Json PriorityJson(const Rule& rule) {
+  return rule.priority ? Json(*rule.priority) : Json();
+}
+
 Item ItemOf(const Rule& rule) {
   Item item = {{"kind", kRuleKindNames[rule.key.kind]},
                {"key", ToString(rule.key)},
@@ -55,6 +60,7 @@ Item ItemOf(const Rule& rule) {
     item.push_back({field.name, rule.device.*field.member});
   item.push_back({"not_in_effect", OrNull(rule.why_idle)});
   item.push_back({"except", rule.holes});
+  item.push_back({"priority", PriorityJson(rule)});
   return item;
 }
 
@@ -103,8 +109,11 @@ int ShowRules(const Options& options, const Settings& settings) {
 
 int ShowRule(const Options& options, const Settings& settings) {
   const uint32_t kind = RuleKindOf(options.kind);
-  const RuleKey key = ReadRule(kind, options.key, {}).key;
+  RuleKey key = ReadRule(kind, options.key, {}).key;
   Client client(settings);
+  if (kind == BYOD_METHOD_USERAGENT) {
+    key = UserAgentRules(client, UserAgentRules::Source::kCommand).KeyOf(key.text);
+  }
   const Rule rule =
       options.next ? AskFor(client, key, Which::kNext, Detail::kAll) : FindRule(client, key);
   const bool is_idle = !rule.why_idle.empty();
@@ -126,6 +135,8 @@ int ShowRule(const Options& options, const Settings& settings) {
   }
   properties.AddForPrograms("not_in_effect", OrNull(rule.why_idle));
   properties.AddForPrograms("except", rule.holes);
+  properties.AddForPrograms("priority", PriorityJson(rule));
+  if (rule.priority) properties.AddForPeople("priority", std::to_string(*rule.priority));
   properties.AddForPrograms("configured", configured_fields);
   properties.Write();
   return kExitSuccess;

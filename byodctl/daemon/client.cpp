@@ -61,6 +61,12 @@ std::string BytesOf(uint32_t message, uintptr_t element) {
   return bytes;
 }
 
+/// @return no message for bytes that are none
+tlv::Message MessageIn(const std::string& bytes) {
+  return tlv::Message(TLV_CreateReceiveMsg(tlv::kMemory, reinterpret_cast<uintptr_t>(bytes.data()),
+                                           static_cast<uint32_t>(bytes.size())));
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- requests
@@ -99,6 +105,13 @@ Request& Request::Nested(uint16_t type, const Request& inner) {
 
 uint32_t Request::length() const {
   return TLV_GetMsgLen(handle(), tlv::kMemory);
+}
+
+std::string Request::ToBytes() const {
+  std::string bytes(length(), '\0');
+  const auto target = reinterpret_cast<uintptr_t>(bytes.data());
+  if (TLV_Flush(handle(), tlv::kMemory, length(), target) != bytes.size()) throw std::bad_alloc();
+  return bytes;
 }
 
 // ---------------------------------------------------------------- replies
@@ -200,6 +213,15 @@ void Client::Send(const Request& request) {
   Fail(std::string{"does not take the request: "} + std::strerror(errno));
 }
 
+void Client::Send(std::string_view requests) {
+  while (!requests.empty()) {
+    const ssize_t sent = send(socket_, requests.data(), requests.size(), MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0) Fail(std::string{"does not take the requests: "} + std::strerror(errno));
+    requests.remove_prefix(static_cast<size_t>(sent));
+  }
+}
+
 bool Client::WaitForBytes(Clock::time_point until) const {
   for (;;) {
     int64_t left_ms = -1;
@@ -215,19 +237,17 @@ bool Client::WaitForBytes(Clock::time_point until) const {
   }
 }
 
-tlv::Message Client::Receive(bool patient) {
+std::string Client::ReceiveBytes(bool patient) {
   // One deadline for the whole reply, even if it arrives byte by byte.
   auto until = patient ? Clock::time_point::max() : Clock::now() + timeout_;
   for (;;) {
     const int64_t length = TLV_Stream_MessageLength(received_.data(), received_.size());
     if (length < 0 || length > BYOD_REPLY_MAX) Fail("answers with something that is not a message");
     if (length > 0 && static_cast<size_t>(length) <= received_.size()) {
-      tlv::Message reply(TLV_CreateReceiveMsg(tlv::kMemory,
-                                              reinterpret_cast<uintptr_t>(received_.data()),
-                                              static_cast<uint32_t>(length)));
-      if (!reply) Fail("answers with something that is not a message");
-      received_.erase(received_.begin(), received_.begin() + static_cast<ptrdiff_t>(length));
-      return reply;
+      const auto end = received_.begin() + static_cast<ptrdiff_t>(length);
+      std::string bytes(received_.begin(), end);
+      received_.erase(received_.begin(), end);
+      return bytes;
     }
     if (!WaitForBytes(until)) Fail("did not answer within " + SecondsText(timeout_));
     if (patient) {
@@ -243,6 +263,19 @@ tlv::Message Client::Receive(bool patient) {
     }
     received_.insert(received_.end(), bytes, bytes + got);
   }
+}
+
+tlv::Message Client::Receive(bool patient) {
+  tlv::Message reply = MessageIn(ReceiveBytes(patient));
+  if (!reply) Fail("answers with something that is not a message");
+  return reply;
+}
+
+tlv::Message ReplyIn(const std::string& bytes) {
+  tlv::Message reply = MessageIn(bytes);
+  if (!reply)
+    throw Failure(kExitNoDaemon, "the daemon answers with something that is not a message");
+  return reply;
 }
 
 tlv::Message Client::Exchange(const Request& request) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "byodctl/daemon/settings.h"
@@ -35,6 +36,8 @@ class Request {
 
   uint32_t handle() const { return message_.get(); }
   uint32_t length() const;
+  /// The bytes that are sent.
+  std::string ToBytes() const;
 
  private:
   Request& Check(uint32_t status);
@@ -106,8 +109,12 @@ class Client {
   void Series(const Request& request, const std::function<void(const Fields&)>& take);
 
   void Send(const Request& request);
+  /// Sends requests that were encoded before.
+  void Send(std::string_view requests);
   /// @param patient  waits for the first byte without a time limit
   tlv::Message Receive(bool patient = false);
+  /// The bytes of the next reply.
+  std::string ReceiveBytes(bool patient = false);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -124,6 +131,9 @@ class Client {
   int socket_ = -1;
   std::vector<uint8_t> received_;
 };
+
+/// @throws Failure of kExitNoDaemon for bytes that are not a message
+tlv::Message ReplyIn(const std::string& bytes);
 
 /// The code of a reply.
 uint32_t CodeOf(const Fields& reply);

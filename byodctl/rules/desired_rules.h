@@ -19,12 +19,19 @@ struct DesiredRule {
   /// What is configured now, when the row is to replace all of it; otherwise fields that the row
   /// leaves empty are unchanged.
   std::optional<Rule> configured;
+  /// The rule is there by another key, which is changed before.
+  bool is_moved = false;
 
   bool IsRemoval() const { return place.file == nullptr; }
 };
 
+struct DesiredRules {
+  std::vector<Request> moves;  ///< changes of keys, to be made first
+  std::vector<DesiredRule> rules;
+};
+
 /// A rule for each row; fields that a row leaves empty are unchanged.
-std::vector<DesiredRule> AddedRules(std::vector<PlacedRule> rows);
+DesiredRules AddedRules(Client& client, RuleCsv file);
 
 /**
  * Compares what is configured of a file's kinds with the rows.
@@ -32,7 +39,7 @@ std::vector<DesiredRule> AddedRules(std::vector<PlacedRule> rows);
  * @return first the rules to remove, which no row names, so that there is room; then a rule for
  * each row
  */
-std::vector<DesiredRule> ReplacedRules(Client& client, RuleCsv file);
+DesiredRules ReplacedRules(Client& client, RuleCsv file);
 
 /// Appends the requests that bring about the desired state. The result of the first shows whether
 /// the rule is new.

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "byod_tlv.h"
+#include "byodctl/rules/user_agent_band.h"
 #include "byodctl/text/method_names.h"
 #include "byodctl/text/word_list.h"
 #include "data/fold_case.h"
@@ -29,7 +30,7 @@ void AppendKey(Request& request, const RuleKey& key, bool with_mask = true) {
     request.Bytes(kByMethod[key.kind].key_element, mac.data(), mac.size());
     if (with_mask) request.Bytes(BYOD_TLV_MACMASK, mask.data(), mask.size());
   } else {
-    request.Text(kByMethod[key.kind].key_element, key.text);
+    request.Text(kByMethod[key.kind].key_element, key.StoredText());
   }
 }
 
@@ -90,8 +91,21 @@ Rule TextRuleIn(uint32_t kind, const Fields& fields) {
   } else {
     BYOD_tlv_GetUserAgentRuleAllInfo(fields.handle(), &origin, &modified, &record);
   }
-  return {
-      {kind, {}, record.text}, origin == BYOD_RULE_CUSTOM, modified != 0, DeviceOf(record.info)};
+  const bool is_custom = origin == BYOD_RULE_CUSTOM;
+  Rule rule = {{kind, {}, record.text}, is_custom, modified != 0, DeviceOf(record.info)};
+  if (kind == BYOD_METHOD_USERAGENT) {
+    rule.key = UserAgentKey(record.text, is_custom);
+    if (is_custom) rule.priority = PriorityOf(record.text);
+  }
+  return rule;
+}
+
+/// Whether the daemon means a rule by a key.
+bool IsNamedBy(const RuleKey& rule, const RuleKey& key) {
+  if (rule.kind == BYOD_METHOD_USERAGENT) {
+    return EqualWithoutCase(rule.StoredText().c_str(), key.StoredText().c_str());
+  }
+  return IdentityOf(rule) == IdentityOf(key);
 }
 
 }  // namespace
@@ -110,6 +124,7 @@ std::string ToString(const RuleKey& key) {
 
 std::string IdentityOf(const RuleKey& key) {
   std::string identity = std::string{kRuleKindNames[key.kind]} + ' ';
+  if (key.kind == BYOD_METHOD_USERAGENT) return identity + key.text;
   for (const char c : ToString(key))
     identity += static_cast<char>(FoldCase(c));
   return identity;
@@ -169,6 +184,10 @@ void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const
   });
 }
 
+RuleKey UserAgentKey(const std::string& stored, bool is_custom) {
+  return {BYOD_METHOD_USERAGENT, {}, is_custom ? PlainText(stored) : stored, stored};
+}
+
 Rule FindRule(Client& client, const RuleKey& key) {
   try {
     return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Detail::kAll))));
@@ -176,7 +195,7 @@ Rule FindRule(Client& client, const RuleKey& key) {
     if (refusal.status() != kExitUnknown) throw;
     std::optional<Rule> idle;
     ListIdleRules(client, key.kind, [&](const Rule& rule) {
-      if (IdentityOf(rule.key) == IdentityOf(key)) idle = rule;
+      if (IsNamedBy(rule.key, key)) idle = rule;
     });
     if (!idle) throw;
     return *idle;

@@ -4,6 +4,7 @@
 #define BYODCTL_RULES_RULE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,14 +29,18 @@ uint32_t RuleKindOf(const std::string& name);
 /// Identifies a rule.
 struct RuleKey {
   uint32_t kind = BYOD_METHOD_COUNT;
-  net::Prefix prefix;  ///< of a MAC rule
-  std::string text;    ///< of any other rule
+  net::Prefix prefix;       ///< of a MAC rule
+  std::string text;         ///< of any other rule, as people write it
+  std::string stored = {};  ///< by which the daemon knows it; empty = the text
+
+  const std::string& StoredText() const { return stored.empty() ? text : stored; }
 };
 
 /// "00:11:22:00:00:00/24", a whole address without a length, or the rule's text.
 std::string ToString(const RuleKey& key);
 
-/// Equal for keys of the same rule: the kind, and the key in lower case.
+/// Equal for keys of the same rule: the kind and the key, which is in lower case where case does
+/// not matter.
 std::string IdentityOf(const RuleKey& key);
 
 struct Rule {
@@ -45,6 +50,8 @@ struct Rule {
   rulefiles::DeviceText device;
   std::string why_idle = {};  ///< of a stored rule that is not in effect
   uint32_t holes = 0;         ///< rules directly within a MAC rule, which answer instead
+  /// Of an administrator's User-Agent rule: see user_agent_band.h.
+  std::optional<unsigned> priority = {};
 };
 
 /// A field of a device, and how it is changed.
@@ -83,6 +90,9 @@ void ListRules(Client& client, uint32_t kind, bool configured_only, Detail detai
 
 /// Calls take for every rule of a kind that is stored but not in effect.
 void ListIdleRules(Client& client, uint32_t kind, const std::function<void(const Rule&)>& take);
+
+/// The key of a User-Agent rule that the daemon knows by this text.
+RuleKey UserAgentKey(const std::string& stored, bool is_custom);
 
 /// A rule, in effect or not. A rule that is not in effect has only what is configured.
 /// @throws Refusal of kExitUnknown without such a rule

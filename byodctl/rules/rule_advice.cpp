@@ -9,6 +9,7 @@
 #include "byodctl/identification/daemon_identifier.h"
 #include "byodctl/text/fingerprint_text.h"
 #include "byodctl/text/method_names.h"
+#include "byodctl/text/rule_of_step.h"
 #include "explain/explanation_message.h"
 #include "lint/remarks.h"
 #include "protocol/extensions.h"
@@ -31,7 +32,7 @@ FingerprintText ExampleOf(uint32_t kind, const std::string& example) {
 
 class Advisor {
  public:
-  Advisor(Client& client, const RuleKey& key) : client_(client), rule_(FindRule(client, key)) {}
+  Advisor(Client& client, const Rule& rule) : client_(client), rule_(rule) {}
 
   std::vector<std::string> Advise(const std::string& example) {
     if (!rule_.why_idle.empty()) {
@@ -73,7 +74,7 @@ class Advisor {
     const std::vector<Terms> alternatives = lint::AlternativesOf(rule_.key.text);
     if (Add(lint::RemarkOnMatchingEverything(alternatives))) return;
     Add(lint::RemarkOnSeparators(rule_.key.text, alternatives));
-    if (is_without_example && !StepFor(ExampleOf(rule_.key.kind, "any"))) {
+    if (is_without_example && !StepFor("any")) {
       return AddThatItIsNotTried();
     }
     for (const Terms& terms : alternatives) {
@@ -90,7 +91,7 @@ class Advisor {
     std::string text;
     for (const std::string_view term : terms)
       text.append(text.empty() ? "" : " ").append(term);
-    const auto step = StepFor(ExampleOf(rule_.key.kind, text));
+    const auto step = StepFor(text);
     if (!step || step->lookup != Lookup::kRuleMatched || IsOurs(*step)) return;
     const std::vector<Terms> others = lint::AlternativesOf(step->rule);
     const bool is_covered = std::ranges::any_of(
@@ -100,7 +101,7 @@ class Advisor {
   }
 
   void AdviseOnExample(const std::string& example) {
-    const auto step = StepFor(ExampleOf(rule_.key.kind, example));
+    const auto step = StepFor(example);
     if (!step) return AddThatItIsNotTried();
     if (step->lookup != Lookup::kRuleMatched) {
       return Add("does not match the example " + Quoted(example) + ", and no other rule does");
@@ -113,28 +114,22 @@ class Advisor {
   /// Names the rule of a step, and the tie if byte order decides between two custom rules.
   std::string WinnerOf(const Step& step) const {
     const bool is_tie = rule_.key.kind == BYOD_METHOD_USERAGENT && rule_.is_custom &&
-                        step.is_custom && step.rule.size() == rule_.key.text.size();
-    return "the rule " + Quoted(step.rule) +
+                        step.is_custom && step.rule.size() == rule_.key.StoredText().size();
+    return "the rule " + Quoted(RuleOf(step)) +
            (is_tie ? ", of the same length and first in byte order," : "");
   }
 
   bool IsOurs(const Step& step) const {
     return rule_.key.kind == BYOD_METHOD_MAC ? step.rule == ToString(rule_.key)
-                                             : step.rule == rule_.key.text;
+                                             : step.rule == rule_.key.StoredText();
   }
 
-  /// The step of the rule's kind; nothing if the order leaves it out.
-  std::optional<Step> StepFor(const FingerprintText& text) {
-    const tlv::Message reply = client_.Exchange(
-        FingerprintRequest(BYOD_EXT_MSG_EXPLAIN, ParseFingerprint(text).fingerprint));
-    for (const Step& step : explain::ReadExplanation(reply.get()).attributes) {
-      if (step.method == rule_.key.kind) return step;
-    }
-    return std::nullopt;
+  std::optional<Step> StepFor(const std::string& value) {
+    return ctl::StepFor(client_, rule_.key.kind, value);
   }
 
   Client& client_;
-  Rule rule_;
+  const Rule& rule_;
   std::vector<std::string> warnings_;
 };
 
@@ -145,8 +140,18 @@ void CheckExample(uint32_t kind, const std::string& example) {
   if (!parsed.error.empty()) throw Failure(kExitBadInput, "--example: " + parsed.error);
 }
 
-std::vector<std::string> AdviceOn(Client& client, const RuleKey& key, const std::string& example) {
-  return Advisor(client, key).Advise(example);
+std::optional<Step> StepFor(Client& client, uint32_t kind, const std::string& value) {
+  const ParsedFingerprint parsed = ParseFingerprint(ExampleOf(kind, value));
+  const tlv::Message reply =
+      client.Exchange(FingerprintRequest(BYOD_EXT_MSG_EXPLAIN, parsed.fingerprint));
+  for (const Step& step : explain::ReadExplanation(reply.get()).attributes) {
+    if (step.method == kind) return step;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> AdviceOn(Client& client, const Rule& rule, const std::string& example) {
+  return Advisor(client, rule).Advise(example);
 }
 
 }  // namespace byod::ctl

@@ -49,8 +49,9 @@ std::optional<uint32_t> KindOfHeader(const rulefiles::Record& record) {
 bool IsLaterHeader(const rulefiles::Record& record, uint32_t kind) {
   const auto is_column = [&](const std::string& field) {
     return field == kKeyColumns[kind] || field == "mask" || field == "example" ||
-           std::ranges::any_of(kDeviceFields,
-                               [&](const DeviceField& known) { return field == known.name; });
+           field == "priority" || std::ranges::any_of(kDeviceFields, [&](const DeviceField& known) {
+             return field == known.name;
+           });
   };
   return record.size() > 1 && std::ranges::all_of(record, is_column);
 }
@@ -118,7 +119,11 @@ Rule MakeRule(const rulefiles::MacRule& rule) {
 void LeaveOutRepeats(std::vector<PlacedRule>& rules, rulefiles::Diagnostics& diagnostics) {
   std::map<std::string, rulefiles::Place> seen;
   std::erase_if(rules, [&](const PlacedRule& row) {
-    const auto [first, is_new] = seen.try_emplace(IdentityOf(row.rule.key), row.place);
+    // A predefined rule that is changed and a custom one may have one text: only the latter has a
+    // priority.
+    const std::string kind_of_rule = row.rule.priority ? "custom " : "";
+    const auto [first, is_new] =
+        seen.try_emplace(kind_of_rule + IdentityOf(row.rule.key), row.place);
     if (is_new) return false;
     diagnostics.Report(rulefiles::Problem::kConflict, row.place,
                        rulefiles::Quoted(ToString(row.rule.key)) + " is also that of " +
@@ -136,7 +141,7 @@ void Append(std::vector<PlacedRule>& out, std::vector<PlacedRule> more) {
 
 std::string CsvHeader(uint32_t kind) {
   return std::string{kKeyColumns[kind]} + (kind == BYOD_METHOD_MAC ? ",mask" : "") +
-         ",name,vendor,category,os\n";
+         ",name,vendor,category,os" + (kind == BYOD_METHOD_USERAGENT ? ",priority\n" : "\n");
 }
 
 std::string CsvRow(const Rule& rule, CsvReader reader) {
@@ -148,6 +153,9 @@ std::string CsvRow(const Rule& rule, CsvReader reader) {
   std::string row = field_of(ToString(rule.key)) + (rule.key.kind == BYOD_METHOD_MAC ? "," : "");
   for (const DeviceField& field : kDeviceFields)
     row += ',' + field_of(rule.device.*field.member);
+  if (rule.key.kind == BYOD_METHOD_USERAGENT) {
+    row += ',' + (rule.priority ? std::to_string(*rule.priority) : "");
+  }
   return row + '\n';
 }
 
@@ -162,8 +170,10 @@ std::vector<PlacedRule> ReadRuleCsv(const rulefiles::File& file, uint32_t kind,
   const auto read =
       kind == BYOD_METHOD_DHCP ? &rulefiles::ReadDhcpOptionRules : &rulefiles::ReadUserAgentRules;
   for (auto& rule : read(file, diagnostics)) {
-    rules.push_back({{{kind, {}, std::move(rule.text)}, false, false, std::move(rule.device)},
-                     std::move(rule.place)});
+    PlacedRule placed = {{{kind, {}, std::move(rule.text)}, false, false, std::move(rule.device)},
+                         std::move(rule.place)};
+    placed.rule.priority = rule.priority;
+    rules.push_back(std::move(placed));
   }
   return rules;
 }

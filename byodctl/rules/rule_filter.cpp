@@ -85,6 +85,7 @@ bool Decides(const explain::Step& step) {
 
 RuleKey KeyOf(const explain::Step& step) {
   if (step.method == BYOD_METHOD_MAC) return ReadRule(step.method, step.rule, {}).key;
+  if (step.method == BYOD_METHOD_USERAGENT) return UserAgentKey(step.rule, step.is_custom);
   return {step.method, {}, step.rule};
 }
 
@@ -144,7 +145,8 @@ std::vector<RuleKey> WinningRules(const std::string& fingerprint, const Settings
       if (!Decides(step)) continue;
       RuleKey key = KeyOf(step);
       const auto is_same = [&](const RuleKey& other) {
-        return other.kind == key.kind && ToString(other) == ToString(key);
+        return other.kind == key.kind && ToString(other) == ToString(key) &&
+               other.StoredText() == key.StoredText();
       };
       if (std::ranges::none_of(keys, is_same)) keys.push_back(std::move(key));
     }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "byodctl/text/method_names.h"
+#include "byodctl/text/rule_of_step.h"
 
 namespace byod::ctl {
 namespace {
@@ -52,7 +53,7 @@ Json StepJson(const Step& step, std::span<const char* const> names) {
   }
   return {{"method", kMethodNames[step.method]},
           {"lookup", NameOf(step.lookup)},
-          {"rule", has_rule ? Json(step.rule) : Json()},
+          {"rule", has_rule ? Json(RuleOf(step)) : Json()},
           {"origin", has_rule ? Json(step.is_custom ? "custom" : "predefined") : Json()},
           {"fields", fields},
           {"next", NameOf(step.next)}};

@@ -7,6 +7,7 @@
 
 #include "byodctl/text/display_text.h"
 #include "byodctl/text/method_names.h"
+#include "byodctl/text/rule_of_step.h"
 
 namespace byod::ctl {
 namespace {
@@ -31,8 +32,8 @@ std::string LookupText(const Step& step) {
     case Lookup::kRuleMatched:
       break;
   }
-  return std::string{step.is_custom ? "custom" : "predefined"} + " rule \"" + Printable(step.rule) +
-         "\"";
+  return std::string{step.is_custom ? "custom" : "predefined"} + " rule \"" +
+         Printable(RuleOf(step)) + "\"";
 }
 
 std::string FieldText(const Field& field) {

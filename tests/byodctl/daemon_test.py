@@ -12,7 +12,7 @@ from running_daemon import copy_for_every_user
 from with_daemon import CommandCase, Programs, WithDaemon, main
 
 RULE_KEYS = ["kind", "key", "origin", "modified", "name", "vendor", "category", "os",
-             "not_in_effect", "except"]
+             "not_in_effect", "except", "priority"]
 
 
 class Identify(WithDaemon):

@@ -10,7 +10,7 @@ import time
 from terminal import run_at_terminal
 from with_daemon import WithDaemon, main
 
-HEADERS = ("mac,mask,name,vendor,category,os\n" "expression,name,vendor,category,os\n"
+HEADERS = ("mac,mask,name,vendor,category,os\n" "expression,name,vendor,category,os,priority\n"
            "options,name,vendor,category,os\n")
 
 
@@ -44,7 +44,7 @@ class Replace(Import):
         self.ctl("set", "rule", "mac", "00:99:88/24", "--vendor", "M")
 
     def test_the_configuration_is_exactly_what_the_file_says(self):
-        file = "expression,name,vendor,category,os\nKept,,K,,\nNew,N,,,\n"
+        file = "expression,name,vendor,category,os,priority\nKept,,K,,,4\nNew,N,,,,3\n"
         self.assertEqual(self.replace(file), {"Gone": "removed", "iPhone": "removed",
                                               "Kept": "changed", "New": "added"})
         self.assertEqual(self.ctl("export", "user-agent"), file)
@@ -56,7 +56,8 @@ class Replace(Import):
     def test_kinds_without_a_header_in_the_file_stay(self):
         before = self.ctl("export", "mac")
         self.replace("expression,name\n")
-        self.assertEqual(self.ctl("export", "user-agent"), "expression,name,vendor,category,os\n")
+        self.assertEqual(self.ctl("export", "user-agent"),
+                         "expression,name,vendor,category,os,priority\n")
         self.assertEqual(self.ctl("export", "mac"), before)
 
     def test_headers_alone_remove_everything_and_an_export_brings_it_back(self):
@@ -78,7 +79,7 @@ class Replace(Import):
         self.assertEqual(self.replace("expression,vendor\nKept,\nGone,G\niPhone,\n"),
                          {"Kept": "changed", "Gone": "unchanged", "iPhone": "changed"})
         self.assertEqual(self.ctl("export", "user-agent"),
-                         "expression,name,vendor,category,os\nGone,,G,,\nKept,,,,\n")
+                         "expression,name,vendor,category,os,priority\nGone,,G,,,4\nKept,,,,,4\n")
 
     def test_another_spelling_is_taken_over(self):
         self.assertEqual(self.replace("expression,vendor\nKEPT,K\n"),
@@ -105,9 +106,9 @@ class Replace(Import):
             self.assertEqual(self.ctl("export"), before)
 
     def test_a_rule_that_stands_twice_in_the_file_is_bad(self):
-        file = "expression,vendor\nTwice,A\ntwice,B\n"
+        file = "expression,vendor\nTwice,A\nTwice,B\n"
         out = self.ctl("import", "-", stdin=file, expect=1)
-        self.assertEqual(self.err, '-:3: "twice" is also that of -:2\n')
+        self.assertEqual(self.err, '-:3: "Twice" is also that of -:2\n')
         self.assertIn("1 added, 0 changed, 0 unchanged, 0 refused, 1 bad", out)
 
 

@@ -75,8 +75,9 @@ class WithDaemon(unittest.TestCase):
 
     def changed(self, *arguments):
         (report,) = self.objects(*arguments)
-        with_warnings = arguments[:2] in (("set", "rule"), ("set", "authorization"))
-        self.assertEqual(list(report), ["changed", "warnings"] if with_warnings else ["changed"])
+        keys = {("set", "rule"): ["changed", "warnings", "gain"],
+                ("set", "authorization"): ["changed", "warnings"]}
+        self.assertEqual(list(report), keys.get(arguments[:2], ["changed"]))
         return report["changed"]
 
 
@@ -115,6 +116,7 @@ class Keys(WithDaemon):
                 ("show", "rules"), ("show", "rule", "user-agent", "iPhone"), ("show", "order"),
                 ("show", "counts"), ("show", "status"), ("show", "unknown"),
                 ("show", "authorization"), ("set", "rule", "user-agent", "x", "--os", "O"),
+                ("try", "set", "rule", "user-agent", "nobody", "--os", "O"),
                 ("set", "order", "mac"), ("set", "authorization", "g", "t", "a=b"),
                 ("unset", "rule", "user-agent", "x"), ("unset", "order"),
                 ("unset", "authorization", "g"), ("unset", "unknown"),

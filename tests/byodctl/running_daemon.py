@@ -106,5 +106,6 @@ class Daemon:
             arguments = ("--timeout", patience, *arguments)
         done = subprocess.run(
             [*prefix, self._byodctl, "--socket", str(socket_path or self.socket), *arguments],
-            input=stdin.encode(), capture_output=True, check=False, timeout=120)
+            input=stdin.encode(), capture_output=True, check=False, timeout=120,
+            env={**os.environ, "LAUTHD_PROGRAM": str(self._lauthd)})
         return done.returncode, done.stdout.decode(), done.stderr.decode()

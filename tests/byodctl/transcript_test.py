@@ -66,7 +66,7 @@ class Place:
         wrapper.write_text(f'#!/bin/sh\nexec "{BYODCTL}" {options} "$@"\n', encoding="utf-8")
         wrapper.chmod(0o755)
         self._environment = {"PATH": f"{commands}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8",
-                             "TERM": "dumb", "HOME": str(self.directory),
+                             "TERM": "dumb", "HOME": str(self.directory), "LAUTHD_PROGRAM": LAUTHD,
                              "LAUTHD_SOCKET": "lauthd.sock"}
         for name in ("LD_LIBRARY_PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS",
                      "LSAN_OPTIONS", "GCOV_PREFIX", "GCOV_PREFIX_STRIP"):
