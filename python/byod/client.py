@@ -9,7 +9,7 @@ from collections.abc import Iterable, Iterator, Mapping
 from itertools import islice
 from types import TracebackType
 
-from byod import codes
+from byod import band, codes
 from byod.errors import refusal_of
 from byod.message import HEADER, Message, as_text, data, length_of, message, number, text
 from byod.model import (
@@ -31,6 +31,7 @@ from byod.model import (
     prefix_of,
     prefix_text,
 )
+from byod.user_agents import Move, UserAgents
 
 DEFAULT_SOCKET = "/run/lauthd/lauthd.sock"
 
@@ -61,6 +62,7 @@ class Client:
         self._socket: socket.socket | None = None
         self._received = b""
         self._bulk_open = False
+        self._agents: UserAgents | None = None  # while a bulk keeps others from changing them
 
     def __enter__(self) -> Client:
         return self
@@ -75,6 +77,7 @@ class Client:
         self._socket = None
         self._received = b""
         self._bulk_open = False
+        self._agents = None
 
     # ------------------------------------------------------------ identification
 
@@ -178,13 +181,21 @@ class Client:
             yield _rule_in(kind, nested)
 
     def rule(self, kind: Kind, key: str) -> Rule | None:
-        """The rule of this very key; None when there is none."""
+        """
+        The rule of this very key; None when there is none. The text of a User-Agent rule names the
+        administrator's own one before a predefined one.
+        """
+        if kind is Kind.USER_AGENT:
+            key = self._user_agents().key_of(key)
+        return self._rule(kind, key)
+
+    def _rule(self, kind: Kind, stored: str) -> Rule | None:
         request = _request(
             codes.GET,
             codes.RULE + kind,
             number(codes.WHICH, codes.THIS),
             number(codes.PARTS, codes.ALL_PARTS),
-            _key(kind, key),
+            _key(kind, stored),
         )
         reply = self._ask(request)
         code = reply.number(codes.CODE, codes.FAILED)
@@ -196,15 +207,33 @@ class Client:
         return _rule_in(kind, reply)
 
     def set_rule(
-        self, kind: Kind, key: str, *, name: str = "", vendor: str = "", category: str = "", os: str = ""
+        self,
+        kind: Kind,
+        key: str,
+        *,
+        name: str = "",
+        vendor: str = "",
+        category: str = "",
+        os: str = "",
+        priority: int | None = None,
     ) -> bool:
         """
         Makes a custom rule if there is none, and gives it these fields; others stay as they are.
 
+        A custom User-Agent rule wins over every predefined one. Of two custom ones that match, the
+        one with the higher priority wins.
+
+        :param priority: of a User-Agent rule, 0 to 127; without it the length of the text. A text
+            that is also a predefined rule's makes a rule of its own with a priority, and without
+            one changes the predefined rule.
         :return: whether anything changed
         """
         fields = {"name": name, "vendor": vendor, "category": category, "os": os}
         given = {field: value for field, value in fields.items() if value}
+        if kind is Kind.USER_AGENT:
+            return self._set_user_agent(key, given, priority)
+        if priority is not None:
+            raise ValueError("only User-Agent rules have a priority")
         requests = [_field(codes.SET, kind, key, field, value) for field, value in given.items()]
         return self._change_together(requests or [_value(codes.SET, kind, key)])
 
@@ -214,8 +243,52 @@ class Client:
 
         :return: whether anything changed
         """
+        if kind is Kind.USER_AGENT:
+            key = self._user_agents().key_of(key)
         requests = [_field(codes.UNDO, kind, key, field, "") for field in fields]
-        return self._change_together(requests or [_value(codes.UNDO, kind, key)])
+        changed = self._change_together(requests or [_value(codes.UNDO, kind, key)])
+        if self._agents is not None:
+            if fields:
+                self._agents = None
+            else:
+                self._agents.deleted(key)
+        return changed
+
+    # ------------------------------------------------------------ User-Agent rules
+
+    def _set_user_agent(self, expression: str, fields: dict[str, str], priority: int | None) -> bool:
+        """The place of a rule depends on all others, so these must not change meanwhile."""
+        if not self._bulk_open:
+            with self.bulk():
+                return self._set_user_agent(expression, fields, priority)
+        agents = self._agents = self._user_agents()
+        try:
+            key, moves = agents.place(expression, priority)
+            requests = _moves(moves)
+            requests += _fields(key, fields) if fields else [_value(codes.SET, Kind.USER_AGENT, key)]
+            changed = any([self._change(request) for request in requests])
+        except BaseException:
+            self._agents = None
+            raise
+        agents.changed(key, fields)
+        return changed
+
+    def _user_agents(self) -> UserAgents:
+        """The administrator's rules; in a bulk they are read once."""
+        if self._agents is not None:
+            return self._agents
+        active = [(rule, True) for rule in self.rules(Kind.USER_AGENT, configured=True)]
+        idle = [
+            (_rule_in(Kind.USER_AGENT, nested), False)
+            for nested in self._series(_request(codes.GET, codes.IDLE_RULES), codes.LISTED_RULE)
+            if nested.number(codes.METHOD) == Kind.USER_AGENT
+        ]
+        return UserAgents([*active, *idle], self._is_predefined)
+
+    def _is_predefined(self, expression: str) -> bool:
+        """The daemon finds a rule in any case of letters; another one is another expression."""
+        rule = self._rule(Kind.USER_AGENT, expression)
+        return rule is not None and not rule.custom and rule.stored == expression
 
     def counts(self) -> dict[Kind, int]:
         """How many rules each table holds."""
@@ -428,6 +501,7 @@ class Bulk:
             raise RuntimeError("a bulk is open already on this connection")
         self._phase(codes.BEGIN)
         self._client._bulk_open = True
+        self._client._agents = None
         return self
 
     def __exit__(
@@ -439,6 +513,7 @@ class Bulk:
                 raise ConnectionResetError("the connection ended before the changes were stored")
             return
         self._client._bulk_open = False
+        self._client._agents = None
         self._phase(codes.COMMIT if failure is None else codes.ABORT)
 
     def _phase(self, phase: int) -> None:
@@ -489,6 +564,22 @@ def _field(operation: int, kind: Kind, key: str, field: str, value: str) -> byte
         _key(kind, key),
         text(element, value),
     )
+
+
+def _fields(key: str, fields: Mapping[str, str]) -> list[bytes]:
+    return [
+        _field(codes.SET, Kind.USER_AGENT, key, field, value)
+        for field, value in fields.items()
+        if value
+    ]
+
+
+def _moves(moves: list[Move]) -> list[bytes]:
+    """First all deletions: a key may be another rule's new one."""
+    requests = [_value(codes.UNDO, Kind.USER_AGENT, old) for old, _, _ in moves]
+    for _, new, fields in moves:
+        requests += [_value(codes.SET, Kind.USER_AGENT, new), *_fields(new, fields)]
+    return requests
 
 
 def _target(group: str, category: str) -> list[bytes]:
@@ -567,10 +658,12 @@ def _rule_in(kind: Kind, reply: Message) -> Rule:
         key = prefix_text(reply.data(codes.MAC) or bytes(6), reply.data(codes.MASK) or bytes(6))
     else:
         key = reply.text(codes.OPTION_TEXT if kind is Kind.DHCP_OPTION else codes.USER_AGENT)
+    custom = reply.number(codes.ORIGIN) != 0
+    own = custom and kind is Kind.USER_AGENT
     return Rule(
         kind,
-        key,
-        reply.number(codes.ORIGIN) != 0,
+        band.plain_text(key) if own else key,
+        custom,
         reply.number(codes.MODIFIED) != 0,
         DeviceInfo(
             reply.text(codes.NAME),
@@ -578,6 +671,8 @@ def _rule_in(kind: Kind, reply: Message) -> Rule:
             reply.text(codes.CATEGORY),
             reply.text(codes.OS),
         ),
+        band.priority_of(key) if own else None,
+        key,
     )
 
 

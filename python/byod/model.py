@@ -102,6 +102,10 @@ class Rule:
     custom: bool
     modified: bool
     info: DeviceInfo
+    # Of an administrator's User-Agent rule: of two that match, the one with the higher wins.
+    priority: int | None = None
+    # The key by which the daemon knows the rule; it shows only where lengths decide.
+    stored: str = field(default="", compare=False)
 
 
 @dataclass(frozen=True, slots=True)

@@ -107,8 +107,10 @@ class ClientTest(DaemonTest):
                 self.assertTrue(self.client.set_rule(kind, key, name="A thing", os="RTOS"))
                 self.assertFalse(self.client.set_rule(kind, key, name="A thing"))
                 rule = self.client.rule(kind, key)
+                priority = len(key) if kind is Kind.USER_AGENT else None
                 self.assertEqual(rule, byod.Rule(kind, key, True, False,
-                                                 byod.DeviceInfo("A thing", "", "", "RTOS")))
+                                                 byod.DeviceInfo("A thing", "", "", "RTOS"),
+                                                 priority))
                 self.assertIn(rule, list(self.client.rules(kind, configured=True)))
                 self.assertTrue(self.client.unset_rule(kind, key, "name"))
                 self.assertEqual(self.client.rule(kind, key).info, byod.DeviceInfo(os="RTOS"))
