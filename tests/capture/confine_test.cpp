@@ -116,9 +116,13 @@ TEST_F(Confined, NoCapabilityIsLeftInAnySetAndNoneCanBeGained) {
   auto status = StatusOf([] { Confine(nullptr); });
   for (const char* set : {"CapInh", "CapPrm", "CapEff", "CapAmb"})
     EXPECT_EQ(status[set], "0000000000000000") << set;
-  if (IsRoot()) EXPECT_EQ(status["CapBnd"], "0000000000000000");
+  if (IsRoot()) {
+    EXPECT_EQ(status["CapBnd"], "0000000000000000");
+  }
   EXPECT_EQ(status["NoNewPrivs"], "1");
-  if (HasSystemCallFilter()) EXPECT_EQ(status["Seccomp"], "2");
+  if (HasSystemCallFilter()) {
+    EXPECT_EQ(status["Seccomp"], "2");
+  }
 }
 
 TEST_F(Confined, RootBecomesTheAccountForGood) {
