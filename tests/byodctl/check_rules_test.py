@@ -62,6 +62,26 @@ class CheckRules(unittest.TestCase):
         self.assertEqual(report["problems"][0]["other"],
                          {"file": "user-agent.csv", "line": 2, "rule": "iPhone"})
 
+    def test_rules_for_evidence_are_checked_too(self):
+        (self.directory / "host-name.csv").write_text(
+            "pattern,category,example\ndesk*,PC,desktop-1\ndesktop-*,PC,\n,PC,\n", encoding="utf-8")
+        status, out = self.check("iPhone,,Apple,Mobile,iOS,an iPhone\n")
+        self.assertEqual(status, 1)
+        self.assertEqual(out, 'host-name.csv:2: error: its example is decided by "desktop-*" of '
+                              "host-name.csv:3\n"
+                              "host-name.csv:4: error: pattern is empty\n"
+                              "0 mac, 1 user-agent, 0 dhcp-option, 2 evidence rules, 2 errors, "
+                              "0 warnings\n")
+
+    def test_a_directory_may_hold_rules_for_evidence_alone(self):
+        (self.directory / "brand-category.csv").write_text("brand,category\nAcme,PC\n",
+                                                           encoding="utf-8")
+        done = subprocess.run([BYODCTL, "check", "rules", str(self.directory)], capture_output=True,
+                              text=True, check=False)
+        self.assertEqual((done.returncode, done.stdout),
+                         (0, "0 mac, 0 user-agent, 0 dhcp-option, 1 evidence rules, 0 errors, "
+                             "0 warnings\n"))
+
     def test_the_shipped_catalogue_passes_together_with_the_registry(self):
         registry = pathlib.Path("/usr/share/ieee-data")
         if not (registry / "oui.csv").exists():

@@ -60,7 +60,7 @@ class Measuring(unittest.TestCase):
         self.assertRegex(out, r"\n  host-name +50\.0 +66\.7 ")
         self.assertRegex(out, r"\n  all +50\.0 +66\.7 ")
         self.assertIn("host-name alone was right: category 1 of 2\n", out)
-        self.assertIn("confidence: host-name category 50 (2 filled)\n", out)
+        self.assertIn("confidence: host-name category 40 (3 filled)\n", out)
         self.assertIn("fields that the rules answered and evidence changed: 0\n", out)
 
     def test_a_field_that_evidence_changes_fails_the_measurement(self):
