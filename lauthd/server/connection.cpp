@@ -224,6 +224,8 @@ void Connection::EndRequest() {
   exchange_.reset();
   request_ = tlv::Message();
   ++requests_;
+  // Not when it begins to wait, which a client with a single question is spared for a while.
+  runtime_.connections.MoveToEnd(place_);
 }
 
 // ---------------------------------------------------------------- limits of time
@@ -269,7 +271,6 @@ void Connection::EndOverdue() {
 void Connection::BecomeIdle() {
   deadline_ = kNever;
   idle_ = true;
-  runtime_.connections.MoveToEnd(place_);
 }
 
 bool Connection::Idle() const {
@@ -288,7 +289,10 @@ Connection::Awaitable<bool> Connection::SendRest(ReadLimit limit) {
   deadline_ = Connections::Clock::now() + InputTimeout();
   BeginWait();
   while (!output_.Empty()) {
-    if (limit == ReadLimit::kNone) BecomeIdle();
+    if (limit == ReadLimit::kNone) {
+      BecomeIdle();
+      runtime_.connections.MoveToEnd(place_);
+    }
     const bool writable = co_await socket_.Wait(ClientSocket::Stream::wait_write);
     idle_ = false;
     if (!writable || !output_.SendRest(socket_.descriptor())) co_return false;

@@ -47,7 +47,7 @@ class Connections {
     clients_.erase(place);
     if (on_room_) on_room_();
   }
-  /// Puts a connection that becomes idle behind those that have been idle for longer.
+  /// Puts a connection that was answered behind those that were answered before.
   void MoveToEnd(Place place) { clients_.splice(clients_.end(), clients_, place); }
   size_t size() const { return clients_.size(); }
 

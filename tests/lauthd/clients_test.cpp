@@ -10,8 +10,9 @@
 
 #include <bit>
 #include <cstddef>
-
+#include <fstream>
 #include <random>
+#include <string>
 
 #include "tests/lauthd/client.h"
 #include "tests/support/sanitized.h"
@@ -35,6 +36,14 @@ std::string ManyRules(int count) {
 bool IsAnswered(Client& client) {
   const Message reply = client.Ask(BYOD_OP_GET, BYOD_MSG_UA_COUNT);
   return reply && BYOD_tlv_GetErrorCode(reply.get()) == 0;
+}
+
+/// Whether a process waits for something, as a daemon does that has done all it was asked to.
+bool Rests(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string number, name, state;
+  file >> number >> name >> state;
+  return state == "S";
 }
 
 class Clients : public testing::Test {
@@ -168,6 +177,28 @@ TEST_F(Clients, AtTheLimitTheOneIdleLongestMakesRoom) {
   EXPECT_TRUE(IsAnswered(*clients[2]));
   EXPECT_TRUE(IsAnswered(*clients[0]));
   EXPECT_TRUE(daemon_.Logged("too many connections")) << daemon_.Log();
+}
+
+TEST_F(Clients, AtTheLimitTheOneAnsweredLastStaysWhenAllAskAtOnce) {
+  daemon_.AddOption("--max-connections");
+  daemon_.AddOption("2");
+  ASSERT_NO_FATAL_FAILURE(daemon_.Start());
+  Client first(daemon_);
+  ASSERT_TRUE(IsAnswered(first));
+  while (!Rests(daemon_.pid()))
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  // Both requests are there before the daemon sees the second client.
+  ASSERT_EQ(kill(daemon_.pid(), SIGSTOP), 0);
+  Client second(daemon_);
+  ASSERT_TRUE(second.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT)));
+  ASSERT_TRUE(first.Send(MakeRequest(BYOD_OP_GET, BYOD_MSG_UA_COUNT)));
+  ASSERT_EQ(kill(daemon_.pid(), SIGCONT), 0);
+  EXPECT_TRUE(second.Receive());
+  EXPECT_TRUE(first.Receive());
+  Client newcomer(daemon_);
+  EXPECT_TRUE(IsAnswered(newcomer));
+  EXPECT_TRUE(second.Ended());
+  EXPECT_TRUE(IsAnswered(first));
 }
 
 TEST_F(Clients, OutOfDescriptorsTheOthersAreServedAndTheProcessorRests) {
