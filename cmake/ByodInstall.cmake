@@ -91,6 +91,9 @@ install(FILES integrations/systemd/byod-feeds.sysusers DESTINATION lib/sysusers.
 if(BYOD_CAPTURE)
   byod_install_configured(integrations/systemd/byod-capture@.service.in lib/systemd/system)
 endif()
+byod_install_configured(integrations/freeradius/byod.in ${CMAKE_INSTALL_DATADIR}/byod/freeradius)
+install(FILES integrations/freeradius/byod_radius.py
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/freeradius)
 if(TARGET dhcp_byod)
   byod_install_configured(integrations/kea/byod.json.in ${CMAKE_INSTALL_DATADIR}/byod/feeds kea.json)
   install(FILES integrations/systemd/byod-feeds-kea.sysusers DESTINATION lib/sysusers.d

@@ -14,7 +14,7 @@
 #   bare      what scripts/test-bare.sh takes
 #   package   besides run, what manual pages and scripts/package.sh take
 #   machine   besides package, what scripts/test-machine.sh takes
-#   integrations  besides test, Kea with its headers, for the hook library and its test
+#   integrations  besides test, Kea with its headers and FreeRADIUS, for the tests of both
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
 
@@ -43,7 +43,7 @@ bare=(debootstrap git)
 package=("${run[@]}" scdoc mandoc kea-dev build-essential debhelper dh-python dh-apparmor python3-all
   lintian mmdebstrap)
 machine=("${package[@]}" qemu-system-x86 e2fsprogs)
-integrations=("${test[@]}" kea-dev kea-dhcp4-server)
+integrations=("${test[@]}" kea-dev kea-dhcp4-server freeradius freeradius-python3 freeradius-utils)
 
 [ $# -gt 0 ] || set -- run test
 packages=()
