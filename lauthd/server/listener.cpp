@@ -73,9 +73,10 @@ void Listener::Stop() {
   waiting_.clear();
 }
 
-void Listener::FlushWarnings() {
+void Listener::TidyUp() {
   for (RepeatedWarning* warning : {&room_made_, &no_room_, &refused_})
     warning->Flush();
+  waiting_.remove_if([](const Waiting& one) { return HasGone(one.socket.get()); });
 }
 
 void Listener::WarnOnce(const char* reason) {
@@ -154,12 +155,7 @@ void Listener::MakeRoom(const Peer& newcomer) {
 
 /// Lets a client wait, unless too many wait already, of all users or of its own.
 void Listener::Wait(net::Descriptor client, const Peer& peer) {
-  const auto has_place = [&] {
-    return waiting_places_.IsFreeFor(peer) && waiting_places_.IsWithinShare(peer);
-  };
-  if (!has_place())
-    waiting_.remove_if([](const Waiting& one) { return HasGone(one.socket.get()); });
-  if (!has_place()) {
+  if (!waiting_places_.IsFreeFor(peer) || !waiting_places_.IsWithinShare(peer)) {
     return refused_.Note("a client of " + Owner(peer) + " is refused: too many wait already");
   }
   waiting_.push_back(

@@ -32,8 +32,9 @@ class Listener {
   /// accepted while the system has no more descriptors.
   asio::awaitable<void> Accept();
 
-  /// Logs what has been held back. Called every second or so.
-  void FlushWarnings();
+  /// Logs what has been held back, and forgets clients that wait no more. Called every second or
+  /// so.
+  void TidyUp();
 
   void Stop();
 

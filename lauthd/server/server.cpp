@@ -65,7 +65,7 @@ asio::awaitable<void> CheckTimeouts(Runtime& runtime, Listener& listener) {
     runtime.connections.EndOverdue(Clock::now());
     runtime.state.store.RetryInBackground();
     runtime.state.refused_watches.Flush();
-    listener.FlushWarnings();
+    listener.TidyUp();
     TrimMemory(runtime.connections.size(), most_clients);
   }
 }
