@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0
- * Preloaded into a program: its allocations fail now and then. FAILING_MEMORY names a file of 4 bytes
- * in the machine's byte order: of so many allocations one fails; 0 means none. The file may be changed
- * while the program runs. scripts/attack.py uses it. */
+ * Preloaded into a program: its allocations fail now and then. FAILING_MEMORY names a file of 4
+ * bytes in the machine's byte order: of so many allocations one fails; 0 means none. The file may
+ * be changed while the program runs. scripts/attack.py uses it. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>
