@@ -70,7 +70,7 @@ std::string WithEscapedControls(std::string_view json) {
   while (!json.empty()) {
     const Character character = First(json);
     if (character.code >= 0x7F && IsObeyed(character.code)) {
-      char escaped[8];
+      char escaped[16];
       std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(character.code));
       out += escaped;
     } else {
