@@ -16,10 +16,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "evidence/evidence.h"
+#include "ratio_report.h"
 
 namespace byod::bench {
 namespace {
@@ -76,11 +78,8 @@ Fillings FillCase(const Case& it) {
 void Check() {
   for (const Case& it : Cases()) {
     const Filling category = FillCase(it)[kCategory];
-    const std::string_view by = category.IsSet() ? NameOf(category.kind) : "";
-    if (by == it.category_by) continue;
-    std::fprintf(stderr, "%s: category by \"%.*s\"\n", it.name, static_cast<int>(by.size()),
-                 by.data());
-    std::exit(1);
+    const std::string by{category.IsSet() ? NameOf(category.kind) : ""};
+    Require(by == it.category_by, std::string{it.name} + ": category by \"" + by + "\"");
   }
 }
 
@@ -102,11 +101,17 @@ void RunMixed(benchmark::State& state) {
 
 int main(int argc, char** argv) {
   using namespace byod::bench;
+  constexpr double kMaxNs = 2000;  // beside an identification
   Check();
-  for (const Case& it : Cases())
+  std::vector<Ratio> times;
+  const auto limit = [&](const char* name) {
+    times.push_back({std::string{"evidence, "} + name + ", ns", {{name, ""}}, kMaxNs});
+  };
+  for (const Case& it : Cases()) {
     benchmark::RegisterBenchmark(it.name, &RunCase, it);
+    limit(it.name);
+  }
   benchmark::RegisterBenchmark("mixed", &RunMixed);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  limit("mixed");
+  return RunAndReport(argc, argv, times);
 }

@@ -40,6 +40,20 @@ class Measure {
   std::array<uint64_t, 256> places_ = {};
 };
 
+/// A bit for each option, which several options may share.
+uint64_t SignatureOf(std::span<const uint8_t> options) {
+  uint64_t signature = 0;
+  for (const uint8_t option : options)
+    signature |= uint64_t{1} << option % 64;
+  return signature;
+}
+
+/// How many options two lists must have in common to be so similar.
+size_t Needed(double similarity, size_t both_sizes) {
+  return static_cast<size_t>(
+      std::ceil(similarity * static_cast<double>(both_sizes) / 200.0 - 1e-9));
+}
+
 double Percent(size_t in_common, size_t a, size_t b) {
   return 200.0 * static_cast<double>(in_common) / static_cast<double>(a + b);
 }
@@ -73,35 +87,56 @@ void OptionLists::Arrange() {
   std::ranges::sort(lists_, {}, [](const List& list) {
     return std::tuple(list.options.size(), std::string_view{list.rule.text});
   });
+  outlines_.clear();
+  for (const List& list : lists_)
+    outlines_.push_back({SignatureOf(list.options), list.options.size()});
 }
 
+// A list has at least as many options that are not in the other one as its signature has bits that
+// the other's lacks. That bounds what both have in common, and so most lists are never compared.
 Nearest OptionLists::Find(std::span<const uint8_t> options, double min_similarity) const {
   Nearest nearest;
   if (options.empty() || options.size() > kMaxOptions) return nearest;
   const Measure measure(options);
-  // Even if all of the shorter list is in the longer one, their lengths bound the similarity.
-  const double share = min_similarity / (200.0 - min_similarity);
-  const auto size = static_cast<double>(options.size());
-  const auto length_of = [](const List& list) { return static_cast<double>(list.options.size()); };
-  const auto first = std::ranges::lower_bound(lists_, size * share - 1e-9, {}, length_of);
-  for (auto list = first; list != lists_.end() && length_of(*list) * share <= size + 1e-9; ++list) {
-    const size_t in_common = measure.InCommon(list->options);
-    const double similarity = Percent(in_common, options.size(), list->options.size());
-    if (similarity < min_similarity || similarity < nearest.similarity) continue;
-    if (std::ranges::equal(list->options, options)) return {};
-    const bool is_nearer = similarity > nearest.similarity;
-    for (size_t field = 0; field < kFieldCount; ++field) {
-      const std::string_view value = list->rule.Value(field);
-      if (is_nearer) {
-        nearest.values[field] = value;
-      } else if (nearest.values[field] != value) {
-        nearest.values[field] = {};
-      }
+  const uint64_t signature = SignatureOf(options);
+  const auto missing = [](uint64_t from, uint64_t other) {
+    return static_cast<size_t>(std::popcount(from & ~other));
+  };
+  size_t needed = 0;
+  size_t needed_of_size = 0;  // the size for which it was computed
+  for (size_t i = 0; i < outlines_.size(); ++i) {
+    const auto& [other, size] = outlines_[i];
+    if (size != needed_of_size) {
+      needed = Needed(std::max(min_similarity, nearest.similarity), options.size() + size);
+      needed_of_size = size;
     }
-    if (is_nearer) nearest.rule = &list->rule;
-    nearest.similarity = similarity;
+    if (missing(other, signature) + needed > size ||
+        missing(signature, other) + needed > options.size()) {
+      continue;
+    }
+    const List& list = lists_[i];
+    const size_t in_common = measure.InCommon(list.options);
+    if (in_common < needed) continue;
+    if (std::ranges::equal(list.options, options)) return {};
+    Take(list, Percent(in_common, options.size(), size), nearest);
+    needed_of_size = 0;  // more is needed from here on
   }
   return nearest;
+}
+
+/// @param similarity  at least that of the nearest one
+void OptionLists::Take(const List& list, double similarity, Nearest& nearest) {
+  const bool is_nearer = similarity > nearest.similarity;
+  for (size_t field = 0; field < kFieldCount; ++field) {
+    const std::string_view value = list.rule.Value(field);
+    if (is_nearer) {
+      nearest.values[field] = value;
+    } else if (nearest.values[field] != value) {
+      nearest.values[field] = {};
+    }
+  }
+  if (is_nearer) nearest.rule = &list.rule;
+  nearest.similarity = similarity;
 }
 
 }  // namespace byod::evidence

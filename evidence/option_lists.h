@@ -53,7 +53,16 @@ class OptionLists {
     std::vector<uint8_t> options;
   };
 
+  /// What most lists are passed over by.
+  struct Outline {
+    uint64_t signature;
+    size_t size;
+  };
+
+  static void Take(const List& list, double similarity, Nearest& nearest);
+
   std::vector<List> lists_;  // by length
+  std::vector<Outline> outlines_;
 };
 
 }  // namespace byod::evidence
