@@ -89,42 +89,6 @@ void ForEachInTable(const Prefix& block, Take take) {
   }
 }
 
-struct RuleDeleter {
-  void operator()(Rule* rule) const { BYOD_data_FreeMacRule(rule); }
-};
-using OwnedRule = std::unique_ptr<Rule, RuleDeleter>;
-
-OwnedRule AllocRule() {
-  OwnedRule rule(BYOD_data_AllocMacRule());
-  if (!rule) throw std::bad_alloc();
-  return rule;
-}
-
-std::vector<OwnedRule> AllocPieces(const std::vector<Prefix>& blocks) {
-  std::vector<OwnedRule> pieces;
-  pieces.reserve(blocks.size());
-  for (const Prefix& block : blocks) {
-    OwnedRule piece = AllocRule();
-    piece->origin = kPieceOrigin;
-    SetBlock(*piece, block);
-    pieces.push_back(std::move(piece));
-  }
-  return pieces;
-}
-
-void Share(Rule& piece, const Rule& owner) {
-  piece.predefined = owner.predefined;
-  piece.configured = owner.configured;
-}
-
-/// The pieces are disjoint from everything in the table, so each finds its place.
-void AddPieces(std::vector<OwnedRule> pieces, const Rule& owner) {
-  for (OwnedRule& piece : pieces) {
-    Share(*piece, owner);
-    Byod_AddMacRule(piece.release());
-  }
-}
-
 /// Releases a piece, whose information belongs to its rule.
 void DeletePiece(Rule* piece) {
   piece->predefined = nullptr;
@@ -166,6 +130,38 @@ MacRuleSet& MacRuleSet::Get() {
   return set;
 }
 
+MacRuleSet::OwnedRule MacRuleSet::AllocRule() {
+  OwnedRule rule(BYOD_data_AllocMacRule());
+  if (!rule) throw std::bad_alloc();
+  return rule;
+}
+
+std::vector<MacRuleSet::OwnedRule> MacRuleSet::AllocPieces(const std::vector<Prefix>& blocks) {
+  std::vector<OwnedRule> pieces;
+  pieces.reserve(blocks.size());
+  for (const Prefix& block : blocks) {
+    OwnedRule piece = AllocRule();
+    piece->origin = kPieceOrigin;
+    SetBlock(*piece, block);
+    pieces.push_back(std::move(piece));
+  }
+  return pieces;
+}
+
+/// The library passes over an empty text, so an empty record is as good as none.
+void MacRuleSet::Share(Rule& piece, Carved& owner) {
+  piece.predefined = owner.rule->predefined;
+  piece.configured = &owner.configured;
+}
+
+/// The pieces are disjoint from everything in the table, so each finds its place.
+void MacRuleSet::AddPieces(std::vector<OwnedRule> pieces, Carved& owner) {
+  for (OwnedRule& piece : pieces) {
+    Share(*piece, owner);
+    Byod_AddMacRule(piece.release());
+  }
+}
+
 MacRuleSet::CarvedMap::const_iterator MacRuleSet::FindCarved(const Rule& rule) const {
   if (carved_.empty()) return carved_.end();
   const auto block = BlockOf(rule);
@@ -199,7 +195,10 @@ void MacRuleSet::ForEachPiece(CarvedMap::iterator owner, const Prefix& block, Ta
 
 MacRuleSet::CarvedMap::iterator MacRuleSet::InsertCarved(const Prefix& block, Rule* rule,
                                                          uint32_t holes) {
-  const auto inserted = carved_.try_emplace(block, Carved{rule, holes}).first;
+  const ByodDeviceInfo* const info = rule->configured;
+  const auto inserted =
+      carved_.try_emplace(block, Carved{rule, holes, info != nullptr ? *info : ByodDeviceInfo()})
+          .first;
   ++carved_of_length_[block.bits];
   return inserted;
 }
@@ -340,12 +339,14 @@ Rule* MacRuleSet::Cut(Rule* whole, const Rule& key) {
   auto owner = is_piece ? Owner(whole_block, 48) : carved_.end();
   if (!is_piece) {
     OwnedRule beside = AllocRule();
-    owner = InsertCarved(whole_block, beside.get(), 0);
+    owner = InsertCarved(whole_block, whole, 0);
     std::memcpy(beside->mac, whole->mac, sizeof beside->mac);
     std::memcpy(beside->mask, whole->mask, sizeof beside->mask);
     beside->origin = whole->origin;
     beside->modified = whole->modified;
-    Share(*beside, *whole);
+    beside->predefined = whole->predefined;
+    beside->configured = whole->configured;
+    owner->second.rule = beside.get();
     RulePosition<Rule>::Move(whole, beside.release());
   } else {
     --added;
@@ -357,7 +358,7 @@ Rule* MacRuleSet::Cut(Rule* whole, const Rule& key) {
   whole->predefined = nullptr;
   whole->configured = nullptr;
   ++Table().custom_count;
-  AddPieces(std::move(pieces), *owner->second.rule);
+  AddPieces(std::move(pieces), owner->second);
   pieces_ += added;
   ++owner->second.holes;
   ++holes_;
@@ -403,11 +404,11 @@ Rule* MacRuleSet::Surround(Rule* rule, uint32_t& err) {
   } else {
     made = AllocPieces(rulefiles::Without(block, inside));
   }
-  InsertCarved(block, rule, holes);
+  Carved& carved = InsertCarved(block, rule, holes)->second;
   for (Rule* const piece : taken)
-    Share(*piece, *rule);
+    Share(*piece, carved);
   pieces_ += static_cast<uint32_t>(made.size());
-  AddPieces(std::move(made), *rule);
+  AddPieces(std::move(made), carved);
   if (parent != carved_.end()) parent->second.holes -= holes - 1;
   holes_ += parent != carved_.end() ? 1 : holes;
   ++Table().custom_count;
@@ -430,7 +431,7 @@ void MacRuleSet::RemoveCarved(CarvedMap::iterator carved) {
   const auto parent = Owner(block, block.bits - 1);
   ForEachPiece(carved, block, [&](Rule* piece) {
     if (parent != carved_.end()) {
-      Share(*piece, *parent->second.rule);
+      Share(*piece, parent->second);
     } else {
       DeletePiece(piece);
       --pieces_;
@@ -460,13 +461,13 @@ void MacRuleSet::RemoveHole(Rule* rule, const Prefix& block, CarvedMap::iterator
   }
   --parent->second.holes;
   --holes_;
-  if (merged != parent->first) return BecomePiece(rule, merged, *parent->second.rule);
+  if (merged != parent->first) return BecomePiece(rule, merged, parent->second);
   BYOD_DeleteMacRule(rule);
   PutBack(parent);
 }
 
 /// A piece stands where the rule stood: nothing lies between what it takes in.
-void MacRuleSet::BecomePiece(Rule* rule, const Prefix& block, const Rule& owner) {
+void MacRuleSet::BecomePiece(Rule* rule, const Prefix& block, Carved& owner) {
   if (rule->origin == BYOD_RULE_CUSTOM) --Table().custom_count;
   const OwnedInfo predefined(rule->predefined);
   const OwnedInfo configured(rule->configured);
@@ -491,7 +492,7 @@ void MacRuleSet::ShareInfo(const Rule& rule) {
   const auto block = BlockOf(rule);
   const auto carved = block ? carved_.find(*block) : carved_.end();
   if (carved == carved_.end()) return;
-  ForEachPiece(carved, carved->first, [&](Rule* piece) { Share(*piece, rule); });
+  carved->second.configured = rule.configured != nullptr ? *rule.configured : ByodDeviceInfo();
 }
 
 void MacRuleSet::Clear() {

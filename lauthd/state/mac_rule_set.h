@@ -6,15 +6,18 @@
 //     00:11:20/20 "A" with 00:11:22/24 "B" inside
 //  -> the table has 00:11:20/23 "A", 00:11:22/24 "B", 00:11:23/24 "A", 00:11:24/22 "A", ...
 //
-// All of that follows from the rules alone and is never stored. Pieces borrow the information of
-// their rule, so a change of the rule is a change of all its pieces.
+// All of that follows from the rules alone and is never stored. All pieces of a rule borrow the
+// same two records of information, so a change of the rule is a change of all its pieces, however
+// many there are.
 #ifndef LAUTHD_STATE_MAC_RULE_SET_H
 #define LAUTHD_STATE_MAC_RULE_SET_H
 
 #include <array>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "byod_data.h"
 #include "net/prefix.h"
@@ -93,24 +96,33 @@ class MacRuleSet {
 
  private:
   struct Carved {
-    Rule* rule;      // in no table
-    uint32_t holes;  // rules directly within it
+    Rule* rule;                 // in no table
+    uint32_t holes;             // rules directly within it
+    ByodDeviceInfo configured;  // what the rule has configured, for its pieces; empty for none
   };
+  struct RuleDeleter {
+    void operator()(Rule* rule) const { BYOD_data_FreeMacRule(rule); }
+  };
+  using OwnedRule = std::unique_ptr<Rule, RuleDeleter>;
   // A larger block stands before those inside it.
   using CarvedMap = std::map<Prefix, Carved>;
 
+  static OwnedRule AllocRule();
+  static std::vector<OwnedRule> AllocPieces(const std::vector<Prefix>& blocks);
   Rule* AddOverlapping(Rule* spare, uint32_t& err);
   Rule* Cut(Rule* whole, const Rule& key);
   Rule* Surround(Rule* rule, uint32_t& err);
   void RemoveCarved(CarvedMap::iterator carved);
   void RemoveHole(Rule* rule, const Prefix& block, CarvedMap::iterator parent);
-  void BecomePiece(Rule* rule, const Prefix& block, const Rule& owner);
+  void BecomePiece(Rule* rule, const Prefix& block, Carved& owner);
   void PutBack(CarvedMap::iterator carved);
 
   CarvedMap::const_iterator Owner(const Prefix& block, unsigned most_bits) const;
   CarvedMap::iterator Owner(const Prefix& block, unsigned most_bits);
   uint32_t MoreHoles(const Prefix& block) const;
   CarvedMap::const_iterator FindCarved(const Rule& rule) const;
+  static void Share(Rule& piece, Carved& owner);
+  static void AddPieces(std::vector<OwnedRule> pieces, Carved& owner);
   template <typename Take>
   void ForEachPiece(CarvedMap::iterator owner, const Prefix& block, Take take);
   CarvedMap::iterator InsertCarved(const Prefix& block, Rule* rule, uint32_t holes);

@@ -91,6 +91,12 @@ class Daemon:
         process.terminate()
         return process.wait(timeout=60)
 
+    def kill(self):
+        """Ends it without a word to it."""
+        process, self._process = self._process, None
+        process.kill()
+        process.wait(timeout=60)
+
     def limit_file_size(self, size=resource.RLIM_INFINITY):
         """Lets no file of the daemon grow beyond a size: a disk that is full."""
         resource.prlimit(self._process.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
