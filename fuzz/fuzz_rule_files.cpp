@@ -146,8 +146,8 @@ void CheckRegistry(std::string_view input) {
 
 void CheckRuleSet(std::string_view input) {
   WriteFiles(Directory(),
-             {"mac.csv", "user-agent.csv", "dhcp-option.csv", "vendor-alias.csv", "oui.csv",
-              "mam.csv", "oui36.csv", "iab.csv"},
+             {"mac.csv", "user-agent.csv", "dhcp-option.csv", "vendor-alias.csv", "successors.csv",
+              "oui.csv", "mam.csv", "oui36.csv", "iab.csv"},
              input);
   Diagnostics ignored([](const Diagnostic&) {});
   const RuleSet set = ReadRuleSet({Directory().path(), Directory().path()}, ignored);

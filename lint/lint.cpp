@@ -46,6 +46,7 @@ Report Check(const rulefiles::Sources& sources) {
   CheckDhcpOptionRules(report.rules.dhcp_option, store, report.findings);
   CheckMacRules(report.rules.mac, store, report.findings);
   report.evidence = CheckEvidence(sources.rules_directory, diagnostics, report.findings);
+  CheckSuccessors(report.rules, !sources.registry_directory.empty(), report.findings);
   std::ranges::sort(report.findings, {}, [](const Finding& finding) {
     return std::tuple(std::string_view{*finding.place.file}, finding.place.line,
                       std::string_view{finding.reason});

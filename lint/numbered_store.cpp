@@ -38,8 +38,9 @@ NumberedStore::NumberedStore(const rulefiles::RuleSet& rules, rulefiles::Diagnos
     throw std::runtime_error("no memory for the rules");
   }
   BYOD_order_Init();
-  rulefiles::Load({Numbered(rules.mac), Numbered(rules.user_agent), Numbered(rules.dhcp_option)},
-                  diagnostics);
+  rulefiles::Load(
+      {Numbered(rules.mac), Numbered(rules.user_agent), Numbered(rules.dhcp_option), {}},
+      diagnostics);
 }
 
 NumberedStore::~NumberedStore() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "byod_data.h"
@@ -270,6 +271,30 @@ void CheckMacRules(const std::vector<MacRule>& rules, const NumberedStore& store
                        mac ? store.WinnerOnAddress(*mac) : std::nullopt};
       },
       findings);
+}
+
+void CheckSuccessors(const rulefiles::RuleSet& rules, bool has_registry,
+                     std::vector<Finding>& out) {
+  std::unordered_set<std::string> known;
+  for (const MacRule& rule : rules.mac)
+    known.insert(rulefiles::IdentityOfRule(BYOD_METHOD_MAC, TextOf(rule)));
+  for (const TextRule& rule : rules.user_agent)
+    known.insert(rulefiles::IdentityOfRule(BYOD_METHOD_USERAGENT, rule.text));
+  for (const TextRule& rule : rules.dhcp_option)
+    known.insert(rulefiles::IdentityOfRule(BYOD_METHOD_DHCP, rule.text));
+  const auto is_rule = [&](uint32_t method, const std::string& text) {
+    return known.contains(rulefiles::IdentityOfRule(method, text));
+  };
+  for (const rulefiles::Successor& row : rules.successors) {
+    if (is_rule(row.method, row.rule)) {
+      out.push_back({Severity::kError, "successor", row.place, row.rule,
+                     "has no effect: " + Quoted(row.rule) + " is still a rule"});
+    } else if ((row.method != BYOD_METHOD_MAC || has_registry) &&
+               !is_rule(row.method, row.successor)) {
+      out.push_back({Severity::kError, "successor", row.place, row.rule,
+                     "the successor " + Quoted(row.successor) + " is not a rule"});
+    }
+  }
 }
 
 }  // namespace byod::lint

@@ -24,6 +24,14 @@ void CheckDhcpOptionRules(const std::vector<rulefiles::TextRule>& rules, const N
 void CheckMacRules(const std::vector<rulefiles::MacRule>& rules, const NumberedStore& store,
                    std::vector<Finding>& out);
 
+/**
+ * Checks that successors are rules, and what they succeed is none.
+ *
+ * @param has_registry  whether the rules are those of the registry, too: else a successor in it is
+ *                      not known
+ */
+void CheckSuccessors(const rulefiles::RuleSet& rules, bool has_registry, std::vector<Finding>& out);
+
 }  // namespace byod::lint
 
 #endif  // BYOD_LINT_RULE_LINT_H

@@ -40,7 +40,11 @@ enum {
    * BYOD_EXT_REASON. */
   BYOD_EXT_MSG_IDLE_RULES = 1010,
   /** GET: a series, BYOD_TLV_DEVTYPE for each category that a rule answers, each once. */
-  BYOD_EXT_MSG_CATEGORIES = 1011
+  BYOD_EXT_MSG_CATEGORIES = 1011,
+  /** GET: a series, the stored modifications whose predefined rules are gone, each with
+   * BYOD_EXT_METHOD, and BYOD_EXT_SUCCESSOR where the catalogue names one; BYOD_EXT_REASON if it
+   * stays. SET (changes): moves the others to their successors, and answers likewise. */
+  BYOD_EXT_MSG_REBIND = 1013
 };
 
 /**
@@ -99,6 +103,11 @@ enum {
   BYOD_EXT_WATCHERS = 1046,       /**< number: connections that watch */
   BYOD_EXT_IDLE = 1047,           /**< number: of a table's stored rules that are not in effect */
   BYOD_EXT_REGISTRY_TIME = 1048,  /**< counter: microseconds since 1970; absent without registry */
+
+  /* Modifications of predefined rules that are gone. */
+  BYOD_EXT_SUCCESSOR = 1080, /**< text, 256: the rule that answers instead */
+  BYOD_EXT_GONE = 1081,      /**< number: of these modifications */
+  BYOD_EXT_MOVABLE = 1082,   /**< number: of these, those that can go to their successors */
 
   /* Authorization. */
   BYOD_EXT_AUTHORIZATION = 1050, /**< nested: GROUP, BYOD_TLV_DEVTYPE, then NAME, VALUE pairs */

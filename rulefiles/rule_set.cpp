@@ -152,6 +152,7 @@ RuleSet ReadRuleSet(const Sources& sources, Diagnostics& diagnostics) {
   ReportLongExpressions(set.user_agent, diagnostics);
   set.dhcp_option =
       WithoutRepeats(directory.Read("dhcp-option.csv", &ReadDhcpOptionRules), diagnostics);
+  set.successors = directory.Read("successors.csv", &ReadSuccessors);
   std::vector<MacRule> own = directory.Read("mac.csv", &ReadMacRules);
   directory.ReportIfEmpty();
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "rulefiles/rule_file.h"
+#include "rulefiles/successors.h"
 
 namespace byod::rulefiles {
 
@@ -15,12 +16,13 @@ struct RuleSet {
   std::vector<MacRule> mac;
   std::vector<TextRule> user_agent;
   std::vector<TextRule> dhcp_option;
+  std::vector<Successor> successors;  ///< of rules that are no longer among these
 };
 
 /// Where rules are read from; an empty name = from nowhere.
 struct Sources {
-  /// Holds mac.csv, user-agent.csv, dhcp-option.csv and vendor-alias.csv, any of which may be
-  /// absent, but not all, unless there are files for evidence.
+  /// Holds mac.csv, user-agent.csv, dhcp-option.csv, vendor-alias.csv and successors.csv, any of
+  /// which may be absent, but not all, unless there are files for evidence.
   std::string rules_directory;
   /// Holds the registry's files.
   std::string registry_directory;

@@ -25,7 +25,6 @@ done
 mkdir -p "$1"
 out=$(cd "$1" && pwd)
 scripts/setup.sh package
-commit=$(git rev-parse HEAD) # also for the second build, whatever is committed meanwhile
 
 work=$(mktemp -d -p "${TMPDIR:-/var/tmp}" byod-package.XXXXXX)
 trap 'rm -rf "$work"' EXIT
@@ -56,7 +55,7 @@ build() {
   local name=$1 top=$work
   [ -n "$here" ] || top=$work/root/build
   mkdir -p "$top/$name/byod" "$work/made/$name"
-  git archive "$commit" | tar -x -C "$top/$name/byod"
+  git archive HEAD | tar -x -C "$top/$name/byod"
   echo "== $name build"
   local status=0 start=$SECONDS
   if [ -n "$here" ]; then

@@ -57,6 +57,7 @@ Run DefineWatch(Parser& parser, const Settings& settings);
 Run DefineBackup(Parser& parser, const Settings& settings);
 Run DefineRestore(Parser& parser, const Settings& settings);
 Run DefineReload(Parser& parser, const Settings& settings);
+Run DefineRebind(Parser& parser, const Settings& settings);
 Run DefineTry(Parser& parser, const Settings& settings);
 Run DefineCheckRules(Parser& parser, const Settings& settings);
 

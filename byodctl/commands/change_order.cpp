@@ -9,6 +9,7 @@
 #include "byodctl/command_line/json_option.h"
 #include "byodctl/commands/change_report.h"
 #include "byodctl/daemon/client.h"
+#include "byodctl/text/counted.h"
 #include "byodctl/text/order_text.h"
 #include "protocol/extensions.h"
 
@@ -49,6 +50,30 @@ int Unset(bool json, const Settings& settings) {
   return ReportChange(CurrentOrder(client) != former, json);
 }
 
+/// Says how many modifications have no rule in the new catalogue.
+std::vector<std::string> WarningsIn(const Fields& reply) {
+  const uint32_t gone = reply.Number(BYOD_EXT_GONE);
+  const uint32_t movable = reply.Number(BYOD_EXT_MOVABLE);
+  if (gone == 0) return {};
+  std::string text = Counted(gone, "modification") + (gone == 1 ? " is" : " are") +
+                     " not in effect: " + (gone == 1 ? "its rule is" : "their rules are") +
+                     " not in the catalogue";
+  if (movable > 0) {
+    text += "; \"byodctl rebind\" moves " + std::to_string(movable) + " to " +
+            (movable == 1 ? "its successor" : "their successors");
+  }
+  return {text};
+}
+
+int Reload(bool json, const Settings& settings) {
+  Client client(settings);
+  const tlv::Message reply = client.Exchange(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD));
+  const Fields fields(reply);
+  const uint32_t code = CodeOf(fields);
+  if (code != 0 && code != BYOD_ERR_NOCHANGE) throw Refusal(fields);
+  return ReportChange(code == 0, json, WarningsIn(fields));
+}
+
 }  // namespace
 
 Run DefineSetOrder(Parser& parser, const Settings& settings) {
@@ -71,12 +96,12 @@ Run DefineUnsetOrder(Parser& parser, const Settings& settings) {
 
 Run DefineReload(Parser& parser, const Settings& settings) {
   parser.AddToHelp(
-      "When a rule file is bad nothing changes, and the daemon reports what is wrong.");
+      "When a rule file is bad nothing changes, and the daemon reports what is wrong. "
+      "Modifications "
+      "of rules\nthat are no longer in the files are kept, and reported.");
   const auto json = std::make_shared<bool>(false);
-  AddJsonOption(parser, *json, kChangeKeys);
-  return [json, &settings] {
-    return Change(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD), *json, settings);
-  };
+  AddJsonOption(parser, *json, kChangeKeysWithWarnings);
+  return [json, &settings] { return Reload(*json, settings); };
 }
 
 }  // namespace byod::ctl

@@ -31,6 +31,8 @@ constexpr Command kCommands[] = {
     {"backup", nullptr, "Save the daemon's configuration to a file", &DefineBackup},
     {"restore", nullptr, "Restore the configuration from a backup", &DefineRestore},
     {"reload", nullptr, "Make the daemon read its rule files again", &DefineReload},
+    {"rebind", nullptr, "Move modifications of rules that are gone to their successors",
+     &DefineRebind},
     {"check", "rules", "Check rule files", &DefineCheckRules},
 };
 

@@ -150,6 +150,19 @@ void AddRegistry(Properties& properties, const Fields& status) {
                           is_old ? Emphasis::kAlarm : Emphasis::kNone);
 }
 
+/// How many modifications have lost their rules, and how many of them a rebind moves.
+void AddBindings(Properties& properties, const Fields& status) {
+  const uint32_t gone = status.Number(BYOD_EXT_GONE);
+  const uint32_t movable = status.Number(BYOD_EXT_MOVABLE);
+  properties.AddForPrograms("modifications_without_rule", gone);
+  properties.AddForPrograms("modifications_with_successor", movable);
+  if (gone == 0) return;
+  properties.AddForPeople(
+      "modifications whose rules are gone",
+      std::to_string(gone) + " (" + std::to_string(movable) + " can move to a successor)",
+      Emphasis::kAlarm);
+}
+
 int ShowStatus(bool json, const Settings& settings) {
   Client client(settings);
   const tlv::Message reply = client.Ask(Request(BYOD_OP_GET, BYOD_EXT_MSG_STATUS));
@@ -159,6 +172,7 @@ int ShowStatus(bool json, const Settings& settings) {
   const uint64_t uptime = status.Counter(BYOD_EXT_UPTIME);
   properties.Add("uptime_s", "up for", uptime, UptimeText(uptime));
   AddTables(properties, status);
+  AddBindings(properties, status);
   const uint32_t limit = status.Number(BYOD_EXT_RULE_LIMIT, BYOD_NO_RULE_LIMIT);
   if (limit == BYOD_NO_RULE_LIMIT) {
     properties.Add("rule_limit", "custom rules allowed", {}, "any number");
@@ -192,8 +206,8 @@ Run DefineShow(Parser& parser, const Settings& settings, int (*show)(bool, const
 
 std::string StatusKeys() {
   std::string keys =
-      "version, uptime_s, rules (by kind) {rules, custom, modified, not_in_effect}, rule_limit (or "
-      "null)";
+      "version, uptime_s, rules (by kind) {rules, custom, modified, not_in_effect}, "
+      "modifications_without_rule, modifications_with_successor, rule_limit (or null)";
   for (const StatusNumber& row : kStatusNumbers)
     keys += std::string{", "} + row.key;
   return keys +

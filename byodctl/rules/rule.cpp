@@ -108,6 +108,14 @@ bool IsNamedBy(const RuleKey& rule, const RuleKey& key) {
   return IdentityOf(rule) == IdentityOf(key);
 }
 
+std::optional<Rule> FindIdleRule(Client& client, const RuleKey& key) {
+  std::optional<Rule> idle;
+  ListIdleRules(client, key.kind, [&](const Rule& rule) {
+    if (IsNamedBy(rule.key, key)) idle = rule;
+  });
+  return idle;
+}
+
 }  // namespace
 
 uint32_t RuleKindOf(const std::string& name) {
@@ -190,13 +198,14 @@ RuleKey UserAgentKey(const std::string& stored, bool is_custom) {
 
 Rule FindRule(Client& client, const RuleKey& key) {
   try {
-    return RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Detail::kAll))));
+    const Rule rule =
+        RuleIn(key.kind, Fields(client.Ask(AskForRule(key, Which::kThis, Detail::kAll))));
+    if (key.kind != BYOD_METHOD_MAC || rule.key.prefix == key.prefix) return rule;
+    // The rule that covers an address hides one for this very address that is not in effect.
+    return FindIdleRule(client, key).value_or(rule);
   } catch (const Refusal& refusal) {
     if (refusal.status() != kExitUnknown) throw;
-    std::optional<Rule> idle;
-    ListIdleRules(client, key.kind, [&](const Rule& rule) {
-      if (IsNamedBy(rule.key, key)) idle = rule;
-    });
+    const std::optional<Rule> idle = FindIdleRule(client, key);
     if (!idle) throw;
     return *idle;
   }

@@ -7,6 +7,7 @@
 #include "lauthd/requests/configuration_rows.h"
 #include "lauthd/requests/identification.h"
 #include "lauthd/requests/idle_requests.h"
+#include "lauthd/requests/rebind_requests.h"
 #include "lauthd/requests/request_form.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/state_requests.h"
@@ -31,6 +32,7 @@ constexpr Row kRows[] = {
     {BYOD_EXT_MSG_IDLE_RULES, {"rules not in effect"}, ListIdleRules, nullptr},
     {BYOD_EXT_MSG_CATEGORIES, {"categories"}, ListCategories, nullptr},
     {BYOD_EXT_MSG_RELOAD, {"reload"}, nullptr, ReloadRules},
+    {BYOD_EXT_MSG_REBIND, {"modifications without a rule"}, ListBindings, Rebind},
 };
 
 const Row* FindAnyRow(uint32_t kind) {

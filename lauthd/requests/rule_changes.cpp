@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lauthd/requests/rule_changes.h"
 
-#include <algorithm>
-#include <optional>
-
 #include "lauthd/requests/request_key.h"
 #include "lauthd/state/match_order.h"
 #include "lauthd/state/rule_state.h"
 #include "lauthd/state/state.h"
+#include "lauthd/state/stored_name.h"
 #include "tlv/attribute.h"
 
 namespace byod::lauthd {
@@ -111,32 +109,6 @@ Result ChangeIdle(State& state, const typename Kind::Key& key, IdleRule idle, Ma
     state.idle_rules.Put<Kind>(key, &idle.info, idle.modification);
   }
   return {};
-}
-
-/// Gives a rule that is to be stored a name that no other has: the database knows MAC rules by
-/// their addresses alone, and one may begin where another does. Bits behind the prefix tell them
-/// apart.
-/// @param rule  null: it is made with this key
-Result ChooseName(const IdleRules& idle, ByodMacRule& key, ByodMacRule* rule) {
-  if (rule != nullptr && IsConfigured(rule->origin, rule->modified)) return {};
-  ByodMacRule name = MacKind::KeyOf(rule != nullptr ? *rule : key);
-  const auto other = [&]() -> std::optional<ByodMacRule> {
-    if (const auto* const same = MacKind::Rules().Named(name.mac)) return MacKind::KeyOf(*same);
-    const auto* const waiting = idle.InTheWayOf<MacKind>(name);
-    return waiting != nullptr ? std::optional(waiting->first) : std::nullopt;
-  };
-  const auto first = other();
-  if (!first) return {};
-  if (const auto block = BlockOf(name)) {
-    for (uint64_t address = block->Last(); address > block->address; --address) {
-      std::ranges::copy(net::MakePrefix(address, 48).Mac(), name.mac);
-      if (other()) continue;
-      MacKind::TakeName(rule != nullptr ? *rule : key, name);
-      return {};
-    }
-  }
-  return Refused(BYOD_REFUSAL_CONFLICT,
-                 "the rule " + MacKind::Describe(*first) + " is stored under this address");
 }
 
 /**

@@ -2,12 +2,14 @@
 #include "lauthd/requests/state_requests.h"
 
 #include <filesystem>
+#include <new>
 #include <string>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "lauthd/requests/identification.h"
+#include "lauthd/requests/rebind_requests.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
 #include "lauthd/state/rule_kind.h"
@@ -112,6 +114,7 @@ Result ShowStatus(Exchange& exchange) {
   AppendPath(append, BYOD_EXT_REGISTRY_DIRECTORY, state.options.ieee);
   append.Number(BYOD_EXT_CARVED_LIMIT, state.options.carved_limit)
       .Number(BYOD_EXT_MODULE_MAKERS, static_cast<uint32_t>(state.options.module_makers));
+  AppendBindingCounts(append, state.idle_rules);
   if (!whole) {
     exchange.reply = {};
     return NoMemory();
@@ -151,7 +154,16 @@ Result StartWatch(Exchange& exchange) {
 
 Result ReloadRules(Exchange& exchange) {
   if (exchange.state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open");
-  return exchange.state.Reload();
+  Result result = exchange.state.Reload();
+  // It is done: without memory for the counts the reply is without them.
+  try {
+    tlv::Appender append = exchange.Answer(result);
+    AppendBindingCounts(append, exchange.state.idle_rules);
+    exchange.Answered(append);
+  } catch (const std::bad_alloc&) {
+    exchange.reply = {};
+  }
+  return result;
 }
 
 }  // namespace byod::lauthd

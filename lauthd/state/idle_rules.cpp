@@ -85,6 +85,19 @@ const typename IdleRules::Map<Kind>::value_type* IdleRules::InTheWayOf(
   return nullptr;
 }
 
+void IdleRules::SetSuccessors(const std::vector<rulefiles::Successor>& successors) {
+  auto by_rule = std::make_shared<Successors>();
+  for (const rulefiles::Successor& row : successors)
+    by_rule->try_emplace(rulefiles::IdentityOfRule(row.method, row.rule), row);
+  successors_ = std::move(by_rule);
+}
+
+const rulefiles::Successor* IdleRules::SuccessorOf(uint32_t method, const std::string& rule) const {
+  if (!successors_) return nullptr;
+  const auto found = successors_->find(rulefiles::IdentityOfRule(method, rule));
+  return found != successors_->end() ? &found->second : nullptr;
+}
+
 void IdleRules::Retry() {
   if (Empty()) return;
   RetryKind<DhcpOptionKind>(std::get<Map<DhcpOptionKind>>(maps_));

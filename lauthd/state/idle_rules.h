@@ -7,10 +7,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "lauthd/state/rule_kind.h"
+#include "rulefiles/successors.h"
 
 namespace byod::lauthd {
 
@@ -79,6 +82,14 @@ class IdleRules {
   template <typename Kind>
   const typename Map<Kind>::value_type* InTheWayOf(const typename Kind::Key& key) const;
 
+  /// Takes over which rules answer in place of those that are no longer in the catalogue.
+  /// @throws std::bad_alloc
+  void SetSuccessors(const std::vector<rulefiles::Successor>& successors);
+
+  /// @return the rule that the catalogue names as the successor of another one; null if it names
+  ///         none
+  const rulefiles::Successor* SuccessorOf(uint32_t method, const std::string& rule) const;
+
   /// Puts the rules for which there is room now into their tables, and says so in the log.
   void Retry();
 
@@ -86,6 +97,9 @@ class IdleRules {
   void LogAll() const;
 
  private:
+  using Successors = std::map<std::string, rulefiles::Successor>;  // by the identities of rules
+
+  std::shared_ptr<const Successors> successors_;  // shared by copies; null: none
   std::tuple<Map<DhcpOptionKind>, Map<MacKind>, Map<UserAgentKind>> maps_;
 };
 

@@ -99,12 +99,13 @@ void Replace(const PredefinedRules& rules, uint32_t rule_limit, IdleRules& idle)
   MacRuleSet::Get().Clear();
   BYOD_data_GlobalInfoFini();
   if (BYOD_data_GlobalInfoInit(rule_limit) != 0) throw std::bad_alloc();
-  LoadPredefined(rules, false);
+  if (!LoadPredefined(rules, false)) throw std::bad_alloc();
   // In the order in which a recovery walks the database.
   PutLayer<DhcpOptionKind>(std::move(dhcp), idle);
   PutLayer<MacKind>(std::move(mac), idle);
   PutLayer<UserAgentKind>(std::move(user_agent), idle);
   if (!ArrangeMatchList()) throw std::bad_alloc();
+  idle.SetSuccessors(rules.set.successors);
   idle.LogAll();
   ForEachKind([](auto kind) { RuleCursor<decltype(kind)>::ReturnAll(); });
 }

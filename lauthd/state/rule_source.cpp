@@ -70,7 +70,7 @@ bool RuleSource::shows_progress() const {
   return isatty(STDERR_FILENO) == 1;
 }
 
-void LoadPredefined(const PredefinedRules& rules, bool show_progress) {
+bool LoadPredefined(const PredefinedRules& rules, bool show_progress) {
   for (size_t i = 0; i < rules.faults.size() && i < kMaxFaultsLogged; ++i)
     Log(Severity::kWarning, "%s", rulefiles::ToString(rules.faults[i]).c_str());
   if (rules.faults.size() > kMaxFaultsLogged) {
@@ -84,6 +84,8 @@ void LoadPredefined(const PredefinedRules& rules, bool show_progress) {
       rulefiles::Load(rules.set, refused,
                       show_progress ? rulefiles::Progress(ShowProgress) : rulefiles::Progress());
   Log(Severity::kInfo, "loaded %zu predefined rules", loaded);
+  return loaded ==
+         rules.set.mac.size() + rules.set.user_agent.size() + rules.set.dhcp_option.size();
 }
 
 }  // namespace byod::lauthd

@@ -37,7 +37,8 @@ class RuleSource {
 };
 
 /// Puts predefined rules into the tables, which have been made, and logs the faults.
-void LoadPredefined(const PredefinedRules& rules, bool show_progress);
+/// @return whether there was memory for all of them
+bool LoadPredefined(const PredefinedRules& rules, bool show_progress);
 
 }  // namespace byod::lauthd
 

@@ -56,6 +56,7 @@ void State::Load() {
   if (!rules.insecure.empty()) throw std::runtime_error(rules.insecure);
   const auto read = Clock::now();
   LoadPredefined(rules, source.shows_progress());
+  idle_rules.SetSuccessors(rules.set.successors);
   ++counters.reloads;
   const auto loaded = Clock::now();
   if (!store.Open()) store.Claim();  // the directory may be new, and another daemon's

@@ -19,7 +19,7 @@ class Words(unittest.TestCase):
         self.assertEqual(self.run_ctl("show", "rule", "mac", "00:11:22/24").returncode, 2)
         for command, choices in ((("s", "order"), '"s" is ambiguous: set, show'),
                                  (("show", "ru"), '"ru" is ambiguous: rule, rules'),
-                                 (("re",), '"re" is ambiguous: reload, restore')):
+                                 (("re",), '"re" is ambiguous: rebind, reload, restore')):
             done = self.run_ctl(*command)
             self.assertEqual((done.returncode, choices in done.stderr), (1, True), done.stderr)
 

@@ -270,6 +270,31 @@ TEST(Lint, ARuleInTheWayOfTheRegistryIsFound) {
   EXPECT_THAT(texts, testing::Contains(HasSubstr("overlaps 00:11:22:00:00:00/24")));
 }
 
+TEST(Lint, ASuccessorIsARuleAndWhatItSucceedsIsNone) {
+  const ScratchDirectory directory;
+  directory.Write("user-agent.csv", "expression,vendor\n; AB-1||; AB-2,Acme\nKept,Acme\n");
+  directory.Write("mac.csv", "mac,vendor\n00:11:22/24,Acme\n");
+  directory.Write("successors.csv",
+                  "kind,rule,successor\n"
+                  "user-agent,; AB-1,; ab-1||; ab-2\n"
+                  "user-agent,; AB-2,Missing\n"
+                  "user-agent,KEPT,; AB-1||; AB-2\n"
+                  "dhcp-option,\"1,3\",\"1,6\"\n"
+                  "mac,00:11:22:0/28,00:11:22/24\n"
+                  "mac,00:44:55/24,00:44:55:0/28\n");
+  std::vector<std::string> texts;
+  for (const Finding& finding : Check({directory.path(), ""}).findings)
+    texts.push_back(std::to_string(finding.place.line) + " " + finding.check + ": " +
+                    finding.reason);
+  EXPECT_THAT(texts, testing::IsSupersetOf({"3 successor: the successor \"Missing\" is not a rule",
+                                            "4 successor: has no effect: \"KEPT\" is still a rule",
+                                            "5 successor: the successor \"1,6\" is not a rule"}));
+  EXPECT_THAT(texts, testing::Not(testing::Contains(testing::StartsWith("2 successor"))));
+  EXPECT_THAT(texts, testing::Not(testing::Contains(testing::StartsWith("6 successor"))));
+  EXPECT_THAT(texts, testing::Not(testing::Contains(testing::StartsWith("7 successor"))))
+      << "it may be one of the registry, which is not read";
+}
+
 TEST(Lint, TheShippedCatalogueGivesNoFinding) {
   const Report report = Check({CATALOGUE, ""});
   EXPECT_GT(report.rules.user_agent.size(), 1000U);

@@ -184,6 +184,41 @@ TEST_F(RuleSetTest, AnOrganisationThatMakesModulesIsReportedAsChosen) {
   EXPECT_THAT(reports.texts, IsEmpty());
 }
 
+TEST_F(RuleSetTest, ASuccessorIsReadAsItIsShown) {
+  rules.Write("successors.csv",
+              "kind,rule,successor\n"
+              "mac,00-11-22/24,001122334/36\n"
+              "user-agent,iPhone,\"iPhone&&Mobile\"\n"
+              "dhcp-option,\"1,3\",\"1,3,6\"\n");
+  std::vector<std::string> rows;
+  for (const Successor& row : Read().successors)
+    rows.push_back(std::to_string(row.method) + " " + row.rule + " > " + row.successor);
+  EXPECT_THAT(rows, ElementsAre("2 00:11:22:00:00:00/24 > 00:11:22:33:40:00/36",
+                                "1 iPhone > iPhone&&Mobile", "0 1,3 > 1,3,6"));
+  EXPECT_THAT(reports.texts, IsEmpty());
+}
+
+TEST_F(RuleSetTest, ASuccessorThatCannotBeUsedIsReportedAndLeftOut) {
+  rules.Write("successors.csv",
+              "kind,rule,successor\n"
+              "ua,a,b\n"
+              "mac,zz,00:11:22/24\n"
+              "user-agent,a,\n"
+              "user-agent,iPhone,IPHONE\n"
+              "user-agent,a,b\n"
+              "user-agent,A,c\n");
+  EXPECT_EQ(Read().successors.size(), 1U);
+  EXPECT_THAT(
+      reports.texts,
+      ElementsAre(InRules("successors.csv:2: unknown kind of rule \"ua\", expected mac, user-agent "
+                          "or dhcp-option"),
+                  InRules("successors.csv:3: rule: address \"zz\" is malformed"),
+                  InRules("successors.csv:4: successor: expression is empty"),
+                  InRules("successors.csv:5: the rule \"iPhone\" is its own successor"),
+                  InRules("successors.csv:7: the successor of \"A\" is also named by ") +
+                      InRules("successors.csv:6")));
+}
+
 TEST_F(RuleSetTest, OurRuleForTheVeryBlockOfARegistryRowTakesItsPlaceQuietly) {
   WriteMacRules("00:11:22/24,,,Ours,,\n");
   registry.Write("oui.csv", std::string{kHeader} + "MA-L,001122,Theirs,\n");
