@@ -113,7 +113,10 @@ class Keys(WithDaemon):
         (copy / "user-agent.csv").write_text("expression,name,vendor,category,os\n"
                                              "Phoney,,V,,\niPhone&&Mobile||Phone,,V,,\n")
         saved = str(self.daemon.directory / "saved")
-        runs = [("identify", "--user-agent", "iPhone", "--explain", "--group", "staff"),
+        (copy / "host-name.csv").write_text("pattern,category\ndesk*,PC\n")
+        (copy / "evidence.csv").write_text("kind,field,confidence\nhost-name,category,90\n")
+        terminals = '{"user_agent": "iPhone"}\n{"user_agent": "nobody", "host_name": "desk-1"}\n'
+        runs = [("identify", "--explain", "--group", "staff", "--evidence-rules", str(copy)),
                 ("show", "rules"), ("show", "rule", "user-agent", "iPhone"), ("show", "order"),
                 ("show", "counts"), ("show", "status"), ("show", "unknown"),
                 ("show", "authorization"), ("set", "rule", "user-agent", "x", "--os", "O"),
@@ -131,7 +134,8 @@ class Keys(WithDaemon):
                            " ".join(run).startswith(name)), key=len)
             seen.add(command)
             with self.subTest(command):
-                self.assert_keys(command, self.objects(*run))
+                stdin = terminals if command == "identify" else ""
+                self.assert_keys(command, self.objects(*run, stdin=stdin))
         self.assertEqual(set(self.commands()) - seen, {"watch"})
 
     def test_watch_writes_the_keys_that_its_help_lists(self):
