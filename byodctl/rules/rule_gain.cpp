@@ -2,6 +2,7 @@
 #include "byodctl/rules/rule_gain.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "byodctl/preview/terminals.h"
@@ -119,6 +120,8 @@ std::optional<RuleGain> GainOf(Client& client, const Rule& rule, const std::stri
     }
   }
   if (!question.is_tried()) return std::nullopt;
+  // The longest first, as they would have been tried.
+  std::ranges::sort(gain.over, std::greater<>(), &std::string::size);
   return gain;
 }
 

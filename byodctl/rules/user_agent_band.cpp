@@ -100,16 +100,26 @@ bool UserAgentBand::Has(const std::string& key) const {
   return keys_.contains(Folded(key));
 }
 
-const std::string* UserAgentBand::Find(std::string_view plain_text) const {
-  const std::string text{plain_text};
+const UserAgentBand::Entry* UserAgentBand::FindEntry(const std::string& text) const {
   const auto movable = movable_.find(text);
-  const std::string* found = movable != movable_.end() ? &movable->second.key : nullptr;
+  const Entry* found = movable != movable_.end() ? &movable->second : nullptr;
   const auto [begin, end] = fixed_.equal_range(text);
   for (auto fixed = begin; fixed != end; ++fixed) {
-    const std::string& key = fixed->second.key;
-    if (found == nullptr || key.size() > found->size()) found = &key;
+    const Entry& entry = fixed->second;
+    if (found == nullptr || entry.key.size() > found->key.size()) found = &entry;
   }
   return found;
+}
+
+const std::string* UserAgentBand::Find(std::string_view plain_text) const {
+  const Entry* const entry = FindEntry(std::string{plain_text});
+  return entry != nullptr ? &entry->key : nullptr;
+}
+
+std::optional<std::string> UserAgentBand::FormerKeyOf(std::string_view plain_text) const {
+  const Entry* const entry = FindEntry(std::string{plain_text});
+  if (entry == nullptr || entry->former.empty() || entry->former == entry->key) return std::nullopt;
+  return entry->former;
 }
 
 /// Takes the rule out that Find finds.

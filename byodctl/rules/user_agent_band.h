@@ -70,6 +70,8 @@ class UserAgentBand {
   bool Has(const std::string& key) const;
   /// @return the key of the rule with this plain text, the longest one if there are several
   const std::string* Find(std::string_view plain_text) const;
+  /// @return the key with which that rule was added, if it has another one now; else nothing
+  std::optional<std::string> FormerKeyOf(std::string_view plain_text) const;
 
   /**
    * Gives a rule its place, and keeps it if it has one in the band and no other priority is given.
@@ -96,6 +98,7 @@ class UserAgentBand {
   };
   using Movable = std::map<std::string, Entry, IsWeaker>;
 
+  const Entry* FindEntry(const std::string& text) const;
   std::optional<Entry> Take(const std::string& text);
   void PlaceFixed(const std::string& text, Entry entry, size_t length);
   void PlaceMovable(const std::string& text, Entry entry);

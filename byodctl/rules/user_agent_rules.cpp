@@ -85,20 +85,20 @@ std::vector<Request> UserAgentRules::Moves() const {
   return changes;
 }
 
-std::string UserAgentRules::FormerKeyOf(const RuleKey& key) const {
-  for (const UserAgentBand::Move& move : band_.Moves()) {
-    if (move.to == key.StoredText()) return move.from;
-  }
-  return {};
+std::optional<std::string> UserAgentRules::FormerKeyOf(const RuleKey& key) const {
+  // A predefined rule may have the same text.
+  const std::string* const placed = band_.Find(key.text);
+  if (placed == nullptr || *placed != key.StoredText()) return std::nullopt;
+  return band_.FormerKeyOf(key.text);
 }
 
 bool UserAgentRules::IsMoved(const RuleKey& key) const {
-  return !FormerKeyOf(key).empty();
+  return FormerKeyOf(key).has_value();
 }
 
 bool UserAgentRules::WasBelowBand(const RuleKey& key) const {
-  const std::string former = FormerKeyOf(key);
-  return !former.empty() && IsBelowBand(former);
+  const auto former = FormerKeyOf(key);
+  return former && IsBelowBand(*former);
 }
 
 std::optional<RuleKey> UserAgentRules::SharesLength(const RuleKey& key) const {

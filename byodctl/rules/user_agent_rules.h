@@ -47,7 +47,7 @@ class UserAgentRules {
   /// The changes of keys, to be made before any other.
   std::vector<Request> Moves() const;
 
-  /// Whether the rule of this key is there by another one, which Moves changes.
+  /// Whether the rule of a key that KeyOf returned is there by another one, which Moves changes.
   bool IsMoved(const RuleKey& key) const;
   /// Whether it had been stored by a program that does not lengthen keys.
   bool WasBelowBand(const RuleKey& key) const;
@@ -57,8 +57,8 @@ class UserAgentRules {
 
  private:
   bool IsPredefined(const std::string& text);
+  std::optional<std::string> FormerKeyOf(const RuleKey& key) const;
   bool NamesPredefined(const std::string& text, bool has_priority);
-  std::string FormerKeyOf(const RuleKey& key) const;
 
   Client& client_;
   UserAgentBand band_;
