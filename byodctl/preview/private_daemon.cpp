@@ -86,6 +86,8 @@ PrivateDaemon::PrivateDaemon(const DaemonSources& sources) : directory_(PrefixOf
   const std::string limit = sources.rule_limit == BYOD_NO_RULE_LIMIT
                                 ? std::string{"none"}
                                 : std::to_string(sources.rule_limit);
+  // The rules are read as the running daemon read them: whether it may use them is its own
+  // question.
   const std::vector<std::string> words = {
       Program(),
       "--config",
@@ -105,7 +107,8 @@ PrivateDaemon::PrivateDaemon(const DaemonSources& sources) : directory_(PrefixOf
       "--module-makers",
       kModuleMakers[std::min<uint32_t>(sources.module_makers, 2)],
       "--log-level",
-      "error"};
+      "error",
+      "--insecure"};
   const pid_t parent = getpid();
   process_ = fork();
   if (process_ == 0) Run(words, directory_ / "log", parent);
