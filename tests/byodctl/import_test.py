@@ -30,9 +30,10 @@ class Export(Import):
                 '=cmd|a,+1,-1,@x,"a=b"\n')
         self.ctl("import", "-", stdin=file)
         self.assertEqual(self.ctl("export", "user-agent"),
-                         "expression,name,vendor,category,os\n=cmd|a,+1,-1,@x,a=b\n")
+                         "expression,name,vendor,category,os,priority\n=cmd|a,+1,-1,@x,a=b,6\n")
         self.assertEqual(self.ctl("export", "user-agent", "--spreadsheet"),
-                         "expression,name,vendor,category,os\n'=cmd|a,'+1,'-1,'@x,a=b\n")
+                         "expression,name,vendor,category,os,priority\n"
+                         "'=cmd|a,'+1,'-1,'@x,a=b,6\n")
 
 
 class Replace(Import):
