@@ -106,6 +106,8 @@ class Completion(unittest.TestCase):
     def test_words_of_fixed_lists(self):
         self.assertEqual(["auto", "tsv", "json"], self.complete("identify", "--input", ""))
         self.assertEqual(["mac,dhcp", "mac,user-agent"], self.complete("set", "order", "mac,"))
+        self.assertEqual(["brand,off", "brand,host-name", "brand,vendor-class", "brand,option-list",
+                          "brand,dhcp-client"], self.complete("identify", "--evidence", "brand,"))
         self.assertEqual([":files"], self.complete("import", ""))
         self.assertEqual([":directories"], self.complete("check", "rules", ""))
         self.assertEqual([":files"], self.complete("--socket", ""))
