@@ -122,7 +122,9 @@ TEST(UserAgentBand, AMoreSpecificTextStaysAheadHoweverManyRulesThereAre) {
       EXPECT_LE(general, key.size());
       EXPECT_GE(specific, key.size());
       // Where they share a length the first in byte order wins.
-      if (general == key.size()) EXPECT_LT(key, *band.Find("SM-"));
+      if (general == key.size()) {
+        EXPECT_LT(key, *band.Find("SM-"));
+      }
     }
     EXPECT_LT(general, specific);
   }
