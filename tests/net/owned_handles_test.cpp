@@ -81,6 +81,18 @@ TEST(ScratchDirectory, IsPrivateAndRemovedWithWhatIsInIt) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST(ScratchDirectory, IsRemovedWithDirectoriesInIt) {
+  std::string path;
+  {
+    const ScratchDirectory directory(std::filesystem::temp_directory_path() / "byod-test-");
+    ASSERT_TRUE(directory);
+    path = directory.path();
+    std::filesystem::create_directories(directory / "a/b");
+    std::ofstream(directory / "a/b/file") << "content";
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST(ScratchDirectory, ThatCannotBeMadeSaysSo) {
   const ScratchDirectory directory("/nowhere/at/all/");
   EXPECT_FALSE(directory);
