@@ -25,7 +25,7 @@ inline const char* Behind(const ByodLink& link, size_t bytes) {
 
 struct RuleStore {
   ByodDhcpOptionTable dhcp = {};
-  SearchableUserAgentTable user_agent = {{}, &user_agent, FirstMatch};
+  SearchableUserAgentTable user_agent = {{}, &user_agent, FirstMatch, &user_agent, Settle};
   ByodMacTable mac = {};
   uint32_t custom_limit = BYOD_NO_RULE_LIMIT;
 

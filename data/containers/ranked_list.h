@@ -145,6 +145,15 @@ class RankedList {
     Unlink(link);
   }
 
+  /// Moves a link of a mirrored list to another place, counted without it.
+  void Move(size_t from, size_t to) {
+    const Element element = elements_[from];
+    elements_.Erase(from);
+    elements_.Insert(to, element);
+    Unlink(*element.link);
+    LinkAt(to == 0 ? *head_ : elements_[to - 1].link->next, *element.link);
+  }
+
   /// Whether the array holds what the list holds.
   bool Mirrored() const {
     return elements_.size() == 0 ? *head_ == nullptr : *head_ == elements_[0].link;

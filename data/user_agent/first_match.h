@@ -28,6 +28,13 @@ inline const ByodUserAgentRule* FirstMatchInLibrary(const char* ua) {
   return table->self == table ? table->first_match(ua) : FirstMatchByWalking(ua);
 }
 
+/// Settle for the programs. @return false where the library cannot
+inline bool SettleInLibrary(ByodUserAgentRule& rule, OrderOfRules before) {
+  const auto* const table =
+      reinterpret_cast<const SearchableUserAgentTable*>(BYOD_data_GetUserAgentRuleTbl());
+  return table->self == table && table->self_too == table && table->settle(&rule, before);
+}
+
 }  // namespace byod::data
 
 #endif  // BYOD_DATA_USER_AGENT_FIRST_MATCH_H

@@ -225,6 +225,17 @@ void UserAgentIndex::Remove(Entry* entry) {
   FreeEntry(entry);
 }
 
+void UserAgentIndex::Move(size_t from, size_t to) {
+  Entry& entry = *EntryAt(from);
+  // The anchors stay: only the order of the alternatives of each changes.
+  for (uint32_t i = 0; i < entry.alternative_count; ++i)
+    TreeOf(entry.alternatives()[i]).Erase(entry.alternatives()[i]);
+  order_->Move(from, to);
+  Label(to);
+  for (uint32_t i = 0; i < entry.alternative_count; ++i)
+    TreeOf(entry.alternatives()[i]).Insert(entry.alternatives()[i]);
+}
+
 bool UserAgentIndex::Rebuild() {
   for (size_t place = 0; place < order_->size(); ++place) {
     Entry* const entry = MakeEntry(*RuleOfMatchLink(order_->LinkAtIndex(place)));

@@ -61,6 +61,9 @@ class UserAgentIndex {
   /// null
   void Remove(Entry* entry);
 
+  /// Moves a rule, and its link, from one place of the match list to another.
+  void Move(size_t from, size_t to);
+
   /// Adopts a match list that a caller linked: its rules have no entries yet.
   /// @return false without memory; the index is empty then
   bool Rebuild();

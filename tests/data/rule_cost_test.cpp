@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "data/user_agent/first_match.h"
 #include "support/emulation.h"
 #include "support/rule_store_fixture.h"
 #include "support/step_count.h"
@@ -111,6 +113,45 @@ TEST_F(RuleCost, GrowsHardlyWithTheNumberOfRules) {
       EXPECT_LE(to_delete, 2 * each(few.to_delete, kFew) + kRings);
       EXPECT_LE(to_delete, 2 * to_add);
     }
+  }
+}
+
+TEST_F(RuleCost, ToPutARuleInItsPlaceAmongThoseOfItsLengthTakesNotMoreThanToAddIt) {
+  const auto in_byte_order = [](const ByodUserAgentRule* rule, const ByodUserAgentRule* other) {
+    return std::strcmp(rule->keyword, other->keyword) < 0;
+  };
+  for (const unsigned count : {1000u, unsigned{support::StepsHere(30000)}}) {
+    Reopen(BYOD_NO_RULE_LIMIT);
+    uint64_t to_add = 0;
+    uint64_t to_settle = 0;
+    std::vector<unsigned> numbers(count);
+    for (unsigned n = 0; n < count; ++n)
+      numbers[n] = n;
+    std::mt19937 random(1);
+    std::shuffle(numbers.begin(), numbers.end(), random);
+    Steps steps(uint64_t{count} * 1000);
+    for (const unsigned n : numbers) {
+      ByodUserAgentRule* const rule = BYOD_data_AllocUserAgentRule();
+      ("Phone " + Number(n) + "||Mobile&&Safari").copy(rule->keyword, sizeof rule->keyword - 1);
+      steps.Restart();
+      ASSERT_EQ(BYOD_AddUserAgentRule(rule), 0u);
+      to_add += steps.Taken();
+      steps.Restart();
+      ASSERT_TRUE(byod::data::SettleInLibrary(*rule, in_byte_order));
+      to_settle += steps.Taken();
+    }
+    EXPECT_LE(to_settle, 2 * to_add) << count;
+    std::string before;
+    for (const ByodLink* link = *BYOD_data_GetUserAgentRuleMatchList(); link != nullptr;
+         link = link->next) {
+      const std::string keyword = byod::data::RuleOfMatchLink(const_cast<ByodLink*>(link))->keyword;
+      ASSERT_LT(before, keyword);
+      before = keyword;
+    }
+    const ByodUserAgentRule* const first =
+        byod::data::FirstMatchInLibrary("a Mobile browser, Safari, of Phone");
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->keyword, "Phone " + Number(0) + "||Mobile&&Safari");
   }
 }
 
