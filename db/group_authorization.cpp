@@ -45,11 +45,21 @@ struct GroupKey {
 // under holds more: kept.
 constexpr size_t kRecoveredNameSize = 33;
 
+/// Finds what is stored for a device type. @param record  cleared; @return its length, below 1 when
+/// there is none
+int32_t FindStored(const char* group, const char* device_type, AuthorizationRecord& record) {
+  const GroupKey key(group);
+  std::memcpy(record.device_type, device_type, sizeof record.device_type);
+  return DBM_GetSortList(BYOD_db_GetDBHandle(), key.text, key.length, sizeof record, &record);
+}
+
 /// Removes what is stored for a device type. @return whether nothing is stored any more
 bool RemoveStored(const char* group, const char* device_type) {
-  uint32_t length = 0;
-  const OnHeap<void> stored(BYOD_db_FindGroupAutzRecord(group, device_type, &length));
-  return !stored || BYOD_db_RemoveGroupAutzRecord(group, length, stored.get()) == 0;
+  const auto stored = NewRecord();
+  if (!stored) return false;
+  const int32_t length = FindStored(group, device_type, *stored);
+  if (length < 1) return true;
+  return BYOD_db_RemoveGroupAutzRecord(group, static_cast<uint32_t>(length), stored.get()) == 0;
 }
 
 }  // namespace
@@ -93,12 +103,9 @@ int32_t BYOD_db_DelDevAutzAttrByGrp(const char* group) {
 }
 
 void* BYOD_db_FindGroupAutzRecord(const char* group, const char* device_type, uint32_t* length) {
-  const GroupKey key(group);
   auto record = byod::db::NewRecord();
   if (!record) return nullptr;
-  std::memcpy(record->device_type, device_type, sizeof record->device_type);
-  const int32_t found =
-      DBM_GetSortList(BYOD_db_GetDBHandle(), key.text, key.length, sizeof *record, record.get());
+  const int32_t found = byod::db::FindStored(group, device_type, *record);
   if (found < 1) return nullptr;
   *length = static_cast<uint32_t>(found);
   return record.release();

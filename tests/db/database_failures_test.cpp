@@ -336,4 +336,21 @@ TEST(DatabaseAllocations, AuthorizationRecordsFailWithoutMemoryOfTheirOwn) {
   BYOD_db_CloseCfgDBM();
 }
 
+// A deletion without memory said that nothing was stored, and the set came back at the next start.
+TEST(DatabaseAllocations, AnAuthorizationThatCannotBeLookedForIsNotDeleted) {
+  MemoryDbm::Reset();
+  BYOD_db_OpenCfgDBM();
+  const Message message({Number(1000, 1)});
+  const char type[128] = "t";
+  ASSERT_EQ(BYOD_db_AddDeviceTypeAuthorAttr("g", type, message.get()), 0u);
+  FailingAllocation failing(1);
+  const uint32_t result = BYOD_db_DeleteDeviceTypeAuthorAttr("g", type);
+  failing.Disarm();
+  EXPECT_EQ(result, kFailed);
+  EXPECT_EQ(MemoryDbm::Lists()[Key("BYOD_GroupAutz_g")].records.size(), 1u);
+  EXPECT_EQ(BYOD_db_DeleteDeviceTypeAuthorAttr("g", type), 0u);
+  EXPECT_TRUE(MemoryDbm::Lists()[Key("BYOD_GroupAutz_g")].records.empty());
+  BYOD_db_CloseCfgDBM();
+}
+
 }  // namespace
