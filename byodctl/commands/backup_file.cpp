@@ -138,6 +138,17 @@ void BackupFile::Finish() {
   if (fsync(file_.get()) != 0 || !file_.Close()) FailWithErrno();
   if (rename(draft_.c_str(), final_name_.c_str()) != 0) FailWithErrno();
   draft_.clear();
+  FlushDirectory();
+}
+
+/// Makes the new name survive a loss of power. Some file systems have no such thing.
+void BackupFile::FlushDirectory() const {
+  const size_t slash = final_name_.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : final_name_.substr(0, slash + 1);
+  const Descriptor file(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (file.get() >= 0 && fsync(file.get()) != 0 && errno != EINVAL && errno != ENOTSUP) {
+    FailWithErrno();
+  }
 }
 
 void BackupFile::Fail(const std::string& why) const {

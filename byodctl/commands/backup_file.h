@@ -40,7 +40,8 @@ class BackupFile {
 
   void Write(std::string_view bytes);
 
-  /// Completes the backup. @throws Failure; then the file is unchanged
+  /// Completes the backup. @throws Failure; then the file is unchanged, unless the new one is in
+  /// its place and only its name could not be made durable
   void Finish();
 
   /// Nothing else may be written to standard output then.
@@ -49,6 +50,7 @@ class BackupFile {
  private:
   void OpenAsItIs(const struct stat& status);
   void OpenDraft(const std::string& final_name);
+  void FlushDirectory() const;
   [[noreturn]] void Fail(const std::string& why) const;
   [[noreturn]] void FailWithErrno() const;
 
