@@ -492,7 +492,7 @@ line 1: mac 00:11:22:33:44:55, options 1,3, user-agent Android
         lines = [line.split("\t") for line in out.splitlines()[1:]]
         self.assertEqual([line[:3] for line in lines],
                          [[row[column] for column in columns] for row in rows])
-        self.assertTrue(all(len(line) == 7 for line in lines))
+        self.assertTrue(all(len(line) == 10 for line in lines))
         self.assertGreater(sum(line[3] != "" for line in lines), len(lines) // 2)
 
 
