@@ -50,8 +50,8 @@ cp --sparse=always "$image/disk.ext4" "$work/disk.ext4"
 # The same packages under a later version, to upgrade to.
 mkdir -p "$work/payload/debs" "$work/payload/later"
 for package in "$packages"/*.deb; do
-  # The machine has no Kea.
-  case $package in *-dbgsym_* | */byod-feeds-kea_*) continue ;; esac
+  # The machine has neither Kea nor FreeRADIUS.
+  case $package in *-dbgsym_* | */byod-feeds-kea_* | */byod-freeradius_*) continue ;; esac
   cp "$package" "$work/payload/debs/"
   dpkg-deb -R "$package" "$work/unpacked"
   sed -i -E 's/^(Version: .*)/\1+later/; s/\(= ([^)]*)\)/(= \1+later)/g' "$work/unpacked/DEBIAN/control"

@@ -22,11 +22,11 @@ directory=$(mktemp -d -p "${TMPDIR:-/var/tmp}" byod-packages.XXXXXX)
 trap 'rm -rf "$directory"' EXIT
 root=$directory/root
 make_bare_root "$root"
-mkdir -p "$root/packages/kea"
+mkdir -p "$root/packages/servers"
 for package in "$packages"/*.deb; do
   case $package in
     *-dbgsym_*) ;;
-    */byod-feeds-kea_*) cp "$package" "$root/packages/kea/" ;;
+    */byod-feeds-kea_* | */byod-freeradius_*) cp "$package" "$root/packages/servers/" ;;
     *) cp "$package" "$root/packages/" ;;
   esac
 done

@@ -113,8 +113,9 @@ more() {
   check 'and builds with it' cmake --build build
   check 'they run' sh -c 'build/outside && build/protocol'
   check 'mandoc -T lint has nothing to say of any page' no_fault_in_pages
-  if compgen -G '/packages/kea/*.deb' >/dev/null; then
-    check 'the hook for Kea installs with Kea' apt install --no-install-recommends /packages/kea/*.deb
+  if compgen -G '/packages/servers/*.deb' >/dev/null; then
+    check 'the modules of other servers install with them' \
+      apt install --no-install-recommends /packages/servers/*.deb
   fi
   check 'systemd-analyze verify has nothing to say' \
     silent systemd-analyze verify --man=no lauthd.service lauthd.socket
