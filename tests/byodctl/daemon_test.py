@@ -52,7 +52,7 @@ class Identify(WithDaemon):
                 line = identify.stdout.readline()
                 if line.startswith("mac\t"):
                     line = identify.stdout.readline()
-                self.assertEqual(line.rstrip("\n").split("\t")[2:],
+                self.assertEqual(line.rstrip("\n").split("\t")[2:7],
                                  [user_agent, "Apple", "Mobile", "iOS", name])
                 time.sleep(2.5)
             identify.stdin.close()
@@ -76,8 +76,8 @@ class Identify(WithDaemon):
         (answer,) = self.json("identify", "--group", "staff", "--user-agent", "x", expect=3)
         self.assertEqual(answer["authorization"]["attributes"], {"vlan": "99"})
         out = self.ctl("identify", "--group", "staff", "--tsv", "--user-agent", "iPhone")
-        self.assertEqual(out.splitlines()[0].split("\t")[-1], "authorization")
-        self.assertEqual(out.splitlines()[1].split("\t")[-1], "vlan=20 acl=phones")
+        self.assertEqual(out.splitlines()[0].split("\t")[7], "authorization")
+        self.assertEqual(out.splitlines()[1].split("\t")[7], "vlan=20 acl=phones")
 
 
 class Rules(WithDaemon):
@@ -453,7 +453,7 @@ class ImportExport(WithDaemon):
         directory.mkdir()
         (directory / "user-agent.csv").write_text(self.ctl("export", "user-agent"))
         self.assertEqual(self.json("check", "rules", str(directory)),
-                         [{"mac": 0, "user-agent": 3, "dhcp-option": 0, "errors": 0,
+                         [{"mac": 0, "user-agent": 3, "dhcp-option": 0, "evidence": 0, "errors": 0,
                            "warnings": 0, "problems": []}])
         self.assertEqual([rule["key"] for rule in self.json("export", "user-agent")],
                          ["#x", 'A, "b"', "iPhone"])
