@@ -312,6 +312,8 @@ Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
   // A person may read a listing page by page; that costs no more than the memory of one reply.
   const ReadLimit limit = series.HoldsFile() ? ReadLimit::kTimeout : ReadLimit::kNone;
   for (bool more = true; more;) {
+    // Other clients are served before each reply, the first one too, however fast this one reads.
+    if (!co_await WaitForTurn()) co_return false;
     if (!series.Next(pieces, more)) co_return false;
     // A long stretch without anything to report makes no reply.
     if (!more || !pieces.Empty()) {
@@ -319,8 +321,6 @@ Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
       pieces = Pieces();  // a client that does not read holds no more than what is left of a reply
       if (!output_.Empty() && !co_await SendRest(limit)) co_return false;
     }
-    // Other clients are served between the replies, however fast this one reads.
-    if (more && !co_await WaitForTurn()) co_return false;
   }
   co_return true;
 }
