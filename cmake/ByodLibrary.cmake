@@ -19,6 +19,7 @@ target_include_directories(byod PUBLIC
 # The messages of byod_tlv.h are made by the platform library: who installs one gets both.
 target_link_libraries(byod PRIVATE lauth INTERFACE $<INSTALL_INTERFACE:byod::lauth>)
 target_link_options(byod PRIVATE -Wl,--version-script=${BYOD_EXPORTS} -Wl,--gc-sections)
+byod_harden(byod)
 if(NOT BYOD_SANITIZE) # whose runtime is in the program
   target_link_options(byod PRIVATE -Wl,-z,defs)
 endif()

@@ -9,10 +9,11 @@ function(byod_warnings target)
   endif()
 endfunction()
 
-# byod_strict_warnings(target): what the shipped libraries are held to besides.
+# byod_strict_warnings(target): what is installed is held to these besides, and has guards.
 function(byod_strict_warnings target)
   byod_warnings(${target})
   target_compile_options(${target} PRIVATE -Wconversion -Wshadow)
+  byod_harden(${target})
 endfunction()
 
 # byod_measured(target): counts the target's lines and branches in a build that measures coverage.
@@ -55,6 +56,7 @@ function(byod_program name)
   set_target_properties(${name} PROPERTIES
     INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   byod_strict_warnings(${name})
+  set_property(GLOBAL APPEND PROPERTY BYOD_PROGRAMS ${name})
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 
