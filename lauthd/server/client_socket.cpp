@@ -5,8 +5,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
 #include <utility>
 
 namespace byod::lauthd {
@@ -27,11 +25,10 @@ ClientSocket::Stream& ClientSocket::stream() {
   return *stream_;
 }
 
-ClientSocket::Awaitable<bool> ClientSocket::Wait(Stream::wait_type what) {
+Awaitable<bool> ClientSocket::Wait(Stream::wait_type what) {
   if (closed_) co_return false;
-  asio::error_code error;
-  co_await stream().async_wait(what,
-                               asio::redirect_error(asio::use_awaitable_t<Executor>(), error));
+  const asio::error_code error =
+      co_await Operation([&](auto done) { stream().async_wait(what, std::move(done)); });
   co_return !error && !closed_;
 }
 

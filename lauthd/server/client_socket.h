@@ -5,11 +5,12 @@
 
 #include <sys/types.h>
 
-#include <asio/awaitable.hpp>
 #include <asio/basic_stream_socket.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <optional>
+
+#include "lauthd/server/awaitable.h"
 
 namespace byod::lauthd {
 
@@ -18,8 +19,6 @@ class ClientSocket {
   // The executor by its own type: behind a type-erased one every step of a coroutine costs more.
   using Executor = asio::io_context::executor_type;
   using Stream = asio::basic_stream_socket<asio::local::stream_protocol, Executor>;
-  template <typename T>
-  using Awaitable = asio::awaitable<T, Executor>;
 
   /// @param descriptor  of a connected, non-blocking socket; owned
   ClientSocket(asio::io_context& io, int descriptor) : io_(io), descriptor_(descriptor) {}

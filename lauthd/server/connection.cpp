@@ -5,9 +5,6 @@
 
 #include <algorithm>
 #include <asio/buffer.hpp>
-#include <asio/co_spawn.hpp>
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
 #include <cerrno>
 #include <exception>
 #include <new>
@@ -27,7 +24,6 @@ constexpr auto kOneRequest = Connections::Clock::time_point::min();
 constexpr std::chrono::seconds kBulkPause{10};   // between two requests of a bulk
 constexpr std::chrono::seconds kGateTimeout{4};  // byodctl waits for 5 seconds
 constexpr auto kNever = Connections::Clock::time_point::max();
-constexpr asio::use_awaitable_t<ClientSocket::Executor> kAwait;
 
 }  // namespace
 
@@ -143,11 +139,9 @@ void Connection::WaitFor(BlockedOn blocked) {
     case BlockedOn::kTurn:
       return runtime_.connections.AwaitTurn(shared_from_this());
     default:
-      asio::co_spawn(runtime_.io, ServeBlocked(blocked),
-                     [self = shared_from_this()](const std::exception_ptr& error) {
-                       if (error)
-                         self->CloseOnException([&error] { std::rethrow_exception(error); });
-                     });
+      Spawn(ServeBlocked(blocked), [self = shared_from_this()](const std::exception_ptr& error) {
+        if (error) self->CloseOnException([&error] { std::rethrow_exception(error); });
+      });
   }
 }
 
@@ -173,7 +167,7 @@ void Connection::WaitForInput() {
 }
 
 /// Waits for room in the socket or for a reply, until the client is blocked on something else.
-Connection::Awaitable<void> Connection::ServeBlocked(BlockedOn blocked) {
+Awaitable<void> Connection::ServeBlocked(BlockedOn blocked) {
   while (blocked == BlockedOn::kOutput || blocked == BlockedOn::kReply) {
     bool open = true;
     if (blocked == BlockedOn::kOutput) {
@@ -208,7 +202,7 @@ Connection::Outcome Connection::Answer() {
 }
 
 /// Does what TryAnswer left pending. @return false when the connection has to end
-Connection::Awaitable<bool> Connection::FinishAnswer() {
+Awaitable<bool> Connection::FinishAnswer() {
   if (!exchange_->series && !exchange_->watch) {
     if (!co_await WaitForGate()) co_return false;
     const Outcome outcome = Answer();
@@ -285,7 +279,7 @@ bool Connection::SendNow(const tlv::Message& message) {
 }
 
 /// Waits for room for what the socket did not take.
-Connection::Awaitable<bool> Connection::SendRest(ReadLimit limit) {
+Awaitable<bool> Connection::SendRest(ReadLimit limit) {
   deadline_ = Connections::Clock::now() + InputTimeout();
   BeginWait();
   while (!output_.Empty()) {
@@ -302,12 +296,12 @@ Connection::Awaitable<bool> Connection::SendRest(ReadLimit limit) {
   co_return true;
 }
 
-Connection::Awaitable<bool> Connection::Send(const tlv::Message& message, ReadLimit limit) {
+Awaitable<bool> Connection::Send(const tlv::Message& message, ReadLimit limit) {
   if (!SendNow(message)) co_return false;
   co_return output_.Empty() || co_await SendRest(limit);
 }
 
-Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
+Awaitable<bool> Connection::SendSeries(Series& series) {
   Pieces pieces;
   // A person may read a listing page by page; that costs no more than the memory of one reply.
   const ReadLimit limit = series.HoldsFile() ? ReadLimit::kTimeout : ReadLimit::kNone;
@@ -329,18 +323,20 @@ Connection::Awaitable<bool> Connection::SendSeries(Series& series) {
 
 /// Sets the flag when there is something to read, or the connection has ended.
 void Connection::NoticeInput(const std::shared_ptr<bool>& noticed) {
-  socket_.stream().async_wait(ClientSocket::Stream::wait_read,
-                              [self = shared_from_this(), noticed](asio::error_code error) {
-                                // The event may be of bytes that were read before the wait began.
-                                const bool nothing = !error && self->socket_.Peek() < 0 &&
-                                                     (errno == EAGAIN || errno == EWOULDBLOCK);
-                                if (nothing) return self->NoticeInput(noticed);
-                                *noticed = true;
-                                self->Wake();
-                              });
+  socket_.stream().async_wait(ClientSocket::Stream::wait_read, [self = shared_from_this(),
+                                                                noticed](asio::error_code error) {
+    // The event may be of bytes that were read before the wait began.
+    const bool nothing =
+        !error && self->socket_.Peek() < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+    if (nothing) {
+      return self->CloseOnException([&] { self->NoticeInput(noticed); });
+    }
+    *noticed = true;
+    self->Wake();
+  });
 }
 
-Connection::Awaitable<bool> Connection::SendEvents(Watcher& watcher) {
+Awaitable<bool> Connection::SendEvents(Watcher& watcher) {
   Pieces pieces;
   if (const uint64_t lost = watcher.TakeLost(); lost != 0) {
     uint8_t counter[protocol::kCounterSize];
@@ -354,7 +350,7 @@ Connection::Awaitable<bool> Connection::SendEvents(Watcher& watcher) {
   co_return co_await Send(pieces.MakeReply(BYOD_ERR_CONTINUE), ReadLimit::kTimeout);
 }
 
-Connection::Awaitable<bool> Connection::Watch() {
+Awaitable<bool> Connection::Watch() {
   Watcher watcher([this] { Wake(); });
   const WatchHub::Registration registration(state_.watch_hub, watcher, peer_.user);
   const Pieces nothing;
@@ -377,7 +373,7 @@ Connection::Awaitable<bool> Connection::Watch() {
 
 /// Waits for the end of another client's bulk, or refuses the request.
 /// @return false when this client has gone meanwhile
-Connection::Awaitable<bool> Connection::WaitForGate() {
+Awaitable<bool> Connection::WaitForGate() {
   const ChangeGate::Waiter waiter(state_.gate, [this] { Wake(); });
   const auto end = Connections::Clock::now() + kGateTimeout;
   while (!waiter.MayPass()) {
@@ -392,7 +388,7 @@ Connection::Awaitable<bool> Connection::WaitForGate() {
 }
 
 /// Lets clients with less to do be served. @return false when this client has gone meanwhile
-Connection::Awaitable<bool> Connection::WaitForTurn() {
+Awaitable<bool> Connection::WaitForTurn() {
   waiting_for_turn_ = true;
   runtime_.connections.AwaitTurn(shared_from_this());
   while (waiting_for_turn_ && !socket_.closed())
@@ -401,15 +397,14 @@ Connection::Awaitable<bool> Connection::WaitForTurn() {
 }
 
 /// Waits until Wake is called.
-Connection::Awaitable<void> Connection::Sleep() {
+Awaitable<void> Connection::Sleep() {
   return SleepUntil(kNever);
 }
 
-Connection::Awaitable<void> Connection::SleepUntil(Connections::Clock::time_point end) {
+Awaitable<void> Connection::SleepUntil(Connections::Clock::time_point end) {
   if (!sleep_) sleep_.emplace(runtime_.io);
-  asio::error_code cancelled;
   sleep_->expires_at(end);
-  co_await sleep_->async_wait(asio::redirect_error(kAwait, cancelled));
+  co_await Operation([&](auto done) { sleep_->async_wait(std::move(done)); });
 }
 
 void Connection::Wake() {

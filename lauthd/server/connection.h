@@ -46,9 +46,6 @@ class Connection : public Client, public std::enable_shared_from_this<Connection
   void TakeTurn() override;
 
  private:
-  template <typename T>
-  using Awaitable = ClientSocket::Awaitable<T>;
-
   // How an attempt to answer a request ended.
   enum class Outcome { kSent, kPending, kFailed };
 

@@ -5,8 +5,6 @@
 #include <sys/socket.h>
 
 #include <asio/post.hpp>
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -51,7 +49,12 @@ Listener::Listener(Runtime& runtime)
     room_.cancel();
     if (waiting_.empty() || std::exchange(admitting_, true)) return;
     // Not at once: the connection that makes room is in the middle of its end.
-    asio::post(runtime_.io, [this] { AdmitWaiting(); });
+    // Called by destructors. Without memory those that wait are looked at again a second later.
+    try {
+      asio::post(runtime_.io, [this] { AdmitWaiting(); });
+    } catch (const std::bad_alloc&) {
+      WarnOnce("no memory");
+    }
   });
 }
 
@@ -77,23 +80,23 @@ void Listener::TidyUp() {
   for (RepeatedWarning* warning : {&room_made_, &no_room_, &refused_})
     warning->Flush();
   waiting_.remove_if([](const Waiting& one) { return HasGone(one.socket.get()); });
+  if (!waiting_.empty()) AdmitWaiting();
 }
 
 void Listener::WarnOnce(const char* reason) {
   if (!std::exchange(warned_, true)) Log(Severity::kWarning, "clients wait: %s", reason);
 }
 
-asio::awaitable<void> Listener::Pause() {
-  asio::error_code cancelled;
+Awaitable<void> Listener::Pause() {
   room_.expires_after(kPause);
-  co_await room_.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+  co_await Operation([&](auto done) { room_.async_wait(std::move(done)); });
 }
 
-asio::awaitable<void> Listener::Accept() {
+Awaitable<void> Listener::Accept() {
   while (acceptor_.is_open()) {
-    asio::error_code stopped;
-    co_await acceptor_.async_wait(asio::local::stream_protocol::acceptor::wait_read,
-                                  asio::redirect_error(asio::use_awaitable, stopped));
+    const asio::error_code stopped = co_await Operation([&](auto done) {
+      acceptor_.async_wait(asio::local::stream_protocol::acceptor::wait_read, std::move(done));
+    });
     if (stopped) co_return;
     if (!AcceptSome()) co_await Pause();
   }

@@ -3,7 +3,6 @@
 #ifndef LAUTHD_SERVER_LISTENER_H
 #define LAUTHD_SERVER_LISTENER_H
 
-#include <asio/awaitable.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/steady_timer.hpp>
 #include <list>
@@ -11,6 +10,7 @@
 #include <optional>
 
 #include "lauthd/repeated_warning.h"
+#include "lauthd/server/awaitable.h"
 #include "lauthd/server/socket_file.h"
 #include "lauthd/state/shared_places.h"
 #include "net/descriptor.h"
@@ -30,7 +30,7 @@ class Listener {
   /// Accepts a few clients at a time, so that those that are connected are served in between. One
   /// for which there is no place closes an idle one, or waits until there is one. Nobody is
   /// accepted while the system has no more descriptors.
-  asio::awaitable<void> Accept();
+  Awaitable<void> Accept();
 
   /// Logs what has been held back, and forgets clients that wait no more. Called every second or
   /// so.
@@ -58,7 +58,7 @@ class Listener {
   void Wait(net::Descriptor client, const Peer& peer);
   void AdmitWaiting();
   void WarnOnce(const char* reason);
-  asio::awaitable<void> Pause();
+  Awaitable<void> Pause();
 
   Runtime& runtime_;
   std::optional<SocketFile> file_;  // none while the socket is the service manager's

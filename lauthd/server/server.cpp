@@ -4,18 +4,13 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <asio/awaitable.hpp>
-#include <asio/co_spawn.hpp>
-#include <asio/error.hpp>
-#include <asio/redirect_error.hpp>
 #include <asio/steady_timer.hpp>
-#include <asio/system_error.hpp>
-#include <asio/use_awaitable.hpp>
 #include <chrono>
 #include <csignal>
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 
 #ifdef __GLIBC__
@@ -23,6 +18,7 @@
 #endif
 
 #include "lauthd/log.h"
+#include "lauthd/server/awaitable.h"
 #include "lauthd/server/manager.h"
 #include "lauthd/server/stop_limit.h"
 #include "lauthd/state/file_rights.h"
@@ -54,14 +50,33 @@ void TrimMemory(size_t clients, size_t& most) {
 #endif
 }
 
+// Before something that failed without memory is tried again.
+constexpr std::chrono::milliseconds kMemoryPause{1};
+
+constexpr std::chrono::minutes kLogPause{1};
+
+/// Runs a step of the daemon's own; one that fails for want of memory is left out.
+template <typename Step>
+void LogException(const char* what, Step step) {
+  try {
+    step();
+  } catch (const std::exception& reason) {
+    Log(Severity::kError, "%s: %s", what, reason.what());
+  }
+}
+
+Awaitable<void> WaitFor(asio::steady_timer& timer, Clock::duration time) {
+  timer.expires_after(time);
+  co_await Operation([&](auto done) { timer.async_wait(std::move(done)); });
+}
+
 /// One timer for the timeouts of all clients: a resolution of a second is enough.
-asio::awaitable<void> CheckTimeouts(Runtime& runtime, Listener& listener) {
+Awaitable<void> CheckTimeouts(Runtime& runtime, Listener& listener) {
   asio::steady_timer timer(runtime.io);
   const auto pause = std::min<Clock::duration>(std::chrono::seconds(1), runtime.idle_timeout / 2);
   size_t most_clients = 0;  // since the memory of others was given back
   for (;;) {
-    timer.expires_after(pause);
-    co_await timer.async_wait(asio::use_awaitable);
+    co_await WaitFor(timer, pause);
     runtime.connections.EndOverdue(Clock::now());
     runtime.state.store.RetryInBackground();
     runtime.state.refused_watches.Flush();
@@ -72,29 +87,35 @@ asio::awaitable<void> CheckTimeouts(Runtime& runtime, Listener& listener) {
 
 /// Reports to the service manager that requests are still served. A loop that hangs in one stays
 /// silent, and the manager starts the daemon again.
-asio::awaitable<void> ReportAlive(Runtime& runtime, Clock::duration watchdog) {
+Awaitable<void> ReportAlive(Runtime& runtime, Clock::duration watchdog) {
   asio::steady_timer timer(runtime.io);
   for (;;) {
     NotifyManagerAlive();
-    timer.expires_after(watchdog / 2);
-    co_await timer.async_wait(asio::use_awaitable);
+    co_await WaitFor(timer, watchdog / 2);
   }
 }
 
+/// Waits until no bulk is open.
+Awaitable<void> WaitForGate(Runtime& runtime) {
+  ChangeGate& gate = runtime.state.gate;
+  asio::steady_timer bulk_end(runtime.io);
+  const ChangeGate::Waiter waiter(gate, [&bulk_end] { bulk_end.cancel(); });
+  while (!waiter.MayPass())
+    co_await WaitFor(bulk_end, std::chrono::hours(1));
+}
+
 /// Reloads the rule files on SIGHUP, when no bulk is open.
-asio::awaitable<void> ReloadOnSignal(Runtime& runtime, asio::signal_set& signals) {
-  State& state = runtime.state;
+/// @param requested  whether the signal has come already
+Awaitable<void> ReloadOnSignal(Runtime& runtime, asio::signal_set& signals, bool& requested) {
   for (;;) {
-    co_await signals.async_wait(asio::use_awaitable);
-    asio::steady_timer bulk_end(runtime.io);
-    const ChangeGate::Waiter waiter(state.gate, [&bulk_end] { bulk_end.cancel(); });
-    while (!waiter.MayPass()) {
-      asio::error_code cancelled;
-      bulk_end.expires_at(Clock::time_point::max());
-      co_await bulk_end.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
+    if (!requested && co_await Operation([&](auto done) { signals.async_wait(std::move(done)); })) {
+      co_return;
     }
+    requested = true;
+    co_await WaitForGate(runtime);
+    requested = false;
     NotifyManagerReloading();
-    state.Reload();
+    LogException("a reload failed", [&] { runtime.state.Reload(); });
     NotifyManagerReady();
   }
 }
@@ -108,16 +129,30 @@ void AllowDescriptors(rlim_t count) {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Runs one of the daemon's own tasks. An exception ends the daemon, which would be of little use
-/// without the task; being cancelled does not.
-void Spawn(asio::io_context& io, asio::awaitable<void> task) {
-  asio::co_spawn(io, std::move(task), [](const std::exception_ptr& failure) {
+/// Runs one of the daemon's own tasks to its end, which most do not have. One that fails for want
+/// of memory begins again.
+/// @param make  () -> Awaitable<void>
+template <typename Make>
+Awaitable<void> Insist(asio::io_context& io, Make make) {
+  Clock::time_point next_log;
+  for (;;) {
     try {
-      if (failure) std::rethrow_exception(failure);
-    } catch (const asio::system_error& error) {
-      if (error.code() != asio::error::operation_aborted) throw;
+      co_await make();
+      co_return;
+    } catch (const std::exception& reason) {
+      if (Clock::now() >= next_log) {
+        Log(Severity::kError, "a task of the daemon is begun again: %s", reason.what());
+        next_log = Clock::now() + kLogPause;
+      }
     }
-  });
+    if (io.stopped()) co_return;
+    std::this_thread::sleep_for(kMemoryPause);
+  }
+}
+
+template <typename Make>
+void Keep(asio::io_context& io, Make make) {
+  Spawn(Insist(io, std::move(make)), [](const std::exception_ptr&) {});
 }
 
 }  // namespace
@@ -147,14 +182,16 @@ void Server::Run() {
     Log(Severity::kNotice, "stopping on signal %d", signal);
     io.stop();
   });
-  Spawn(io, CheckTimeouts(runtime_, *listener_));
-  if (const auto watchdog = ManagerWatchdog()) Spawn(io, ReportAlive(runtime_, *watchdog));
-  Spawn(io, ReloadOnSignal(runtime_, hangup_));
-  Spawn(io, listener_->Accept());
+  Keep(io, [this] { return CheckTimeouts(runtime_, *listener_); });
+  if (const auto watchdog = ManagerWatchdog()) {
+    Keep(io, [this, watchdog] { return ReportAlive(runtime_, *watchdog); });
+  }
+  Keep(io, [this] { return ReloadOnSignal(runtime_, hangup_, reload_requested_); });
+  Keep(io, [this] { return listener_->Accept(); });
   Log(Severity::kNotice, "listening on %s", runtime_.state.options.socket.c_str());
   NotifyManagerReady();
-  while (RunOnce()) {
-  }
+  for (bool more = true; more;)
+    LogException("an event is left out", [&] { more = RunOnce(); });
   NotifyManagerStopping();
   Stop();
 }

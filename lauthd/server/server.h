@@ -25,7 +25,7 @@ class Server {
   /// Loads the rules. @throws std::runtime_error  without memory for them
   void Load() { runtime_.state.Load(); }
 
-  /// Serves clients until a signal ends it. @throws what ends one of the daemon's own tasks
+  /// Serves clients until a signal ends it. @throws std::bad_alloc  before it serves any
   void Run();
 
  private:
@@ -38,6 +38,7 @@ class Server {
   // The signals that end the daemon, and those that reload; caught from Listen on.
   asio::signal_set stop_{runtime_.io};
   asio::signal_set hangup_{runtime_.io};
+  bool reload_requested_ = false;
 };
 
 }  // namespace byod::lauthd
