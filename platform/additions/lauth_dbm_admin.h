@@ -113,6 +113,9 @@ typedef int32_t (*LAUTH_db_DataCallback)(void* context, const void* key, uint32_
  * then takes the place in one step, so a crash leaves the old database or the new one. The file
  * itself is only read.
  *
+ * The database that was there is kept, under its file name with ".old" appended, until
+ * LAUTH_db_EndRestore.
+ *
  * A file in the database's place that DBM_Open would refuse is kept under the database's file name
  * with ".damaged" (or ".damaged.1", and so on) appended.
  *
@@ -125,6 +128,22 @@ typedef int32_t (*LAUTH_db_DataCallback)(void* context, const void* key, uint32_
  */
 int32_t LAUTH_db_Restore(const char* name, const char* owner, const void* parameters,
                          const char* file, LAUTH_db_DataCallback check, void* context);
+
+/**
+ * Puts the database back that the last restore replaced: whoever restored it cannot use the new
+ * one.
+ *
+ * @return 0; DBM_ERR_NOTFOUND when there is none; DBM_ERR_BUSY when anyone has the database open
+ */
+int32_t LAUTH_db_UndoRestore(const char* name);
+
+/**
+ * Ends a restore: what it replaced is removed. Also for what a restore left that was interrupted,
+ * as whoever opens the database next decides for the new one.
+ *
+ * @return 0, also when there is nothing
+ */
+int32_t LAUTH_db_EndRestore(const char* name);
 
 /** @return the changes, bulk ones counted once, that this process has flushed to disk */
 uint64_t LAUTH_db_FlushCount(void);

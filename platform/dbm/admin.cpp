@@ -95,6 +95,23 @@ int32_t LAUTH_db_Restore(const char* name, const char* owner, const void* parame
   });
 }
 
+int32_t LAUTH_db_UndoRestore(const char* name) {
+  return Guarded([&]() -> Result {
+    Place place;
+    Result result = Locate(name, place);
+    if (result == DBM_OK) result = MayOpen();
+    return result == DBM_OK ? UndoRestore(place) : result;
+  });
+}
+
+int32_t LAUTH_db_EndRestore(const char* name) {
+  return Guarded([&]() -> Result {
+    Place place;
+    const Result result = Locate(name, place);
+    return result == DBM_OK ? RemoveFile(place.replaced) : result;
+  });
+}
+
 uint64_t LAUTH_db_FlushCount(void) {
   return FlushCount();
 }

@@ -128,6 +128,45 @@ Result PutOldAside(const Place& place, const Identity& identity) {
   return KeepDamaged(place);
 }
 
+// Keeps the old database under another name too, if there is one, until the restore has ended.
+Result KeepReplaced(const Place& place) {
+  if (!NameIsTaken(place.database)) return DBM_OK;
+  if (link(place.database.c_str(), place.replaced.c_str()) == 0) return DBM_OK;
+  return FailSystem("rename", place.database.c_str());
+}
+
+// Gives what a restore has replaced its name back.
+Result PutBack(const Place& place) {
+  // The new file's log must not lie beside the old file.
+  for (const std::string* path : {&place.log, &place.index}) {
+    if (const Result result = RemoveFile(*path); result != DBM_OK) return result;
+  }
+  if (rename(place.replaced.c_str(), place.database.c_str()) != 0) {
+    return FailSystem("replace", place.database.c_str());
+  }
+  return FlushDirectory(place.directory);
+}
+
+// Puts the checked copy in the place of the database; a failure leaves the old one there.
+Result Replace(const Place& place) {
+  Result result = KeepReplaced(place);
+  if (result == DBM_OK && rename(place.fresh.c_str(), place.database.c_str()) != 0) {
+    result = FailSystem("replace", place.database.c_str());
+  }
+  const bool in_place = result == DBM_OK;
+  if (in_place) result = FlushDirectory(place.directory);
+  if (result == DBM_OK) return result;
+  const KeptErrorText reason;
+  if (!in_place) {
+    RemoveFile(place.replaced);
+  } else if (NameIsTaken(place.replaced)) {
+    PutBack(place);
+  } else {
+    RemoveFile(place.database);
+  }
+  return Fail(result, "%s", reason.get());
+}
+
 }  // namespace
 
 Result Database::Backup(const std::string& file) {
@@ -159,16 +198,25 @@ Result Restore(const Place& place, const Identity& identity, const std::string& 
   Result result = PrepareDirectory(place);
   if (result == DBM_OK) result = lock.Acquire(place, Lock::Kind::kAlone);
   if (result != DBM_OK) return result;
-  result = CopyBackup(place, file);
+  result = RemoveFile(place.replaced);
+  if (result == DBM_OK) result = CopyBackup(place, file);
   if (result == DBM_OK) result = CheckCopy(place, identity, file, check);
   if (result == DBM_OK) result = PutOldAside(place, identity);
-  if (result == DBM_OK && rename(place.fresh.c_str(), place.database.c_str()) != 0) {
-    result = FailSystem("replace", place.database.c_str());
-  }
-  if (result == DBM_OK) return FlushDirectory(place.directory);
+  if (result == DBM_OK) result = Replace(place);
+  if (result == DBM_OK) return result;
   const KeptErrorText reason;
   RemoveFresh(place);
   return Fail(result, "%s", reason.get());
+}
+
+Result UndoRestore(const Place& place) {
+  Lock lock;
+  const Result result = lock.Acquire(place, Lock::Kind::kAlone);
+  if (result != DBM_OK) return result;
+  if (!NameIsTaken(place.replaced)) {
+    return Fail(DBM_ERR_NOTFOUND, "%s: there is no such file", place.replaced.c_str());
+  }
+  return PutBack(place);
 }
 
 }  // namespace lauth::dbm

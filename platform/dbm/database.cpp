@@ -98,6 +98,9 @@ Result Database::Open(const Place& place, const Identity& identity,
   if (result == DBM_OK) result = opened->connection_.Open(place.database);
   if (result == DBM_OK) result = Verify(opened->connection_, identity, Depth::kOpening);
   if (result == DBM_OK) result = MakeDurable(opened->connection_);
+  // The log is there now, and stays until the last close. SQLite flushes its name with its first
+  // change, but does not notice when that fails.
+  if (result == DBM_OK) result = FlushDirectory(place.directory);
   if (result == DBM_OK) database = std::move(opened);
   return result;
 }
@@ -142,6 +145,7 @@ Result DeleteDatabase(const Place& place) {
   // So that the file without its log is still the whole old state.
   if (result == DBM_OK) result = MoveLogIntoFile(place, connection);
   if (result == DBM_OK) result = RemoveFresh(place);
+  if (result == DBM_OK) result = RemoveFile(place.replaced);
   if (result == DBM_OK) result = RemoveFile(place.database);
   if (result == DBM_OK) result = FlushDirectory(place.directory);
   return result == DBM_OK ? RemoveFile(place.lock) : result;

@@ -148,6 +148,9 @@ Result DeleteDatabase(const Place& place);
 Result Restore(const Place& place, const Identity& identity, const std::string& file,
                const DataCheck& check);
 
+/// Puts back what the last restore replaced.
+Result UndoRestore(const Place& place);
+
 /// Checks what names and sizes alone show. SQLite would take an empty file for a new database and
 /// roll a foreign journal back.
 Result CheckFiles(const Place& place);

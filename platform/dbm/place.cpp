@@ -89,6 +89,7 @@ Result Locate(const char* name, Place& place) {
   place.index = place.database + "-shm";
   place.journal = place.database + "-journal";
   place.fresh = place.database + ".new";
+  place.replaced = place.database + ".old";
   place.lock = base + ".lock";
   return DBM_OK;
 }

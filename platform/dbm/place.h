@@ -18,6 +18,7 @@ struct Place {
   std::string index;     // <name>.db-shm: the log's index, of no use after a crash
   std::string journal;   // <name>.db-journal: ours have none
   std::string fresh;     // <name>.db.new: a file being made ready to take the database's place
+  std::string replaced;  // <name>.db.old: what a restore has replaced, until it has ended
   std::string lock;      // <name>.lock
 };
 

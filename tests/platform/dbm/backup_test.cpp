@@ -123,6 +123,30 @@ TEST_F(Backup, ABrokenBackupReplacesNothing) {
   ExpectRefused(DBM_ERR_DAMAGED, "is not a backup");
 }
 
+TEST_F(Backup, WhatARestoreReplacedComesBackOrGoes) {
+  MakeBackup();
+  ASSERT_EQ(SetValue(handle_, "V", "new"), DBM_OK);
+  Close();
+  EXPECT_EQ(LAUTH_db_UndoRestore("eBYOD"), DBM_ERR_NOTFOUND);
+  ASSERT_EQ(RestoreIt(), DBM_OK);
+  OpenIt();
+  EXPECT_EQ(GetValue(handle_, "V"), "old");
+  EXPECT_EQ(LAUTH_db_UndoRestore("eBYOD"), DBM_ERR_BUSY);
+  Close();
+  ASSERT_EQ(LAUTH_db_UndoRestore("eBYOD"), DBM_OK);
+  OpenIt();
+  EXPECT_EQ(GetValue(handle_, "V"), "new");
+  Close();
+  ASSERT_EQ(RestoreIt(), DBM_OK);
+  EXPECT_TRUE(std::filesystem::exists(file_ + ".old"));
+  EXPECT_EQ(LAUTH_db_EndRestore("eBYOD"), DBM_OK);
+  EXPECT_EQ(LAUTH_db_EndRestore("eBYOD"), DBM_OK);
+  EXPECT_FALSE(std::filesystem::exists(file_ + ".old"));
+  EXPECT_EQ(LAUTH_db_UndoRestore("eBYOD"), DBM_ERR_NOTFOUND);
+  OpenIt();
+  EXPECT_EQ(GetValue(handle_, "V"), "old");
+}
+
 TEST_F(Backup, ADatabaseInUseIsNoBackup) {
   MakeBackup();
   ASSERT_EQ(SetValue(handle_, "V", "new"), DBM_OK);
