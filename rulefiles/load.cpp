@@ -2,6 +2,7 @@
 #include "rulefiles/load.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "byod_data.h"
@@ -27,19 +28,33 @@ ByodDeviceInfo InfoOf(const DeviceText& device) {
   return info;
 }
 
+ByodMacRule ProbeOf(const MacRule& rule) {
+  ByodMacRule probe = {};
+  std::ranges::copy(rule.prefix.Mac(), probe.mac);
+  std::ranges::copy(rule.prefix.Mask(), probe.mask);
+  return probe;
+}
+
+/// Whether a rule is there that keeps a prefix out of the table.
+bool IsTaken(const ByodMacRule& probe) {
+  return BYOD_data_FindMacRule(&probe) != nullptr;
+}
+
 /// Adds rules one by one. The adding functions return no result, so the table's count is compared.
+/// Only a MAC rule that overlaps another one is not taken; what else is missing is memory.
 class Loader {
  public:
   Loader(size_t total, Diagnostics& diagnostics, const Progress& progress)
       : total_(total), diagnostics_(diagnostics), progress_(progress) {}
 
-  template <typename Rule, typename Add>
-  void LoadTable(const std::vector<Rule>& rules, uint32_t (*count)(), Add add) {
+  template <typename Rule, typename Add, typename Taken>
+  void LoadTable(const std::vector<Rule>& rules, uint32_t (*count)(), Add add, Taken is_taken) {
     for (const Rule& rule : rules) {
       const uint32_t before = count();
       const ByodDeviceInfo info = InfoOf(rule.device);
       add(rule, &info);
       if (count() == before) {
+        if (!is_taken(rule)) throw std::bad_alloc();
         diagnostics_.Report(Problem::kConflict, rule.place,
                             "the rule table does not take the rule");
       } else {
@@ -71,21 +86,26 @@ class Loader {
 size_t Load(const RuleSet& set, Diagnostics& diagnostics, const Progress& progress) {
   Loader loader(set.mac.size() + set.user_agent.size() + set.dhcp_option.size(), diagnostics,
                 progress);
-  loader.LoadTable(set.mac, &BYOD_data_GetMacRuleCount,
-                   [](const MacRule& rule, const ByodDeviceInfo* info) {
-                     ByodMacRule probe = {};
-                     std::ranges::copy(rule.prefix.Mac(), probe.mac);
-                     std::ranges::copy(rule.prefix.Mask(), probe.mask);
-                     BYOD_data_AddFileMacRule(&probe, info);
-                   });
-  loader.LoadTable(set.user_agent, &BYOD_data_GetUserAgentRuleCount,
-                   [](const TextRule& rule, const ByodDeviceInfo* info) {
-                     BYOD_data_AddFileAgentRule(rule.text.c_str(), info);
-                   });
-  loader.LoadTable(set.dhcp_option, &BYOD_data_GetDhcpOptionRuleCount,
-                   [](const TextRule& rule, const ByodDeviceInfo* info) {
-                     BYOD_data_AddFileDhcpOptionRule(rule.text.c_str(), info);
-                   });
+  const auto never = [](const TextRule&) { return false; };
+  loader.LoadTable(
+      set.mac, &BYOD_data_GetMacRuleCount,
+      [](const MacRule& rule, const ByodDeviceInfo* info) {
+        const ByodMacRule probe = ProbeOf(rule);
+        BYOD_data_AddFileMacRule(&probe, info);
+      },
+      [](const MacRule& rule) { return IsTaken(ProbeOf(rule)); });
+  loader.LoadTable(
+      set.user_agent, &BYOD_data_GetUserAgentRuleCount,
+      [](const TextRule& rule, const ByodDeviceInfo* info) {
+        BYOD_data_AddFileAgentRule(rule.text.c_str(), info);
+      },
+      never);
+  loader.LoadTable(
+      set.dhcp_option, &BYOD_data_GetDhcpOptionRuleCount,
+      [](const TextRule& rule, const ByodDeviceInfo* info) {
+        BYOD_data_AddFileDhcpOptionRule(rule.text.c_str(), info);
+      },
+      never);
   return loader.Finish();
 }
 

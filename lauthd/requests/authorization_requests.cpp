@@ -76,6 +76,11 @@ bool FitsRecord(const Attributes& attributes) {
 Result Put(State& state, const std::string& group, const std::vector<std::string>& categories,
            const std::optional<Attributes>& attributes) {
   if (!state.store.Ready()) return state.store.NotSaved();
+  Authorization::Draft draft(state.authorization, group);
+  for (const std::string& category : categories) {
+    state.bulk.Remember(state.authorization, group, category);
+    draft.Put(category, attributes);
+  }
   // The library removes and inserts: two writes for one set.
   const bool saved = state.bulk.Open() || state.store.WriteTogether([&] {
     uint32_t failed = 0;
@@ -84,10 +89,7 @@ Result Put(State& state, const std::string& group, const std::vector<std::string
     return failed;
   });
   if (!saved) return state.store.NotSaved();
-  for (const std::string& category : categories) {
-    state.bulk.Remember(group, category, state.authorization.Find(group, category));
-    state.authorization.Put(group, category, attributes);
-  }
+  state.authorization.Exchange(draft);
   return {};
 }
 

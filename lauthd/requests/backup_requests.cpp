@@ -92,9 +92,8 @@ Result AddToRestore(Exchange& exchange) {
 Result CommitRestore(Exchange& exchange) {
   const auto upload = std::move(exchange.session.upload);
   if (!upload->Whole()) return Refused(BYOD_REFUSAL_BAD_DATA, "the data is incomplete");
-  Result result = exchange.state.store.Restore(upload->file());
-  if (result.Ok()) exchange.state.store.Recover();
-  return result;
+  State& state = exchange.state;
+  return state.store.Restore(upload->file(), state.options.rule_limit);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include "lauthd/requests/request_form.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
-#include "lauthd/state/match_order.h"
 #include "lauthd/state/state.h"
 
 namespace byod::lauthd {
@@ -15,8 +14,11 @@ Result Begin(Exchange& exchange) {
   State& state = exchange.state;
   if (state.bulk.Open()) return Refused(BYOD_REFUSAL_BUSY, "a bulk is open already");
   if (!state.store.Ready()) return state.store.NotSaved();
+  std::string time = TimeOfDay();
+  const uid_t user = exchange.session.peer().user;
+  // Nothing fails from here on: the bulk must have an owner, who ends it.
   state.bulk.Begin();
-  state.gate.Take(&exchange.session, exchange.session.peer().user, TimeOfDay());
+  state.gate.Take(&exchange.session, user, std::move(time));
   exchange.session.bulk_expired = false;
   return {};
 }
@@ -51,10 +53,6 @@ Result Apply(Exchange& exchange) {
 }
 
 Result Commit(State& state) {
-  if (!ArrangeMatchList()) {
-    state.AbortBulk();
-    return NoMemory();
-  }
   const bool kept = state.store.WriteTogether(
       [&] { return state.bulk.Save(state.idle_rules, state.authorization); });
   if (!kept) {

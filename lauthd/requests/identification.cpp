@@ -60,7 +60,7 @@ uint32_t UnmatchedParts(RuleSearch& rules) {
 
 /// @return the event as a message; null without memory
 Event MakeEvent(const Exchange& exchange, const ByodFingerPrint& fingerprint, uint32_t code,
-                const Identity& identity, uint64_t now) {
+                const Identity& identity, uint64_t now) try {
   const tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());
   append.Combine(protocol::AppendCounter(message.get(), BYOD_EXT_TIME, now))
@@ -75,6 +75,8 @@ Event MakeEvent(const Exchange& exchange, const ByodFingerPrint& fingerprint, ui
   const auto length = static_cast<uint32_t>(bytes.size());
   if (TLV_Flush(message.get(), tlv::kMemory, length, target) != length) return nullptr;
   return std::make_shared<const std::vector<uint8_t>>(std::move(bytes));
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 /**
@@ -166,6 +168,8 @@ void RecordIdentification(Exchange& exchange, RuleSearch& rules, uint32_t code,
   if (state.watch_hub.Empty()) return;
   if (const Event event = MakeEvent(exchange, rules.fingerprint(), code, identity, now)) {
     state.watch_hub.Publish(event);
+  } else {
+    state.watch_hub.Lose();
   }
 }
 

@@ -2,7 +2,6 @@
 #include "lauthd/requests/rule_changes.h"
 
 #include "lauthd/requests/request_key.h"
-#include "lauthd/state/match_order.h"
 #include "lauthd/state/rule_state.h"
 #include "lauthd/state/state.h"
 #include "lauthd/state/stored_name.h"
@@ -47,21 +46,28 @@ Result CannotMake(const typename Kind::Key& key, uint32_t err) {
   return NoMemory();
 }
 
-/// Makes a custom rule, and puts it where it belongs among those of its length; in a bulk that is
-/// done at its end. @return null when it cannot be made: why in err
+/// Whether the limit allows one more custom rule.
+bool HasRoom(const State& state) {
+  const uint32_t limit = state.options.rule_limit;
+  return limit == BYOD_NO_RULE_LIMIT || Byod_GetCustomRuleCount() < limit;
+}
+
+/// Makes a custom rule, and puts it where it belongs among those of its length.
+/// @return null when it cannot be made: why in err
 template <typename Kind>
 typename Kind::Rule* Make(State& state, const typename Kind::Key& key, uint32_t& err) {
+  if (auto* const withdrawn = Kind::FindWithdrawn(key)) {
+    err = HasRoom(state) ? 0 : BYOD_ERR_RULE_LIMIT;
+    if (err != 0) return nullptr;
+    state.bulk.Reuse<Kind>(withdrawn, key);
+    return withdrawn;
+  }
   uint16_t created = 0;
   auto* const rule = Kind::FindOrNew(key, &created, &err);
-  if constexpr (Kind::kMethod == BYOD_METHOD_USERAGENT) {
-    if (rule != nullptr && !state.bulk.Open()) {
-      if (ArrangeMatchList(*rule)) return Kind::Find(key);
-      err = BYOD_ERR_FAILED;
-      EraseRule<Kind>(rule);
-      return nullptr;
-    }
-  }
-  return rule;
+  if (rule == nullptr) return nullptr;
+  auto* const arranged = ArrangeRule<Kind>(rule);
+  if (arranged == nullptr) err = BYOD_ERR_FAILED;
+  return arranged;
 }
 
 /// Stores what an administrator gave a rule, or that there is nothing; in a bulk that is done at
@@ -77,14 +83,15 @@ bool Save(State& state, const typename Kind::Rule& rule) {
 
 template <typename Kind>
 Result Erase(State& state, typename Kind::Rule* rule) {
+  if (state.bulk.Open()) {
+    state.bulk.Delete<Kind>(rule);
+    return {};
+  }
   const auto key = Kind::KeyOf(*rule);
-  const bool saved = state.bulk.Open() || state.store.Write([&] { return Kind::Unsave(key); });
-  if (!saved) return state.store.NotSaved();
-  state.bulk.Remember<Kind>(
-      key, FormerRule<Kind>::Of(rule->origin, OwnedInfo(std::exchange(rule->configured, nullptr))));
+  if (!state.store.Write([&] { return Kind::Unsave(key); })) return state.store.NotSaved();
   EraseRule<Kind>(rule);
   // A bulk makes use of the room at its end.
-  if (!state.bulk.Open()) state.idle_rules.Retry();
+  state.idle_rules.Retry();
   return {};
 }
 
@@ -157,7 +164,7 @@ Result Change(State& state, typename Kind::Key key, bool create, MakeEdit make_e
     return {};
   }
   if (created) {
-    EraseRule<Kind>(rule);
+    state.bulk.Discard<Kind>(rule);
   } else if (edit.action == Edit::Action::kReplaceInfo) {
     ExchangeInfo<Kind>(*rule, std::move(old));
   }

@@ -19,6 +19,7 @@ Result FindThis(uint32_t request, typename Kind::Key& key, typename Kind::Rule*&
     typename Kind::Key probe = key;
     if (covered) MAC_BroadcastAddr(probe.mask);
     rule = covered ? Kind::Rules().Covering(probe) : Kind::Find(key);
+    if (rule != nullptr && IsWithdrawn(*rule)) rule = nullptr;
     return {};
   } else {
     Result read = ReadKeyOf<Kind>(request, KeyUse::kQuery, key);

@@ -2,11 +2,13 @@
 #include "lauthd/state/authorization.h"
 
 #include <cstring>
+#include <new>
 
 #include "byod_db.h"
 #include "byod_lauthservice.h"
 #include "byod_tlv.h"
 #include "data/bounded_copy.h"
+#include "lauth_dbm.h"
 #include "lauthd/log.h"
 #include "protocol/extensions.h"
 
@@ -14,9 +16,10 @@ namespace byod::lauthd {
 namespace {
 
 Authorization* recovering = nullptr;
+uint64_t recovered_sets = 0;
 
-/// The library's hook: takes a stored set back.
-uint32_t RollBack(const void* record, const char* group, uint32_t message) {
+/// The library's hook: takes a stored set back. No exception may pass through the library.
+uint32_t RollBack(const void* record, const char* group, uint32_t message) try {
   const auto* const type = static_cast<const char*>(record);
   Attributes attributes;
   if (recovering == nullptr || !ReadAttributes(message, attributes)) {
@@ -25,7 +28,20 @@ uint32_t RollBack(const void* record, const char* group, uint32_t message) {
   }
   recovering->Put(group, std::string(type, strnlen(type, BYOD_DB_DEVTYPE_SIZE)),
                   std::move(attributes));
+  ++recovered_sets;
   return 0;
+} catch (const std::bad_alloc&) {
+  Log(Severity::kWarning, "no memory for a stored authorization of the group \"%s\"", group);
+  return BYOD_ERR_FAILED;
+}
+
+/// Whether nothing is stored for a type. A lookup that fails does not find nothing.
+bool IsRemoved(const std::string& group, const char (&type)[BYOD_DB_DEVTYPE_SIZE]) {
+  char key[BYOD_DB_GROUP_KEY_SIZE];
+  const uint32_t key_length = BYOD_db_MakeGroupAutzKey(group.c_str(), key);
+  char record[BYOD_DB_DEVTYPE_SIZE];
+  CopyText(record, type);
+  return DBM_GetSortList(BYOD_db_GetDBHandle(), key, key_length, sizeof record, record) == 0;
 }
 
 uintptr_t NotOffered(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t) {
@@ -73,12 +89,38 @@ void Authorization::Put(const std::string& group, const std::string& category,
   if (sets->second.empty()) groups_.erase(sets);
 }
 
+Authorization::Draft::Draft(const Authorization& authorization, const std::string& group)
+    : group_(group) {
+  const auto present = authorization.groups_.find(group);
+  sets_.emplace(group, present != authorization.groups_.end() ? present->second : Sets());
+}
+
+void Authorization::Draft::Put(const std::string& category, std::optional<Attributes> attributes) {
+  Sets& sets = sets_.begin()->second;
+  if (attributes) {
+    sets[category] = std::move(*attributes);
+  } else {
+    sets.erase(category);
+  }
+}
+
+void Authorization::Exchange(Draft& draft) noexcept {
+  auto fresh = draft.sets_.extract(draft.group_);
+  auto former = groups_.extract(draft.group_);
+  if (!fresh.empty() && !fresh.mapped().empty()) groups_.insert(std::move(fresh));
+  if (!former.empty()) draft.sets_.insert(std::move(former));
+}
+
 void InstallService(Authorization& authorization) {
   recovering = &authorization;
   // This daemon has no message heads or event loop to offer, and reports that to the caller.
   const ByodServiceTable services = {NotOffered, NotOffered, NotOffered, NotOffered,
                                      NotOffered, NotOffered, RollBack,   {}};
   BYOD_lauthservice_SetService(&services);
+}
+
+uint64_t RecoveredSets() {
+  return recovered_sets;
 }
 
 void RemoveService() {
@@ -114,7 +156,8 @@ uint32_t StoreSet(const std::string& group, const std::string& category,
   if (attributes == nullptr) {
     char type[BYOD_DB_DEVTYPE_SIZE] = {};
     CopyText(type, category.c_str());
-    return BYOD_db_DeleteDeviceTypeAuthorAttr(group.c_str(), type);
+    const uint32_t failed = BYOD_db_DeleteDeviceTypeAuthorAttr(group.c_str(), type);
+    return failed == 0 && !IsRemoved(group, type) ? BYOD_ERR_FAILED : failed;
   }
   const tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());

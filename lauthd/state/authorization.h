@@ -33,9 +33,28 @@ class Authorization {
   /// any; null if there are none
   const Sets::value_type* Applying(std::string_view group, std::string_view category) const;
 
-  /// Puts a set in the place of another; none removes it.
+  /// Puts a set in the place of another; none removes it. @throws std::bad_alloc
   void Put(const std::string& group, const std::string& category,
            std::optional<Attributes> attributes);
+
+  /// The sets of one group as they are to be. All memory is allocated before they are.
+  class Draft {
+   public:
+    /// Begins with the group's sets. @throws std::bad_alloc
+    Draft(const Authorization& authorization, const std::string& group);
+
+    /// As that of Authorization.
+    void Put(const std::string& category, std::optional<Attributes> attributes);
+
+   private:
+    friend class Authorization;
+
+    std::string group_;
+    Groups sets_;  // of this group, also when there are none
+  };
+
+  /// Exchanges the sets of a draft's group for those of the draft.
+  void Exchange(Draft& draft) noexcept;
 
   void Clear() { groups_.clear(); }
   const Groups& groups() const { return groups_; }
@@ -47,6 +66,9 @@ class Authorization {
 /// Makes the library hand stored sets to this one.
 void InstallService(Authorization& authorization);
 void RemoveService();
+
+/// @return how many stored sets the library has handed over so far
+uint64_t RecoveredSets();
 
 /// Reads the pairs of a message. @return false when a name or value is missing or too long
 bool ReadAttributes(uint32_t message, Attributes& attributes);

@@ -40,13 +40,22 @@ uint32_t SaveRules(const IdleRules& idle, const Rules& rules) {
 
 template <typename Kind, typename Rules>
 void RollBackRules(Rules& rules) {
-  // Erase first: a new rule may take the place of one that is restored, or the limit.
-  for (const auto& [key, former] : rules) {
-    if (former.existed) continue;
-    if (auto* const rule = Kind::Find(key)) EraseRule<Kind>(rule);
-  }
+  // Restore first: what bears another key's name then has its own again.
   for (auto& [key, former] : rules) {
     if (former.existed) former.Restore(key);
+  }
+  for (const auto& [key, former] : rules) {
+    if (former.existed) continue;
+    auto* const rule = Kind::Find(key);
+    if (rule != nullptr && Kind::SameKey(Kind::KeyOf(*rule), key)) EraseRule<Kind>(rule);
+  }
+}
+
+template <typename Kind, typename Rules>
+void EraseWithdrawn(const Rules& rules) {
+  for (auto former = rules.begin();
+       former != rules.end() && withdrawn_rules<typename Kind::Rule> > 0; ++former) {
+    if (auto* const rule = Kind::FindWithdrawn(former->first)) EraseRule<Kind>(rule);
   }
 }
 
@@ -64,16 +73,21 @@ uint32_t Bulk::Save(const IdleRules& idle, const Authorization& authorization) c
     failed = BYOD_db_SetOrder(&order);
   }
   for (auto set = sets_.begin(); set != sets_.end() && failed == 0; ++set) {
-    const auto& [group, category] = set->first;
+    const auto& [group, category] = *set;
     failed = StoreSet(group, category, authorization.Find(group, category));
   }
   return failed;
 }
 
 void Bulk::Finish() {
-  rules_ = {};
+  ForEachKind([&](auto kind) {
+    using Kind = decltype(kind);
+    EraseWithdrawn<Kind>(RulesOf<Kind>());
+    RulesOf<Kind>().clear();
+  });
   idle_.reset();
   order_.reset();
+  authorization_.reset();
   sets_.clear();
   open_ = false;
 }
@@ -85,8 +99,7 @@ void Bulk::RollBack(IdleRules& idle, Authorization& authorization) {
   });
   if (idle_) idle = std::move(*idle_);
   if (order_) BYOD_order_SetOrder(&*order_);
-  for (auto& [name, former] : sets_)
-    authorization.Put(name.first, name.second, std::move(former));
+  if (authorization_) authorization = std::move(*authorization_);
   Finish();
 }
 

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -19,6 +20,9 @@ namespace byod::lauthd {
 /**
  * While a bulk is open, this remembers the first state of all that it changes. An abort restores
  * that state; a commit stores what differs from it, once, however often it was changed.
+ *
+ * An abort needs no memory: all that it needs is allocated before a change is made, and a custom
+ * rule that is deleted stays in its table, withdrawn, until the bulk has ended.
  */
 class Bulk {
  public:
@@ -39,11 +43,44 @@ class Bulk {
   /// outside of a bulk.
   template <typename Kind>
   void Remember(const typename Kind::Key& key, FormerRule<Kind> former) {
-    if (!open_) return;
+    if (!open_ || RulesOf<Kind>().contains(key)) return;
     auto& spare = std::get<Spare<Kind>>(spares_);
     spare.key() = key;
     spare.mapped() = std::move(former);
-    spare = RulesOf<Kind>().insert(std::move(spare)).node;
+    RulesOf<Kind>().insert(std::move(spare));
+  }
+
+  /// Deletes a custom rule in an open bulk; MakeRoom was called before.
+  template <typename Kind>
+  void Delete(typename Kind::Rule* rule) {
+    const auto key = Kind::KeyOf(*rule);
+    const auto former = RulesOf<Kind>().find(key);
+    const bool is_new =
+        former != RulesOf<Kind>().end() && !former->second.existed && !former->second.has_other_key;
+    if (is_new) return EraseRule<Kind>(rule);
+    Remember<Kind>(key, FormerRule<Kind>::Withdrawn());
+    WithdrawRule<Kind>(rule);
+  }
+
+  /// Makes a withdrawn rule one without information, as if it had been erased and made again;
+  /// MakeRoom was called before.
+  template <typename Kind>
+  void Reuse(typename Kind::Rule* rule, const typename Kind::Key& key) {
+    const auto former_key = Kind::KeyOf(*rule);
+    const auto former = RulesOf<Kind>().find(former_key);
+    ReinstateRule<Kind>(rule);
+    OwnedInfo info = ExchangeInfo<Kind>(*rule, nullptr);
+    if (std::exchange(former->second.keeps_info, false)) former->second.info = std::move(info);
+    if (Kind::SameKey(former_key, key)) return;
+    Kind::TakeName(*rule, key);
+    Remember<Kind>(key, FormerRule<Kind>::OfOtherKey());
+  }
+
+  /// Gives up a rule that a failed change has just made.
+  template <typename Kind>
+  void Discard(typename Kind::Rule* rule) {
+    if (RulesOf<Kind>().contains(Kind::KeyOf(*rule))) return Delete<Kind>(rule);
+    EraseRule<Kind>(rule);
   }
   void Remember(const ByodOrder& order) {
     if (open_ && !order_) order_ = order;
@@ -52,10 +89,12 @@ class Bulk {
   void Remember(const IdleRules& idle) {
     if (open_ && !idle_) idle_ = idle;
   }
-  void Remember(const std::string& group, const std::string& category, const Attributes* former) {
+  /// Called before a set is changed. @throws std::bad_alloc, with nothing changed
+  void Remember(const Authorization& authorization, const std::string& group,
+                const std::string& category) {
     if (!open_) return;
-    sets_.try_emplace({group, category},
-                      former != nullptr ? std::optional<Attributes>(*former) : std::nullopt);
+    if (!authorization_) authorization_ = authorization;
+    sets_.emplace(group, category);
   }
 
   /// Stores the current state of all that has changed. @return 0, or anything else for failure
@@ -64,7 +103,7 @@ class Bulk {
   /// Ends the bulk and keeps its changes.
   void Finish();
 
-  /// Ends the bulk and undoes its changes.
+  /// Ends the bulk and undoes its changes. Needs no memory.
   void RollBack(IdleRules& idle, Authorization& authorization);
 
  private:
@@ -90,7 +129,8 @@ class Bulk {
   std::tuple<Rules<DhcpOptionKind>, Rules<UserAgentKind>, Rules<MacKind>> rules_;
   std::optional<IdleRules> idle_;
   std::optional<ByodOrder> order_;
-  std::map<std::pair<std::string, std::string>, std::optional<Attributes>> sets_;
+  std::optional<Authorization> authorization_;
+  std::set<std::pair<std::string, std::string>> sets_;  // the changed ones, by group and category
 };
 
 }  // namespace byod::lauthd

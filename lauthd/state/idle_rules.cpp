@@ -2,11 +2,11 @@
 #include "lauthd/state/idle_rules.h"
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 #include "data/fold_case.h"
 #include "lauthd/log.h"
-#include "lauthd/state/match_order.h"
 #include "lauthd/state/rule_state.h"
 
 namespace byod::lauthd {
@@ -30,16 +30,20 @@ bool TakeEffect(const typename Kind::Key& key, const ByodDeviceInfo& info) {
   uint16_t created = 0;
   uint32_t err = 0;
   auto* rule = Kind::FindOrNew(key, &created, &err);
+  if (rule != nullptr) rule = ArrangeRule<Kind>(rule);
   if (rule == nullptr) return false;
-  if constexpr (Kind::kMethod == BYOD_METHOD_USERAGENT) {
-    if (!ArrangeMatchList(*rule)) {
-      EraseRule<Kind>(rule);
-      return false;
-    }
-    rule = Kind::Find(key);
-  }
   if (BYOD_data_IsDeviceInfoExist(copy.get()) == 1) ExchangeInfo<Kind>(*rule, std::move(copy));
   return true;
+}
+
+/// What is logged must not hinder what it is about.
+template <typename Write>
+void LogAsFarAsMemoryAllows(Write write) {
+  try {
+    write();
+  } catch (const std::bad_alloc&) {
+    Log(Severity::kWarning, "no memory for a line of the log");
+  }
 }
 
 template <typename Kind>
@@ -49,9 +53,12 @@ void RetryKind(IdleRules::Map<Kind>& rules) {
       ++rule;
       continue;
     }
-    Log(Severity::kNotice, "the stored %s rule %s is in effect", Kind::kTitle,
-        Kind::Describe(rule->first).c_str());
+    const typename Kind::Key key = rule->first;
     rule = rules.erase(rule);
+    LogAsFarAsMemoryAllows([&] {
+      Log(Severity::kNotice, "the stored %s rule %s is in effect", Kind::kTitle,
+          Kind::Describe(key).c_str());
+    });
   }
 }
 
@@ -108,9 +115,11 @@ void IdleRules::Retry() {
 void IdleRules::LogAll() const {
   ForEachKind([this](auto kind) {
     using Kind = decltype(kind);
-    for (const auto& [key, rule] : Of<Kind>()) {
-      Log(Severity::kWarning, "the stored %s rule %s is not in effect: %s", Kind::kTitle,
-          Kind::Describe(key).c_str(), WhyIdle<Kind>(key, rule).c_str());
+    for (const auto& rule : Of<Kind>()) {
+      LogAsFarAsMemoryAllows([&] {
+        Log(Severity::kWarning, "the stored %s rule %s is not in effect: %s", Kind::kTitle,
+            Kind::Describe(rule.first).c_str(), WhyIdle<Kind>(rule.first, rule.second).c_str());
+      });
     }
   });
 }

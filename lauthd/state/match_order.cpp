@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "data/containers/tiered_array.h"
+#include "data/user_agent/first_match.h"
 #include "lauthd/state/rule_cursor.h"
 
 namespace byod::lauthd {
@@ -40,10 +41,15 @@ Rule* Before(const Rule& rule) {
   return RuleOf(reinterpret_cast<ByodLink*>(place));
 }
 
+/// A withdrawn rule keeps its place, as it may be reinstated.
+bool IsCustom(const Rule* rule) {
+  return rule->origin == BYOD_RULE_CUSTOM || IsWithdrawn(*rule);
+}
+
 /// Whether a rule belongs before another of its length. Predefined rules keep the order they have.
 bool BelongsBefore(const Rule* a, const Rule* b) {
-  if (a->origin != b->origin) return a->origin == BYOD_RULE_CUSTOM;
-  return a->origin == BYOD_RULE_CUSTOM && std::strcmp(a->keyword, b->keyword) < 0;
+  if (IsCustom(a) != IsCustom(b)) return IsCustom(a);
+  return IsCustom(a) && std::strcmp(a->keyword, b->keyword) < 0;
 }
 
 /// The rules of one length, as they stand in the list.
@@ -187,12 +193,11 @@ void Supplant(Rule* original, Rule* copy) {
 
 /// @return the rules as they belong
 Rules InOrder(const Rules& rules) {
-  const auto is_custom = [](const Rule* rule) { return rule->origin == BYOD_RULE_CUSTOM; };
   Rules ordered;
   ordered.reserve(rules.size());
-  std::ranges::copy_if(rules, std::back_inserter(ordered), is_custom);
+  std::ranges::copy_if(rules, std::back_inserter(ordered), IsCustom);
   std::ranges::sort(ordered, BelongsBefore);
-  std::ranges::remove_copy_if(rules, std::back_inserter(ordered), is_custom);
+  std::ranges::remove_copy_if(rules, std::back_inserter(ordered), IsCustom);
   return ordered;
 }
 
@@ -241,8 +246,8 @@ bool ArrangeAll() {
   return arranged;
 }
 
-bool ArrangeClassOf(const Rule& added) {
-  if (Stands(added)) return true;
+bool ArrangeClassOf(Rule& added) {
+  if (Stands(added) || data::SettleInLibrary(added, BelongsBefore)) return true;
   const size_t length = std::strlen(added.keyword);
   size_t start = 0;
   Rule* rule = First();
@@ -262,7 +267,7 @@ bool ArrangeMatchList() {
   }
 }
 
-bool ArrangeMatchList(const ByodUserAgentRule& added) {
+bool ArrangeMatchList(ByodUserAgentRule& added) {
   try {
     return ArrangeClassOf(added);
   } catch (const std::bad_alloc&) {

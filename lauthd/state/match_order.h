@@ -14,20 +14,20 @@
 namespace byod::lauthd {
 
 /**
- * Arranges the rules of every length. What a bulk of changes, a recovery or a reload leaves behind
- * is put in order by this at its end.
+ * Arranges the rules of every length.
  *
  * @return false without memory; lengths that could not be arranged are as they were
  */
 bool ArrangeMatchList();
 
 /**
- * Arranges the rules of one length, of which one is new and the others are in order.
+ * Arranges the rules of one length, of which one is new and the others are in order. The library
+ * moves the rule, for which it needs no memory; with one that cannot, others are added again.
  *
  * @return false without memory; nothing has changed then. Otherwise rules of this length may have
  *         moved: find them again by their expressions
  */
-bool ArrangeMatchList(const ByodUserAgentRule& added);
+bool ArrangeMatchList(ByodUserAgentRule& added);
 
 }  // namespace byod::lauthd
 

@@ -4,6 +4,7 @@
 //
 //   Key                    what names it in a request
 //   Find(key)              the very rule that the key names
+//   FindWithdrawn(key)     a withdrawn one of exactly this key; see origin.h
 //   FindOrNew(key, ...)    as the library's function
 //   Erase(rule)            out of the table, and released
 //   TakeName(rule, key)    gives a rule the very key under which it is stored
@@ -13,6 +14,7 @@
 //   Before(rule, key)      whether the rule stands before the key in that order
 //   NextOf(key), NextConfigured(key)
 //   Configured(), ModifiedCount()  rules that an administrator made or modified; modified ones
+//   Update(record, rule)   as the library's function
 //   KeyOf(rule)
 //   MakeRule(key)          a rule of this key in no table, all else zero
 //   CompareKeys(a, b)      as the database orders them; SameKey(a, b)
@@ -95,9 +97,19 @@ typename Kind::Rule* WalkToConfigured(typename Kind::Rule* rule) {
 struct MacKind : rulekinds::MacKind {
   using Key = ByodMacRule;  // of which only address and mask count
 
-  static Rule* Find(const Key& key) { return Rules().Find(key); }
+  static Rule* Find(const Key& key) {
+    Rule* const rule = Rules().Find(key);
+    return rule != nullptr && !IsWithdrawn(*rule) ? rule : nullptr;
+  }
+  static Rule* FindWithdrawn(const Key& key) {
+    Rule* const rule = Rules().Find(key);
+    return rule != nullptr && IsWithdrawn(*rule) ? rule : nullptr;
+  }
   /// @param err  may be one of MacRuleSet's
   static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err);
+  static uint32_t Update(const Record* record, Rule* rule) {
+    return BYOD_data_UpdateMacRule(record, rule);
+  }
   static void Erase(Rule* rule) {
     Configured().Leave(*rule);
     Rules().Remove(rule);
@@ -111,12 +123,13 @@ struct MacKind : rulekinds::MacKind {
   }
   static uint32_t ModifiedCount() { return ModifiedCountOf<MacKind>(); }
   static MacRuleSet& Rules() { return MacRuleSet::Get(); }
-  static uint32_t Count() { return Rules().Count(); }
-  static uint32_t CustomCount() { return BYOD_data_GetMacRuleTbl()->custom_count; }
-  static Rule* First() { return Rules().First(); }
-  static Rule* Next(Rule* rule) { return Rules().Next(*rule); }
+  static ByodMacTable& Table() { return *BYOD_data_GetMacRuleTbl(); }
+  static uint32_t Count() { return Rules().Count() - withdrawn_rules<Rule>; }
+  static uint32_t CustomCount() { return Table().custom_count; }
+  static Rule* First() { return Present(Rules().First()); }
+  static Rule* Next(Rule* rule) { return Present(Rules().Next(*rule)); }
   static bool Before(const Rule& rule, const Key& key) { return MacRuleSet::Before(rule, key); }
-  static Rule* NextOf(const Key& key) { return Rules().After(key); }
+  static Rule* NextOf(const Key& key) { return Present(Rules().After(key)); }
   static Rule* NextConfigured(const Key& key);
   static Key KeyOf(const Rule& rule) {
     Key key = {};
@@ -155,6 +168,13 @@ struct MacKind : rulekinds::MacKind {
   /// Without the bits that the mask leaves out.
   static uint32_t Encode(uint32_t msg, const Rule* rule, uint32_t mode);
   static uint32_t DecodeName(uint32_t msg, char (&name)[BYOD_DEVNAME_SIZE]);
+
+ private:
+  static Rule* Present(Rule* rule) {
+    while (rule != nullptr && IsWithdrawn(*rule))
+      rule = Rules().Next(*rule);
+    return rule;
+  }
 };
 
 /// @return a text as people read it in a message
@@ -172,8 +192,12 @@ struct TextCalls {
   uint32_t (*count)();
   Rule* (*find)(const char* text);
   Rule* (*find_or_new)(const char* text, uint32_t origin, uint16_t* created, uint32_t* err);
+  Rule* (*alloc)();
+  uint32_t (*add)(Rule* rule);
+  void (*free)(Rule* rule);
   Rule* (*next)(const char* text);
   void (*erase)(Rule* rule);
+  uint32_t (*update)(const ByodTextRuleShowRec* record, Rule* rule);
   uint32_t (*save)(const ByodTextRuleShowRec* record);
   uint32_t (*unsave)(const ByodTextRuleShowRec* record);
   uint32_t (*encode)(uint32_t msg, const Rule* rule, uint32_t mode);
@@ -186,8 +210,12 @@ inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCall
     BYOD_data_GetUserAgentRuleCount,
     BYOD_data_FindUserAgentRule,
     BYOD_data_FindOrNewUserAgentRule,
+    BYOD_data_AllocUserAgentRule,
+    BYOD_AddUserAgentRule,
+    BYOD_data_FreeUserAgentRule,
     BYOD_data_GetNextUserAgentRule,
     BYOD_DeleteUserAgent,
+    BYOD_data_UpdateUserAgentRule,
     BYOD_db_AddUAValue,
     BYOD_db_DeleteUserAgentRule,
     BYOD_tlv_EncapUserAgentRuleAllInfo,
@@ -195,11 +223,20 @@ inline constexpr TextCalls<ByodUserAgentRule, ByodUserAgentTable> kUserAgentCall
     BYOD_tlv_GetUserAgentRule};
 
 inline constexpr TextCalls<ByodDhcpOptionRule, ByodDhcpOptionTable> kDhcpOptionCalls = {
-    BYOD_data_GetDhcpOptionRuleTbl,      BYOD_data_GetDhcpOptionRuleCount,
-    BYOD_data_FindDhcpOptionRule,        BYOD_data_FindOrNewDhcpOptionRule,
-    BYOD_data_GetNextDhcpOptionRule,     BYOD_DeleteDhcpOption,
-    BYOD_db_AddDhcpOptionValue,          BYOD_db_DeleteDhcpOptionRule,
-    BYOD_tlv_EncapDhcpOptionRuleAllInfo, BYOD_tlv_GetDhcpDeviceAttr,
+    BYOD_data_GetDhcpOptionRuleTbl,
+    BYOD_data_GetDhcpOptionRuleCount,
+    BYOD_data_FindDhcpOptionRule,
+    BYOD_data_FindOrNewDhcpOptionRule,
+    BYOD_data_AllocDhcpOptionRule,
+    BYOD_AddDhcpOptionRule,
+    BYOD_data_FreeDhcpOptionRule,
+    BYOD_data_GetNextDhcpOptionRule,
+    BYOD_DeleteDhcpOption,
+    BYOD_data_UpdateDhcpOptionRule,
+    BYOD_db_AddDhcpOptionValue,
+    BYOD_db_DeleteDhcpOptionRule,
+    BYOD_tlv_EncapDhcpOptionRuleAllInfo,
+    BYOD_tlv_GetDhcpDeviceAttr,
     BYOD_tlv_GetDhcpOptionRule};
 
 template <typename Base, const auto& kCalls>
@@ -208,16 +245,16 @@ struct TextKind : Base {
   using Record = typename Base::Record;
   using Key = TextKey;
 
-  static const auto& Table() { return *kCalls.table(); }
+  static auto& Table() { return *kCalls.table(); }
   static uint32_t CustomCount() { return Table().custom_count; }
   static const char* TextOf(const Rule& rule) { return rule.*Base::kText; }
   static Rule* RuleOf(ByodLink* link) {
     if (link == nullptr) return nullptr;
     return reinterpret_cast<Rule*>(reinterpret_cast<char*>(link) - offsetof(Rule, list_link));
   }
-  static uint32_t Count() { return kCalls.count(); }
-  static Rule* First() { return RuleOf(Table().list); }
-  static Rule* Next(Rule* rule) { return RuleOf(rule->list_link.next); }
+  static uint32_t Count() { return kCalls.count() - withdrawn_rules<Rule>; }
+  static Rule* First() { return Present(RuleOf(Table().list)); }
+  static Rule* Next(Rule* rule) { return Present(RuleOf(rule->list_link.next)); }
   static bool Before(const Rule& rule, const Key& key) {
     return std::strcmp(TextOf(rule), key.text) < 0;
   }
@@ -226,7 +263,7 @@ struct TextKind : Base {
     Rule* rule = kCalls.next(key.text);
     while (rule != nullptr && std::strcmp(TextOf(*rule), key.text) == 0)
       rule = Next(rule);
-    return rule;
+    return Present(rule);
   }
   static auto& Configured() { return ConfiguredRules<ConfiguredTexts<Rule, Base::kText>>::Get(); }
   static uint32_t ModifiedCount() { return ModifiedCountOf<TextKind>(); }
@@ -237,12 +274,29 @@ struct TextKind : Base {
     return found != nullptr ? *found : nullptr;
   }
 
-  static Rule* Find(const Key& key) { return kCalls.find(key.text); }
+  /// The newest rule of a text is the one that the table finds, and no rule is withdrawn while a
+  /// newer one is there.
+  static Rule* Find(const Key& key) {
+    Rule* const rule = kCalls.find(key.text);
+    return rule != nullptr && !IsWithdrawn(*rule) ? rule : nullptr;
+  }
+  static Rule* FindWithdrawn(const Key& key) {
+    if (withdrawn_rules<Rule> == 0) return nullptr;
+    Rule* rule = kCalls.find(key.text);
+    // Older rules of the text, in other spellings, stand behind the newest in its chain.
+    while (rule != nullptr && std::strcmp(TextOf(*rule), key.text) != 0)
+      rule = NextInChain(*rule);
+    return rule != nullptr && IsWithdrawn(*rule) ? rule : nullptr;
+  }
   static Rule* FindOrNew(const Key& key, uint16_t* created, uint32_t* err) {
-    Rule* const rule = kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
+    Rule* rule = kCalls.find(key.text);
+    rule = rule != nullptr && IsWithdrawn(*rule)
+               ? AddBeside(key, created, err)
+               : kCalls.find_or_new(key.text, BYOD_RULE_CUSTOM, created, err);
     if (rule != nullptr) Configured().Update(*rule);
     return rule;
   }
+  static uint32_t Update(const Record* record, Rule* rule) { return kCalls.update(record, rule); }
   static void Erase(Rule* rule) {
     Configured().Leave(*rule);
     kCalls.erase(rule);
@@ -294,6 +348,32 @@ struct TextKind : Base {
     const uint32_t status = kCalls.decode(msg, &origin, text_and_name);
     CopyText(name, text_and_name + BYOD_RULETEXT_SIZE);
     return status;
+  }
+
+ private:
+  static Rule* Present(Rule* rule) {
+    while (rule != nullptr && IsWithdrawn(*rule))
+      rule = RuleOf(rule->list_link.next);
+    return rule;
+  }
+  static Rule* NextInChain(const Rule& rule) {
+    ByodLink* const link = rule.hash_link.next;
+    if (link == nullptr) return nullptr;
+    return reinterpret_cast<Rule*>(reinterpret_cast<char*>(link) - offsetof(Rule, hash_link));
+  }
+  /// Adds a rule beside a withdrawn one of the same text in another spelling.
+  static Rule* AddBeside(const Key& key, uint16_t* created, uint32_t* err) {
+    *created = 0;
+    *err = BYOD_ERR_FAILED;
+    Rule* const rule = kCalls.alloc();
+    if (rule == nullptr) return nullptr;
+    rule->origin = BYOD_RULE_CUSTOM;
+    CopyText(rule->*Base::kText, key.text);
+    *err = kCalls.add(rule);
+    *created = *err == 0;
+    if (*err == 0) return rule;
+    kCalls.free(rule);
+    return nullptr;
   }
 };
 

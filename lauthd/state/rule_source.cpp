@@ -44,10 +44,14 @@ std::string FindInsecure(const rulefiles::Sources& sources) {
   for (const std::string& directory : {sources.rules_directory, sources.registry_directory}) {
     if (directory.empty()) continue;
     if (std::string reason = WhyInsecure(directory); !reason.empty()) return reason;
-    std::error_code unreadable;  // is reported by the reader
-    for (const auto& entry : std::filesystem::directory_iterator(directory, unreadable)) {
-      if (entry.path().extension() != ".csv") continue;
-      if (std::string reason = WhyInsecure(entry.path()); !reason.empty()) return reason;
+    // Not the constructor that reports errors by their code: it ends the process without memory.
+    try {
+      for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        if (entry.path().extension() != ".csv") continue;
+        if (std::string reason = WhyInsecure(entry.path()); !reason.empty()) return reason;
+      }
+    } catch (const std::filesystem::filesystem_error&) {
+      // What cannot be read is reported by the reader.
     }
   }
   return {};

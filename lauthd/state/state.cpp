@@ -11,7 +11,6 @@
 #include "byod_order.h"
 #include "lauthd/log.h"
 #include "lauthd/state/mac_rule_set.h"
-#include "lauthd/state/match_order.h"
 #include "lauthd/state/reload.h"
 #include "lauthd/state/rule_kind.h"
 #include "lauthd/state/rule_source.h"
@@ -88,10 +87,8 @@ Result State::Reload() {
 }
 
 void State::AbortBulk() {
+  // What is left of the rules of one length is in the order that it had.
   bulk.RollBack(idle_rules, authorization);
-  if (!ArrangeMatchList()) {
-    Log(Severity::kError, "no memory to order the User-Agent rules of one length");
-  }
   gate.Release();
 }
 

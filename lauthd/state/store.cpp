@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 #include "byod_db.h"
 #include "lauth_dbm.h"
@@ -10,9 +12,13 @@
 #include "lauthd/log.h"
 #include "lauthd/state/authorization.h"
 #include "lauthd/state/recovery.h"
+#include "lauthd/state/retry.h"
 
 namespace byod::lauthd {
 namespace {
+
+// Of the directories in which backups are written and received.
+constexpr std::string_view kScratchPrefix = ".lauthd-";
 
 constexpr std::chrono::seconds kRetryPause{1};
 constexpr std::chrono::seconds kBackgroundPause{30};
@@ -69,6 +75,24 @@ bool Store::OpenAlone(std::string& reason) {
   return false;
 }
 
+/// Removes what daemons that were killed left in the middle of a backup or restore.
+void Store::RemoveLeftovers() const try {
+  LAUTH_db_EndRestore(kName);
+  std::error_code ignored;
+  // Not the constructor that reports errors by their code: it ends the process without memory.
+  for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
+    const std::string name = entry.path().filename();
+    const bool is_left =
+        entry.symlink_status(ignored).type() == std::filesystem::file_type::directory &&
+        entry.last_write_time(ignored) < started_;
+    if (!name.starts_with(kScratchPrefix) || !is_left) continue;
+    Log(Severity::kNotice, "%s, which was left behind, is removed", entry.path().c_str());
+    std::filesystem::remove_all(entry.path(), ignored);
+  }
+} catch (const std::filesystem::filesystem_error&) {
+  // What cannot be read is left.
+}
+
 bool Store::Open() {
   if (none_ || open_) return true;
   next_try_ = Clock::now() + kRetryPause;
@@ -84,19 +108,30 @@ bool Store::Open() {
     return false;
   }
   if (failing_) Log(Severity::kNotice, "the configuration database is open again");
+  if (!std::exchange(tidied_, true)) RetryForMemory([this] { RemoveLeftovers(); });
   open_ = true;
   failing_ = false;
   reason_.clear();
-  Recover();
-  return true;
+  return Recover();
 }
 
-void Store::Recover() {
-  if (!none_ && open_) RecoverAll(BYOD_db_GetDBHandle(), idle_, authorization_);
+bool Store::Recover() {
+  if (none_ || !open_) return true;
+  if (RetryForMemory([this] { RecoverAll(BYOD_db_GetDBHandle(), idle_, authorization_); })) {
+    return true;
+  }
+  ForgetConfiguration(idle_, authorization_);
+  Close();
+  failing_ = true;
+  Log(Severity::kError, "no memory for what the configuration database holds");
+  return false;
 }
 
 void Store::Tidy() {
-  if (!none_ && open_) TidyAll(BYOD_db_GetDBHandle(), idle_);
+  if (none_ || !open_) return;
+  if (!RetryForMemory([this] { TidyAll(BYOD_db_GetDBHandle(), idle_); })) {
+    Log(Severity::kError, "no memory to tidy the configuration database");
+  }
 }
 
 void Store::Close() {
@@ -116,18 +151,22 @@ bool Store::Ready() {
   return Clock::now() >= next_try_ && Open();
 }
 
-bool Store::Note(bool succeeded) {
+/// Remembers whether changes can be kept. The caller is in the middle of a change, so that without
+/// memory only the reason is left out.
+bool Store::Note(bool succeeded) noexcept {
   if (succeeded) {
     if (failing_) Log(Severity::kNotice, "changes are kept again");
     failing_ = false;
     return true;
   }
-  const std::string reason = LAUTH_db_ErrorText();
-  if (!failing_ || reason != reason_) {
-    Log(Severity::kError, "a change cannot be kept: %s", reason.c_str());
-  }
+  const char* const reason = LAUTH_db_ErrorText();
+  if (!failing_ || reason != reason_) Log(Severity::kError, "a change cannot be kept: %s", reason);
   failing_ = true;
-  reason_ = reason;
+  try {
+    reason_ = reason;
+  } catch (const std::bad_alloc&) {
+    reason_.clear();
+  }
   return false;
 }
 
@@ -159,22 +198,32 @@ Result Store::Backup(const std::string& file) {
   return Refused(BYOD_REFUSAL_NOT_SAVED, LAUTH_db_ErrorText());
 }
 
-Result Store::Restore(const std::string& file) {
+bool Store::Reopen() {
+  open_ = BYOD_db_OpenCfgDBM() == 0;
+  failing_ = !open_;
+  if (!open_) Note(false);
+  return open_;
+}
+
+Result Store::Restore(const std::string& file, uint32_t rule_limit) {
   // The database must not be open while it is replaced.
   Close();
-  Result result;
-  if (LAUTH_db_Restore(kName, kOwner, &kParameters, file.c_str(), CheckRestored, nullptr) != 0) {
-    result = Refused(BYOD_REFUSAL_BAD_DATA, LAUTH_db_ErrorText());
+  BackupCheck check = {rule_limit};
+  if (LAUTH_db_Restore(kName, kOwner, &kParameters, file.c_str(), CheckRestored, &check) != 0) {
+    Reopen();
+    return Refused(check.custom_rules > rule_limit ? BYOD_REFUSAL_LIMIT : BYOD_REFUSAL_BAD_DATA,
+                   check.fault != nullptr ? check.fault : LAUTH_db_ErrorText());
   }
-  if (BYOD_db_OpenCfgDBM() == 0) {
-    open_ = true;
-    failing_ = false;
-  } else if (result.Ok()) {
-    failing_ = true;
-    reason_ = LAUTH_db_ErrorText();
-    result = NotSaved();
+  if (Reopen() && Recover()) {
+    LAUTH_db_EndRestore(kName);
+    return {};
   }
-  return result;
+  Close();
+  if (LAUTH_db_UndoRestore(kName) != 0) {
+    Log(Severity::kError, "the former database cannot be put back: %s", LAUTH_db_ErrorText());
+  }
+  if (Reopen()) Recover();
+  return NotSaved();
 }
 
 }  // namespace byod::lauthd

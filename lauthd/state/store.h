@@ -5,6 +5,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
+#include <new>
 #include <string>
 
 #include "lauthd/state/lock_file.h"
@@ -59,7 +61,7 @@ class Store {
   template <typename Function>
   bool Write(Function write) {
     if (none_) return true;
-    return Note(write() == 0);
+    return Note(Succeeds(write));
   }
 
   /// Makes several writes in one transaction with one flush.
@@ -67,7 +69,7 @@ class Store {
   bool WriteTogether(Function write) {
     if (none_) return true;
     if (!Begin()) return false;
-    if (Note(write() == 0)) return Commit();
+    if (Note(Succeeds(write))) return Commit();
     Rollback();
     return false;
   }
@@ -82,15 +84,16 @@ class Store {
   /// Writes a copy of the database to a new file.
   Result Backup(const std::string& file);
 
-  /// Replaces the database by a backup: closes it, and opens it again. The tables in memory stay as
-  /// they are until Recover.
-  Result Restore(const std::string& file);
+  /// Replaces the database by a backup, and makes everything in memory what it holds. Otherwise the
+  /// database is the former one, also after the next start.
+  Result Restore(const std::string& file, uint32_t rule_limit);
 
   /// The directory for files that go through a backup or restore.
   const std::string& directory() const { return directory_; }
 
-  /// Makes rules, order and authorization those of the open database.
-  void Recover();
+  /// Makes rules, order and authorization those of the open database. Without memory for that the
+  /// database is closed, to be tried again later. @return false then
+  bool Recover();
 
   /// Stores rules again whose keys are spelled differently since the predefined rules changed.
   void Tidy();
@@ -98,9 +101,21 @@ class Store {
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// A write without memory is one that has failed.
+  template <typename Function>
+  static bool Succeeds(Function& write) {
+    try {
+      return write() == 0;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
   std::string InUse() const;
   bool OpenAlone(std::string& reason);
-  bool Note(bool succeeded);
+  bool Reopen();
+  void RemoveLeftovers() const;
+  bool Note(bool succeeded) noexcept;
   bool Begin();
   bool Commit();
   void Rollback();
@@ -109,6 +124,8 @@ class Store {
   bool none_;
   LockFile lock_;
   bool open_ = false;
+  bool tidied_ = false;  // of what others left behind
+  const std::filesystem::file_time_type started_ = std::filesystem::file_time_type::clock::now();
   bool failing_ = false;
   std::string reason_;
   Clock::time_point next_try_;

@@ -8,6 +8,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -25,13 +26,17 @@ class Watcher {
 
   void Push(const Event& event) {
     // A client that does not read loses the newest events, and gets their number.
-    if (events_.size() == kMaxEvents) {
-      ++lost_;
-      return;
+    if (events_.size() == kMaxEvents) return Lose();
+    try {
+      events_.push_back(event);
+    } catch (const std::bad_alloc&) {
+      return Lose();
     }
-    events_.push_back(event);
     if (events_.size() == 1) wake_();
   }
+
+  /// Counts an event that it does not get.
+  void Lose() { ++lost_; }
 
   bool Empty() const { return events_.empty(); }
   Event Pop() {
@@ -62,6 +67,12 @@ class WatchHub {
   void Publish(const Event& event) {
     for (Watcher* watcher : watchers_)
       watcher->Push(event);
+  }
+
+  /// There was no memory for an event.
+  void Lose() {
+    for (Watcher* watcher : watchers_)
+      watcher->Lose();
   }
 
   /// Keeps a watcher in the hub for as long as this object lives.

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "byod_db.h"
+#include "support/failing_allocator.h"
 #include "support/memory_dbm.h"
 
 namespace byod::lauthd {
@@ -25,6 +26,7 @@ struct BulkOfChanges : testing::Test {
     bulk.Begin();
   }
   void TearDown() override {
+    bulk.RollBack(idle, authorization);
     BYOD_db_CloseCfgDBM();
     BYOD_order_Fini();
     BYOD_data_GlobalInfoFini();
@@ -62,10 +64,7 @@ struct BulkOfChanges : testing::Test {
     auto* const rule = Kind::Find(key);
     ASSERT_NE(rule, nullptr);
     bulk.MakeRoom<Kind>();
-    bulk.Remember<Kind>(
-        Kind::KeyOf(*rule),
-        FormerRule<Kind>::Of(rule->origin, OwnedInfo(std::exchange(rule->configured, nullptr))));
-    EraseRule<Kind>(rule);
+    bulk.Delete<Kind>(rule);
   }
   template <typename Kind>
   std::string NameOf(const typename Kind::Key& key) {
@@ -100,7 +99,7 @@ TEST_F(BulkOfChanges, StoresWhatWasChangedOnceHoweverOften) {
   bulk.Remember(order);
   bulk.Remember(order);
   for (const char* value : {"1", "2"}) {
-    bulk.Remember("group", "type", authorization.Find("group", "type"));
+    bulk.Remember(authorization, "group", "type");
     authorization.Put("group", "type", Attributes{{"vlan", value}});
   }
   EXPECT_EQ(MemoryDbm::CallCount(), 1) << "nothing but the opening before the end";
@@ -191,7 +190,7 @@ TEST_F(BulkOfChanges, AreTakenBackToWhatWasBeforeTheFirstOfThem) {
   Drop<MacKind>(Prefix(1, 3));
   Name<MacKind>(Prefix(1, 4), "narrow");  // there is no room for both
   for (const char* type : {"kept", "new"}) {
-    bulk.Remember("group", type, authorization.Find("group", type));
+    bulk.Remember(authorization, "group", type);
     authorization.Put("group", type, Attributes{{"vlan", "2"}});
   }
   bulk.RollBack(idle, authorization);
@@ -206,6 +205,71 @@ TEST_F(BulkOfChanges, AreTakenBackToWhatWasBeforeTheFirstOfThem) {
   EXPECT_EQ(std::memcmp(&now, &order, sizeof now), 0);
   EXPECT_FALSE(bulk.Open());
   EXPECT_EQ(Byod_GetCustomRuleCount(), 2u);
+}
+
+TEST_F(BulkOfChanges, ADeletedRuleIsNowhereToBeSeenAndDoesNotMeetTheLimit) {
+  for (const char* text : {"a", "b", "c"})
+    Name<UserAgentKind>(Text(text), "n");
+  NextBulk();
+  Drop<UserAgentKind>(Text("b"));
+  EXPECT_EQ(NameOf<UserAgentKind>(Text("b")), "(no rule)");
+  EXPECT_EQ(UserAgentKind::Count(), 2u);
+  EXPECT_EQ(Byod_GetCustomRuleCount(), 2u);
+  EXPECT_STREQ(UserAgentKind::Next(UserAgentKind::First())->keyword, "c");
+  EXPECT_STREQ(UserAgentKind::NextOf(Text("a"))->keyword, "c");
+  NextBulk();
+  EXPECT_EQ(BYOD_data_GetUserAgentRuleCount(), 2u) << "it has left the table with the bulk";
+}
+
+TEST_F(BulkOfChanges, ADeletedRuleIsMadeAgainAndGoesBackToWhatItWas) {
+  Name<UserAgentKind>(Text("Agent"), "before");
+  NextBulk();
+  for (const char* again : {"Agent", "AGENT", "Agent"}) {
+    Drop<UserAgentKind>(Text(again == std::string("AGENT") ? "Agent" : again));
+    if (auto* const withdrawn = UserAgentKind::FindWithdrawn(Text(again))) {
+      bulk.MakeRoom<UserAgentKind>();
+      bulk.Reuse<UserAgentKind>(withdrawn, Text(again));
+    }
+    Name<UserAgentKind>(Text(again), "after");
+    EXPECT_STREQ(UserAgentKind::Find(Text("agent"))->keyword, again);
+    EXPECT_EQ(Byod_GetCustomRuleCount(), 1u);
+    if (again == std::string("AGENT")) Drop<UserAgentKind>(Text(again));
+    bulk.RollBack(idle, authorization);
+    EXPECT_EQ(NameOf<UserAgentKind>(Text("Agent")), "before");
+    EXPECT_EQ(BYOD_data_GetUserAgentRuleCount(), 1u);
+    EXPECT_EQ(Byod_GetCustomRuleCount(), 1u);
+    bulk.Begin();
+  }
+}
+
+TEST_F(BulkOfChanges, AreRolledBackWithoutMemory) {
+  for (unsigned i = 0; i < 50; ++i) {
+    Name<UserAgentKind>(Text(("agent " + std::to_string(i)).c_str()), "n");
+    Name<DhcpOptionKind>(Text(("1," + std::to_string(i)).c_str()), "n");
+    Name<MacKind>(Prefix(static_cast<uint8_t>(i), 3), "n");
+  }
+  authorization.Put("group", "type", Attributes{{"vlan", "1"}});
+  NextBulk();
+  for (unsigned i = 0; i < 48; ++i) {
+    Drop<UserAgentKind>(Text(("agent " + std::to_string(i)).c_str()));
+    Drop<DhcpOptionKind>(Text(("1," + std::to_string(i)).c_str()));
+    Drop<MacKind>(Prefix(static_cast<uint8_t>(i), 3));
+    Name<UserAgentKind>(Text(("another, longer one " + std::to_string(i)).c_str()), "n");
+    Name<MacKind>(Prefix(static_cast<uint8_t>(i + 1), 4), "within");
+  }
+  bulk.Remember(authorization, "group", "type");
+  authorization.Put("group", "type", std::nullopt);
+  support::FailingAllocation failing(1);
+  bulk.RollBack(idle, authorization);
+  failing.Disarm();
+  EXPECT_EQ(failing.Count(), 0u);
+  EXPECT_EQ(Byod_GetCustomRuleCount(), 150u);
+  for (unsigned i = 0; i < 50; ++i) {
+    EXPECT_EQ(NameOf<UserAgentKind>(Text(("agent " + std::to_string(i)).c_str())), "n");
+    EXPECT_EQ(NameOf<DhcpOptionKind>(Text(("1," + std::to_string(i)).c_str())), "n");
+    EXPECT_EQ(NameOf<MacKind>(Prefix(static_cast<uint8_t>(i), 3)), "n");
+  }
+  EXPECT_NE(authorization.Find("group", "type"), nullptr);
 }
 
 TEST_F(BulkOfChanges, OutsideOfOneNothingIsRemembered) {
