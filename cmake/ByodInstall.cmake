@@ -45,7 +45,8 @@ install(FILES ${PROJECT_BINARY_DIR}/byod-config.cmake ${PROJECT_BINARY_DIR}/byod
 # The catalogue, where programs look for it, with the notices that its sources ask for.
 install(FILES rules/user-agent.csv rules/dhcp-option.csv rules/mac.csv rules/vendor-alias.csv
   rules/host-name.csv rules/vendor-class.csv rules/brand-category.csv rules/dhcp-client.csv
-  rules/evidence.csv rules/successors.csv NOTICE LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/rules)
+  rules/evidence.csv rules/successors.csv rules/background-user-agent.csv NOTICE LICENSE
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/byod/rules)
 install(FILES LICENSE NOTICE CHANGELOG.md SECURITY.md README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md)
 

@@ -66,6 +66,21 @@ std::string CheckRuleLimit(const std::string& text) {
   return "expected a number or \"none\", not \"" + text + "\"";
 }
 
+const std::vector<std::pair<std::string, StationMemory>> kStationMemories = {
+    {"none", StationMemory::kNone},
+    {"memory", StationMemory::kMemory},
+    {"disk", StationMemory::kDisk}};
+
+std::string CheckAgents(const std::string& name) {
+  if (name == "all" || name == "matched") return {};
+  return "expected all or matched, not \"" + name + "\"";
+}
+
+std::string CheckFeed(const std::string& text) {
+  FeedTrust ignored;
+  return ReadFeedTrust(text, ignored);
+}
+
 /// A directory that is there, or none.
 std::string CheckDirectory(const std::string& name) {
   return name.empty() ? std::string() : CLI::ExistingDirectory(name);
@@ -104,6 +119,7 @@ class CommandLine {
   class File;
 
   void Describe();
+  void TakeStations();
 
   CLI::App app_{"Identifies the terminals that connect to this device, and keeps the rules for it.",
                 "lauthd"};
@@ -111,6 +127,11 @@ class CommandLine {
   std::string limit_ = "none";
   std::string level_ = "notice";
   std::string module_makers_ = "mark";
+  std::string stations_ = "disk";
+  std::string agents_ = "all";
+  uint32_t retention_days_ = 30;
+  uint32_t local_retention_hours_ = 24;
+  std::vector<std::string> feeds_;
 };
 
 /// How CLI11 gets what a configuration file holds.
@@ -149,7 +170,8 @@ class CommandLine::File : public CLI::Config {
       return "unknown option \"" + setting.name + "\"" + text::DidYouMean(setting.name, names);
     }
     if (setting.value.empty()) {
-      const bool means_none = setting.name == "rules" || setting.name == "ieee";
+      const bool means_none =
+          setting.name == "rules" || setting.name == "ieee" || setting.name == "sightings";
       return means_none ? std::string() : setting.name + ": the value is missing";
     }
     return CheckSetting(setting.name, setting.value);
@@ -216,6 +238,33 @@ void CommandLine::Describe() {
                   "Seconds after which a daemon that was asked to stop ends in any case")
       ->check(NumberFrom(1, 3600))
       ->capture_default_str();
+  app_.add_option("--stations", stations_,
+                  "Remember terminals: none, memory (until the daemon stops) or disk")
+      ->check(OneOf(kStationMemories, "place"))
+      ->capture_default_str();
+  app_.add_option("--stations-limit", options_.station_limits.stations,
+                  "Terminals that are remembered")
+      ->check(NumberFrom(64, 1048576))
+      ->capture_default_str();
+  app_.add_option("--stations-retention", retention_days_,
+                  "Days after which a terminal is forgotten that is not seen")
+      ->check(NumberFrom(1, 3650))
+      ->capture_default_str();
+  app_.add_option("--stations-local-retention", local_retention_hours_,
+                  "The same for locally administered addresses, in hours")
+      ->check(NumberFrom(1, 87600))
+      ->capture_default_str();
+  app_.add_option("--stations-user-agents", agents_,
+                  "What is kept of User-Agents: all, or matched for what a rule looked for")
+      ->check(CheckAgents)
+      ->capture_default_str();
+  app_.add_option("--sightings", options_.sightings,
+                  "Socket on which programs report terminals; empty for none");
+  app_.add_option("--feed-group", options_.feed_group, "Group whose members may report terminals");
+  app_.add_option("--feed", feeds_, "Trust in a feed: NAME=TRUST, 0 to 100, or NAME=TRUST:SECONDS")
+      ->type_name("FEED")
+      ->delimiter(',')
+      ->check(CheckFeed);
   app_.add_option("--log-level", level_, "error, warning, notice, info or debug")
       ->check(OneOf(kSeverities, "level"))
       ->capture_default_str();
@@ -235,6 +284,19 @@ void CommandLine::Parse(int argc, char** argv) {
   ReadRuleLimit(limit_, options_.rule_limit);
   options_.log_level = ValueOf(kSeverities, level_);
   options_.module_makers = ValueOf(kModuleMakers, module_makers_);
+  TakeStations();
+}
+
+void CommandLine::TakeStations() {
+  options_.stations = ValueOf(kStationMemories, stations_);
+  if (options_.no_database && options_.stations == StationMemory::kDisk) {
+    options_.stations = StationMemory::kMemory;
+  }
+  options_.station_limits.retention = retention_days_ * 86400;
+  options_.station_limits.local_retention = local_retention_hours_ * 3600;
+  options_.station_limits.only_matched_agents = agents_ == "matched";
+  for (const std::string& feed : feeds_)
+    ReadFeedTrust(feed, options_.feeds.emplace_back());
 }
 
 std::string CommandLine::CheckSetting(const std::string& name, const std::string& value) {

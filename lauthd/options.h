@@ -6,12 +6,18 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "byod_data.h"
 #include "lauthd/log.h"
 #include "rulefiles/rule_file.h"
+#include "lauthd/stations/feeds.h"
+#include "lauthd/stations/stations.h"
 
 namespace byod::lauthd {
+
+/// Where terminals are remembered.
+enum class StationMemory { kNone, kMemory, kDisk };
 
 struct Options {
   std::string socket;
@@ -29,6 +35,11 @@ struct Options {
   uint32_t idle_timeout = 60;  // seconds, for what a client owes
   uint32_t bulk_timeout = 30;  // seconds, for a bulk as a whole
   uint32_t stop_timeout = 10;  // seconds
+  StationMemory stations = StationMemory::kDisk;
+  StationLimits station_limits;
+  std::string sightings;         // a datagram socket; empty: none
+  std::string feed_group;        // whose members may report; empty: the daemon's own
+  std::vector<FeedTrust> feeds;  // over the usual ones
   Severity log_level = Severity::kNotice;
   bool insecure = false;  // files that others may write are used
   bool check = false;

@@ -44,7 +44,20 @@ enum {
   /** GET: a series, the stored modifications whose predefined rules are gone, each with
    * BYOD_EXT_METHOD, and BYOD_EXT_SUCCESSOR where the catalogue names one; BYOD_EXT_REASON if it
    * stays. SET (changes): moves the others to their successors, and answers likewise. */
-  BYOD_EXT_MSG_REBIND = 1013
+  BYOD_EXT_MSG_REBIND = 1013,
+  /** GET: reports a sighting of a terminal, and answers as BYOD_EXT_MSG_STATION. Needs root, the
+   * daemon's own user, or a group that may change the configuration or report sightings. */
+  BYOD_EXT_MSG_SIGHTING = 1020,
+  /** GET: what is remembered of the station of a MAC or IP address. */
+  BYOD_EXT_MSG_STATION = 1021,
+  /** GET: a series, the stations, by ascending address. */
+  BYOD_EXT_MSG_STATIONS = 1022,
+  /** GET: a series as BYOD_EXT_MSG_WATCH, of the changes of stations' answers. */
+  BYOD_EXT_MSG_WATCH_STATIONS = 1023,
+  /** UNDO (changes): forgets the station of a MAC or IP address. */
+  BYOD_EXT_MSG_FORGET_STATION = 1024,
+  /** GET: a series, the feeds that report sightings. */
+  BYOD_EXT_MSG_FEEDS = 1025
 };
 
 /**
@@ -121,12 +134,64 @@ enum {
   BYOD_EXT_REQUEST = 1063, /**< nested: a change, as it would be sent by itself */
   BYOD_EXT_RESULT = 1064,  /**< number: the code of the change at the same place */
 
+  /* Stations. */
+  BYOD_EXT_SIGHTING = 1100,      /**< text, 4097: a sighting as JSON */
+  BYOD_EXT_IP = 1101,            /**< text, 46: an IPv4 or IPv6 address */
+  BYOD_EXT_STATION = 1102,       /**< nested: one station of a listing */
+  BYOD_EXT_STATION_FLAGS = 1103, /**< number: BYOD_STATION_* bits */
+  BYOD_EXT_FEED = 1104,          /**< text, 33: which feed reported it */
+  BYOD_EXT_SEEN_LIST = 1105,     /**< nested: an option list, how often, when, its answer */
+  BYOD_EXT_SEEN_AGENT = 1106,    /**< nested: a User-Agent, likewise */
+  BYOD_EXT_CHOSEN = 1107,        /**< number: 1 for the list or User-Agent that is answered by */
+  BYOD_EXT_BACKGROUND = 1108,    /**< number: 1 for a User-Agent that counts nothing */
+  BYOD_EXT_VENDOR_CLASS = 1109,  /**< text, 256: DHCP option 60 */
+  BYOD_EXT_HOST_NAME = 1110,     /**< text, 256: DHCP option 12 */
+  BYOD_EXT_ADDRESS = 1111,       /**< nested: IP, LEASE_END, TIME, FEED */
+  BYOD_EXT_LEASE_END = 1112,     /**< counter: microseconds since 1970, UTC */
+  BYOD_EXT_ACCESS_DEVICE = 1113, /**< text, 65: where the station is connected */
+  BYOD_EXT_PORT = 1114,          /**< text, 65 */
+  BYOD_EXT_SESSION = 1115,       /**< text, 65 */
+  BYOD_EXT_METHOD_ANSWER = 1116, /**< nested: METHOD, and what the rules of it alone say */
+  BYOD_EXT_CHANGE = 1117,        /**< nested: a change of the answer, the oldest first */
+  BYOD_EXT_FROM = 1118,          /**< nested: the answer before */
+  BYOD_EXT_TO = 1119,            /**< nested: the answer since */
+  BYOD_EXT_CAUSE = 1120,         /**< number: BYOD_CAUSE_* */
+  BYOD_EXT_CHANGED_SINCE = 1121, /**< counter: microseconds since 1970, UTC */
+  BYOD_EXT_LIMIT = 1122,         /**< number: stations that are asked for at most */
+  BYOD_EXT_CHANGED = 1123,       /**< counter: when the answer changed last */
+  BYOD_EXT_WANTED_FLAGS = 1124,  /**< number: BYOD_STATION_* bits that must be set */
+  BYOD_EXT_FEED_ENTRY = 1130,    /**< nested: one feed */
+  BYOD_EXT_TRUST = 1131,         /**< number: 0 to 100 */
+  BYOD_EXT_LIFETIME = 1132,      /**< number: seconds */
+  BYOD_EXT_MALFORMED = 1133,     /**< counter: sightings that could not be read */
+  BYOD_EXT_UNPLACED = 1134,      /**< counter: of an IP address that no station has */
+  BYOD_EXT_DROPPED = 1135,       /**< counter: lost on the way */
+  BYOD_EXT_PROCESS = 1136,       /**< number: id of the process that sent the last one */
+
   /* What the daemon was started with, as part of its state. */
   BYOD_EXT_RULES_DIRECTORY = 1160,    /**< text: an absolute path; absent if there is none */
   BYOD_EXT_REGISTRY_DIRECTORY = 1161, /**< text, likewise */
   BYOD_EXT_CARVED_LIMIT = 1162,       /**< number: of rules within the blocks of others */
   /** number: how vendors that make only the module are reported: 0 marked, 1 named, 2 left open */
   BYOD_EXT_MODULE_MAKERS = 1163
+};
+
+/** What is said of a station besides its answer, as bits. */
+enum {
+  BYOD_STATION_CONTRADICTING = 1, /**< two methods differ in category or operating system */
+  BYOD_STATION_SHARED = 2,        /**< many terminals are behind the address */
+  BYOD_STATION_UNKNOWN = 4        /**< nothing matches */
+};
+
+/** Why a station's answer changed. */
+enum {
+  BYOD_CAUSE_ADDRESS = 0,      /**< it is new */
+  BYOD_CAUSE_OPTIONS = 1,      /**< its option list */
+  BYOD_CAUSE_USER_AGENT = 2,   /**< its User-Agent */
+  BYOD_CAUSE_VENDOR_CLASS = 3, /**< its vendor class */
+  BYOD_CAUSE_HOST_NAME = 4,    /**< its host name */
+  BYOD_CAUSE_RULES = 5,        /**< other rules, or another order */
+  BYOD_CAUSE_TIME = 6          /**< a minute is over, or what was said before is out of date */
 };
 
 /** Why a request was refused. */
@@ -187,6 +252,8 @@ enum {
   BYOD_EXT_ATTR_NAME_SIZE = 64,
   BYOD_EXT_ATTR_VALUE_SIZE = 256,
   BYOD_EXT_REASON_SIZE = 512,
+  BYOD_EXT_SIGHTING_SIZE = 4097,
+  BYOD_EXT_IP_SIZE = 46,
   BYOD_EXT_DATA_MAX = 32768 /**< bytes of a file in one message */
 };
 

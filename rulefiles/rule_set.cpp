@@ -153,6 +153,7 @@ RuleSet ReadRuleSet(const Sources& sources, Diagnostics& diagnostics) {
   set.dhcp_option =
       WithoutRepeats(directory.Read("dhcp-option.csv", &ReadDhcpOptionRules), diagnostics);
   set.successors = directory.Read("successors.csv", &ReadSuccessors);
+  set.background = directory.Read("background-user-agent.csv", &ReadBackgroundAgents);
   std::vector<MacRule> own = directory.Read("mac.csv", &ReadMacRules);
   directory.ReportIfEmpty();
 

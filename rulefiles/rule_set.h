@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "rulefiles/background_agents.h"
 #include "rulefiles/rule_file.h"
 #include "rulefiles/successors.h"
 
@@ -17,12 +18,14 @@ struct RuleSet {
   std::vector<TextRule> user_agent;
   std::vector<TextRule> dhcp_option;
   std::vector<Successor> successors;  ///< of rules that are no longer among these
+  std::vector<BackgroundAgent> background = {};  ///< not rules: what says nothing of a terminal
 };
 
 /// Where rules are read from; an empty name = from nowhere.
 struct Sources {
-  /// Holds mac.csv, user-agent.csv, dhcp-option.csv, vendor-alias.csv and successors.csv, any of
-  /// which may be absent, but not all, unless there are files for evidence.
+  /// Holds mac.csv, user-agent.csv, dhcp-option.csv, vendor-alias.csv, successors.csv and
+  /// background-user-agent.csv, any of which may be absent, but not all, unless there are files for
+  /// evidence.
   std::string rules_directory;
   /// Holds the registry's files.
   std::string registry_directory;

@@ -35,6 +35,7 @@ struct Options {
   std::string input = "auto";
   bool tsv = false;
   bool json = false;
+  bool no_station = false;
 
   InputFormat input_format() const {
     if (input == "tsv") return InputFormat::kTsv;
@@ -236,6 +237,8 @@ Run DefineIdentify(Parser& parser, const Settings& settings) {
                "Show what terminals of this user group may do, too")
       .ValueName("GROUP")
       .Excludes(offline);
+  parser.AddFlag("--no-station", options->no_station,
+                 "Identify --mac by its rules alone, not by what the daemon remembers");
 #ifdef BYOD_CAPTURE
   const Option pcap =
       parser.AddText("--pcap", options->capture, "Identify the stations in this packet capture")
@@ -247,6 +250,7 @@ Run DefineIdentify(Parser& parser, const Settings& settings) {
 
   return [options, parts, &settings] {
     options->has_fingerprint = std::ranges::any_of(parts, &Option::IsGiven);
+    options->identifier.remembers = options->has_fingerprint && !options->no_station;
     return Identify(*options, settings);
   };
 }

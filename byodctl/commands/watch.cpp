@@ -10,9 +10,12 @@
 #include "byod_tlv.h"
 #include "byodctl/command_line/command.h"
 #include "byodctl/command_line/json_option.h"
+#include "byodctl/command_line/option_checks.h"
 #include "byodctl/daemon/client.h"
 #include "byodctl/identification/identification_fields.h"
+#include "byodctl/identification/station_fields.h"
 #include "byodctl/text/answer_item.h"
+#include "byodctl/text/display_text.h"
 #include "byodctl/text/event_text.h"
 #ifdef BYOD_CAPTURE
 #include "byodctl/commands/watch_interface.h"
@@ -23,8 +26,11 @@ namespace byod::ctl {
 namespace {
 
 struct Options {
+  std::string what = "identifications";
   std::optional<uint64_t> count;  ///< exits after this many
   bool json = false;
+
+  bool watches_stations() const { return what == "stations"; }
 #ifdef BYOD_CAPTURE
   std::string interface;  ///< empty = the daemon's identifications
   IdentifierOptions identifier;
@@ -60,7 +66,35 @@ Item ItemOf(const Fields& event, uint64_t lost) {
   return item;
 }
 
-/// Shows the identifications of the daemon, and reconnects when it restarts.
+std::string AnswerIn(const Fields& change, uint16_t type) {
+  std::string text;
+  change.ForEachNested(type, [&](const Fields& answer) { text = AnswerText(answer); });
+  return Printable(text);
+}
+
+/// A change of a station's answer.
+void WriteChange(const Fields& change, uint64_t lost, bool json) {
+  const std::string mac = FingerprintIn(change).mac;
+  if (json) {
+    Json object = ChangeJson(change);
+    object.Set("mac", mac);
+    object.Set("contradicting",
+               (change.Number(BYOD_EXT_STATION_FLAGS) & BYOD_STATION_CONTRADICTING) != 0);
+    object.Set("access_device", change.Text(BYOD_EXT_ACCESS_DEVICE));
+    object.Set("port", change.Text(BYOD_EXT_PORT));
+    object.Set("session", change.Text(BYOD_EXT_SESSION));
+    object.Set("lost", lost);
+    return WriteJsonLine(object);
+  }
+  const std::string because = CauseText(change);
+  std::cout << TimeText(change.Counter(BYOD_EXT_TIME)) << ' ' << mac << ": "
+            << AnswerIn(change, BYOD_EXT_FROM) << " -> " << AnswerIn(change, BYOD_EXT_TO)
+            << " because of " << CauseName(change.Number(BYOD_EXT_CAUSE))
+            << (because.empty() ? "" : ' ' + Quoted(Printable(because))) << '\n';
+}
+
+/// Shows the identifications of the daemon, or the changes of its stations, and reconnects when it
+/// restarts.
 class DaemonWatch {
  public:
   DaemonWatch(const Options& options, const Settings& settings)
@@ -89,7 +123,8 @@ class DaemonWatch {
       // A restart takes only a moment.
       if (was_connected_) std::this_thread::sleep_for(kRetryInterval);
       Client client(settings_);
-      client.Send(Request(BYOD_OP_GET, BYOD_EXT_MSG_WATCH));
+      client.Send(Request(BYOD_OP_GET, options_.watches_stations() ? BYOD_EXT_MSG_WATCH_STATIONS
+                                                                   : BYOD_EXT_MSG_WATCH));
       for (bool is_first = true; is_first || !IsDone(); is_first = false)
         Take(client.Receive(!is_first), is_first);
       return true;
@@ -101,6 +136,7 @@ class DaemonWatch {
 
   void Write(const Fields& event, uint64_t lost) const {
     if (lost > 0 && !options_.json) std::cout << "(" << lost << " left out)\n";
+    if (options_.watches_stations()) return WriteChange(event, lost, options_.json);
     WriteEvent(FormOf(options_.json), QuestionName(event.Number(BYOD_TLV_MSGTYPE)),
                ItemOf(event, lost));
   }
@@ -143,11 +179,19 @@ Run DefineWatch(Parser& parser, const Settings& settings) {
       "on standard error."
 #endif
   );
+  const Option what =
+      parser
+          .AddText("WHAT", options->what, "identifications, or stations: changes of their answers")
+          .Check(OneOf({"identifications", "stations"}));
   AddJsonOption(parser, options->json,
                 "time, user_id (of the client), question, mac, options, user_agent, vendor, "
                 "category, os, name, identified, locally_administered, lost (identifications "
                 "left out before this one because they came too fast)",
                 "identification");
+  parser.AddParagraphToHelp(
+      "JSON keys of a change of a station: time, from, to {vendor, category, os, name}, cause "
+      "(address, dhcp, user-agent, vendor-class, host-name, rules or time), because, feed, mac, "
+      "contradicting, access_device, port, session, lost.");
 #ifdef BYOD_CAPTURE
   parser.AddParagraphToHelp(
       "JSON keys with --interface: time, mac, address, options, user_agent, vendor, "
@@ -161,7 +205,8 @@ Run DefineWatch(Parser& parser, const Settings& settings) {
   const Option interface = parser
                                .AddText("--interface", options->interface,
                                         "Watch the packets of a network interface instead")
-                               .ValueName("NAME");
+                               .ValueName("NAME")
+                               .Excludes(what);
   options->identifier.Declare(parser).Needs(interface);
   return [options, &settings] {
     if (options->interface.empty()) return DaemonWatch(*options, settings).Run();

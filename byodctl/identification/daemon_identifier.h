@@ -3,6 +3,7 @@
 #ifndef BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H
 #define BYODCTL_IDENTIFICATION_DAEMON_IDENTIFIER_H
 
+#include <optional>
 #include <string>
 
 #include "byodctl/daemon/client.h"
@@ -18,19 +19,24 @@ class DaemonIdentifier : public Identifier {
   /**
    * @param group     the user group whose authorization is requested; empty = none
    * @param explains  whether answers come with their explanation
+   * @param remembers  whether an address alone means what the daemon remembers of it
    * @throws Failure without a daemon
    */
-  DaemonIdentifier(const Settings& settings, std::string group, bool explains);
+  DaemonIdentifier(const Settings& settings, std::string group, bool explains,
+                   bool remembers = false);
 
   /// @throws Failure when the daemon does not answer
   Answer Identify(const ByodFingerPrint& fingerprint) override;
 
  private:
   tlv::Message Ask(uint32_t kind, const ByodFingerPrint& fingerprint);
+  /// @return nothing where the daemon does not remember the terminal
+  std::optional<Answer> Recall(const ByodFingerPrint& fingerprint);
 
   Client client_;
   std::string group_;
   bool explains_;
+  bool remembers_;
 };
 
 }  // namespace byod::ctl

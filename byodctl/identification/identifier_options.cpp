@@ -99,7 +99,8 @@ EvidenceFiller MakeEvidenceFiller(const IdentifierOptions& options) {
 std::unique_ptr<Identifier> MakeIdentifier(const IdentifierOptions& options,
                                            const Settings& settings) {
   if (options.offline) return MakeOfflineIdentifier(options);
-  return std::make_unique<DaemonIdentifier>(settings, options.group, options.explains);
+  return std::make_unique<DaemonIdentifier>(settings, options.group, options.explains,
+                                            options.remembers);
 }
 
 std::unique_ptr<Identifier> MakePatientIdentifier(const IdentifierOptions& options,

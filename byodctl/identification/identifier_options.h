@@ -23,6 +23,7 @@ struct IdentifierOptions {
   std::string group;
   bool explains = false;
   EvidenceOptions evidence;
+  bool remembers = false;  ///< an address alone means what the daemon remembers of it
 
   /**
    * Declares --offline, the options that need it, and those of the evidence.

@@ -11,6 +11,7 @@
 #include "lauthd/requests/request_form.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/state_requests.h"
+#include "lauthd/requests/station_requests.h"
 
 namespace byod::lauthd {
 namespace {
@@ -33,11 +34,23 @@ constexpr Row kRows[] = {
     {BYOD_EXT_MSG_CATEGORIES, {"categories"}, ListCategories, nullptr},
     {BYOD_EXT_MSG_RELOAD, {"reload"}, nullptr, ReloadRules},
     {BYOD_EXT_MSG_REBIND, {"modifications without a rule"}, ListBindings, Rebind},
+    {BYOD_EXT_MSG_SIGHTING, {"sighting"}, TakeSighting, nullptr},
+    {BYOD_EXT_MSG_STATION, {"station"}, ShowStation, nullptr},
+    {BYOD_EXT_MSG_STATIONS, {"stations"}, ListStations, nullptr},
+    {BYOD_EXT_MSG_WATCH_STATIONS, {"watch of stations"}, WatchStations, nullptr},
+    {BYOD_EXT_MSG_FORGET_STATION, {"station"}, nullptr, ForgetStation},
+    {BYOD_EXT_MSG_FEEDS, {"feeds"}, ListFeeds, nullptr},
 };
 
 const Row* FindAnyRow(uint32_t kind) {
   const Row* const row = FindRow(kRows, kind);
   return row != nullptr ? row : FindConfigurationRow(kind);
+}
+
+/// Whether a change of this kind may change what terminals are.
+bool MayChangeAnswers(uint32_t kind) {
+  return kind != BYOD_EXT_MSG_AUTHORIZATION && kind != BYOD_EXT_MSG_UNKNOWN &&
+         kind != BYOD_EXT_MSG_FORGET_STATION;
 }
 
 Task Refuse(Result refusal) {
@@ -69,6 +82,9 @@ Task FindTask(Exchange& exchange) {
 Result Perform(Task& task, Exchange& exchange) {
   Result result = task.handler != nullptr ? task.handler(exchange) : std::move(task.refusal);
   exchange.state.Count(exchange.operation, result);
+  if (result.Ok() && IsChange(exchange.operation) && MayChangeAnswers(exchange.kind)) {
+    exchange.state.RulesChanged();
+  }
   return result;
 }
 

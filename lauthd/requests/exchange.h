@@ -14,6 +14,7 @@
 namespace byod::lauthd {
 
 class State;
+class WatchHub;
 class Session;
 
 struct Exchange {
@@ -27,6 +28,7 @@ struct Exchange {
   tlv::Message reply;
   std::unique_ptr<Series> series;
   bool watch = false;
+  WatchHub* hub = nullptr;  // of a watch
 
   /// Begins the reply. Without memory the handle stays empty and the appender fails.
   tlv::Appender Answer(const Result& result = {}) {

@@ -8,6 +8,7 @@
 #include "lauthd/requests/authorization_requests.h"
 #include "lauthd/requests/session.h"
 #include "lauthd/requests/wall_clock.h"
+#include "lauthd/state/event.h"
 #include "lauthd/state/rule_kind.h"
 #include "mac.h"
 #include "net/mac_address.h"
@@ -69,12 +70,7 @@ Event MakeEvent(const Exchange& exchange, const ByodFingerPrint& fingerprint, ui
       .Number(BYOD_TLV_ERRCODE, code);
   AppendFingerPrint(append, fingerprint);
   AppendIdentity(append, identity);
-  if (append.status() != 0) return nullptr;
-  std::vector<uint8_t> bytes(TLV_GetMsgLen(message.get(), tlv::kMemory));
-  const auto target = reinterpret_cast<uintptr_t>(bytes.data());
-  const auto length = static_cast<uint32_t>(bytes.size());
-  if (TLV_Flush(message.get(), tlv::kMemory, length, target) != length) return nullptr;
-  return std::make_shared<const std::vector<uint8_t>>(std::move(bytes));
+  return append.status() == 0 ? ToEvent(message) : nullptr;
 } catch (const std::bad_alloc&) {
   return nullptr;
 }

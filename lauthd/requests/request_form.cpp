@@ -19,6 +19,8 @@ bool HasBadNumber(uint32_t request) {
       case BYOD_TLV_QUERYARG:
       case BYOD_TLV_QUERYARG2:
       case BYOD_EXT_PHASE:
+      case BYOD_EXT_LIMIT:
+      case BYOD_EXT_WANTED_FLAGS:
         if (TLV_GetLenByIterator(request, element) != sizeof(uint32_t)) return true;
         break;
       default:

@@ -137,7 +137,11 @@ Result ForgetUnknowns(Exchange& exchange) {
 }
 
 Result StartWatch(Exchange& exchange) {
-  const SharedPlaces& places = exchange.state.watch_hub.places();
+  return BeginWatch(exchange, exchange.state.watch_hub);
+}
+
+Result BeginWatch(Exchange& exchange, WatchHub& hub) {
+  const SharedPlaces& places = hub.places();
   const Peer& peer = exchange.session.peer();
   std::string reason;
   if (!places.IsFreeFor(peer)) {
@@ -147,6 +151,7 @@ Result StartWatch(Exchange& exchange) {
              std::to_string(places.share()) + " watches";
   }
   exchange.watch = reason.empty();
+  exchange.hub = &hub;
   if (exchange.watch) return {};
   exchange.state.refused_watches.Note("a watch is refused: " + reason);
   return Refused(BYOD_REFUSAL_BUSY, std::move(reason));

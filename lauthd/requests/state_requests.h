@@ -11,6 +11,8 @@ Result ShowStatus(Exchange& exchange);
 Result ShowUnknowns(Exchange& exchange);
 Result ForgetUnknowns(Exchange& exchange);
 Result StartWatch(Exchange& exchange);
+/// Lets the client watch a hub, unless there are too many watchers.
+Result BeginWatch(Exchange& exchange, WatchHub& hub);
 Result ReloadRules(Exchange& exchange);
 
 }  // namespace byod::lauthd

@@ -16,6 +16,11 @@ inline uint64_t MicrosecondsSince1970(
   return static_cast<uint64_t>(since.count());
 }
 
+/// As stations hold it; until the year 2106.
+inline uint32_t SecondsSince1970() {
+  return static_cast<uint32_t>(MicrosecondsSince1970() / 1'000'000);
+}
+
 /// @return the time of day in words, as in "09:41:07 UTC"
 inline std::string TimeOfDay() {
   const time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());

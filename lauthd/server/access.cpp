@@ -39,14 +39,17 @@ std::optional<gid_t> FindGroup(const std::string& name) {
   return found->gr_gid;
 }
 
-Peer ReadPeer(int socket, std::optional<gid_t> admin_group) {
+Peer ReadPeer(int socket, std::optional<gid_t> admin_group, std::optional<gid_t> feed_group) {
   ucred credentials = {};
   socklen_t size = sizeof credentials;
   if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return {};
   const bool own = credentials.uid == 0 || credentials.uid == geteuid();
-  const bool member = !own && admin_group &&
-                      (credentials.gid == *admin_group || HasFurtherGroup(socket, *admin_group));
-  return {credentials.uid, own || member, own};
+  const auto is_member = [&](std::optional<gid_t> group) {
+    return group && (credentials.gid == *group || HasFurtherGroup(socket, *group));
+  };
+  const bool may_change = own || is_member(admin_group);
+  const bool may_report = may_change || is_member(feed_group);
+  return {credentials.uid, may_change, own, may_report, credentials.pid};
 }
 
 }  // namespace byod::lauthd

@@ -18,12 +18,15 @@ std::optional<gid_t> FindGroup(const std::string& name);
 
 /**
  * Root, the daemon's own user and the members of the administration group may change the
- * configuration; every client that can connect may read it.
+ * configuration; every client that can connect may read it. Members of the feeds' group may also
+ * report sightings.
  *
  * @param socket       a connected Unix socket
  * @param admin_group  none: no group counts
+ * @param feed_group   likewise
  */
-Peer ReadPeer(int socket, std::optional<gid_t> admin_group);
+Peer ReadPeer(int socket, std::optional<gid_t> admin_group,
+              std::optional<gid_t> feed_group = std::nullopt);
 
 }  // namespace byod::lauthd
 

@@ -352,7 +352,7 @@ Awaitable<bool> Connection::SendEvents(Watcher& watcher) {
 
 Awaitable<bool> Connection::Watch() {
   Watcher watcher([this] { Wake(); });
-  const WatchHub::Registration registration(state_.watch_hub, watcher, peer_.user);
+  const WatchHub::Registration registration(*exchange_->hub, watcher, peer_.user);
   const Pieces nothing;
   if (!co_await Send(nothing.MakeReply(BYOD_ERR_CONTINUE), ReadLimit::kTimeout)) co_return false;
 

@@ -122,7 +122,7 @@ bool Listener::AcceptSome() {
 
 /// Serves a client, or lets it wait for a place. @return false without memory
 bool Listener::Welcome(net::Descriptor client) {
-  const Peer peer = ReadPeer(client.get(), runtime_.admin_group);
+  const Peer peer = ReadPeer(client.get(), runtime_.admin_group, runtime_.feed_group);
   if (!MayEnter(peer)) runtime_.connections.ContinueDeferred();  // most of these have gone
   if (MayEnter(peer)) return Connection::Begin(runtime_, client.release(), peer);
   try {

@@ -24,12 +24,14 @@ struct Runtime {
   explicit Runtime(const Options& options)
       : state(options),
         admin_group(FindGroup(options.admin_group)),
+        feed_group(FindGroup(options.feed_group)),
         idle_timeout(std::chrono::seconds(options.idle_timeout)),
         bulk_timeout(std::chrono::seconds(options.bulk_timeout)),
         places(options.max_connections, options.user_share) {}
 
   State state;
   const std::optional<gid_t> admin_group;
+  const std::optional<gid_t> feed_group;
   const std::chrono::steady_clock::duration idle_timeout;
   const std::chrono::steady_clock::duration bulk_timeout;
   SharedPlaces places;  // of connections

@@ -4,10 +4,12 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
 #include <csignal>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -18,6 +20,7 @@
 #endif
 
 #include "lauthd/log.h"
+#include "lauthd/requests/wall_clock.h"
 #include "lauthd/server/awaitable.h"
 #include "lauthd/server/manager.h"
 #include "lauthd/server/stop_limit.h"
@@ -129,6 +132,35 @@ void AllowDescriptors(rlim_t count) {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// Does what is due for the stations. @param soon  gets whether more waits for the disk
+/// @return whether more is to be answered now
+bool KeepSome(State& state, bool& soon) {
+  constexpr std::chrono::milliseconds kSlice{2};
+  try {
+    state.stations->Tick(SecondsSince1970());
+    if (state.stations->AnswerSome(SecondsSince1970(), kSlice)) return true;
+    soon = state.station_keeper && state.station_keeper->Tick(Clock::now());
+  } catch (const std::bad_alloc&) {
+    Log(Severity::kWarning, "no memory to answer stations again");
+  }
+  return false;
+}
+
+/// Answers stations again when rules have changed, a little at a time, so that requests need not
+/// wait; and forgets old ones.
+Awaitable<void> KeepStations(Runtime& runtime) {
+  constexpr std::chrono::milliseconds kPause{10};
+  State& state = runtime.state;
+  asio::steady_timer timer(runtime.io);
+  state.on_unanswered = [&timer] { timer.cancel(); };
+  bool soon = false;  // more waits for the disk
+  for (;;) {
+    co_await WaitFor(timer, soon ? Clock::duration(kPause) : std::chrono::seconds(1));
+    while (KeepSome(state, soon))
+      co_await Operation([&](auto done) { asio::post(runtime.io, std::move(done)); });
+  }
+}
+
 /// Runs one of the daemon's own tasks to its end, which most do not have. One that fails for want
 /// of memory begins again.
 /// @param make  () -> Awaitable<void>
@@ -173,6 +205,9 @@ void Server::Listen() {
   }
   hangup_.add(SIGHUP);
   listener_ = std::make_unique<Listener>(runtime_);
+  if (runtime_.state.stations != nullptr && !options.sightings.empty()) {
+    sightings_ = std::make_unique<SightingSocket>(runtime_);
+  }
 }
 
 void Server::Run() {
@@ -188,6 +223,8 @@ void Server::Run() {
   }
   Keep(io, [this] { return ReloadOnSignal(runtime_, hangup_, reload_requested_); });
   Keep(io, [this] { return listener_->Accept(); });
+  if (runtime_.state.stations != nullptr) Keep(io, [this] { return KeepStations(runtime_); });
+  if (sightings_ != nullptr) Keep(io, [this] { return sightings_->Receive(); });
   Log(Severity::kNotice, "listening on %s", runtime_.state.options.socket.c_str());
   NotifyManagerReady();
   for (bool more = true; more;)
@@ -218,6 +255,8 @@ void Server::Stop() {
   runtime_.connections.CloseAll();
   runtime_.io.restart();
   listener_->Stop();
+  if (sightings_ != nullptr) sightings_->Stop();
+  runtime_.state.on_unanswered = {};  // its timer goes with its coroutine
   stop_.cancel();
   hangup_.cancel();
   while (runtime_.connections.size() > 0 && runtime_.io.run_one_for(std::chrono::seconds(1)) > 0) {

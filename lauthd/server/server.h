@@ -9,6 +9,7 @@
 #include "lauthd/options.h"
 #include "lauthd/server/listener.h"
 #include "lauthd/server/runtime.h"
+#include "lauthd/server/sighting_socket.h"
 
 namespace byod::lauthd {
 
@@ -35,6 +36,7 @@ class Server {
   Runtime runtime_;
   std::unique_ptr<Listener> listener_;
   Connections::Clock::time_point next_turn_;
+  std::unique_ptr<SightingSocket> sightings_;  // null: none is configured
   // The signals that end the daemon, and those that reload; caught from Listen on.
   asio::signal_set stop_{runtime_.io};
   asio::signal_set hangup_{runtime_.io};

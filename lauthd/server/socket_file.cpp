@@ -74,14 +74,14 @@ sockaddr_un AddressOf(const std::string& path) {
 
 /// Removes the socket of a daemon that no longer runs. @throws when a daemon listens on it, and
 /// when the path is not a socket
-void ClearStale(const std::string& path) {
+void ClearStale(const std::string& path, int type) {
   struct stat found;
   if (lstat(path.c_str(), &found) != 0) {
     if (errno == ENOENT) return;
     Fail("cannot look at " + path);
   }
   if (!S_ISSOCK(found.st_mode)) throw std::runtime_error(path + " exists and is not a socket");
-  const net::Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  const net::Descriptor probe(socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (probe.get() < 0) Fail("cannot make a socket");
   const sockaddr_un address = AddressOf(path);
   if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
@@ -93,7 +93,7 @@ void ClearStale(const std::string& path) {
 
 }  // namespace
 
-SocketFile::SocketFile(const std::string& path, std::optional<gid_t> group)
+SocketFile::SocketFile(const std::string& path, std::optional<gid_t> group, int type)
     : path_(path), lock_(DirectoryOf(path) + "/" + NameOf(path) + ".lock") {
   AddressOf(path);
   MakeDirectory(DirectoryOf(path), group);
@@ -105,21 +105,21 @@ SocketFile::SocketFile(const std::string& path, std::optional<gid_t> group)
     case LockFile::Outcome::kTaken:
       break;
   }
-  ClearStale(path);
-  Bind(path, group);
+  ClearStale(path, type);
+  Bind(path, group, type);
 }
 
-void SocketFile::Bind(const std::string& path, std::optional<gid_t> group) {
+void SocketFile::Bind(const std::string& path, std::optional<gid_t> group, int type) {
   const net::ScratchDirectory hidden = MakeHidden(DirectoryOf(path));
   const std::string made = hidden / "s";
   const sockaddr_un address = AddressOf(made);
-  net::Descriptor listening(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  net::Descriptor listening(socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (listening.get() < 0) Fail("cannot make a socket");
   if (bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     Fail("cannot bind a socket in " + hidden.path());
   }
   SetAccess(made, group, kSocketMode);
-  if (listen(listening.get(), kBacklog) != 0) Fail("cannot listen");
+  if (type == SOCK_STREAM && listen(listening.get(), kBacklog) != 0) Fail("cannot listen");
   struct stat status;
   if (stat(made.c_str(), &status) != 0) Fail("cannot look at " + made);
   // From here on clients see the socket, ready and with its final permissions.

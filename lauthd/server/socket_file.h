@@ -3,6 +3,7 @@
 #ifndef LAUTHD_SERVER_SOCKET_FILE_H
 #define LAUTHD_SERVER_SOCKET_FILE_H
 
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <optional>
@@ -12,7 +13,7 @@
 
 namespace byod::lauthd {
 
-/// A listening Unix socket with its file, which goes with it.
+/// A Unix socket that clients reach by its file, which goes with it.
 class SocketFile {
  public:
   /**
@@ -22,18 +23,19 @@ class SocketFile {
    * from taking the same name.
    *
    * @param group  none: that of the process
+   * @param type   SOCK_STREAM, which listens, or SOCK_DGRAM
    * @throws std::runtime_error  also when a daemon listens there already
    */
-  SocketFile(const std::string& path, std::optional<gid_t> group);
+  SocketFile(const std::string& path, std::optional<gid_t> group, int type = SOCK_STREAM);
   ~SocketFile();
   SocketFile(const SocketFile&) = delete;
   SocketFile& operator=(const SocketFile&) = delete;
 
-  /// @return the listening descriptor, which is the caller's from here on
+  /// @return the descriptor, which is the caller's from here on
   int Release();
 
  private:
-  void Bind(const std::string& path, std::optional<gid_t> group);
+  void Bind(const std::string& path, std::optional<gid_t> group, int type);
 
   std::string path_;
   LockFile lock_;

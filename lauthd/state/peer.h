@@ -11,6 +11,8 @@ struct Peer {
   uid_t user = static_cast<uid_t>(-1);  // nobody
   bool may_change = false;              // root, the daemon's own user, the administration group
   bool trusted = false;                 // root or the daemon's own user
+  bool may_report = false;              // sightings
+  pid_t process = 0;
 };
 
 }  // namespace byod::lauthd

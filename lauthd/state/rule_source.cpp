@@ -24,6 +24,12 @@ void ShowProgress(size_t done, size_t of) {
   std::fprintf(stderr, "\rlauthd: %zu of %zu rules%s", done, of, done == of ? "\n" : "");
 }
 
+/// As the rules, one in a process.
+std::vector<rulefiles::BackgroundAgent>& BackgroundAgents() {
+  static std::vector<rulefiles::BackgroundAgent> agents;
+  return agents;
+}
+
 /// What is read of the places that were chosen. A machine may do without the usual ones.
 rulefiles::Sources WithoutMissing(rulefiles::Sources chosen) {
   const rulefiles::Sources usual = rulefiles::InstalledSources();
@@ -87,9 +93,14 @@ bool LoadPredefined(const PredefinedRules& rules, bool show_progress) {
   const size_t loaded =
       rulefiles::Load(rules.set, refused,
                       show_progress ? rulefiles::Progress(ShowProgress) : rulefiles::Progress());
+  BackgroundAgents() = rules.set.background;
   Log(Severity::kInfo, "loaded %zu predefined rules", loaded);
   return loaded ==
          rules.set.mac.size() + rules.set.user_agent.size() + rules.set.dhcp_option.size();
+}
+
+bool IsBackgroundAgent(const char* user_agent) {
+  return rulefiles::IsBackground(BackgroundAgents(), user_agent);
 }
 
 }  // namespace byod::lauthd

@@ -40,6 +40,9 @@ class RuleSource {
 /// @return whether there was memory for all of them
 bool LoadPredefined(const PredefinedRules& rules, bool show_progress);
 
+/// Whether a User-Agent is one of a background program, by the files that were loaded last.
+bool IsBackgroundAgent(const char* user_agent);
+
 }  // namespace byod::lauthd
 
 #endif  // LAUTHD_STATE_RULE_SOURCE_H

@@ -10,10 +10,12 @@
 
 #include "byod_order.h"
 #include "lauthd/log.h"
+#include "lauthd/state/event.h"
 #include "lauthd/state/mac_rule_set.h"
 #include "lauthd/state/reload.h"
 #include "lauthd/state/rule_kind.h"
 #include "lauthd/state/rule_source.h"
+#include "lauthd/stations/station_message.h"
 #include "rulefiles/registry.h"
 
 namespace byod::lauthd {
@@ -23,16 +25,40 @@ double Milliseconds(std::chrono::steady_clock::duration duration) {
   return std::chrono::duration<double, std::milli>(duration).count();
 }
 
+std::unique_ptr<Stations> MakeStations(const Options& options) {
+  if (options.stations == StationMemory::kNone) return nullptr;
+  return std::make_unique<Stations>(options.station_limits, options.feeds, &IsBackgroundAgent);
+}
+
 }  // namespace
 
 State::State(const Options& chosen)
     : options(chosen),
       store(chosen.state_dir, chosen.no_database, idle_rules, authorization),
-      watch_hub(chosen.user_share) {
+      watch_hub(chosen.user_share),
+      station_hub(chosen.user_share),
+      stations(MakeStations(chosen)) {
   InstallService(authorization);
+  if (stations == nullptr) return;
+  if (options.stations == StationMemory::kDisk && !options.no_database) {
+    station_keeper = std::make_unique<StationKeeper>(store.directory() + "/stations.db", *stations);
+  }
+  const auto note = [this](const Station& station) {
+    if (station_keeper) station_keeper->Note(station);
+  };
+  stations->Listen({.on_change =
+                        [this](const Station& station, TextId from) {
+                          if (station_hub.Empty()) return;
+                          if (const Event event = ToEvent(EncodeChange(*stations, station, from))) {
+                            station_hub.Publish(event);
+                          }
+                        },
+                    .on_gone = note,
+                    .on_unsaved = note});
 }
 
 State::~State() {
+  if (station_keeper) station_keeper->Finish();
   ForEachKind([](auto kind) { decltype(kind)::Configured().End(); });
   store.Close();
   RemoveService();
@@ -59,6 +85,7 @@ void State::Load() {
   ++counters.reloads;
   const auto loaded = Clock::now();
   if (!store.Open()) store.Claim();  // the directory may be new, and another daemon's
+  if (station_keeper) station_keeper->Load();
   if (options.timing) {
     std::fprintf(stderr, "lauthd: rules read in %.1f ms, loaded in %.1f ms, database in %.1f ms\n",
                  Milliseconds(read - start), Milliseconds(loaded - read),
@@ -77,6 +104,7 @@ Result State::Reload() {
 #endif
     ++counters.reloads;
     registry_time = time;
+    RulesChanged();
     reload_failure.clear();
     Log(Severity::kNotice, "the rule files were read again");
   } else {
@@ -89,7 +117,14 @@ Result State::Reload() {
 void State::AbortBulk() {
   // What is left of the rules of one length is in the order that it had.
   bulk.RollBack(idle_rules, authorization);
+  RulesChanged();
   gate.Release();
+}
+
+void State::RulesChanged() {
+  if (stations == nullptr) return;
+  stations->RulesChanged();
+  if (on_unanswered && stations->HasUnanswered()) on_unanswered();
 }
 
 void State::Count(uint32_t operation, const Result& result) {

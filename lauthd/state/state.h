@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -19,6 +21,8 @@
 #include "lauthd/state/store.h"
 #include "lauthd/state/unknowns.h"
 #include "lauthd/state/watch_hub.h"
+#include "lauthd/stations/station_keeper.h"
+#include "lauthd/stations/stations.h"
 
 namespace byod::lauthd {
 
@@ -53,6 +57,9 @@ class State {
   /// Counts a request that has been carried out.
   void Count(uint32_t operation, const Result& result);
 
+  /// Says that stations may have other answers now. They are answered again bit by bit.
+  void RulesChanged();
+
   uint64_t UptimeSeconds() const;
 
   const Options options;
@@ -65,7 +72,11 @@ class State {
   RepeatedWarning refused_watches;
   ChangeGate gate;
   Bulk bulk;
-  size_t sessions = 0;         // clients that are connected
+  WatchHub station_hub;                           // for the changes of stations
+  std::unique_ptr<Stations> stations;             // null: they are not remembered
+  std::unique_ptr<StationKeeper> station_keeper;  // null: only until the daemon stops
+  std::function<void()> on_unanswered;            // stations are to be answered again; may be empty
+  size_t sessions = 0;                            // clients that are connected
   std::string reload_failure;  // why the last reload was refused; empty after a successful one
   std::optional<std::chrono::system_clock::time_point> registry_time;  // of the one in effect
 

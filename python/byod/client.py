@@ -3,6 +3,9 @@
 
 from __future__ import annotations
 
+import contextlib
+import ipaddress
+import json
 import os
 import socket
 from collections.abc import Iterable, Iterator, Mapping
@@ -10,22 +13,28 @@ from itertools import islice
 from types import TracebackType
 
 from byod import band, codes
-from byod.errors import refusal_of
+from byod.errors import NotFound, refusal_of
 from byod.message import HEADER, Message, as_text, data, length_of, message, number, text
 from byod.model import (
     Authorization,
     DatabaseState,
     DeviceInfo,
     Event,
+    Feed,
     FingerPrint,
+    HeldAddress,
     Identity,
     Kind,
     MacLike,
     OptionsLike,
     Rule,
+    Seen,
+    Station,
+    StationChange,
     Status,
     TableCounts,
     UnknownFingerPrint,
+    address_of,
     options_of,
     options_text,
     prefix_of,
@@ -39,6 +48,7 @@ Attributes = Mapping[str, str | Iterable[str]] | Iterable[tuple[str, str]]
 
 _GET_IDENTITY = number(codes.OPERATION, codes.GET) + number(codes.KIND, codes.IDENTIFY)
 _AHEAD = 64  # requests; these and their replies fit into the buffers of a socket
+_CAUSES = ("address", "dhcp", "user-agent", "vendor-class", "host-name", "rules", "time")
 _FIELDS = {"vendor": (1, codes.VENDOR), "category": (2, codes.CATEGORY), "os": (3, codes.OS)}
 
 
@@ -131,16 +141,20 @@ class Client:
         Waits without limit between them. The connection is in use until the iterator is closed,
         which also closes the connection.
         """
-        connection = self._begin(_request(codes.GET, codes.WATCH))
+        for reply in self._events(codes.WATCH):
+            lost = reply.counter(codes.LOST)
+            for event in reply.nested(codes.EVENT):
+                yield _event_in(event, lost)
+                lost = 0
+
+    def _events(self, kind: int) -> Iterator[Message]:
+        connection = self._begin(_request(codes.GET, kind))
         try:
             connection.settimeout(None)
             while True:
                 reply = self._receive(connection)
                 code = _code_of(reply)
-                lost = reply.counter(codes.LOST)
-                for event in reply.nested(codes.EVENT):
-                    yield _event_in(event, lost)
-                    lost = 0
+                yield reply
                 if code != codes.CONTINUE:
                     return
         finally:
@@ -161,6 +175,64 @@ class Client:
     def forget_unknown(self) -> None:
         """Forgets the fingerprints that nothing matched."""
         self._change(_request(codes.UNDO, codes.UNKNOWN))
+
+    # ------------------------------------------------------------ stations
+
+    def report(self, sighting: Mapping[str, object], group: str = "") -> Station:
+        """
+        Reports what was seen of a terminal, and answers what is known of it now.
+
+        :param sighting: the keys of docs/stations.md, "feed" and "mac" or "ip" among them
+        :param group: as for identify; the identity then holds the authorization that applies
+        """
+        encoded = json.dumps(sighting, ensure_ascii=False)
+        return _station_in(
+            self._get(_request(codes.GET, codes.SIGHTING_OF, text(codes.SIGHTING, encoded), *_target(group, "")))
+        )
+
+    def station(self, address: MacLike, group: str = "") -> Station | None:
+        """What is remembered of the station of a MAC or IP address; None when nothing is."""
+        request = _request(codes.GET, codes.STATION_OF, _station_key(address), *_target(group, ""))
+        try:
+            return _station_in(self._get(request))
+        except NotFound:
+            return None
+
+    def stations(
+        self,
+        category: str = "",
+        vendor: str = "",
+        changed_since: float = 0,
+        contradicting: bool = False,
+        unknown: bool = False,
+    ) -> Iterator[Station]:
+        """Yields the stations that pass all filters, by ascending address, without their evidence."""
+        filters = [text(codes.VENDOR, vendor)] if vendor else []
+        if changed_since:
+            filters.append(data(codes.CHANGED_SINCE, int(changed_since * 1e6).to_bytes(8, "big")))
+        flags = codes.CONTRADICTING * contradicting | codes.NOT_IDENTIFIED * unknown
+        if flags:
+            filters.append(number(codes.WANTED_FLAGS, flags))
+        request = _request(codes.GET, codes.STATIONS, *_target("", category), *filters)
+        for nested in self._series(request, codes.STATION):
+            yield _station_in(nested)
+
+    def watch_stations(self) -> Iterator[StationChange]:
+        """Yields changes of what stations are, as watch yields identifications."""
+        for reply in self._events(codes.WATCH_STATIONS):
+            lost = reply.counter(codes.LOST)
+            for event in reply.nested(codes.EVENT):
+                yield _change_in(event, event.data(codes.MAC) or b"", lost)
+                lost = 0
+
+    def forget_station(self, address: MacLike) -> None:
+        """Forgets the station of a MAC or IP address."""
+        self._change(_request(codes.UNDO, codes.FORGET_STATION, _station_key(address)))
+
+    def feeds(self) -> list[Feed]:
+        """The programs that report terminals."""
+        request = _request(codes.GET, codes.FEEDS)
+        return [_feed_in(entry) for entry in self._series(request, codes.FEED_ENTRY)]
 
     # ------------------------------------------------------------ rules
 
@@ -582,6 +654,14 @@ def _moves(moves: list[Move]) -> list[bytes]:
     return requests
 
 
+def _station_key(address: MacLike) -> bytes:
+    """A MAC address in any of its spellings, or an IP address."""
+    if isinstance(address, str):
+        with contextlib.suppress(ValueError):
+            return text(codes.IP, str(ipaddress.ip_address(address)))
+    return data(codes.MAC, address_of(address))
+
+
 def _target(group: str, category: str) -> list[bytes]:
     target = [text(codes.GROUP, group)] if group else []
     return [*target, text(codes.CATEGORY, category)] if category else target
@@ -650,6 +730,100 @@ def _event_in(event: Message, lost: int) -> Event:
         event.number(codes.CODE, codes.FAILED) == 0,
         _identity_in(event),
         lost,
+    )
+
+
+def _seconds(reply: Message, kind: int) -> float | None:
+    return reply.counter(kind) / 1e6 if reply.data(kind) is not None else None
+
+
+def _seen_in(nested: Message) -> Seen:
+    return Seen(
+        nested.data(codes.OPTIONS) or b"",
+        nested.text(codes.USER_AGENT),
+        _identity_in(nested),
+        nested.counter(codes.SEEN),
+        nested.counter(codes.FIRST_TIME) / 1e6,
+        nested.counter(codes.TIME) / 1e6,
+        nested.text(codes.FEED),
+        nested.number(codes.CHOSEN) == 1,
+        nested.number(codes.BACKGROUND) == 1,
+    )
+
+
+def _because(change: Message) -> str:
+    options = change.data(codes.OPTIONS)
+    if options:
+        return options_text(options)
+    kinds = (codes.USER_AGENT, codes.VENDOR_CLASS, codes.HOST_NAME)
+    return next((found for kind in kinds if (found := change.text(kind))), "")
+
+
+def _change_in(change: Message, mac: bytes, lost: int = 0) -> StationChange:
+    cause = change.number(codes.CAUSE)
+    sides = [
+        next((_identity_in(nested) for nested in change.nested(kind)), Identity())
+        for kind in (codes.FROM, codes.TO)
+    ]
+    return StationChange(
+        mac,
+        change.counter(codes.TIME) / 1e6,
+        sides[0],
+        sides[1],
+        _CAUSES[cause] if cause < len(_CAUSES) else "unknown",
+        _because(change),
+        change.text(codes.FEED),
+        bool(change.number(codes.STATION_FLAGS) & codes.CONTRADICTING),
+        change.text(codes.ACCESS_DEVICE),
+        change.text(codes.PORT),
+        change.text(codes.SESSION),
+        lost,
+    )
+
+
+def _station_in(reply: Message) -> Station:
+    mac = reply.data(codes.MAC) or b""
+    flags = reply.number(codes.STATION_FLAGS)
+    return Station(
+        mac,
+        _identity_in(reply),
+        bool(flags & codes.CONTRADICTING),
+        bool(flags & codes.SHARED),
+        reply.counter(codes.FIRST_TIME) / 1e6,
+        reply.counter(codes.TIME) / 1e6,
+        reply.text(codes.HOST_NAME),
+        reply.text(codes.VENDOR_CLASS),
+        reply.text(codes.ACCESS_DEVICE),
+        reply.text(codes.PORT),
+        reply.text(codes.SESSION),
+        tuple(
+            HeldAddress(
+                held.text(codes.IP),
+                held.counter(codes.TIME) / 1e6,
+                _seconds(held, codes.LEASE_END),
+                held.text(codes.FEED),
+            )
+            for held in reply.nested(codes.ADDRESS)
+        ),
+        {Kind(one.number(codes.METHOD)): _identity_in(one) for one in reply.nested(codes.METHOD_ANSWER)},
+        tuple(_seen_in(nested) for nested in reply.nested(codes.SEEN_LIST)),
+        tuple(_seen_in(nested) for nested in reply.nested(codes.SEEN_AGENT)),
+        tuple(_change_in(nested, mac) for nested in reply.nested(codes.CHANGE)),
+    )
+
+
+def _feed_in(entry: Message) -> Feed:
+    last = _seconds(entry, codes.TIME)
+    return Feed(
+        entry.text(codes.FEED),
+        entry.number(codes.TRUST),
+        entry.number(codes.LIFETIME),
+        entry.counter(codes.SEEN),
+        entry.counter(codes.MALFORMED_COUNT),
+        entry.counter(codes.UNPLACED),
+        entry.counter(codes.DROPPED),
+        last,
+        entry.number(codes.CLIENT) if last is not None else None,
     )
 
 

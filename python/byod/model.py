@@ -121,6 +121,86 @@ class Event:
 
 
 @dataclass(frozen=True, slots=True)
+class HeldAddress:
+    """An IP address of a station."""
+
+    address: str
+    last: float  # seconds since 1970, UTC
+    lease_end: float | None = None
+    feed: str = ""
+
+
+@dataclass(frozen=True, slots=True)
+class Seen:
+    """An option list or a User-Agent of a station; the other part of it is empty."""
+
+    options: bytes
+    user_agent: str
+    identity: Identity  # by it alone
+    count: int
+    first: float  # seconds since 1970, UTC
+    last: float
+    feed: str
+    chosen: bool
+    background: bool
+
+
+@dataclass(frozen=True, slots=True)
+class StationChange:
+    """A change of what a station is."""
+
+    mac: bytes
+    time: float  # seconds since 1970, UTC
+    before: Identity
+    after: Identity
+    cause: str  # address, dhcp, user-agent, vendor-class, host-name, rules or time
+    because: str  # the option list, User-Agent or text; empty for other causes
+    feed: str
+    contradicting: bool = False
+    access_device: str = ""
+    port: str = ""
+    session: str = ""
+    lost: int = 0  # changes before this one that were left out, as nobody read them
+
+
+@dataclass(frozen=True, slots=True)
+class Station:
+    """What the daemon remembers of a terminal."""
+
+    mac: bytes
+    identity: Identity
+    contradicting: bool = False
+    shared: bool = False
+    first: float = 0  # seconds since 1970, UTC
+    last: float = 0
+    host_name: str = ""
+    vendor_class: str = ""
+    access_device: str = ""
+    port: str = ""
+    session: str = ""
+    addresses: tuple[HeldAddress, ...] = ()
+    methods: dict[Kind, Identity] = field(default_factory=dict)
+    option_lists: tuple[Seen, ...] = ()
+    user_agents: tuple[Seen, ...] = ()
+    history: tuple[StationChange, ...] = ()
+
+
+@dataclass(frozen=True, slots=True)
+class Feed:
+    """A program that reports terminals."""
+
+    name: str
+    trust: int
+    lifetime: int  # seconds
+    count: int
+    malformed: int
+    unplaced: int
+    dropped: int
+    last: float | None  # seconds since 1970, UTC; None: never
+    uid: int | None  # of the process that sent the last one
+
+
+@dataclass(frozen=True, slots=True)
 class UnknownFingerPrint:
     """A fingerprint that nothing matched."""
 

@@ -295,6 +295,61 @@ class ClientTest(DaemonTest):
         self.assertEqual(client.identify(user_agent="iPhone").vendor, "Apple")
 
 
+class StationsTest(DaemonTest):
+    MAC = "00:11:22:33:44:55"
+
+    def report(self, **rest):
+        return self.client.report({"feed": "kea", "mac": self.MAC, **rest})
+
+    def test_what_is_reported_is_remembered_with_its_history(self):
+        self.report(options=[1, 3, 6], ip="192.0.2.1", host_name="p", lease_end=2_000_000_000)
+        answered = self.report(user_agent="an iPhone", access_device="ap", session="s1")
+        station = self.client.station("0011.2233.4455")
+        self.assertEqual(station, answered)
+        self.assertEqual(station, self.client.station("192.0.2.1"))
+        self.assertEqual((station.identity.vendor, station.identity.category), ("Acme", "Printer"))
+        self.assertTrue(station.contradicting)
+        self.assertEqual(station.methods[Kind.USER_AGENT].category, "Mobile")
+        self.assertEqual([seen.user_agent for seen in station.user_agents], ["an iPhone"])
+        self.assertEqual(station.option_lists[0].options, b"\1\3\6")
+        self.assertEqual(station.addresses[0].lease_end, 2_000_000_000)
+        self.assertEqual((station.access_device, station.session), ("ap", "s1"))
+        self.assertEqual([(change.cause, change.before.category, change.after.category, change.feed)
+                          for change in station.history],
+                         [("address", "", "Printer", "kea"), ("user-agent", "Printer", "Printer", "kea")])
+
+    def test_the_set_of_a_group_comes_with_the_station(self):
+        self.client.set_authorization("staff", "Printer", {"vlan": "30"})
+        sighting = {"feed": "radius", "mac": self.MAC, "options": "1,3,6"}
+        station = self.client.report(sighting, "staff")
+        self.assertEqual(station.identity.authorization.value("vlan"), "30")
+
+    def test_stations_are_listed_watched_and_forgotten(self):
+        watcher = self.connect(timeout=30).watch_stations()
+        changes = []
+        thread = threading.Thread(target=lambda: changes.append(next(watcher)))
+        thread.start()
+        deadline = time.monotonic() + 30
+        while self.client.status().connections < 2 and time.monotonic() < deadline:
+            time.sleep(0.02)
+        time.sleep(0.2)
+        self.report(options="1,3,6")
+        thread.join()
+        watcher.close()
+        self.assertEqual((changes[0].mac.hex(), changes[0].after.category), ("001122334455", "Printer"))
+        self.assertEqual([one.mac.hex() for one in self.client.stations(category="printer")],
+                         ["001122334455"])
+        self.assertEqual(list(self.client.stations(unknown=True)), [])
+        self.client.forget_station(self.MAC)
+        self.assertIsNone(self.client.station(self.MAC))
+
+    def test_a_malformed_report_is_refused_and_counted(self):
+        with self.assertRaises(byod.Refused):
+            self.report(time="x")
+        (kea,) = [feed for feed in self.client.feeds() if feed.name == "kea"]
+        self.assertEqual((kea.malformed, kea.count, kea.uid), (1, 0, os.getuid()))
+
+
 class DocumentedTest(DaemonTest):
     """The examples of docs/clients.md, as they stand there."""
 
