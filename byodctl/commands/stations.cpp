@@ -242,12 +242,14 @@ Run DefineShowStation(Parser& parser, const Settings& settings) {
   const auto key = std::make_shared<std::string>();
   const auto json = std::make_shared<bool>(false);
   DefineKey(parser, *key);
-  AddJsonOption(parser, *json,
-                std::string(kStationKeys) +
-                    ", vendor_class, methods (by name) {vendor, category, os, name}, option_lists "
-                    "{options, chosen, answer, seen (how often), first, last, feed}, user_agents "
-                    "{user_agent, chosen, background, answer, seen, first, last, feed}, history "
-                    "{time, from, to, cause, because, feed}");
+  // Not with +, of which g++ 12 warns without reason.
+  AddJsonOption(
+      parser, *json,
+      std::string(kStationKeys)
+          .append(", vendor_class, methods (by name) {vendor, category, os, name}, option_lists "
+                  "{options, chosen, answer, seen (how often), first, last, feed}, user_agents "
+                  "{user_agent, chosen, background, answer, seen, first, last, feed}, history "
+                  "{time, from, to, cause, because, feed}"));
   return [key, json, &settings] { return ShowStation(*key, *json, settings); };
 }
 

@@ -157,7 +157,8 @@ uint32_t StoreSet(const std::string& group, const std::string& category,
     char type[BYOD_DB_DEVTYPE_SIZE] = {};
     CopyText(type, category.c_str());
     const uint32_t failed = BYOD_db_DeleteDeviceTypeAuthorAttr(group.c_str(), type);
-    return failed == 0 && !IsRemoved(group, type) ? BYOD_ERR_FAILED : failed;
+    if (failed != 0) return failed;
+    return IsRemoved(group, type) ? 0 : uint32_t{BYOD_ERR_FAILED};
   }
   const tlv::Message message(TLV_Create());
   tlv::Appender append(message.get());

@@ -10,7 +10,7 @@
 namespace byod::lauthd {
 
 /// No element.
-inline constexpr uint32_t kNone = UINT32_MAX;
+inline constexpr uint32_t kNoElement = UINT32_MAX;
 
 /**
  * The chains go through the elements themselves, so an insertion into an index that has room
@@ -30,10 +30,10 @@ class ChainIndex {
   /// Makes room for one more. @throws std::bad_alloc, with nothing changed
   void Reserve() {
     if (size_ < buckets_.size()) return;
-    std::vector<uint32_t> larger(buckets_.empty() ? 16 : 2 * buckets_.size(), kNone);
+    std::vector<uint32_t> larger(buckets_.empty() ? 16 : 2 * buckets_.size(), kNoElement);
     buckets_.swap(larger);
     for (uint32_t number : larger) {
-      while (number != kNone) {
+      while (number != kNoElement) {
         const uint32_t next = elements_.Next(number);
         Link(number);
         number = next;
@@ -57,12 +57,12 @@ class ChainIndex {
   }
 
   /// @param is  (number) -> whether it is the wanted element
-  /// @return the element; kNone if there is none
+  /// @return the element; kNoElement if there is none
   template <typename Predicate>
   uint32_t Find(uint64_t hash, Predicate is) const {
-    if (buckets_.empty()) return kNone;
+    if (buckets_.empty()) return kNoElement;
     uint32_t number = buckets_[hash & (buckets_.size() - 1)];
-    while (number != kNone && !is(number))
+    while (number != kNoElement && !is(number))
       number = elements_.Next(number);
     return number;
   }

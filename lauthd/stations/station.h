@@ -59,7 +59,7 @@ struct Held {
   IpAddress address;
   Seconds lease_end = 0;  // 0 = not known
   Seconds last = 0;
-  uint32_t next = kNone;  // in the index of addresses
+  uint32_t next = kNoElement;  // in the index of addresses
   FeedId feed = 0;
 };
 
@@ -126,9 +126,9 @@ struct Station {
 
   // In the table.
   uint32_t number = 0;  // of its place
-  uint32_t next = kNone;
-  uint32_t newer = kNone;
-  uint32_t older = kNone;
+  uint32_t next = kNoElement;
+  uint32_t newer = kNoElement;
+  uint32_t older = kNoElement;
 
   net::MacAddress address() const { return net::MacOf(mac); }
   bool IsLocallyAdministered() const { return net::IsLocallyAdministered(address()); }

@@ -17,7 +17,7 @@ StationTable::StationTable(size_t limit, std::function<void(const Station&)> on_
 Station* StationTable::Find(uint64_t mac) {
   const uint32_t number = by_mac_.Find(
       HashOfMac(mac), [&](uint32_t candidate) { return stations_[candidate].mac == mac; });
-  return number == kNone ? nullptr : &stations_[number];
+  return number == kNoElement ? nullptr : &stations_[number];
 }
 
 uint32_t StationTable::FindHeld(const IpAddress& address) {
@@ -28,16 +28,16 @@ uint32_t StationTable::FindHeld(const IpAddress& address) {
 
 Station* StationTable::Find(const IpAddress& address) {
   const uint32_t number = FindHeld(address);
-  return number == kNone ? nullptr : &stations_[number / kMaxAddresses];
+  return number == kNoElement ? nullptr : &stations_[number / kMaxAddresses];
 }
 
 Station* StationTable::Oldest(bool locally_administered) {
   const uint32_t number = lines_[locally_administered].oldest;
-  return number == kNone ? nullptr : &stations_[number];
+  return number == kNoElement ? nullptr : &stations_[number];
 }
 
 Station* StationTable::Newer(const Station& station) {
-  return station.newer == kNone ? nullptr : &stations_[station.newer];
+  return station.newer == kNoElement ? nullptr : &stations_[station.newer];
 }
 
 // ---------------------------------------------------------------- stations
@@ -55,7 +55,7 @@ Station& StationTable::FindOrMake(uint64_t mac) {
   by_mac_.Reserve();
   Line& line = lines_[net::IsLocallyAdministered(net::MacOf(mac))];
   // Displaced only by one that will be there.
-  if (line.size < line.limit && free_ == kNone) {
+  if (line.size < line.limit && free_ == kNoElement) {
     free_ = static_cast<uint32_t>(stations_.size());
     stations_.emplace_back().number = free_;
   }
@@ -122,17 +122,17 @@ void StationTable::ReleaseTexts(Station& station) {
 
 void StationTable::LinkNewest(Line& line, uint32_t number) {
   Station& station = stations_[number];
-  station.newer = kNone;
+  station.newer = kNoElement;
   station.older = line.newest;
-  (line.newest != kNone ? stations_[line.newest].newer : line.oldest) = number;
+  (line.newest != kNoElement ? stations_[line.newest].newer : line.oldest) = number;
   line.newest = number;
   ++line.size;
 }
 
 void StationTable::Unlink(Line& line, uint32_t number) {
   const Station& station = stations_[number];
-  (station.newer != kNone ? stations_[station.newer].older : line.newest) = station.older;
-  (station.older != kNone ? stations_[station.older].newer : line.oldest) = station.newer;
+  (station.newer != kNoElement ? stations_[station.newer].older : line.newest) = station.older;
+  (station.older != kNoElement ? stations_[station.older].newer : line.oldest) = station.newer;
   --line.size;
 }
 
@@ -140,7 +140,7 @@ void StationTable::Unlink(Line& line, uint32_t number) {
 
 Held& StationTable::Give(Station& station, const IpAddress& address) {
   const uint32_t found = FindHeld(address);
-  if (found != kNone) {
+  if (found != kNoElement) {
     Station& holder = stations_[found / kMaxAddresses];
     if (&holder == &station) return ip_elements_.At(found);
     TakeHeld(holder, found % kMaxAddresses);
@@ -160,7 +160,7 @@ Held& StationTable::Give(Station& station, const IpAddress& address) {
 
 void StationTable::Take(Station& station, const IpAddress& address) {
   const uint32_t found = FindHeld(address);
-  if (found == kNone || &stations_[found / kMaxAddresses] != &station) return;
+  if (found == kNoElement || &stations_[found / kMaxAddresses] != &station) return;
   TakeHeld(station, found % kMaxAddresses);
 }
 

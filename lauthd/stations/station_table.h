@@ -66,8 +66,8 @@ class StationTable {
 
  private:
   struct Line {
-    uint32_t oldest = kNone;
-    uint32_t newest = kNone;
+    uint32_t oldest = kNoElement;
+    uint32_t newest = kNoElement;
     size_t size = 0;
     size_t limit = 0;
   };
@@ -110,8 +110,8 @@ class StationTable {
   TextPool texts_;
   std::function<void(const Station&)> on_gone_;
   std::deque<Station> stations_;
-  uint32_t free_ = kNone;  // linked by Station::next
-  Line lines_[2];          // the others, the locally administered ones
+  uint32_t free_ = kNoElement;  // linked by Station::next
+  Line lines_[2];               // the others, the locally administered ones
   MacElements mac_elements_{*this};
   IpElements ip_elements_{*this};
   ChainIndex<MacElements> by_mac_{mac_elements_};

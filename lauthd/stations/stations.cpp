@@ -190,7 +190,7 @@ template <size_t N>
 Seen& Stations::SeeAgain(Station& station, FewOf<Seen, N>& all, std::string_view text, FeedId feed,
                          Seconds time, bool& is_new) {
   const TextId id = texts().Find(text);
-  auto found = id == kNone ? all.all().end() : std::ranges::find(all.all(), id, &Seen::text);
+  auto found = id == kNoElement ? all.all().end() : std::ranges::find(all.all(), id, &Seen::text);
   is_new = found == all.all().end();
   if (is_new) {
     Seen fresh;

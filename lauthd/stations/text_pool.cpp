@@ -16,12 +16,12 @@ TextId TextPool::Find(std::string_view text) const {
     const Entry& entry = entries_[candidate];
     return std::string_view{entry.text.get(), entry.length} == text;
   });
-  return number == kNone ? kNone : number + 1;
+  return number == kNoElement ? kNoElement : number + 1;
 }
 
 /// Takes an entry off the free ones, of which there is one afterwards at the latest.
 uint32_t TextPool::FreeNumber() {
-  if (free_ == kNone) {
+  if (free_ == kNoElement) {
     entries_.emplace_back();
     free_ = static_cast<uint32_t>(entries_.size() - 1);
   }
@@ -30,7 +30,7 @@ uint32_t TextPool::FreeNumber() {
 
 TextId TextPool::Acquire(std::string_view text) {
   const TextId found = Find(text);
-  if (found != kNone) return Share(found);
+  if (found != kNoElement) return Share(found);
   auto copy = std::make_unique_for_overwrite<char[]>(text.size() + 1);
   std::memcpy(copy.get(), text.data(), text.size());
   copy[text.size()] = '\0';

@@ -35,7 +35,7 @@ class TextPool {
   /// Makes `id` refer to another text. @throws std::bad_alloc, with nothing changed
   void Assign(TextId& id, std::string_view text);
 
-  /// @return the id of a text; kNone for one that is not in the pool
+  /// @return the id of a text; kNoElement for one that is not in the pool
   TextId Find(std::string_view text) const;
 
   /// @return the text, with a NUL behind it unless it is empty; valid as long as it is referred to
@@ -51,7 +51,7 @@ class TextPool {
   struct Entry {
     std::unique_ptr<char[]> text;
     uint32_t references = 0;
-    uint32_t next = kNone;  // in its chain, or of the free ones
+    uint32_t next = kNoElement;  // in its chain, or of the free ones
     uint16_t length = 0;
   };
 
@@ -59,7 +59,7 @@ class TextPool {
 
   KeyedHash hash_;
   std::vector<Entry> entries_;  // text `id` is at id - 1
-  uint32_t free_ = kNone;
+  uint32_t free_ = kNoElement;
   ChainIndex<TextPool> index_;
 };
 

@@ -389,7 +389,7 @@ TEST_F(StationsTest, OnlyWhatARuleLookedForIsKeptWhereThatIsWanted) {
   EXPECT_EQ(Text(station.history.values[0].because), "");
   SeeAgent(1, "nobody knows this");
   EXPECT_EQ(station.agents.count, 1);
-  EXPECT_EQ(stations_->texts().Find("nobody knows this"), kNone);
+  EXPECT_EQ(stations_->texts().Find("nobody knows this"), kNoElement);
 }
 
 TEST_F(StationsTest, FeedsAreCounted) {

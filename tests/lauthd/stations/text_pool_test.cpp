@@ -28,7 +28,7 @@ TEST(TextPool, EqualTextsAreOneUntilTheLastReferenceGoes) {
   EXPECT_EQ(pool.Text(first), "Android");
   pool.Release(first);
   EXPECT_EQ(pool.size(), 0u);
-  EXPECT_EQ(pool.Find("Android"), kNone);
+  EXPECT_EQ(pool.Find("Android"), kNoElement);
 }
 
 TEST(TextPool, ATextMayHoldNulsAndEndsWithOne) {
@@ -67,7 +67,7 @@ TEST(TextPool, AgreesWithAMapUnderLongChurnAtEverySmallSize) {
         if (--model[text] == 0) model.erase(text);
         pool.Release(held[which]);
         held.erase(held.begin() + static_cast<ptrdiff_t>(which));
-        ASSERT_EQ(pool.Find(text) == kNone, !model.contains(text));
+        ASSERT_EQ(pool.Find(text) == kNoElement, !model.contains(text));
       }
       ASSERT_EQ(pool.size(), model.size());
     }
