@@ -37,6 +37,7 @@ namespace {
 
 using namespace byod::lauthd;
 
+constexpr uint32_t kRuleLimit = 50;
 constexpr char kName[] = "eBYOD";
 constexpr DBM_Parameters kParameters = {{0, 0, 1, 0}, "SEC-BYOD-CFG"};
 
@@ -85,7 +86,7 @@ class Fuzzed {
  public:
   Fuzzed() : store_(directory_ / "state", false, idle_, authorization_) {
     SetLogLevel(Severity::kError);
-    Expect(BYOD_data_GlobalInfoInit(50) == 0);
+    Expect(BYOD_data_GlobalInfoInit(kRuleLimit) == 0);
     BYOD_order_Init();
     AddPredefined();
     InstallService(authorization_);
@@ -102,7 +103,7 @@ class Fuzzed {
       directory_.Write("input", form == 1 ? Patched(input) : Text(input));
     }
     const std::string before = State();
-    if (!store_.Restore(file).Ok()) {
+    if (!store_.Restore(file, kRuleLimit).Ok()) {
       Expect(store_.DatabaseState() == BYOD_DATABASE_OPEN);
       Expect(State() == before);
       store_.Recover();
@@ -152,7 +153,7 @@ class Fuzzed {
     WriteRecords(rows, file);
     std::ifstream stream(file, std::ios::binary);
     good_.assign(std::istreambuf_iterator<char>(stream), {});
-    Expect(good_.size() >= 4096 && store_.Restore(file).Ok());
+    Expect(good_.size() >= 4096 && store_.Restore(file, kRuleLimit).Ok());
     store_.Recover();
     Expect(Byod_GetCustomRuleCount() == 2);
   }
@@ -239,10 +240,10 @@ class Fuzzed {
     const std::string file = directory_ / "backup";
     std::filesystem::remove(file);
     Expect(store_.Backup(file).Ok());
-    Expect(store_.Restore(file).Ok());
+    Expect(store_.Restore(file, kRuleLimit).Ok());
     store_.Recover();
     Expect(State() == before);
-    Expect(Byod_GetCustomRuleCount() <= 50);
+    Expect(Byod_GetCustomRuleCount() <= kRuleLimit);
   }
 
   fuzz::ScratchDirectory directory_;
