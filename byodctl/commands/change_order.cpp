@@ -67,7 +67,7 @@ std::vector<std::string> WarningsIn(const Fields& reply) {
 
 int Reload(bool json, const Settings& settings) {
   Client client(settings);
-  const tlv::Message reply = client.Exchange(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD));
+  const tlv::Message reply = client.ExchangeChange(Request(BYOD_OP_SET, BYOD_EXT_MSG_RELOAD));
   const Fields fields(reply);
   const uint32_t code = CodeOf(fields);
   if (code != 0 && code != BYOD_ERR_NOCHANGE) throw Refusal(fields);

@@ -247,9 +247,10 @@ Run DefineShowStation(Parser& parser, const Settings& settings) {
       parser, *json,
       std::string(kStationKeys)
           .append(", vendor_class, methods (by name) {vendor, category, os, name}, option_lists "
-                  "{options, chosen, answer, seen (how often), first, last, feed}, user_agents "
-                  "{user_agent, chosen, background, answer, seen, first, last, feed}, history "
-                  "{time, from, to, cause, because, feed}"));
+                  "{options, chosen, answer {vendor, category, os, name}, seen (how often), first, "
+                  "last, feed}, user_agents {user_agent, chosen, background, answer {vendor, "
+                  "category, os, name}, seen, first, last, feed}, history {time, from {vendor, "
+                  "category, os, name}, to {vendor, category, os, name}, cause, because, feed}"));
   return [key, json, &settings] { return ShowStation(*key, *json, settings); };
 }
 

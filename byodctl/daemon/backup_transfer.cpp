@@ -39,7 +39,7 @@ void SendBackup(Client& client, uint64_t total, const std::function<std::string(
     client.Ask(more);
     sent += bytes.size();
   }
-  client.Ask(Phase(BYOD_PHASE_COMMIT));
+  client.Commit(Phase(BYOD_PHASE_COMMIT));
 }
 
 }  // namespace byod::ctl

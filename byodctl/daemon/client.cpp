@@ -289,7 +289,8 @@ tlv::Message Client::Ask(const Request& request) {
   return reply;
 }
 
-tlv::Message Client::ReceiveOutcome() {
+tlv::Message Client::ExchangeChange(const Request& request) {
+  Send(request);
   try {
     return Receive();
   } catch (const Failure& failure) {
@@ -303,14 +304,12 @@ tlv::Message Client::ReceiveOutcome() {
 }
 
 void Client::Commit(const Request& request) {
-  Send(request);
-  const tlv::Message reply = ReceiveOutcome();
+  const tlv::Message reply = ExchangeChange(request);
   if (CodeOf(Fields(reply)) != 0) throw Refusal(Fields(reply));
 }
 
 bool Client::Change(const Request& request) {
-  Send(request);
-  const tlv::Message reply = ReceiveOutcome();
+  const tlv::Message reply = ExchangeChange(request);
   const uint32_t code = CodeOf(Fields(reply));
   if (code == BYOD_ERR_NOCHANGE) return false;
   if (code != 0) throw Refusal(Fields(reply));

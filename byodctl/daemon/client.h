@@ -98,8 +98,10 @@ class Client {
   /// @return the reply to a request. @throws Refusal
   tlv::Message Ask(const Request& request);
 
-  /// @return whether anything changed. @throws Refusal, and Failure that says what a missing answer
-  /// means
+  /// Sends a change. @return the reply. @throws Failure  that says what a missing answer means
+  tlv::Message ExchangeChange(const Request& request);
+
+  /// @return whether anything changed. @throws Refusal, and as ExchangeChange
   bool Change(const Request& request);
 
   /// Ends a bulk of changes. @throws as Change
@@ -120,7 +122,6 @@ class Client {
   using Clock = std::chrono::steady_clock;
 
   void Connect();
-  tlv::Message ReceiveOutcome();
   [[noreturn]] void Fail(const std::string& what) const;
   /// @return false after the time limit
   bool WaitForBytes(Clock::time_point until) const;

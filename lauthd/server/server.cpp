@@ -218,6 +218,8 @@ void Server::Run() {
     io.stop();
   });
   Keep(io, [this] { return CheckTimeouts(runtime_, *listener_); });
+  Log(Severity::kNotice, "listening on %s", runtime_.state.options.socket.c_str());
+  NotifyManagerReady();
   if (const auto watchdog = ManagerWatchdog()) {
     Keep(io, [this, watchdog] { return ReportAlive(runtime_, *watchdog); });
   }
@@ -225,8 +227,6 @@ void Server::Run() {
   Keep(io, [this] { return listener_->Accept(); });
   if (runtime_.state.stations != nullptr) Keep(io, [this] { return KeepStations(runtime_); });
   if (sightings_ != nullptr) Keep(io, [this] { return sightings_->Receive(); });
-  Log(Severity::kNotice, "listening on %s", runtime_.state.options.socket.c_str());
-  NotifyManagerReady();
   for (bool more = true; more;)
     LogException("an event is left out", [&] { more = RunOnce(); });
   NotifyManagerStopping();

@@ -3,6 +3,7 @@
 
 import json
 import re
+import socket
 import subprocess
 import sys
 import time
@@ -12,6 +13,7 @@ from running_daemon import Daemon
 
 BYODCTL = LAUTHD = ""
 
+MAC = "00:11:22:33:44:55"
 ANY = "(any)"  # stands for keys that are not fixed
 
 
@@ -64,7 +66,8 @@ class WithDaemon(unittest.TestCase):
     def setUp(self):
         self.daemon = Daemon(LAUTHD, BYODCTL)
         self.addCleanup(self.daemon.close)
-        self.daemon.start()
+        self.sightings = self.daemon.directory / "run" / "sightings.sock"
+        self.daemon.start("--sightings", self.sightings)
 
     def objects(self, *arguments, stdin=""):
         """The JSON objects that a command writes to standard output."""
@@ -72,6 +75,20 @@ class WithDaemon(unittest.TestCase):
         lines = [json.loads(line) for line in out.splitlines()]
         self.assertTrue(lines, f"{arguments}: {err}")
         return lines
+
+    def report_terminal(self):
+        """Reports all that may be known of one, twice, so that its answer changes."""
+        place = {"access_device": "s1", "port": "p1", "session": "1"}
+        sightings = ({"options": "1,3,6", "ip": "192.0.2.1", "lease_end": 4102444800,
+                      "vendor_class": "c", "host_name": "h", **place}, {"user_agent": "iPhone"})
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as feed:
+            for sighting in sightings:
+                feed.sendto(json.dumps({"feed": "dnsmasq", "mac": MAC, **sighting}).encode(),
+                            str(self.sightings))
+        deadline = time.monotonic() + 60
+        while self.daemon.run("show", "feeds", "--json")[1].count('"sightings":2') == 0:
+            self.assertLess(time.monotonic(), deadline, self.daemon.run("show", "feeds", "--json"))
+            time.sleep(0.02)
 
     def changed(self, *arguments):
         (report,) = self.objects(*arguments)
@@ -107,6 +124,7 @@ class Keys(WithDaemon):
         self.daemon.run("set", "rule", "user-agent", "iPhone", "--os", "iPadOS")
         self.daemon.run("set", "authorization", "staff", "*", "vlan=20")
         self.daemon.run("identify", "--user-agent", "nobody")
+        self.report_terminal()
         rules = str(self.daemon.rules)
         copy = self.daemon.directory / "copy"
         copy.mkdir()
@@ -124,6 +142,8 @@ class Keys(WithDaemon):
                 ("set", "order", "mac"), ("set", "authorization", "g", "t", "a=b"),
                 ("unset", "rule", "user-agent", "x"), ("unset", "order"),
                 ("unset", "authorization", "g"), ("unset", "unknown"),
+                ("show", "feeds"), ("show", "stations"), ("show", "station", MAC),
+                ("unset", "station", MAC),
                 ("import", f"{rules}/mac.csv"), ("export",), ("backup", saved),
                 ("restore", saved), ("reload",), ("rebind",), ("check", "rules", str(copy))]
         # The reload finds a rule gone that is modified.

@@ -14,7 +14,7 @@ class Words(unittest.TestCase):
                               capture_output=True, text=True, check=False)
 
     def test_words_may_be_cut_short_while_they_are_clear(self):
-        for command in (("sh", "o"), ("sho", "stat"), ("un", "o"), ("rel",), ("exp", "m")):
+        for command in (("sh", "o"), ("sho", "statu"), ("un", "o"), ("rel",), ("exp", "m")):
             self.assertEqual(self.run_ctl(*command).returncode, 2, command)
         self.assertEqual(self.run_ctl("show", "rule", "mac", "00:11:22/24").returncode, 2)
         for command, choices in ((("s", "order"), '"s" is ambiguous: set, show'),

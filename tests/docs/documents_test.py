@@ -47,7 +47,7 @@ class Options(unittest.TestCase):
     def test_the_defaults_are_those_of_the_help(self):
         documented = {option: default.strip(" `") for option, default in self.rows
                       if default.strip() not in ("", "off", "none", "the group of the daemon")}
-        helped = dict(re.findall(r"^  (--[a-z-]+)[^\n=]*=(\S+)", self.help, re.M))
+        helped = dict(re.findall(r"^  (--[a-z-]+) ?[A-Z]*=(\S+)", self.help, re.M))
         self.assertEqual("none", helped.pop("--rule-limit"))
         # Where the build was configured with others.
         helped["--socket"] = documented["--socket"]

@@ -103,8 +103,10 @@ grep -qx 'ExecStart=/opt/byod/bin/lauthd' "$work/packed/opt/byod/lib/systemd/sys
 if command -v systemd-analyze >/dev/null; then
   cmake --install "$build" --prefix "$work/moved" >"$work/install.log"
   unit=$work/moved/lib/systemd/system/lauthd.service
-  said=$(systemd-analyze verify --man=no "$unit" "${unit%service}socket" 2>&1) || { echo "$said"; exit 1; }
-  [ -z "$said" ] || { echo "$said"; exit 1; }
+  systemd-analyze verify --man=no "$unit" "${unit%service}socket" >"$work/verify.log" 2>&1 ||
+    { cat "$work/verify.log"; exit 1; }
+  # It also reads the units of other packages, and reports what they do.
+  ! grep -vE '^(/usr)?/lib/systemd/' "$work/verify.log" || exit 1
   systemd-analyze security --no-pager --offline=true --threshold=10 "$unit" >"$work/security.log" ||
     { tail -n 1 "$work/security.log"; exit 1; }
 fi
