@@ -10,9 +10,9 @@
 
 #include "byod_data.h"
 #include "lauthd/log.h"
-#include "rulefiles/rule_file.h"
 #include "lauthd/stations/feeds.h"
 #include "lauthd/stations/stations.h"
+#include "rulefiles/rule_file.h"
 
 namespace byod::lauthd {
 

@@ -17,7 +17,7 @@ struct RuleSet {
   std::vector<MacRule> mac;
   std::vector<TextRule> user_agent;
   std::vector<TextRule> dhcp_option;
-  std::vector<Successor> successors;  ///< of rules that are no longer among these
+  std::vector<Successor> successors;             ///< of rules that are no longer among these
   std::vector<BackgroundAgent> background = {};  ///< not rules: what says nothing of a terminal
 };
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0
- * Preloaded into a daemon: one chosen allocation fails. FAILING_ALLOCATION names a file of two numbers
- * of 4 bytes in the machine's byte order, which the test shares: the allocation that fails, counted from
- * when the second number was set to 0, or 0 for none; and how many there have been. */
+ * Preloaded into a daemon: one chosen allocation fails. FAILING_ALLOCATION names a file of two
+ * numbers of 4 bytes in the machine's byte order, which the test shares: the allocation that fails,
+ * counted from when the second number was set to 0, or 0 for none; and how many there have been. */
 #define _GNU_SOURCE
 #include <errno.h>
 #include <fcntl.h>

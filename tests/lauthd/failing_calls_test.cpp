@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every request of the daemon with each of its operations on files failing in turn: it is refused, or
-// its connection ends, and then nothing has changed; or it is carried out whole. What is in memory is
-// always what is stored, and what a restart finds. A recovery also with each allocation failing.
+// Every request of the daemon with each of its operations on files failing in turn: it is refused,
+// or its connection ends, and then nothing has changed; or it is carried out whole. What is in
+// memory is always what is stored, and what a restart finds. A recovery also with each allocation
+// failing.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
