@@ -4,15 +4,15 @@
 #
 # On a network of its own (a bridge in network namespaces) stand dnsmasq, nginx as a portal, and
 # byod-capture; a client gets its address by DHCP and visits the portal. "byodctl show station" shows
-# after each step what the daemon remembers, also after it was killed in between. Whatever is not as it
-# should be ends the script with 1. BUILD is a folder of a build, build/release-clang without it.
+# after each step what the daemon remembers, also after it was killed in between. Whatever is not as
+# it should be ends the script with 1. BUILD is a folder of a build, build/run without it.
 #
-# It is a test as well. Needs root, namespaces, dnsmasq, nginx, dhclient and curl (scripts/setup.sh test), and touches nothing
-# of the machine: interfaces, files and processes go with it.
+# It is a test as well. Needs root, namespaces, dnsmasq, nginx, dhclient and curl (scripts/setup.sh
+# test), and touches nothing of the machine: interfaces, files and processes go with it.
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
-build=$(realpath "${1:-build/release-clang}")
+build=$(realpath "${1:-build/run}")
 
 skip() { echo "skipped: $*"; exit 0; }
 if [ -z "${BYOD_DEMO_INSIDE:-}" ]; then

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "lauthd/log.h"
+#include "lauthd/state/directory_names.h"
 #include "lauthd/state/file_rights.h"
 #include "rulefiles/installed_sources.h"
 #include "rulefiles/load.h"
@@ -50,14 +51,10 @@ std::string FindInsecure(const rulefiles::Sources& sources) {
   for (const std::string& directory : {sources.rules_directory, sources.registry_directory}) {
     if (directory.empty()) continue;
     if (std::string reason = WhyInsecure(directory); !reason.empty()) return reason;
-    // Not the constructor that reports errors by their code: it ends the process without memory.
-    try {
-      for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        if (entry.path().extension() != ".csv") continue;
-        if (std::string reason = WhyInsecure(entry.path()); !reason.empty()) return reason;
-      }
-    } catch (const std::filesystem::filesystem_error&) {
-      // What cannot be read is reported by the reader.
+    // What cannot be read is reported by the reader.
+    for (const std::string& name : NamesIn(directory)) {
+      if (!name.ends_with(".csv")) continue;
+      if (std::string reason = WhyInsecure(directory + '/' + name); !reason.empty()) return reason;
     }
   }
   return {};

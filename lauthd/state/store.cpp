@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "byod_db.h"
@@ -11,6 +12,7 @@
 #include "lauth_dbm_admin.h"
 #include "lauthd/log.h"
 #include "lauthd/state/authorization.h"
+#include "lauthd/state/directory_names.h"
 #include "lauthd/state/recovery.h"
 #include "lauthd/state/retry.h"
 
@@ -76,21 +78,18 @@ bool Store::OpenAlone(std::string& reason) {
 }
 
 /// Removes what daemons that were killed left in the middle of a backup or restore.
-void Store::RemoveLeftovers() const try {
+void Store::RemoveLeftovers() const {
   LAUTH_db_EndRestore(kName);
-  std::error_code ignored;
-  // Not the constructor that reports errors by their code: it ends the process without memory.
-  for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
-    const std::string name = entry.path().filename();
-    const bool is_left =
-        entry.symlink_status(ignored).type() == std::filesystem::file_type::directory &&
-        entry.last_write_time(ignored) < started_;
-    if (!name.starts_with(kScratchPrefix) || !is_left) continue;
-    Log(Severity::kNotice, "%s, which was left behind, is removed", entry.path().c_str());
-    std::filesystem::remove_all(entry.path(), ignored);
+  for (const std::string& name : NamesIn(directory_)) {
+    if (!name.starts_with(kScratchPrefix)) continue;
+    const std::filesystem::path path = directory_ + '/' + name;
+    std::error_code unknown;
+    const auto type = std::filesystem::symlink_status(path, unknown).type();
+    if (type != std::filesystem::file_type::directory) continue;
+    if (std::filesystem::last_write_time(path, unknown) >= started_ || unknown) continue;
+    Log(Severity::kNotice, "%s, which was left behind, is removed", path.c_str());
+    std::filesystem::remove_all(path, unknown);
   }
-} catch (const std::filesystem::filesystem_error&) {
-  // What cannot be read is left.
 }
 
 bool Store::Open() {
