@@ -30,7 +30,7 @@ Request FingerprintRequest(uint32_t kind, const ByodFingerPrint& fingerprint) {
   Request request(BYOD_OP_GET, kind);
   if (fingerprint.option_length > 0) {
     request.Bytes(BYOD_TLV_OPTION55, fingerprint.options,
-                  std::min<uint32_t>(fingerprint.option_length, BYOD_OPTION55_MAX));
+                  std::min(uint32_t{fingerprint.option_length}, uint32_t{BYOD_OPTION55_MAX}));
   }
   if (fingerprint.user_agent[0] != '\0') {
     request.Text(BYOD_TLV_USERAGENT, fingerprint.user_agent);

@@ -1,5 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-"""byodctl identify --pcap, run as a program: capture_test.py BYODCTL LAUTHD"""
+"""byodctl identify --pcap, run as a program: capture_test.py BYODCTL LAUTHD FILTERED
+
+FILTERED is 1 where the programs filter their system calls, else 0.
+"""
 
 import gzip
 import json
@@ -14,7 +17,7 @@ import unittest
 from captures import RANDOM, RAW, ack, capture, dhcp, ethernet, http
 from running_daemon import RULES, Daemon, copy_for_every_user
 
-BYODCTL = LAUTHD = ""
+BYODCTL = LAUTHD = SECCOMP = ""
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 CORPUS = pathlib.Path(os.environ.get("BYOD_CORPUS", SOURCE.parent / "shared" / "corpus"))
 
@@ -309,7 +312,7 @@ class Captures(unittest.TestCase):
         self.assertNotIn("0", fields["Groups"].split())
         for which in ("CapInh", "CapPrm", "CapEff", "CapBnd", "CapAmb"):
             self.assertEqual(int(fields[which], 16), 0, which)
-        self.assertEqual((fields["NoNewPrivs"], fields["Seccomp"]), ("1", "2"))
+        self.assertEqual((fields["NoNewPrivs"], fields["Seccomp"]), ("1", SECCOMP))
 
     def test_a_capture_is_read_with_its_system_calls_filtered(self):
         # A reader that waits for its standard input, with the rules read.
@@ -323,11 +326,11 @@ class Captures(unittest.TestCase):
             for _ in range(500):
                 status = pathlib.Path(f"/proc/{reader.pid}/status").read_text(encoding="ascii")
                 fields = dict(line.split(":\t", 1) for line in status.splitlines())
-                if fields["NoNewPrivs"] == "1" and fields["Seccomp"] == "2":
+                if fields["NoNewPrivs"] == "1" and fields["Seccomp"] == SECCOMP:
                     break
                 time.sleep(0.01)
             out, err = reader.communicate(data[24:])
-        self.assertEqual((fields["NoNewPrivs"], fields["Seccomp"]), ("1", "2"), err)
+        self.assertEqual((fields["NoNewPrivs"], fields["Seccomp"]), ("1", SECCOMP), err)
         self.assertEqual(int(fields["CapPrm"], 16), 0)
         self.assertIn(b"Apple", out)
 
@@ -340,4 +343,5 @@ class Captures(unittest.TestCase):
 
 if __name__ == "__main__":
     BYODCTL, LAUTHD = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
+    SECCOMP = {"1": "2", "0": "0"}[sys.argv[3]]
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], verbosity=2)
