@@ -4,9 +4,6 @@
 # sources or those of some folders or files: scripts/analyse.sh data tests/data. Any finding fails.
 # With --tidy in front clang-tidy alone. Needs the packages of scripts/setup.sh analysis, and half an
 # hour of two cores for everything. Nothing is built.
-#
-# BYOD_TIDY_SECONDS is how long clang-tidy may begin with another source; how many it left out then
-# is said at the end.
 set -euo pipefail
 . "$(dirname "$0")/usage.sh"
 cd "$(dirname "$0")/.."
@@ -19,7 +16,8 @@ if [ "${1:-}" = --tidy ]; then
 fi
 folders=("$@")
 [ ${#folders[@]} -gt 0 ] ||
-  folders=(net data tlv db cfgmsg service platform rulefiles explain lint protocol text capture lauthd
+  folders=(net data tlv db cfgmsg service platform rulefiles explain evidence lint protocol text capture feeds
+    integrations lauthd
     byodctl fuzz tests)
 
 # Precompiled headers are for one compiler only, and would have to be built.
@@ -67,10 +65,6 @@ for source in "${sources[@]}"; do
   esac
 done
 
-left_out=$build/left-out
-: >"$left_out"
-end=$((SECONDS + ${BYOD_TIDY_SECONDS:-1000000}))
-
 # tidy OPTION... -- SOURCE...
 tidy() {
   local options=()
@@ -78,18 +72,10 @@ tidy() {
   shift
   [ $# -gt 0 ] || return 0
   echo "== clang-tidy, $# sources"
-  # shellcheck disable=SC2016 # for the shell that xargs starts
   printf '%s\0' "$@" |
-    xargs -0 -P "$(nproc)" -n 1 bash -c '
-      if [ "$(date +%s)" -ge "$1" ]; then echo "${@: -1}" >>"$2"; exit 0; fi
-      exec clang-tidy-19 "${@:3}"' tidy "$(($(date +%s) + end - SECONDS))" "$left_out" \
-      -p "$build" --quiet "${options[@]}" || status=1
+    xargs -0 -P "$(nproc)" -n 1 clang-tidy-19 -p "$build" --quiet "${options[@]}" || status=1
 }
 tidy -- "${deep[@]}"
 tidy --extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=mode=shallow \
   -- "${plain[@]}"
-if [ -s "$left_out" ]; then
-  echo "analyse: clang-tidy left out $(wc -l <"$left_out") of ${#sources[@]} sources after" \
-    "$BYOD_TIDY_SECONDS seconds"
-fi
 exit "$status"
